@@ -1,0 +1,75 @@
+#pragma once
+// One request and one reply on a station's line: the serial session of a talking screen.
+//
+// Each screen that talks to a controller owns one session (its own serial control). A port is
+// open only from the request to the end of its reply:
+//   sendRequest  closes the scan's control and its own, sets the port up from scratch, opens
+//                it, drops both buffers and writes the frame; it returns at once.
+//   receive      the first received byte opens a 100 ms receive window; at its end everything
+//                that came is read, turned into hex text, checked by verifyFrame, handed to the
+//                screen when byte 0 is not 0, and the port is closed.
+// Failures are silent: a port that will not open, a bad port text, silence, a bad CRC or a
+// short reply all end the exchange without a message, and the old values stay on the screen.
+//
+// The differences between the screens' copies are options of the session.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "platform/bytes.h"
+#include "platform/serial_port.h"
+
+namespace xl::link {
+
+// The port number of a port text "COM3,9600": the text left of the first comma with every
+// "COM" removed, read as an integer. 0 when that fails (no comma, no number).
+int getCommPort(const std::string& portText);
+// The baud rate of a port text: the text right of the first comma.
+std::string getBaudRate(const std::string& portText);
+
+struct SessionOptions {
+  // The real-time screen leaves at once on an empty port text, before anything is closed.
+  bool leaveOnEmptyPortText = false;
+  // Most screens remember the port number of their last successful send.
+  bool remembersPort = true;
+  // Screens with a hidden reply box get every reply text here (before the CRC check).
+  std::function<void(const std::string& text)> showReplyText;
+  // ... and one of them only the texts that are not empty.
+  bool showOnlyNonEmptyText = false;
+};
+
+// Called with the verified reply (without CRC) when its byte 0 is not 0, and the reply text.
+// The handler may change the bytes.
+using ReplyHandler = std::function<void(Bytes& data, const std::string& text)>;
+
+class SerialSession {
+ public:
+  SerialSession(std::string controlName, SessionOptions options, ReplyHandler onReply);
+  SerialSession(const SerialSession&) = delete;
+  SerialSession& operator=(const SerialSession&) = delete;
+
+  void sendRequest(const std::string& portText, const Bytes& frame);
+
+  platform::SerialControl& control() { return control_; }
+  // The port number of the last successful send (0 before any).
+  int portNumber() const { return portNumber_; }
+
+  // The background scan's control, which every send closes first.
+  static void setScanControl(platform::SerialControl* control);
+  static platform::SerialControl* scanControl();
+
+  // The fixed receive window.
+  static constexpr std::int64_t kReceiveWindowMs = 100;
+
+ private:
+  void onComm();
+  void finishReceive();
+
+  platform::SerialControl control_;
+  SessionOptions options_;
+  ReplyHandler onReply_;
+  int portNumber_ = 0;
+};
+
+}  // namespace xl::link

@@ -1,0 +1,61 @@
+#include "platform/dialogs.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <stdexcept>
+
+namespace xl::platform {
+
+namespace {
+Dialogs* gDialogs = nullptr;
+}
+
+Dialogs::~Dialogs() {
+  if (gDialogs == this) gDialogs = nullptr;
+}
+
+Dialogs& dialogs() {
+  if (!gDialogs) throw std::logic_error("no dialogs set");
+  return *gDialogs;
+}
+void setDialogs(Dialogs* d) { gDialogs = d; }
+
+int QtDialogs::msgBox(const QString& text, int style, const QString& title) {
+  QMessageBox box(QApplication::activeWindow());
+  box.setText(text);
+  box.setWindowTitle(title.isEmpty() ? QApplication::applicationDisplayName() : title);
+  switch (style & 0x70) {
+    case kCritical: box.setIcon(QMessageBox::Critical); break;
+    case kQuestion: box.setIcon(QMessageBox::Question); break;
+    case kExclamation: box.setIcon(QMessageBox::Warning); break;
+    case kInformation: box.setIcon(QMessageBox::Information); break;
+    default: break;
+  }
+  switch (style & 0x7) {
+    case kOkCancel: box.setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel); break;
+    case kYesNoCancel: box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel); break;
+    case kYesNo: box.setStandardButtons(QMessageBox::Yes | QMessageBox::No); break;
+    default: box.setStandardButtons(QMessageBox::Ok); break;
+  }
+  switch (box.exec()) {
+    case QMessageBox::Yes: return kYes;
+    case QMessageBox::No: return kNo;
+    case QMessageBox::Cancel: return kCancel;
+    default: return kOk;
+  }
+}
+
+QString QtDialogs::openFileName(const QString& title, const QString& filter) {
+  return QFileDialog::getOpenFileName(QApplication::activeWindow(), title, {}, filter);
+}
+
+QString QtDialogs::saveFileName(const QString& title, const QString& filter) {
+  return QFileDialog::getSaveFileName(QApplication::activeWindow(), title, {}, filter);
+}
+
+QString QtDialogs::chooseFolder(const QString& prompt) {
+  return QFileDialog::getExistingDirectory(QApplication::activeWindow(), prompt);
+}
+
+}  // namespace xl::platform

@@ -1,0 +1,41 @@
+#pragma once
+// Modal dialogs and message boxes. The program shows real ones; tests install a scripted
+// implementation that answers from a queue and records what was shown.
+
+#include <QString>
+
+class QWidget;
+
+namespace xl::platform {
+
+// Message box styles and answers use the codes of the classic message-box call, so a caller's
+// "68" (Yes and No buttons with the information icon) reads as it always has.
+enum MsgStyle { kOkOnly = 0, kOkCancel = 1, kYesNoCancel = 3, kYesNo = 4, kCritical = 16, kQuestion = 32,
+                kExclamation = 48, kInformation = 64 };
+enum MsgAnswer { kOk = 1, kCancel = 2, kYes = 6, kNo = 7 };
+
+class Dialogs {
+ public:
+  virtual ~Dialogs();
+  virtual int msgBox(const QString& text, int style = kOkOnly, const QString& title = {}) = 0;
+  // An existing file to open; empty when cancelled. `filter` as Qt file dialogs take it.
+  virtual QString openFileName(const QString& title, const QString& filter) = 0;
+  // A file to save to; empty when cancelled.
+  virtual QString saveFileName(const QString& title, const QString& filter) = 0;
+  // A folder; empty when none was chosen.
+  virtual QString chooseFolder(const QString& prompt) = 0;
+};
+
+Dialogs& dialogs();
+void setDialogs(Dialogs* d);
+
+// Real Qt dialogs, parented to the active window.
+class QtDialogs : public Dialogs {
+ public:
+  int msgBox(const QString& text, int style, const QString& title) override;
+  QString openFileName(const QString& title, const QString& filter) override;
+  QString saveFileName(const QString& title, const QString& filter) override;
+  QString chooseFolder(const QString& prompt) override;
+};
+
+}  // namespace xl::platform

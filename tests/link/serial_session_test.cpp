@@ -1,0 +1,270 @@
+#include "link/serial_session.h"
+
+#include <gtest/gtest.h>
+
+#include "link/frame_codec.h"
+#include "platform/sim_bus.h"
+#include "platform/timer.h"
+#include "support/scripted_device.h"
+
+namespace xl::link {
+namespace {
+
+using platform::Duration;
+using platform::ms;
+using std::chrono::microseconds;
+
+// A simulated line COM3 at 9600 baud with one scripted device, under a virtual clock.
+class SessionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    platform::setScheduler(&clock);
+    platform::setPortDriver(&driver);
+    line = &driver.addLine("COM3", 9600);
+    device = std::make_shared<testing::ScriptedDevice>();
+    line->attach(device);
+    driver.addLine("COM4", 9600);
+  }
+  void TearDown() override {
+    SerialSession::setScanControl(nullptr);
+    platform::setPortTrace({});
+  }
+
+  // A reply as the device would send it: payload plus CRC, after `latency`.
+  void replyWith(const Bytes& payload, Duration latency = ms(5)) { device->reply = {{latency, appendCrc(payload)}}; }
+
+  static Bytes realTimePayload(std::uint8_t address) {
+    Bytes p = {address, 0x03, 0x46};
+    for (int i = 0; i < 70; ++i) p.push_back(static_cast<std::uint8_t>(i));
+    return p;
+  }
+
+  platform::VirtualClock clock;
+  platform::SimBusDriver driver;
+  platform::SimLine* line = nullptr;
+  std::shared_ptr<testing::ScriptedDevice> device;
+
+  std::vector<std::pair<Duration, Bytes>> replies;
+  std::vector<std::string> texts;
+  SerialSession session{"Screen.MSComm1", SessionOptions{},
+                        [this](Bytes& data, const std::string&) { replies.emplace_back(clock.now(), data); }};
+};
+
+TEST_F(SessionTest, PortTextIsTakenApart) {
+  EXPECT_EQ(getCommPort("COM3,9600"), 3);
+  EXPECT_EQ(getCommPort("COM12,19200"), 12);
+  EXPECT_EQ(getCommPort("COMCOM5,9600"), 5);
+  EXPECT_EQ(getCommPort("COM3"), 0);        // no comma
+  EXPECT_EQ(getCommPort("com3,9600"), 0);   // "COM" is removed as written only
+  EXPECT_EQ(getCommPort("COMx,9600"), 0);
+  EXPECT_EQ(getCommPort(""), 0);
+  EXPECT_EQ(getBaudRate("COM3,9600"), "9600");
+  EXPECT_EQ(getBaudRate("COM3,9600,x"), "9600,x");
+  EXPECT_EQ(getBaudRate("COM3,"), "");
+}
+
+TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
+  // The scan holds COM3 open with a request out; the screen sends on COM4.
+  SerialSession scan("FrmGlobalMonitoring.MSComm1", SessionOptions{}, [](Bytes&, const std::string&) {});
+  SerialSession::setScanControl(&scan.control());
+  scan.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  ASSERT_TRUE(scan.control().portOpen());
+
+  std::vector<std::string> ops;
+  platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
+    ops.push_back(control + "." + op + "=" + value);
+  });
+  session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
+  const std::vector<std::string> expected = {
+      "FrmGlobalMonitoring.MSComm1.PortOpen=False",
+      "Screen.MSComm1.CommPort=4",
+      "Screen.MSComm1.Settings=9600,N,8,1",
+      "Screen.MSComm1.InputMode=1",
+      "Screen.MSComm1.InputLen=0",
+      "Screen.MSComm1.InBufferSize=1024",
+      "Screen.MSComm1.OutBufferSize=512",
+      "Screen.MSComm1.PortOpen=True",
+      "Screen.MSComm1.SThreshold=0",
+      "Screen.MSComm1.RThreshold=1",
+      "Screen.MSComm1.InBufferCount=0",
+      "Screen.MSComm1.OutBufferCount=0",
+      "Screen.MSComm1.Output=02 03 01 00 00 23 05 DC",
+  };
+  EXPECT_EQ(ops, expected);
+  EXPECT_FALSE(scan.control().portOpen());
+  EXPECT_EQ(session.portNumber(), 4);
+
+  // A second send on the same screen closes its own control first.
+  ops.clear();
+  session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
+  ASSERT_GE(ops.size(), 2u);
+  EXPECT_EQ(ops[0], "Screen.MSComm1.PortOpen=False");
+  EXPECT_EQ(ops[1], "Screen.MSComm1.CommPort=4");
+}
+
+TEST_F(SessionTest, GoodReplyIsReadAtTheEndOfTheWindowAndThePortCloses) {
+  replyWith(realTimePayload(1));
+  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  // The 8-byte request takes 8333 us; the device answers 5 ms later; its first byte is in
+  // after one more byte time; the window then runs 100 ms.
+  const Duration firstByte = microseconds(8333 + 5000 + 1041);
+  clock.advance(firstByte + ms(99));
+  EXPECT_TRUE(replies.empty());
+  EXPECT_TRUE(session.control().portOpen());
+  clock.advance(ms(2));
+  ASSERT_EQ(replies.size(), 1u);
+  EXPECT_EQ(replies[0].first, firstByte + ms(100));
+  EXPECT_EQ(replies[0].second, realTimePayload(1));
+  EXPECT_EQ(replies[0].second.size() - 1, 72u);  // the upper index a handler insists on
+  EXPECT_FALSE(session.control().portOpen());
+  // The 75 bytes of the reply took 78 ms on the wire.
+  ASSERT_EQ(line->wire().size(), 2u);
+  EXPECT_EQ(platform::toMs(line->wire()[1].end - line->wire()[1].start), 78);
+}
+
+TEST_F(SessionTest, SilenceLeavesThePortOpenUntilTheNextSend) {
+  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  clock.advance(ms(5000));
+  EXPECT_TRUE(replies.empty());
+  EXPECT_TRUE(session.control().portOpen());
+  EXPECT_TRUE(platform::portHeld("COM3"));
+  replyWith(realTimePayload(1));
+  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  clock.advance(ms(500));
+  EXPECT_EQ(replies.size(), 1u);
+  EXPECT_FALSE(platform::portHeld("COM3"));
+}
+
+TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
+  struct Case {
+    const char* name;
+    std::vector<platform::SimReplyPart> reply;
+  };
+  Bytes wrongCrc = appendCrc(realTimePayload(1));
+  std::swap(wrongCrc[73], wrongCrc[74]);
+  const Bytes full = appendCrc(realTimePayload(1));
+  const Bytes head(full.begin(), full.begin() + 40), tail(full.begin() + 40, full.end());
+  const Case cases[] = {
+      {"CRC mismatch", {{ms(5), wrongCrc}}},
+      {"split by 150 ms", {{ms(5), head}, {ms(150), tail}}},
+      {"address 0", {{ms(5), appendCrc(Bytes{0x00, 0x03, 0x02, 0x00, 0x01})}}},
+      {"too short to read", {{ms(5), Bytes{0x01, 0x03}}}},
+  };
+  for (const auto& c : cases) {
+    replies.clear();
+    device->reply = c.reply;
+    session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+    clock.advance(ms(400));
+    EXPECT_TRUE(replies.empty()) << c.name;
+    EXPECT_FALSE(session.control().portOpen()) << c.name;
+  }
+  // After the split reply, a good one is not mixed with the lost tail.
+  replyWith(realTimePayload(2));
+  session.sendRequest("COM3,9600", requestFrame(2, " 03 0100 0023"));
+  clock.advance(ms(400));
+  ASSERT_EQ(replies.size(), 1u);
+  EXPECT_EQ(replies[0].second, realTimePayload(2));
+}
+
+TEST_F(SessionTest, ExceptionReplyIsDispatchedAsThreeBytes) {
+  replyWith(Bytes{0x01, 0x83, 0x02});
+  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  clock.advance(ms(300));
+  ASSERT_EQ(replies.size(), 1u);
+  EXPECT_EQ(replies[0].second, (Bytes{0x01, 0x83, 0x02}));
+}
+
+TEST_F(SessionTest, FailedSendsWriteNothing) {
+  // A port held open by another control, bad port texts, a port that does not exist, a baud
+  // rate the control refuses: nothing goes on the wire and nothing is reported.
+  platform::SerialControl other("Other.MSComm1");
+  other.setCommPort(3);
+  other.setPortOpen(true);
+  for (const char* portText : {"COM3,9600", "COM3", "COMx,9600", "", "COM3,abc", "COM9,9600", "COM0,9600", "COM4,"}) {
+    session.sendRequest(portText, requestFrame(1, " 03 0100 0023"));
+    clock.advance(ms(300));
+    EXPECT_TRUE(line->wire().empty()) << portText;
+    EXPECT_TRUE(replies.empty()) << portText;
+    EXPECT_EQ(session.portNumber(), 0) << portText;
+  }
+  other.setPortOpen(false);
+  replyWith(realTimePayload(1));
+  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  clock.advance(ms(300));
+  EXPECT_EQ(replies.size(), 1u);
+}
+
+TEST_F(SessionTest, WrongBaudRateIsSilence) {
+  replyWith(realTimePayload(1));
+  session.sendRequest("COM3,19200", requestFrame(1, " 03 0100 0023"));
+  clock.advance(ms(500));
+  EXPECT_TRUE(replies.empty());
+  EXPECT_TRUE(device->received.empty());
+}
+
+TEST_F(SessionTest, EmptyPortTextLeavesAtOnceOnlyWhereTheScreenSaysSo) {
+  SerialSession scan("FrmGlobalMonitoring.MSComm1", SessionOptions{}, [](Bytes&, const std::string&) {});
+  SerialSession::setScanControl(&scan.control());
+  scan.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  SerialSession realTime("FrmRealTimeMonitoring.MSComm1", [] {
+                           SessionOptions o;
+                           o.leaveOnEmptyPortText = true;
+                           return o;
+                         }(),
+                         [](Bytes&, const std::string&) {});
+  realTime.sendRequest("", requestFrame(1, " 03 0100 0023"));
+  EXPECT_TRUE(scan.control().portOpen());
+  // Other screens fail later, after closing the scan's port.
+  session.sendRequest("", requestFrame(1, " 03 0100 0023"));
+  EXPECT_FALSE(scan.control().portOpen());
+}
+
+TEST_F(SessionTest, ReplyTextGoesToTheHiddenBoxBeforeTheCheck) {
+  std::vector<std::string> shown;
+  SessionOptions boxedOptions;
+  boxedOptions.showReplyText = [&](const std::string& t) { shown.push_back(t); };
+  SerialSession boxed("Boxed.MSComm1", boxedOptions, [](Bytes&, const std::string&) {});
+  Bytes wrong = appendCrc(Bytes{0x01, 0x03, 0x02, 0x00, 0x07});
+  wrong.back() ^= 0xFF;
+  device->reply = {{ms(5), wrong}};
+  boxed.sendRequest("COM3,9600", requestFrame(1, " 03 E0 1D 0001"));
+  clock.advance(ms(300));
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0], hexText(wrong));
+  // A receive event with nothing to read shows an empty text, except on the screen that
+  // skips empty texts; both close the port.
+  SessionOptions skippingOptions = boxedOptions;
+  skippingOptions.showOnlyNonEmptyText = true;
+  SerialSession skipping("Skipping.MSComm1", skippingOptions, [](Bytes&, const std::string&) {});
+  for (SerialSession* s : {&boxed, &skipping}) {
+    device->reply = {};
+    s->sendRequest("COM3,9600", requestFrame(1, " 03 E0 1D 0001"));
+    s->control().onComm(platform::CommEvent::LineError);  // a line error, no data
+    clock.advance(ms(200));
+    EXPECT_FALSE(s->control().portOpen());
+  }
+  EXPECT_EQ(shown, (std::vector<std::string>{hexText(wrong), ""}));
+}
+
+TEST_F(SessionTest, TimerTicksWaitForTheReceiveWindow) {
+  // A timer due every 30 ms keeps ticking, but none of its ticks is served inside the window:
+  // those that fall due there run right after the reply handler, merged into one.
+  std::vector<std::int64_t> ticks;
+  platform::Timer timer(30, [&] { ticks.push_back(clock.now().count()); });
+  timer.setEnabled(true);
+  replyWith(realTimePayload(1));
+  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  clock.advance(ms(250));
+  ASSERT_EQ(replies.size(), 1u);
+  const std::int64_t windowStart = (replies[0].first - ms(100)).count();
+  const std::int64_t windowEnd = replies[0].first.count();
+  for (std::int64_t t : ticks) EXPECT_FALSE(t > windowStart && t < windowEnd) << "tick at " << t << " us";
+  EXPECT_EQ(std::count(ticks.begin(), ticks.end(), windowEnd), 1);
+  // The grid of the timer is kept: the next tick after the deferred one is on a multiple of 30.
+  auto after = std::find_if(ticks.begin(), ticks.end(), [&](std::int64_t t) { return t > windowEnd; });
+  ASSERT_NE(after, ticks.end());
+  EXPECT_EQ(*after % 30000, 0);
+}
+
+}  // namespace
+}  // namespace xl::link

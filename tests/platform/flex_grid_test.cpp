@@ -1,0 +1,87 @@
+#include "platform/flex_grid.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QHeaderView>
+
+namespace xl::platform {
+namespace {
+
+QApplication& app() {
+  static int argc = 1;
+  static char name[] = "test";
+  static char* argv[] = {name, nullptr};
+  static QApplication a(argc, argv);
+  return a;
+}
+
+TEST(FlexGrid, ColumnTextClassification) {
+  // Numbers: exact words, endings, beginnings and contained words.
+  for (const char* number : {"序号", "密度", "电池数", "金额", "效率", "单价", "电量", "充电(%)", "发电KWh", "应收",
+                             "本月合计", "累计发电", "最大值", "单位成本", "剩余容量", "工作小时", "投产量", "期初库存"})
+    EXPECT_EQ(classifyColumnText(QString::fromUtf8(number)), 0) << number;
+  for (const char* text : {"", "站点名称", "状态", "电压(V)", "备注", "数据", "kwh", "序号1"})
+    EXPECT_EQ(classifyColumnText(QString::fromUtf8(text)), 2) << text;
+}
+
+TEST(FlexGrid, FormatGridColumnsByHeaderThenByLastRow) {
+  app();
+  FlexGrid grid;
+  grid.setCols(5);
+  grid.setRows(3);
+  grid.setTextMatrix(0, 0, "num value");
+  grid.setTextMatrix(0, 1, " str x");
+  grid.setTextMatrix(0, 2, "No. of days");
+  grid.setTextMatrix(0, 3, "Voltage");
+  grid.setTextMatrix(0, 4, "Name");
+  grid.setTextMatrix(2, 3, QStringLiteral("充电量"));  // the last row decides
+  grid.setTextMatrix(1, 4, QStringLiteral("充电量"));  // not the last row: no effect
+  grid.setTextMatrix(2, 4, QStringLiteral("站点"));
+  formatGridColumns(grid);
+  EXPECT_EQ(grid.colAlignment(0), 1);
+  EXPECT_EQ(grid.colFormat(0), "#,##0.000");
+  EXPECT_EQ(grid.colAlignment(1), 1);
+  EXPECT_EQ(grid.colFormat(1), "");
+  EXPECT_EQ(grid.colAlignment(2), 7);
+  EXPECT_EQ(grid.colFormat(2), "");
+  EXPECT_EQ(grid.colFormat(3), "#,##0.000");
+  EXPECT_EQ(grid.colFormat(4), "");
+  // The number format shows numbers grouped with three decimals and leaves other text.
+  EXPECT_EQ(formatCell("1234.5", "#,##0.000"), "1,234.500");
+  EXPECT_EQ(formatCell("abc", "#,##0.000"), "abc");
+  EXPECT_EQ(formatCell("1234.5", ""), "1234.5");
+  // The stored text stays as it was set.
+  grid.setTextMatrix(1, 0, "1234.5");
+  EXPECT_EQ(grid.textMatrix(1, 0), "1234.5");
+}
+
+TEST(FlexGrid, CellsKeysAndRows) {
+  app();
+  FlexGrid grid;
+  grid.setCols(3);
+  grid.setRows(4);
+  EXPECT_EQ(grid.rows(), 4);
+  grid.setColKey(2, "wwwwww");
+  EXPECT_EQ(grid.colIndex("wwwwww"), 2);
+  EXPECT_EQ(grid.colIndex("nothing"), -1);
+  grid.setCellData(3, 0, QByteArray("\x01\x03", 2));
+  EXPECT_EQ(grid.cellData(3, 0).toByteArray(), QByteArray("\x01\x03", 2));
+  EXPECT_FALSE(grid.cellData(2, 0).isValid());
+  grid.setTextMatrix(0, 1, "Header");
+  EXPECT_EQ(grid.textMatrix(0, 1), "Header");
+  // Out-of-range writes are ignored, reads give empty text.
+  grid.setTextMatrix(9, 9, "x");
+  EXPECT_EQ(grid.textMatrix(9, 9), "");
+  // formatGrid empties the body unless told to keep it, and keeps the header.
+  grid.setTextMatrix(1, 0, "a");
+  formatGrid(grid, true);
+  EXPECT_EQ(grid.rows(), 4);
+  formatGrid(grid, false);
+  EXPECT_EQ(grid.rows(), 1);
+  EXPECT_EQ(grid.textMatrix(0, 1), "Header");
+  EXPECT_EQ(grid.verticalHeader()->defaultSectionSize(), 20);
+}
+
+}  // namespace
+}  // namespace xl::platform
