@@ -1,0 +1,32 @@
+// Xinglan Station Monitor: entry point.
+
+#include <QApplication>
+
+#include "core/app_state.h"
+#include "core/startup.h"
+#include "platform/dialogs.h"
+#include "platform/port_names.h"
+#include "platform/qt_scheduler.h"
+#include "platform/qt_serial_port.h"
+#include "shell/frm_mdi.h"
+
+int main(int argc, char** argv) {
+  QApplication app(argc, argv);
+  QApplication::setApplicationDisplayName(QStringLiteral("星澜站点监控软件"));
+
+  xl::platform::QtScheduler scheduler;
+  xl::platform::setScheduler(&scheduler);
+  xl::platform::QtPortDriver driver([](const std::string& name) {
+    return xl::platform::resolvePortPath(xl::core::programDir().toStdString(), name);
+  });
+  xl::platform::setPortDriver(&driver);
+  xl::platform::QtDialogs dialogs;
+  xl::platform::setDialogs(&dialogs);
+
+  xl::core::Main([] {
+    auto& mdi = xl::shell::FrmMDI::instance();
+    mdi.show();
+    mdi.MDIForm_Load();
+  });
+  return app.exec();
+}

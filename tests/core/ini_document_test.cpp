@@ -1,0 +1,159 @@
+// The settings text without files: how a document reads, and what a write changes.
+
+#include <gtest/gtest.h>
+
+#include "core/settings.h"
+#include "platform/gbk.h"
+
+using xl::core::IniDocument;
+
+namespace {
+
+QString read(const QByteArray& file, const QString& section, const QString& key) {
+  return xl::core::readIniValue(IniDocument::parse(file), section, key);
+}
+
+int readInt(const QByteArray& file, const QString& key) {
+  return xl::core::readIniIntValue(IniDocument::parse(file), QStringLiteral("S"), key);
+}
+
+QByteArray afterSet(const QByteArray& file, const QString& section, const QString& key, const QString& value) {
+  IniDocument doc = IniDocument::parse(file);
+  EXPECT_TRUE(doc.set(section, key, value));
+  return doc.serialize();
+}
+
+}  // namespace
+
+TEST(IniDocument, FindsSectionsAndKeysWithoutRegardToCase) {
+  const QByteArray file = "[Main]\r\nConfig=1234\r\n[COMS]\r\nListCount=2\r\n";
+  EXPECT_EQ(read(file, "main", "CONFIG"), "1234");
+  EXPECT_EQ(read(file, "coms", "listcount"), "2");
+  EXPECT_EQ(read(file, "Main", "ListCount"), "");  // a key of another section
+  EXPECT_EQ(read(file, "Other", "Config"), "");
+  EXPECT_FALSE(IniDocument::parse(file).value("Main", "ListCount").has_value());
+}
+
+TEST(IniDocument, ReadsAHandEditedFileAsItsEditorMeantIt) {
+  const QByteArray file =
+      "orphan=before any section\n"
+      "  [ Main ]  \n"
+      "\n"
+      "; note=commented out\n"
+      "# other=commented out\n"
+      "   config   =   pw 1   \n"
+      "just a line without equals\n"
+      "[COMS]\r\n"
+      "ListCount=2\r\n"
+      "1=COM3,9600";  // no final line end
+  EXPECT_EQ(read(file, "Main", "config"), "pw 1");
+  EXPECT_EQ(read(file, "Main", "; note"), "");
+  EXPECT_EQ(read(file, "Main", "note"), "");
+  EXPECT_EQ(read(file, "Main", "# other"), "");
+  EXPECT_EQ(read(file, "Main", "just a line without equals"), "");
+  EXPECT_EQ(read(file, "", "orphan"), "");
+  EXPECT_EQ(read(file, "COMS", "1"), "COM3,9600");
+  // Reading and writing back unchanged gives the same bytes.
+  EXPECT_EQ(IniDocument::parse(file).serialize(), file);
+}
+
+TEST(IniDocument, OnlyTheFirstOfDuplicatedSectionsAndKeysCounts) {
+  const QByteArray file = "[A]\r\nk=first\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n";
+  EXPECT_EQ(read(file, "A", "k"), "first");
+  EXPECT_EQ(read(file, "A", "other"), "");
+
+  // A write goes to the same first section, so it reads back; the duplicate stays as it was.
+  EXPECT_EQ(afterSet(file, "a", "K", "new"), "[A]\r\nk=new\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
+  EXPECT_EQ(afterSet(file, "A", "other", "5"),
+            "[A]\r\nk=first\r\nk=second\r\nother=5\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
+}
+
+TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
+  QByteArray file = "[S]\r\n";
+  file += "blank=    \r\nempty=\r\npadded=   x y  \t\r\n";
+  file += "dq=\"quoted\"\r\nsq='single'\r\nmixed=\"mixed'\r\ninner=\"a\"b\"\r\nlone=\"\r\nspaced=\" in quotes \"\r\n";
+  file += QByteArray("nul=a\0b\0\r\n", 10);
+  file += "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') + "\r\n";
+  file += "edge=" + QByteArray(498, 'a') + " zzz\r\n";
+  const QString s = "S";
+  EXPECT_EQ(read(file, s, "blank"), "");
+  EXPECT_EQ(read(file, s, "empty"), "");
+  EXPECT_EQ(read(file, s, "padded"), "x y");
+  EXPECT_EQ(read(file, s, "dq"), "quoted");
+  EXPECT_EQ(read(file, s, "sq"), "single");
+  EXPECT_EQ(read(file, s, "mixed"), "\"mixed'");
+  EXPECT_EQ(read(file, s, "inner"), "a\"b");  // one pair only
+  EXPECT_EQ(read(file, s, "lone"), "\"");
+  EXPECT_EQ(read(file, s, "spaced"), "in quotes");
+  EXPECT_EQ(read(file, s, "nul"), "ab");
+  // The read buffer takes 499 characters; the cut comes before the trim.
+  EXPECT_EQ(read(file, s, "long"), QString(499, u'a'));
+  EXPECT_EQ(read(file, s, "edge"), QString(498, u'a'));
+}
+
+TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
+  const QByteArray file =
+      "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
+      "wrap=4294967295\r\nempty=\r\n";
+  EXPECT_EQ(readInt(file, "abc"), 0);
+  EXPECT_EQ(readInt(file, "blanks"), 42);
+  EXPECT_EQ(readInt(file, "neg"), -17);
+  EXPECT_EQ(readInt(file, "plus"), 5);
+  EXPECT_EQ(readInt(file, "tail"), 12);
+  EXPECT_EQ(readInt(file, "hex"), 31);
+  EXPECT_EQ(readInt(file, "quoted"), 7);
+  EXPECT_EQ(readInt(file, "wrap"), -1);
+  EXPECT_EQ(readInt(file, "empty"), 0);
+  EXPECT_EQ(readInt(file, "missing"), 0);
+}
+
+TEST(IniDocument, AWrittenKeyIsReplacedWhereItStands) {
+  const QByteArray file = "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=b\n";
+  EXPECT_EQ(afterSet(file, "a", "KEY", "new"), "[A]\r\nx=1\r\n  Key = new\r\ny=2\r\n[B]\nkey=b\n");
+  // Its line end is its own, also in an LF file.
+  EXPECT_EQ(afterSet(file, "B", "key", "c"), "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=c\n");
+}
+
+TEST(IniDocument, ANewKeyFollowsTheLastEntryOfItsSection) {
+  const QByteArray file = "[A]\r\nx=1\r\n\r\n; about B\r\n[B]\r\nk=b\r\n";
+  EXPECT_EQ(afterSet(file, "A", "y", "2"), "[A]\r\nx=1\r\ny=2\r\n\r\n; about B\r\n[B]\r\nk=b\r\n");
+  EXPECT_EQ(afterSet("[A]\r\n[B]\r\n", "A", "y", "2"), "[A]\r\ny=2\r\n[B]\r\n");
+  EXPECT_EQ(afterSet("[A]", "A", "y", "2"), "[A]\r\ny=2\r\n");
+}
+
+TEST(IniDocument, ANewSectionGoesToTheEndOfTheFile) {
+  EXPECT_EQ(afterSet("", "COMS", "ListCount", "0"), "[COMS]\r\nListCount=0\r\n");
+  EXPECT_EQ(afterSet("[A]\nx=1", "B", "k", "v"), "[A]\nx=1\r\n[B]\r\nk=v\r\n");
+
+  using xl::platform::toGbk;
+  const QByteArray chinese = afterSet("", QStringLiteral("配置"), QStringLiteral("电池类型"), QStringLiteral("星澜"));
+  EXPECT_EQ(chinese, toGbk(QStringLiteral("[配置]\r\n电池类型=星澜\r\n")));
+  EXPECT_EQ(read(chinese, QStringLiteral("配置"), QStringLiteral("电池类型")), QStringLiteral("星澜"));
+}
+
+TEST(IniDocument, AFileWithAUtf8MarkIsReadAndWrittenAsUtf8) {
+  const QByteArray file = QStringLiteral("\uFEFF[配置]\r\n名称=星澜\r\n").toUtf8();
+  ASSERT_TRUE(file.startsWith("\xEF\xBB\xBF"));
+  EXPECT_EQ(read(file, QStringLiteral("配置"), QStringLiteral("名称")), QStringLiteral("星澜"));
+  EXPECT_EQ(afterSet(file, QStringLiteral("配置"), QStringLiteral("备注"), QStringLiteral("站点")),
+            QStringLiteral("\uFEFF[配置]\r\n名称=星澜\r\n备注=站点\r\n").toUtf8());
+  // The mark does not hide the section header behind it.
+  EXPECT_EQ(read("\xEF\xBB\xBF[S]\r\nk=v\r\n", "S", "k"), "v");
+}
+
+TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) {
+  IniDocument doc = IniDocument::parse("[S]\r\nk=old\r\n");
+  EXPECT_TRUE(doc.set("S", "k", "one\r\n[Evil]\r\nx=1"));
+  EXPECT_TRUE(doc.set("S", "n", QStringLiteral("ab") + QChar(u'\0') + "cd"));
+  EXPECT_TRUE(doc.set("S", "q", "\"quoted\""));
+  EXPECT_EQ(doc.serialize(), "[S]\r\nk=one\r\nn=ab\r\nq=\"quoted\"\r\n");
+  EXPECT_EQ(xl::core::readIniValue(doc, "S", "q"), "quoted");
+
+  const QByteArray before = doc.serialize();
+  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"), QStringLiteral("#x"),
+                             QStringLiteral("a\nb"), QStringLiteral("😀")}) {
+    EXPECT_FALSE(doc.set("S", key, "v")) << key.toStdString();
+  }
+  EXPECT_FALSE(doc.set("S\r\nT", "k", "v"));
+  EXPECT_EQ(doc.serialize(), before);
+}

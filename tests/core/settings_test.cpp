@@ -1,0 +1,124 @@
+// The settings routines on real files: persistence, encoding on disk, failures.
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include "core/app_state.h"
+#include "core/settings.h"
+#include "platform/gbk.h"
+
+using namespace xl::core;
+
+namespace {
+
+class SettingsFile : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(dir_.isValid());
+    path_ = dir_.filePath("MSCON.DLL");
+    configPath = path_;
+  }
+  void TearDown() override {
+    QFile::setPermissions(path_, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    configPath.clear();
+  }
+
+  QByteArray bytes() const {
+    QFile file(path_);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+  }
+  void setBytes(const QByteArray& data) const {
+    QFile file(path_);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(data);
+  }
+
+  QTemporaryDir dir_;
+  QString path_;
+};
+
+}  // namespace
+
+TEST_F(SettingsFile, AMissingFileReadsEmptyAndComesIntoBeingWithTheFirstWrite) {
+  EXPECT_EQ(readIni("COMS", "ListCount"), "");
+  EXPECT_EQ(readIniInt("COMS", "ListCount"), 0);
+  EXPECT_EQ(getPassword(), "426813");
+  EXPECT_FALSE(QFile::exists(path_));  // reading creates nothing
+
+  writeIni("COMS", "ListCount", "2");
+  EXPECT_EQ(bytes(), "[COMS]\r\nListCount=2\r\n");
+}
+
+TEST_F(SettingsFile, EveryCallGoesToTheFile) {
+  writeIni("Main", "config", "1111");
+  EXPECT_EQ(getPassword(), "1111");
+
+  // A change made behind the routines' back is seen by the next read and kept by the next write.
+  setBytes("[Main]\r\nconfig=2222\r\n; kept\r\n[Other]\r\nx = 1\r\n");
+  EXPECT_EQ(getPassword(), "2222");
+  writeIni("MAIN", "Config", "3333");
+  EXPECT_EQ(bytes(), "[Main]\r\nconfig=3333\r\n; kept\r\n[Other]\r\nx = 1\r\n");
+
+  // An all-blank password is no password.
+  writeIni("Main", "config", "   ");
+  EXPECT_EQ(getPassword(), "426813");
+}
+
+TEST_F(SettingsFile, ChineseTextIsGbkOnDiskWithCrLfLineEnds) {
+  const QString file = dir_.filePath("params.txt");
+  writeIniFile(QStringLiteral("配置"), QStringLiteral("电池类型"), QStringLiteral("Sealed"), file);
+  writeIniFile(QStringLiteral("配置"), QStringLiteral("备注"), QStringLiteral("星澜"), file);
+  QFile disk(file);
+  ASSERT_TRUE(disk.open(QIODevice::ReadOnly));
+  EXPECT_EQ(disk.readAll(), QByteArray("[\xC5\xE4\xD6\xC3]\r\n\xB5\xE7\xB3\xD8\xC0\xE0\xD0\xCD=Sealed\r\n"
+                                       "\xB1\xB8\xD7\xA2=\xD0\xC7\xC0\xBD\r\n"));
+  EXPECT_EQ(readIniFile(QStringLiteral("配置"), QStringLiteral("备注"), file), QStringLiteral("星澜"));
+}
+
+TEST_F(SettingsFile, AShrunkPortListLeavesItsStaleEntryBehind) {
+  writeIni("COMS", "ListCount", "3");
+  writeIni("COMS", "1", "COM1,9600");
+  writeIni("COMS", "2", "COM3,9600");
+  writeIni("COMS", "3", "COM5,19200");
+  writeIni("COMS", "ListCount", "2");
+
+  QStringList ports;
+  for (int i = 1; i <= readIniInt("COMS", "ListCount"); ++i) ports << readIni("COMS", QString::number(i));
+  EXPECT_EQ(ports, QStringList({"COM1,9600", "COM3,9600"}));
+  EXPECT_EQ(readIni("COMS", "3"), "COM5,19200");  // still there, for whoever reads it
+  EXPECT_EQ(bytes(), "[COMS]\r\nListCount=2\r\n1=COM1,9600\r\n2=COM3,9600\r\n3=COM5,19200\r\n");
+}
+
+TEST_F(SettingsFile, AFileThatCannotBeWrittenKeepsItsContents) {
+  setBytes("[Main]\r\nconfig=1111\r\n");
+  ASSERT_TRUE(QFile::setPermissions(path_, QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+  writeIni("Main", "config", "2222");
+  writeIni("New", "k", "v");
+  EXPECT_EQ(bytes(), "[Main]\r\nconfig=1111\r\n");
+  EXPECT_EQ(getPassword(), "1111");
+
+  // A missing directory is not made.
+  const QString nowhere = dir_.filePath("no/such/dir/MSCON.DLL");
+  writeIniFile("Main", "config", "2222", nowhere);
+  EXPECT_FALSE(QDir(dir_.filePath("no")).exists());
+  EXPECT_EQ(readIniFile("Main", "config", nowhere), "");
+
+  // A directory in the file's place reads as empty and is left alone.
+  const QString folder = dir_.filePath("folder");
+  ASSERT_TRUE(QDir(dir_.path()).mkdir("folder"));
+  writeIniFile("Main", "config", "2222", folder);
+  EXPECT_EQ(readIniFile("Main", "config", folder), "");
+  EXPECT_TRUE(QFileInfo(folder).isDir());
+}
+
+TEST_F(SettingsFile, AWriteKeepsTheFilesPermissions) {
+  setBytes("[Main]\r\n");
+  const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
+  ASSERT_TRUE(QFile::setPermissions(path_, mode));
+  writeIni("Main", "config", "1");
+  // Owner, group and other bits; the user bits depend on who runs the test.
+  EXPECT_EQ(QFile::permissions(path_) & 0xF0FF, mode);
+  EXPECT_EQ(bytes(), "[Main]\r\nconfig=1\r\n");
+}

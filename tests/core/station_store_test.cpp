@@ -1,0 +1,151 @@
+// The station table on a real SQLite file.
+
+#include "core/station_store.h"
+
+#include <sqlite3.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include "core/app_state.h"
+
+using namespace xl::core;
+
+namespace {
+
+Station station(const QString& name, const QString& port, const QString& id) {
+  Station s;
+  s.StationName = name;
+  s.Port = port;
+  s.DeviceID = id;
+  return s;
+}
+
+QStringList names(const std::vector<Station>& stations) {
+  QStringList list;
+  for (const Station& s : stations) list << s.StationName;
+  return list;
+}
+
+class StationStore : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(dir_.isValid());
+    path_ = dir_.filePath("MSCONS.DLL");
+    setStationStorePath(path_);
+  }
+  void TearDown() override { setStationStorePath(QString()); }
+
+  // Runs SQL on the file directly, as another tool would.
+  void execute(const char* sql) const {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(path_.toUtf8().constData(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+  }
+
+  QTemporaryDir dir_;
+  QString path_;
+};
+
+}  // namespace
+
+TEST_F(StationStore, AMissingFileGivesEmptyResultsAndIsNotCreated) {
+  EXPECT_FALSE(checkDatabase());
+  EXPECT_EQ(getStationPort("S1"), "");
+  EXPECT_EQ(getStationDeviceID("S1"), "");
+  EXPECT_TRUE(getStations("COM3,9600").empty());
+  EXPECT_FALSE(findStation("S1"));
+  EXPECT_FALSE(insertStation(station("S1", "COM3,9600", "1")));
+  EXPECT_FALSE(deleteStation("S1"));
+  EXPECT_FALSE(updateStation("S1", station("S1", "COM3,9600", "1")));
+  EXPECT_FALSE(QFile::exists(path_));
+}
+
+TEST_F(StationStore, TheInstallerMakesTheTableOnceAndNeverAltersIt) {
+  ASSERT_TRUE(createStore());
+  EXPECT_TRUE(checkDatabase());
+  ASSERT_TRUE(insertStation(station("S1", "COM3,9600", "1")));
+  EXPECT_TRUE(createStore());
+  EXPECT_EQ(getStationPort("S1"), "COM3,9600");
+
+  // A file that is no database is left as it is, and reads as empty.
+  const QString other = dir_.filePath("other.DLL");
+  QFile junk(other);
+  ASSERT_TRUE(junk.open(QIODevice::WriteOnly));
+  junk.write(QByteArray(4096, 'x'));
+  junk.close();
+  setStationStorePath(other);
+  EXPECT_FALSE(checkDatabase());
+  EXPECT_FALSE(createStore());
+  EXPECT_EQ(getStationPort("S1"), "");
+  ASSERT_TRUE(junk.open(QIODevice::ReadOnly));
+  EXPECT_EQ(junk.readAll(), QByteArray(4096, 'x'));
+}
+
+TEST_F(StationStore, TheStoreLiesInTheProgramDirectory) {
+  setStationStorePath(QString());
+  setProgramDir(dir_.path());
+  EXPECT_EQ(stationStorePath(), dir_.path() + "/MSCONS.DLL");
+  setProgramDir("/");
+  EXPECT_EQ(stationStorePath(), "/MSCONS.DLL");
+  setProgramDir(QString());
+}
+
+TEST_F(StationStore, EveryColumnKeepsItsOwnValueAndQuotesAreJustText) {
+  ASSERT_TRUE(createStore());
+  Station full;
+  int n = 0;
+  for (QString* field : {&full.StationName, &full.Port, &full.DeviceID, &full.ArraysType, &full.PeakPower,
+                         &full.Voc, &full.Vmp, &full.BatteryType, &full.Capacity, &full.Voltage, &full.LoadType,
+                         &full.Power, &full.Remarks}) {
+    *field = QStringLiteral("值%1'").arg(++n);
+  }
+  full.StationName = QStringLiteral("O'Brien's \"北站\"");
+  ASSERT_TRUE(insertStation(full));
+  EXPECT_EQ(findStation(full.StationName), full);
+  EXPECT_EQ(getStationPort(full.StationName), full.Port);
+  EXPECT_EQ(getStationDeviceID(full.StationName), full.DeviceID);
+  EXPECT_EQ(getStationPort("unknown"), "");
+
+  EXPECT_TRUE(deleteStation(full.StationName));
+  EXPECT_FALSE(findStation(full.StationName));
+  EXPECT_TRUE(deleteStation(full.StationName));  // nothing left to delete is no failure
+}
+
+TEST_F(StationStore, StationsOfAPortComeInTableOrderByTheWholePortText) {
+  ASSERT_TRUE(createStore());
+  ASSERT_TRUE(insertStation(station("B", "COM3,9600", "1")));
+  ASSERT_TRUE(insertStation(station("A", "COM3,19200", "2")));
+  ASSERT_TRUE(insertStation(station("C", "COM3,9600", "1")));  // same port and DeviceID as B
+  ASSERT_TRUE(insertStation(station("D", "COM4,9600", "3")));
+  EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"B", "C"}));
+  EXPECT_EQ(names(getStations("COM3,19200")), QStringList({"A"}));
+  EXPECT_TRUE(getStations("COM3").empty());
+  EXPECT_TRUE(getStations("COM3,9600 ").empty());
+
+  // Text compares without regard to case.
+  EXPECT_EQ(names(getStations("com3,9600")), QStringList({"B", "C"}));
+  EXPECT_EQ(getStationDeviceID("d"), "3");
+  EXPECT_TRUE(deleteStation("b"));
+  EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"C"}));
+}
+
+TEST_F(StationStore, AnUpdateReplacesTheRowOrLosesNothing) {
+  ASSERT_TRUE(createStore());
+  ASSERT_TRUE(insertStation(station("S1", "COM3,9600", "1")));
+  ASSERT_TRUE(insertStation(station("S2", "COM3,9600", "2")));
+
+  // An insert that fails after the delete: the old row is still there.
+  execute("create trigger refuse before insert on Station when new.StationName = 'Bad' "
+          "begin select raise(abort, 'refused'); end");
+  EXPECT_FALSE(updateStation("S1", station("Bad", "COM3,9600", "9")));
+  EXPECT_EQ(findStation("S1"), station("S1", "COM3,9600", "1"));
+
+  // A rename: the row is new, so it comes last.
+  EXPECT_TRUE(updateStation("S1", station("S9", "COM3,9600", "5")));
+  EXPECT_FALSE(findStation("S1"));
+  EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"S2", "S9"}));
+  EXPECT_EQ(getStationDeviceID("S9"), "5");
+}

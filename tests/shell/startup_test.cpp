@@ -1,0 +1,57 @@
+#include "core/startup.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include "core/app_state.h"
+#include "core/station_store.h"
+
+namespace xl::core {
+namespace {
+
+TEST(Startup, MainPreparesTheStoreAndSettingsPathThenShowsTheFirstWindow) {
+  QTemporaryDir dir;
+  setProgramDir(dir.path());
+  bool shown = false;
+  Main([&] {
+    // By the time the first window shows, the store exists and configPath is set.
+    shown = true;
+    EXPECT_TRUE(QFile::exists(dir.path() + "/MSCONS.DLL"));
+    EXPECT_EQ(configPath, dir.path() + "/MSCON.DLL");
+  });
+  EXPECT_TRUE(shown);
+  EXPECT_TRUE(checkDatabase());
+  // The settings file is not made by start-up; it comes with the first write.
+  EXPECT_FALSE(QFile::exists(configPath));
+  // A second start finds the store and leaves it as it is.
+  const auto before = QFileInfo(dir.path() + "/MSCONS.DLL").size();
+  Main([] {});
+  EXPECT_EQ(QFileInfo(dir.path() + "/MSCONS.DLL").size(), before);
+  setProgramDir({});
+}
+
+TEST(Startup, DoubledSeparatorIsRepaired) {
+  // A program in the root directory.
+  EXPECT_EQ(pathBeside("/", "MSCON.DLL"), "/MSCON.DLL");
+  EXPECT_EQ(pathBeside("/opt/xinglan", "MSCON.DLL"), "/opt/xinglan/MSCON.DLL");
+}
+
+TEST(Startup, BrokenStoreDoesNotStopTheStart) {
+  QTemporaryDir dir;
+  setProgramDir(dir.path());
+  {
+    QFile junk(dir.path() + "/MSCONS.DLL");
+    ASSERT_TRUE(junk.open(QIODevice::WriteOnly));
+    junk.write("this is not a database");
+  }
+  bool shown = false;
+  Main([&] { shown = true; });
+  EXPECT_TRUE(shown);
+  setProgramDir({});
+}
+
+}  // namespace
+}  // namespace xl::core
