@@ -1,7 +1,7 @@
 #include "platform/serial_port.h"
 
 #include <map>
-#include <regex>
+#include <vector>
 #include <stdexcept>
 
 #include "platform/failure.h"
@@ -55,13 +55,41 @@ void SerialControl::setCommPort(int port) {
   commPort_ = port;
 }
 
+namespace {
+
+std::string trimmed(const std::string& s) {
+  const auto b = s.find_first_not_of(" \t");
+  if (b == std::string::npos) return {};
+  return s.substr(b, s.find_last_not_of(" \t") - b + 1);
+}
+
+// "baud,parity,data,stop" with a baud rate of at least 50, parity N/E/O/M/S, 4 to 8 data
+// bits and 1, 1.5 or 2 stop bits. Returns the baud rate, or 0 when the text is not such.
+long parseSettings(const std::string& text) {
+  std::vector<std::string> f;
+  std::size_t start = 0;
+  for (;;) {
+    const auto comma = text.find(',', start);
+    f.push_back(trimmed(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start)));
+    if (comma == std::string::npos) break;
+    start = comma + 1;
+  }
+  if (f.size() != 4 || f[0].empty() || f[0].size() > 7) return 0;
+  for (char c : f[0])
+    if (c < '0' || c > '9') return 0;
+  const long baud = std::stol(f[0]);
+  const bool parity = f[1].size() == 1 && std::string("NnEeOoMmSs").find(f[1][0]) != std::string::npos;
+  const bool data = f[2].size() == 1 && f[2][0] >= '4' && f[2][0] <= '8';
+  const bool stop = f[3] == "1" || f[3] == "1.5" || f[3] == "2";
+  return (baud >= 50 && parity && data && stop) ? baud : 0;
+}
+
+}  // namespace
+
 void SerialControl::setSettings(const std::string& settings) {
   trace("Settings", settings);
-  static const std::regex kForm(R"(^\s*(\d{2,7})\s*,\s*[NnEeOoMmSs]\s*,\s*[45678]\s*,\s*(1|1\.5|2)\s*$)");
-  std::smatch m;
-  if (!std::regex_match(settings, m, kForm)) fail(Failure::InvalidValue, "invalid property value: '" + settings + "'");
-  const long baud = std::stol(m[1].str());
-  if (baud < 50) fail(Failure::InvalidValue, "invalid property value: '" + settings + "'");
+  const long baud = parseSettings(settings);
+  if (baud == 0) fail(Failure::InvalidValue, "invalid property value: '" + settings + "'");
   settings_ = settings;
   baud_ = static_cast<int>(baud);
 }

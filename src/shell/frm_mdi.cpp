@@ -3,20 +3,30 @@
 #include <QCloseEvent>
 #include <QDockWidget>
 #include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenuBar>
+#include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QToolBar>
 #include <QTreeWidget>
 
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/startup.h"
 #include "platform/dialogs.h"
+#include "shell/icons.h"
 
 namespace xl::shell {
 
 namespace {
+
 FrmMDI* gInstance = nullptr;
-}
+
+// Twips of the classic layout, at 15 twips a pixel.
+constexpr int kStationPaneWidth = 3450 / 15;
+
+}  // namespace
 
 FrmMDI& FrmMDI::instance() {
   if (!gInstance) gInstance = new FrmMDI();
@@ -25,32 +35,68 @@ FrmMDI& FrmMDI::instance() {
 
 bool FrmMDI::exists() { return gInstance != nullptr; }
 
+void FrmMDI::destroy() {
+  delete gInstance;
+  gInstance = nullptr;
+}
+
 FrmMDI::FrmMDI() {
   setObjectName("FrmMDI");
   setWindowTitle(QStringLiteral("星澜站点监控软件"));
-  resize(1100, 720);
+  setWindowIcon(appIcon());
+  resize(1180, 760);
 
   mdiArea_ = new QMdiArea(this);
   mdiArea_->setObjectName("MDIClient");
   setCentralWidget(mdiArea_);
+  VsFList1 = new platform::FlexGrid(this);
+  VsFList1->setObjectName("VsFList1");
+  VsFList1->setCols(2);
+  VsFList1->setVisible(false);
 
+  buildPanes();
+  buildMenus();
+  buildToolbar();
+
+  Timer2.setInterval(300);
+  Timer2.setOnTick([this] { Timer2_Timer(); });
+}
+
+FrmMDI::~FrmMDI() {
+  core::setLogBox({});
+  if (gInstance == this) gInstance = nullptr;
+}
+
+QAction* FrmMDI::action(const QString& name) const { return actions_.value(name); }
+
+void FrmMDI::buildPanes() {
   treeView1_ = new QTreeWidget();
   treeView1_->setObjectName("TreeView1");
   treeView1_->setHeaderHidden(true);
-  stationPane_ = new QDockWidget(QStringLiteral("站点"), this);
-  stationPane_->setObjectName("Picture1");
-  stationPane_->setWidget(treeView1_);
-  stationPane_->setFeatures(QDockWidget::NoDockWidgetFeatures);
-  addDockWidget(Qt::LeftDockWidgetArea, stationPane_);
+  treeView1_->setToolTip(QStringLiteral("鼠标放在对应的站点上-->点击鼠标右键,可以预览、添加、编辑、删除站点"));
+  treeView1_->setIconSize(QSize(20, 20));
+  treeView1_->viewport()->installEventFilter(this);
+  connect(treeView1_, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* item) {
+    selected_.set = true;
+    selected_.text = item->text(0);
+    selected_.hasParent = item->parent() != nullptr;
+    selected_.parentText = item->parent() ? item->parent()->text(0) : QString();
+  });
+  connect(treeView1_, &QTreeWidget::itemDoubleClicked, this, [this] { ViewStation_Click(); });
+  picture1_ = new QDockWidget(QStringLiteral("站点资源管理器"), this);
+  picture1_->setObjectName("Picture1");
+  picture1_->setWidget(treeView1_);
+  picture1_->setFeatures(QDockWidget::NoDockWidgetFeatures);
+  addDockWidget(Qt::LeftDockWidgetArea, picture1_);
 
   text1_ = new QPlainTextEdit();
   text1_->setObjectName("Text1");
   text1_->setReadOnly(true);
-  messagePane_ = new QDockWidget(QStringLiteral("信息"), this);
-  messagePane_->setObjectName("Picture14");
-  messagePane_->setWidget(text1_);
-  messagePane_->setFeatures(QDockWidget::NoDockWidgetFeatures);
-  addDockWidget(Qt::BottomDockWidgetArea, messagePane_);
+  picture14_ = new QDockWidget(QStringLiteral("信息窗口"), this);
+  picture14_->setObjectName("Picture14");
+  picture14_->setWidget(text1_);
+  picture14_->setFeatures(QDockWidget::NoDockWidgetFeatures);
+  addDockWidget(Qt::BottomDockWidgetArea, picture14_);
 
   core::setLogBox(core::LogBox{
       [this] { return text1_->toPlainText().replace('\n', "\r\n"); },
@@ -61,14 +107,140 @@ FrmMDI::FrmMDI() {
       }});
 }
 
-FrmMDI::~FrmMDI() {
-  core::setLogBox({});
-  if (gInstance == this) gInstance = nullptr;
+QAction* FrmMDI::addItem(QMenu* menu, const char* name, const QString& caption, void (FrmMDI::*handler)()) {
+  QAction* a = menu->addAction(caption);
+  a->setObjectName(name);
+  actions_.insert(name, a);
+  if (handler) connect(a, &QAction::triggered, this, [this, handler] { (this->*handler)(); });
+  return a;
+}
+
+void FrmMDI::buildMenus() {
+  QMenuBar* bar = menuBar();
+
+  QMenu* system = bar->addMenu(QStringLiteral("系统(&S)"));
+  system->setObjectName("System");
+  addItem(system, "LogOff", QStringLiteral("注销"));
+  addItem(system, "UserSwitch", QStringLiteral("切换用户"));
+  addItem(system, "ChangePassword", QStringLiteral("修改密码"));
+  addItem(system, "PrintSetup", QStringLiteral("打印设置"))->setVisible(false);
+  addItem(system, "PrintPreview", QStringLiteral("打印预览"))->setVisible(false);
+  addItem(system, "Exit", QStringLiteral("退出"), &FrmMDI::Exit_Click);
+
+  QMenu* view = bar->addMenu(QStringLiteral("视图(&V)"));
+  view->setObjectName("View");
+  const auto paneCheck = [this, view](const char* name, const QString& caption, const std::function<void(bool)>& show) {
+    QAction* a = addItem(view, name, caption);
+    a->setCheckable(true);
+    a->setChecked(true);
+    connect(a, &QAction::toggled, this, show);
+  };
+  paneCheck("ToolBar", QStringLiteral("工具栏"), [this](bool on) { toolbar1_->setVisible(on); });
+  paneCheck("StationExplorer", QStringLiteral("站点查看"), [this](bool on) { picture1_->setVisible(on); });
+  paneCheck("MessageWindow", QStringLiteral("信息窗口"), [this](bool on) { picture14_->setVisible(on); });
+
+  QMenu* comm = bar->addMenu(QStringLiteral("通讯设置(&C)"));
+  comm->setObjectName("Communication");
+  addItem(comm, "PortConfiguration", QStringLiteral("端口配置"));
+  addItem(comm, "AddStation", QStringLiteral("添加站点"), &FrmMDI::AddStation_Click);
+  addItem(comm, "RefreshAllStations", QStringLiteral("刷新所有站点"), &FrmMDI::RefreshAllStations_Click);
+
+  QMenu* parameter = bar->addMenu(QStringLiteral("参数(&P)"));
+  parameter->setObjectName("Parameter");
+  QMenu* device = parameter->addMenu(QStringLiteral("设备参数"));
+  device->setObjectName("DrviceParameter");
+  addItem(device, "RealTimeClock", QStringLiteral("实时时钟"))->setEnabled(false);
+  addItem(device, "DeviceParameter", QStringLiteral("设备参数"))->setVisible(false);
+  addItem(device, "DeviceIDSetting", QStringLiteral("设备ID设置"));
+  addItem(parameter, "ControlParameter", QStringLiteral("控制参数"));
+  QMenu* load = parameter->addMenu(QStringLiteral("负载配置"));
+  load->setObjectName("LoadConfiguration");
+  addItem(load, "GeneralGLoadConfiguration", QStringLiteral("负载输出模式"));
+  addItem(parameter, "SystemConfiguration", QStringLiteral("系统配置"))->setVisible(false);
+  addItem(parameter, "FactoryOperation", QStringLiteral("系统设置"));
+  addItem(parameter, "DeviceInformation", QStringLiteral("设备信息"))->setVisible(false);
+
+  QMenu* monitoring = bar->addMenu(QStringLiteral("监控(&M)"));
+  monitoring->setObjectName("Monitoring");
+  addItem(monitoring, "RealTimeMonitoring", QStringLiteral("实时监控"));
+  addItem(monitoring, "Monitoring1", QStringLiteral("日常监控"));
+  addItem(monitoring, "GlobalMonitoring", QStringLiteral("全局监控"), &FrmMDI::GlobalMonitoring_Click);
+  addItem(monitoring, "HlstoryMonitoring", QStringLiteral("历史监控"));
+
+  QMenu* maintenance = bar->addMenu(QStringLiteral("数据保存"));
+  maintenance->setObjectName("Maintenance");
+  addItem(maintenance, "ExportData", QStringLiteral("导出数据"))->setVisible(false);
+  addItem(maintenance, "ImportData", QStringLiteral("导入数据"))->setVisible(false);
+  addItem(maintenance, "MaintenanceRecord", QStringLiteral("数据保存设置"));
+
+  QMenu* help = bar->addMenu(QStringLiteral("帮助(&H)"));
+  help->setObjectName("Help");
+  QAction* manual = addItem(help, "sysc", QStringLiteral("使用手册"));
+  manual->setVisible(false);
+  manual->setEnabled(false);
+  addItem(help, "About", QStringLiteral("关于"));
+
+  // The pop-up of a station node; never part of the menu bar.
+  editStation_ = new QMenu(QStringLiteral("编辑站点"), this);
+  editStation_->setObjectName("EditStation");
+  addItem(editStation_, "ViewStation", QStringLiteral("预览站点"), &FrmMDI::ViewStation_Click);
+  addItem(editStation_, "AddStation1", QStringLiteral("添加站点"), &FrmMDI::AddStation_Click);
+  addItem(editStation_, "EditStation1", QStringLiteral("编辑站点"), &FrmMDI::stationDialog);
+  addItem(editStation_, "DeleteStation", QStringLiteral("删除站点"), &FrmMDI::stationDialog);
+}
+
+void FrmMDI::buildToolbar() {
+  toolbar1_ = addToolBar(QStringLiteral("工具栏"));
+  toolbar1_->setObjectName("Toolbar1");
+  toolbar1_->setMovable(false);
+  toolbar1_->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+  toolbar1_->setIconSize(QSize(28, 28));
+  // Each button runs the command of its menu item; the key names the button.
+  const struct {
+    const char* key;
+    const char* caption;
+    const char* item;
+  } buttons[] = {
+      {"User Switch", "用户切换", "UserSwitch"},
+      {"Port Configuration", "端口配置", "PortConfiguration"},
+      {"Real Time Monitoring", "实时监测", "RealTimeMonitoring"},
+      {"Daily Monitoring", "日常监控", "Monitoring1"},
+      {"Global Monitoring", "全局监控", "GlobalMonitoring"},
+      {"History Monitoring", "历史监控", "HlstoryMonitoring"},
+      {"Data Save Seting", "数据保存设置", "MaintenanceRecord"},
+  };
+  int image = 1;
+  for (const auto& b : buttons) {
+    QAction* button = toolbar1_->addAction(toolbarIcon(image++), QString::fromUtf8(b.caption));
+    button->setObjectName(b.key);
+    actions_.insert(b.key, button);
+    QAction* item = actions_.value(b.item);
+    connect(button, &QAction::triggered, item, &QAction::trigger);
+  }
+}
+
+void FrmMDI::showChild(QWidget* screen) {
+  QMdiSubWindow* sub = nullptr;
+  for (QMdiSubWindow* w : mdiArea_->subWindowList())
+    if (w->widget() == screen) sub = w;
+  if (!sub) {
+    sub = mdiArea_->addSubWindow(screen);
+    sub->setWindowIcon(screen->windowIcon().isNull() ? appIcon() : screen->windowIcon());
+    sub->resize(900, 420);
+  }
+  screen->show();
+  sub->show();
+  mdiArea_->setActiveSubWindow(sub);
+  sub->raise();
 }
 
 void FrmMDI::MDIForm_Load() {
-  core::appendLog(QStringLiteral("星澜站点监控启动"));
   core::appStarted = QStringLiteral("1");
+  editStation_->menuAction()->setVisible(false);
+  resizeDocks({picture1_}, {kStationPaneWidth}, Qt::Horizontal);
+  refreshStations();
+  Timer2.setEnabled(true);
+  core::appendLog(QStringLiteral("星澜站点监控启动"));
 }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
@@ -78,6 +250,12 @@ void FrmMDI::closeEvent(QCloseEvent* event) {
     return;
   }
   event->ignore();
+}
+
+void FrmMDI::Exit_Click() {
+  if (platform::dialogs().msgBox(QStringLiteral("确定退出?"), platform::kYesNo | platform::kInformation) ==
+      platform::kYes)
+    core::endProcess();
 }
 
 }  // namespace xl::shell

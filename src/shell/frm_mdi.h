@@ -1,15 +1,34 @@
 #pragma once
-// FrmMDI: the main window. Station pane on the left, child screens in the middle, the message
-// window (Text1, the program's log) below.
+// FrmMDI ("星澜站点监控软件"): the main window. Menus, toolbar, the station pane (TreeView1)
+// on the left, the child monitors in the middle, the message window (Text1, the program's
+// log) below. Each command opens a screen or flips a pane; the window holds no session on the
+// bus.
+//
+// The station explorer (the tree, the port-by-port loading of the stations and the marking
+// of the stations after a bus scan) lives in station_explorer.cpp.
 
+#include <QHash>
 #include <QMainWindow>
 
-class QMdiArea;
-class QPlainTextEdit;
+#include "platform/flex_grid.h"
+#include "platform/timer.h"
+
+class QAction;
+class QComboBox;
 class QDockWidget;
+class QMdiArea;
+class QMenu;
+class QPlainTextEdit;
+class QToolBar;
 class QTreeWidget;
+class QTreeWidgetItem;
 
 namespace xl::shell {
+
+// The station lists of the working screens, in the order in which they are filled.
+enum class StationList { RealTime, Daily, History, ControlParameter, LoadConfiguration, Factory, Count };
+// A working screen hands its station list (its Combo1) to the shell when it is created.
+void registerStationList(StationList which, QComboBox* combo);
 
 class FrmMDI : public QMainWindow {
   Q_OBJECT
@@ -17,24 +36,74 @@ class FrmMDI : public QMainWindow {
   // The one main window, created at first touch.
   static FrmMDI& instance();
   static bool exists();
+  static void destroy();  // tests start over
 
   QMdiArea* mdiArea() const { return mdiArea_; }
   QPlainTextEdit* Text1() const { return text1_; }
+  QTreeWidget* TreeView1() const { return treeView1_; }
+  QToolBar* Toolbar1() const { return toolbar1_; }
+  QAction* action(const QString& name) const;  // a menu item or toolbar button by its name
+
+  // Puts a child screen into the middle area (once), shows it and brings it to the front.
+  void showChild(QWidget* screen);
 
   void MDIForm_Load();
 
+  // --- station explorer ---
+  void refreshStations();
+  void fullRefresh();
+  void Timer2_Timer();
+  void getStations(const QString& port);
+  void loadStationsOfPort(const QString& port);
+  void setStationEnabled();
+  void RefreshAllStations_Click();
+  // A tree node: the picture index it shows (1, 2 or 3), or 0 when there is no such key.
+  int nodeImage(const QString& key) const;
+  QTreeWidgetItem* node(const QString& key) const { return nodes_.value(key); }
+
+  // --- commands ---
+  void Exit_Click();
+  void GlobalMonitoring_Click();
+  void AddStation_Click();
+  void stationDialog();
+  void ViewStation_Click();
+
+  platform::Timer Timer2;  // port-by-port loading, 300 ms
+  int portCursor = 0;
+  platform::FlexGrid* VsFList1;  // name and address of every loaded station; written, never read
+
  protected:
   void closeEvent(QCloseEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   FrmMDI();
   ~FrmMDI() override;
+  void buildMenus();
+  void buildToolbar();
+  void buildPanes();
+  QAction* addItem(QMenu* menu, const char* name, const QString& caption, void (FrmMDI::*handler)() = nullptr);
+  QTreeWidgetItem* addNode(QTreeWidgetItem* parent, const QString& key, const QString& text, int image);
+  void setNodeImage(QTreeWidgetItem* node, int image);
+  void treeMouseUp(Qt::MouseButton button);
 
   QMdiArea* mdiArea_;
   QPlainTextEdit* text1_;
-  QDockWidget* stationPane_;
-  QDockWidget* messagePane_;
+  QDockWidget* picture1_;
+  QDockWidget* picture14_;
   QTreeWidget* treeView1_;
+  QToolBar* toolbar1_;
+  QMenu* editStation_;
+  QHash<QString, QAction*> actions_;
+  QHash<QString, QTreeWidgetItem*> nodes_;
+
+  // The node of the last left click; kept as text, so it outlives a rebuild of the tree.
+  struct SelectedNode {
+    bool set = false;
+    QString text;
+    bool hasParent = false;
+    QString parentText;
+  } selected_;
 };
 
 }  // namespace xl::shell

@@ -2,61 +2,218 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
+#include <QAction>
 #include <QCloseEvent>
+#include <QComboBox>
+#include <QDockWidget>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenuBar>
 #include <QPlainTextEdit>
+#include <QToolBar>
+#include <QTreeWidget>
 
-#include "core/app_state.h"
 #include "core/message_log.h"
-#include "core/startup.h"
-#include "support/scripted_dialogs.h"
+#include "support/console_fixture.h"
 
 namespace xl::shell {
 namespace {
 
-QApplication& app() {
-  static int argc = 1;
-  static char name[] = "test";
-  static char* argv[] = {name, nullptr};
-  static QApplication a(argc, argv);
-  return a;
-}
+using platform::ms;
 
-TEST(FrmMDI, LoadLogsTheStartInTheMessageWindow) {
-  app();
-  FrmMDI& mdi = FrmMDI::instance();
-  EXPECT_EQ(&mdi, &FrmMDI::instance());
-  EXPECT_EQ(mdi.windowTitle(), QStringLiteral("星澜站点监控软件"));
-  ASSERT_EQ(mdi.findChild<QPlainTextEdit*>("Text1"), mdi.Text1());
-  core::appendLog(QStringLiteral("刷新所有站点，请稍等..."), true);
-  mdi.MDIForm_Load();
-  const QStringList lines = mdi.Text1()->toPlainText().split('\n');
+class MainWindowTest : public testing::ConsoleFixture {};
+
+TEST_F(MainWindowTest, LoadWithoutPortsShowsTheRootAndStartsAnEmptyScan) {
+  start();
+  EXPECT_EQ(mdi().windowTitle(), QStringLiteral("星澜站点监控软件"));
+  EXPECT_EQ(core::appStarted, "1");
+  EXPECT_EQ(core::configPath, dir.path() + "/MSCON.DLL");
+  // The refresh writes the first line, without a leading break; the load writes the second.
+  const QStringList lines = logLines();
   ASSERT_EQ(lines.size(), 2);
+  EXPECT_TRUE(lines[0].startsWith("[")) << lines[0].toStdString();
   EXPECT_TRUE(lines[0].endsWith(QStringLiteral("]刷新所有站点，请稍等...")));
   EXPECT_TRUE(lines[1].endsWith(QStringLiteral("]星澜站点监控启动")));
-  EXPECT_EQ(core::appStarted, "1");
-  // The caret stands at the end, so the newest line is in view.
-  EXPECT_EQ(mdi.Text1()->textCursor().position(), mdi.Text1()->toPlainText().size());
+  QTreeWidget* tree = mdi().TreeView1();
+  ASSERT_EQ(tree->topLevelItemCount(), 1);
+  EXPECT_EQ(tree->topLevelItem(0)->text(0), QStringLiteral("站点资源管理器"));
+  EXPECT_EQ(tree->topLevelItem(0)->childCount(), 0);
+  // Timer2 stops on its first tick and hands over to the scan on an empty table.
+  clock.advance(ms(299));
+  EXPECT_FALSE(scan().Timer4.enabled());
+  clock.advance(ms(1));
+  EXPECT_FALSE(mdi().Timer2.enabled());
+  EXPECT_TRUE(scan().Timer4.enabled());
+  clock.advance(ms(10000));
+  EXPECT_TRUE(scan().Timer4.enabled());  // waits for stations, timer on
+  EXPECT_EQ(scan().VsFList1->rows(), 1);
 }
 
-TEST(FrmMDI, CloseAsksAndOnlyYesEnds) {
-  app();
-  testing::ScriptedDialogs dialogs;
-  platform::setDialogs(&dialogs);
-  int ended = 0;
-  core::setEndProcess([&] { ++ended; });
-  dialogs.answers = {platform::kNo, platform::kYes};
-  QCloseEvent no;
-  QApplication::sendEvent(&FrmMDI::instance(), &no);
-  EXPECT_FALSE(no.isAccepted());
+TEST_F(MainWindowTest, MenusAndToolbarStandAsDesigned) {
+  start();
+  struct Item {
+    const char* name;
+    const char* caption;
+    bool visible;
+    bool enabled;
+  };
+  const Item items[] = {
+      {"LogOff", "注销", true, true},           {"UserSwitch", "切换用户", true, true},
+      {"ChangePassword", "修改密码", true, true}, {"PrintSetup", "打印设置", false, true},
+      {"PrintPreview", "打印预览", false, true}, {"Exit", "退出", true, true},
+      {"ToolBar", "工具栏", true, true},         {"StationExplorer", "站点查看", true, true},
+      {"MessageWindow", "信息窗口", true, true}, {"PortConfiguration", "端口配置", true, true},
+      {"AddStation", "添加站点", true, true},    {"RefreshAllStations", "刷新所有站点", true, true},
+      {"RealTimeClock", "实时时钟", true, false}, {"DeviceParameter", "设备参数", false, true},
+      {"DeviceIDSetting", "设备ID设置", true, true}, {"ControlParameter", "控制参数", true, true},
+      {"GeneralGLoadConfiguration", "负载输出模式", true, true}, {"SystemConfiguration", "系统配置", false, true},
+      {"FactoryOperation", "系统设置", true, true}, {"DeviceInformation", "设备信息", false, true},
+      {"RealTimeMonitoring", "实时监控", true, true}, {"Monitoring1", "日常监控", true, true},
+      {"GlobalMonitoring", "全局监控", true, true}, {"HlstoryMonitoring", "历史监控", true, true},
+      {"ExportData", "导出数据", false, true},   {"ImportData", "导入数据", false, true},
+      {"MaintenanceRecord", "数据保存设置", true, true}, {"sysc", "使用手册", false, false},
+      {"About", "关于", true, true},
+  };
+  for (const Item& i : items) {
+    QAction* a = mdi().action(i.name);
+    ASSERT_NE(a, nullptr) << i.name;
+    EXPECT_EQ(a->text(), QString::fromUtf8(i.caption)) << i.name;
+    EXPECT_EQ(a->isVisible(), i.visible) << i.name;
+    if (i.visible) {
+      EXPECT_EQ(a->isEnabled(), i.enabled) << i.name;  // a hidden action is never enabled
+    }
+  }
+  // Menus in their order.
+  QStringList menus;
+  for (QAction* a : mdi().menuBar()->actions()) menus << a->text();
+  EXPECT_EQ(menus, (QStringList{"系统(&S)", "视图(&V)", "通讯设置(&C)", "参数(&P)", "监控(&M)", "数据保存", "帮助(&H)"}));
+  // The pop-up is no part of the menu bar.
+  for (QAction* a : mdi().menuBar()->actions()) EXPECT_NE(a->text(), QStringLiteral("编辑站点"));
+
+  // Seven toolbar buttons by key; each runs its menu item's command.
+  QStringList keys, captions;
+  for (QAction* a : mdi().Toolbar1()->actions()) {
+    keys << a->objectName();
+    captions << a->text();
+  }
+  EXPECT_EQ(keys, (QStringList{"User Switch", "Port Configuration", "Real Time Monitoring", "Daily Monitoring",
+                               "Global Monitoring", "History Monitoring", "Data Save Seting"}));
+  EXPECT_EQ(captions, (QStringList{"用户切换", "端口配置", "实时监测", "日常监控", "全局监控", "历史监控", "数据保存设置"}));
+  scan().hide();
+  mdi().action("Global Monitoring")->trigger();
+  EXPECT_TRUE(scan().isVisibleTo(&mdi()));
+  EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &scan());
+}
+
+TEST_F(MainWindowTest, ViewChecksHideThePanesAndTheLogGoesOn) {
+  start();
+  QAction* messages = mdi().action("MessageWindow");
+  auto* pane = mdi().findChild<QDockWidget*>("Picture14");
+  mdi().show();
+  EXPECT_TRUE(pane->isVisible());
+  messages->trigger();
+  EXPECT_FALSE(messages->isChecked());
+  EXPECT_FALSE(pane->isVisible());
+  core::appendLog("still written");
+  EXPECT_TRUE(logLines().last().endsWith("]still written"));
+  messages->trigger();
+  EXPECT_TRUE(pane->isVisible());
+  mdi().action("ToolBar")->trigger();
+  EXPECT_FALSE(mdi().Toolbar1()->isVisible());
+  mdi().action("StationExplorer")->trigger();
+  EXPECT_FALSE(mdi().findChild<QDockWidget*>("Picture1")->isVisible());
+  mdi().hide();
+}
+
+TEST_F(MainWindowTest, ExitAndCloseAskAndOnlyYesEnds) {
+  start();
+  dialogs.answers = {platform::kNo, platform::kYes, platform::kNo, platform::kYes};
+  mdi().action("Exit")->trigger();
   EXPECT_EQ(ended, 0);
-  QCloseEvent yes;
-  QApplication::sendEvent(&FrmMDI::instance(), &yes);
+  mdi().action("Exit")->trigger();
   EXPECT_EQ(ended, 1);
-  ASSERT_EQ(dialogs.shown.size(), 2u);
-  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("确定要退出?"));
-  EXPECT_EQ(dialogs.shown[0].style, 68);
-  platform::setDialogs(nullptr);
+  QCloseEvent no;
+  QApplication::sendEvent(&mdi(), &no);
+  EXPECT_FALSE(no.isAccepted());
+  QCloseEvent yes;
+  QApplication::sendEvent(&mdi(), &yes);
+  EXPECT_EQ(ended, 2);
+  ASSERT_EQ(dialogs.shown.size(), 4u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("确定退出?"));
+  EXPECT_EQ(dialogs.shown[2].text, QStringLiteral("确定要退出?"));
+  for (const auto& s : dialogs.shown) EXPECT_EQ(s.style, 68);
+}
+
+TEST_F(MainWindowTest, StationsLoadPortByPortIntoTreeAndTables) {
+  setPorts({"COM3,9600", "COM4,19200", "COM5,9600"});
+  addStation("A", "COM3,9600", "1");
+  addStation("B", "COM3,9600", "2");
+  addStation("C", "COM4,19200", "7");
+  addStation("Lost", "COM4,9600", "8");  // its port's baud rate changed: not listed
+  start();
+  QTreeWidgetItem* root = mdi().TreeView1()->topLevelItem(0);
+  ASSERT_EQ(root->childCount(), 3);
+  EXPECT_EQ(root->child(1)->text(0), "COM4,19200");
+  EXPECT_EQ(root->child(0)->childCount(), 0);  // nothing loaded before the first tick
+  clock.advance(ms(300));
+  EXPECT_EQ(root->child(0)->childCount(), 2);
+  EXPECT_EQ(root->child(1)->childCount(), 0);
+  clock.advance(ms(300));
+  EXPECT_EQ(root->child(1)->childCount(), 1);
+  EXPECT_EQ(mdi().nodeImage("COM4,19200,7"), 2);
+  EXPECT_EQ(mdi().nodeImage("COM4,9600,8"), 0);
+  clock.advance(ms(300));  // COM5 has no stations
+  EXPECT_EQ(root->child(2)->childCount(), 0);
+  EXPECT_FALSE(scan().Timer4.enabled());
+  clock.advance(ms(300));  // past the last port: the scan takes over
+  EXPECT_TRUE(scan().Timer4.enabled());
+  // Both tables hold the stations in the same order.
+  ASSERT_EQ(scan().VsFList1->rows(), 4);
+  ASSERT_EQ(recorder().VSFlexGrid1->rows(), 4);
+  const QStringList names = {"A", "B", "C"}, ids = {"1", "2", "7"};
+  for (int r = 1; r <= 3; ++r) {
+    EXPECT_EQ(scan().VsFList1->textMatrix(r, 0), names[r - 1]);
+    EXPECT_EQ(scan().VsFList1->textMatrix(r, 1), ids[r - 1]);
+    EXPECT_EQ(recorder().VSFlexGrid1->textMatrix(r, 1), names[r - 1]);
+    EXPECT_EQ(recorder().VSFlexGrid1->textMatrix(r, 2), ids[r - 1]);
+  }
+}
+
+TEST_F(MainWindowTest, CollidingKeyEndsTheListingOfItsPort) {
+  setPorts({"COM3,9600"});
+  addStation("A", "COM3,9600", "1");
+  addStation("Twin", "COM3,9600", "1");
+  addStation("C", "COM3,9600", "3");
+  start();
+  clock.advance(ms(300));
+  EXPECT_EQ(mdi().TreeView1()->topLevelItem(0)->child(0)->childCount(), 1);
+  EXPECT_EQ(scan().VsFList1->rows(), 2);
+}
+
+TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
+  setPorts({"COM3,9600"});
+  addStation("A", "COM3,9600", "1");
+  addStation("B", "COM3,9600", "2");
+  QComboBox realTime, factory;
+  registerStationList(StationList::RealTime, &realTime);
+  registerStationList(StationList::Factory, &factory);
+  start();
+  clock.advance(ms(300));
+  scan().VsFList1->setTextMatrix(2, scan().answerColumn(), "1");
+  mdi().setStationEnabled();
+  EXPECT_EQ(mdi().nodeImage("COM3,9600,1"), 3);
+  EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 2);
+  ASSERT_EQ(realTime.count(), 1);
+  EXPECT_EQ(realTime.itemText(0), "B");
+  EXPECT_EQ(factory.count(), 1);
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]刷新所有站点成功")));
+  // A refresh empties the lists until the next scan is over.
+  mdi().RefreshAllStations_Click();
+  EXPECT_EQ(realTime.count(), 0);
+  EXPECT_EQ(mdi().portCursor, 0);
+  EXPECT_TRUE(mdi().Timer2.enabled());
+  registerStationList(StationList::RealTime, nullptr);
+  registerStationList(StationList::Factory, nullptr);
 }
 
 }  // namespace

@@ -1,0 +1,277 @@
+#include "monitoring/frm_global_monitoring.h"
+
+#include <QCloseEvent>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QVBoxLayout>
+
+#include "core/station_store.h"
+#include "link/device_data_map.h"
+#include "link/frame_codec.h"
+#include "link/vb_numbers.h"
+#include "monitoring/frm_maintenance_record.h"
+#include "platform/failure.h"
+#include "shell/frm_mdi.h"
+
+namespace xl::monitoring {
+
+WatchedStation::~WatchedStation() = default;
+
+namespace {
+
+FrmGlobalMonitoring* gInstance = nullptr;
+
+// Columns of the table: header, key.
+struct Column {
+  const char* header;
+  const char* key;
+};
+const Column kColumns[] = {
+    {"站点名称", "Station Name"},      {"设备ID", "ID"},
+    {"设备状态", "Device State"},      {"电池板状态", "Array State"},
+    {"充电状态", "Charging State"},    {"蓄电池状态", "Battery State"},
+    {"负载状态", "Load State"},        {"充电安时数Ah", "Charge Ah"},
+    {"放电安时数Ah", "Discharge Ah"},  {"发电量KWh", "Charge KWh"},
+    {"用电量KWh", "Discharge KWh"},    {"运行天数", "Total work days"},
+    {"过放次数", "Batt.LVD times"},    {"充满次数", "Batt.chargefully times"},
+};
+constexpr int kColumnCount = 15;
+
+QString q(const std::string& s) { return QString::fromStdString(s); }
+
+}  // namespace
+
+FrmGlobalMonitoring& FrmGlobalMonitoring::instance() {
+  if (!gInstance) gInstance = new FrmGlobalMonitoring();
+  return *gInstance;
+}
+
+bool FrmGlobalMonitoring::exists() { return gInstance != nullptr; }
+
+void FrmGlobalMonitoring::destroy() {
+  delete gInstance;
+  gInstance = nullptr;
+}
+
+FrmGlobalMonitoring::FrmGlobalMonitoring()
+    : MSComm1("FrmGlobalMonitoring.MSComm1",
+              [this] {
+                link::SessionOptions o;
+                o.showReplyText = [this](const std::string& text) { Text1->setText(q(text)); };
+                return o;
+              }(),
+              [this](Bytes& reply, const std::string&) {
+                readDatasA1(reply);
+                readDatasA2(reply);
+                readDatasA3(reply);
+              }) {
+  setObjectName("FrmGlobalMonitoring");
+  setWindowTitle(QStringLiteral("全局监控"));
+  link::SerialSession::setScanControl(&MSComm1.control());
+
+  VsFList1 = new platform::FlexGrid(this);
+  VsFList1->setObjectName("VsFList1");
+  Text1 = new QLineEdit(this);
+  Text1->setObjectName("Text1");
+  Text1->setVisible(false);
+  Frame1 = new QGroupBox(this);
+  Frame1->setObjectName("Frame1");
+  auto* frameLayout = new QHBoxLayout(Frame1);
+  Label1 = new QLabel(QStringLiteral("Energy Generated(kWh)"), Frame1);
+  Label1->setObjectName("Label1");
+  Label2 = new QLabel(QStringLiteral("0"), Frame1);
+  Label2->setObjectName("Label2");
+  frameLayout->addWidget(Label1);
+  frameLayout->addWidget(Label2);
+  frameLayout->addStretch();
+
+  auto* layout = new QVBoxLayout(this);
+  layout->addWidget(Frame1);
+  layout->addWidget(VsFList1, 1);
+  layout->addWidget(Text1);
+
+  for (platform::Timer* t : {&Timer1, &Timer2, &Timer3, &Timer4}) t->setInterval(1000);
+  Timer1.setOnTick([this] { Timer1_Timer(); });
+  Timer2.setOnTick([this] { Timer2_Timer(); });
+  Timer3.setOnTick([this] { Timer3_Timer(); });
+  Timer4.setOnTick([this] { Timer4_Timer(); });
+  Timer1.setEnabled(true);  // as designed: one harmless pass off the empty grid after load
+
+  Form_Load();
+}
+
+FrmGlobalMonitoring::~FrmGlobalMonitoring() {
+  if (link::SerialSession::scanControl() == &MSComm1.control()) link::SerialSession::setScanControl(nullptr);
+  if (gInstance == this) gInstance = nullptr;
+}
+
+void FrmGlobalMonitoring::Form_Load() {
+  // The design's English headers carry the keys; the hidden answer column has no header.
+  VsFList1->setCols(kColumnCount);
+  VsFList1->setRows(1);
+  for (int c = 0; c < kColumnCount - 1; ++c) {
+    VsFList1->setTextMatrix(0, c, kColumns[c].key);
+    VsFList1->setColKey(c, kColumns[c].key);
+  }
+  VsFList1->setColKey(kColumnCount - 1, kAnswerKey);
+  VsFList1->setColumnHidden(kColumnCount - 1, true);
+  platform::formatGrid(*VsFList1, false);
+  for (int c = 0; c < kColumnCount - 1; ++c) VsFList1->setTextMatrix(0, c, QString::fromUtf8(kColumns[c].header));
+}
+
+void FrmGlobalMonitoring::closeEvent(QCloseEvent* event) {
+  // The engine outlives its window: closing only hides it.
+  event->ignore();
+  hide();
+}
+
+bool FrmGlobalMonitoring::answered(int row) const {
+  if (row < 1 || row >= VsFList1->rows()) fail(Failure::Bounds, "row out of range");
+  return !VsFList1->textMatrix(row, answerColumn()).isEmpty();
+}
+
+void FrmGlobalMonitoring::sendToRow(int row, const char* literal) {
+  if (row < 1 || row >= VsFList1->rows()) fail(Failure::Bounds, "row out of range");
+  const QString name = VsFList1->textMatrix(row, 0);
+  const std::int32_t id = toLong(val(core::getStationDeviceID(name).toStdString()));
+  const std::string port = core::getStationPort(name).toStdString();
+  MSComm1.sendRequest(port, requestFrame(id, literal));
+}
+
+// --- Discovery ----------------------------------------------------------------------------
+
+void FrmGlobalMonitoring::Timer4_Timer() {
+  try {
+    Timer1.setEnabled(false);
+    Timer2.setEnabled(false);
+    Timer3.setEnabled(false);
+    idleTicks_ = 0;
+    for (;;) {
+      const int rows = VsFList1->rows();
+      if (rows < 2) return;  // nothing to ask yet; the timer stays on
+      if (infoRow >= rows - 1) {
+        infoRow = 0;
+        ++infoPass_;
+        if (infoPass_ >= 3) {
+          shell::FrmMDI::instance().setStationEnabled();
+          infoRow = 0;
+          Timer2.setEnabled(true);
+          Timer4.setEnabled(false);
+          infoPass_ = 0;
+        }
+        return;
+      }
+      ++infoRow;
+      // The second and third passes ask only the stations that have not answered.
+      if (infoPass_ > 0 && answered(infoRow)) continue;
+      break;
+    }
+    sendToRow(infoRow, " 03 000A 0011");
+  } catch (const std::exception&) {
+    infoRow = 0;
+    Timer2.setEnabled(true);
+    Timer4.setEnabled(false);
+    infoPass_ = 0;
+  }
+}
+
+void FrmGlobalMonitoring::readDatasA1(Bytes& reply) {
+  if (reply.size() != link::kDeviceInfoLength) return;
+  VsFList1->setCellData(infoRow, 2, QByteArray(reinterpret_cast<const char*>(reply.data()), static_cast<int>(reply.size())));
+  VsFList1->setTextMatrix(infoRow, answerColumn(), QStringLiteral("1"));
+}
+
+// --- Rest and data passes -----------------------------------------------------------------
+
+void FrmGlobalMonitoring::Timer2_Timer() {
+  ++idleTicks_;
+  if (idleTicks_ > readInterval) {
+    Timer1.setEnabled(true);
+    idleTicks_ = 0;
+  }
+}
+
+bool FrmGlobalMonitoring::nextAnsweringRow() {
+  // Moves scanRow to the next row with the answer mark. Running past the last row ends the
+  // pass (false); the row pointer then starts over.
+  do {
+    ++scanRow_;
+    if (scanRow_ >= VsFList1->rows()) return false;
+  } while (!answered(scanRow_));
+  return true;
+}
+
+void FrmGlobalMonitoring::Timer1_Timer() {
+  try {
+    idleTicks_ = 0;
+    if (VsFList1->rows() < 2) return;
+    if (nextAnsweringRow()) {
+      sendToRow(scanRow_, " 03 0100 0023");
+      return;
+    }
+  } catch (const std::exception&) {
+  }
+  // The end of the real-time pass: the load mode pass follows.
+  scanRow_ = 0;
+  Timer1.setEnabled(false);
+  Timer3.setEnabled(true);
+}
+
+void FrmGlobalMonitoring::Timer3_Timer() {
+  try {
+    idleTicks_ = 0;
+    if (VsFList1->rows() < 2) return;
+    if (nextAnsweringRow()) {
+      sendToRow(scanRow_, " 03 E0 1D 0001");
+      return;
+    }
+  } catch (const std::exception&) {
+  }
+  // The end of the load mode pass; the next round waits for the rest counter.
+  scanRow_ = 0;
+  Timer3.setEnabled(false);
+}
+
+bool FrmGlobalMonitoring::isWatched(int row) const {
+  return watched_ && watched_->monitoringRuns() && watched_->watchedName() == VsFList1->textMatrix(row, 0);
+}
+
+void FrmGlobalMonitoring::readDatasA2(Bytes& reply) {
+  if (reply.size() != link::kRealTimeLength) return;
+  const QByteArray stored(reinterpret_cast<const char*>(reply.data()), static_cast<int>(reply.size()));
+  VsFList1->setCellData(scanRow_, 0, stored);
+  if (FrmMaintenanceRecord::exists()) FrmMaintenanceRecord::instance().VSFlexGrid1->setCellData(scanRow_, 0, stored);
+  // The watched station's screen gets the reply first; it exchanges the fault words in this
+  // very array, so this row then shows the other fault register.
+  if (isWatched(scanRow_)) watched_->readDatasA2(reply);
+  if (scanRow_ == 0) return;
+
+  const auto block = link::decodeRealTime(reply, link::Reader::Scan);
+  if (!block) return;
+  const int r = scanRow_;
+  VsFList1->setTextMatrix(r, 6, q(block->loadStateText));
+  VsFList1->setTextMatrix(r, 7, q(block->totalChargeAh.text));
+  VsFList1->setTextMatrix(r, 8, q(block->totalDischargeAh.text));
+  VsFList1->setTextMatrix(r, 9, q(block->totalEnergyGeneratedGrid));
+  VsFList1->setTextMatrix(r, 10, q(block->totalEnergyUsedGrid));
+  VsFList1->setTextMatrix(r, 11, q(block->daysInOperation.text));
+  VsFList1->setTextMatrix(r, 12, q(block->overDischargeCount.text));
+  VsFList1->setTextMatrix(r, 13, q(block->fullChargeCount.text));
+  if (block->statusFlags.size() == 32) {
+    VsFList1->setTextMatrix(r, 5, q(block->status.battery));
+    VsFList1->setTextMatrix(r, 3, q(block->status.panel));
+    VsFList1->setTextMatrix(r, 2, q(block->status.device));
+    VsFList1->setTextMatrix(r, 6, q(block->status.load));
+  }
+  VsFList1->setTextMatrix(r, 4, q(block->chargeStateText));
+}
+
+void FrmGlobalMonitoring::readDatasA3(Bytes& reply) {
+  const auto manual = link::loadModeIsManual(reply);
+  if (!manual) return;
+  VsFList1->setCellData(scanRow_, 1, *manual ? 1 : 0);
+  if (isWatched(scanRow_)) watched_->readDatasA3(reply);
+}
+
+}  // namespace xl::monitoring

@@ -1,0 +1,186 @@
+// The station explorer of the main window: the tree of ports and stations, the loading of the
+// stations port by port into the tables of the scan and the recorder, and the marking of the
+// stations that answered the bus scan.
+
+#include <QComboBox>
+#include <QMdiArea>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPointer>
+#include <QTreeWidget>
+#include <array>
+
+#include "core/message_log.h"
+#include "core/settings.h"
+#include "core/station_store.h"
+#include "monitoring/frm_global_monitoring.h"
+#include "monitoring/frm_maintenance_record.h"
+#include "platform/failure.h"
+#include "shell/frm_mdi.h"
+#include "shell/icons.h"
+
+namespace xl::shell {
+
+namespace {
+
+constexpr int kKeyRole = Qt::UserRole + 1;
+constexpr int kImageRole = Qt::UserRole + 2;
+const QString kRootKey = QStringLiteral("n1");
+const QString kPorts = QStringLiteral("COMS");
+
+std::array<QPointer<QComboBox>, static_cast<std::size_t>(StationList::Count)>& stationLists() {
+  static std::array<QPointer<QComboBox>, static_cast<std::size_t>(StationList::Count)> lists;
+  return lists;
+}
+
+}  // namespace
+
+void registerStationList(StationList which, QComboBox* combo) {
+  stationLists()[static_cast<std::size_t>(which)] = combo;
+}
+
+QTreeWidgetItem* FrmMDI::addNode(QTreeWidgetItem* parent, const QString& key, const QString& text, int image) {
+  if (nodes_.contains(key)) fail(Failure::InvalidValue, "the key of a tree node is not unique");
+  auto* item = parent ? new QTreeWidgetItem(parent) : new QTreeWidgetItem(treeView1_);
+  item->setText(0, text);
+  item->setData(0, kKeyRole, key);
+  setNodeImage(item, image);
+  nodes_.insert(key, item);
+  item->setExpanded(true);
+  return item;
+}
+
+void FrmMDI::setNodeImage(QTreeWidgetItem* node, int image) {
+  node->setIcon(0, treeIcon(image));
+  node->setData(0, kImageRole, image);
+}
+
+int FrmMDI::nodeImage(const QString& key) const {
+  QTreeWidgetItem* n = nodes_.value(key);
+  return n ? n->data(0, kImageRole).toInt() : 0;
+}
+
+void FrmMDI::refreshStations() {
+  treeView1_->clear();
+  nodes_.clear();
+  for (auto& list : stationLists())
+    if (list) list->clear();
+  auto& scan = monitoring::FrmGlobalMonitoring::instance();
+  auto& recorder = monitoring::FrmMaintenanceRecord::instance();
+  platform::formatGrid(*recorder.VSFlexGrid1, false);
+  platform::formatGrid(*scan.VsFList1, false);
+  VsFList1->setRows(1);
+
+  const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
+  QTreeWidgetItem* root = addNode(nullptr, kRootKey, QStringLiteral("站点资源管理器"), 1);
+  for (int i = 1; i <= count; ++i) {
+    const QString port = core::readIni(kPorts, QString::number(i));
+    // A port listed twice gets one node; its stations are listed once.
+    if (nodes_.contains(port)) continue;
+    addNode(root, port, port, 1);
+  }
+  core::appendLog(QStringLiteral("刷新所有站点，请稍等..."), true);
+}
+
+void FrmMDI::fullRefresh() {
+  refreshStations();
+  portCursor = 0;
+  Timer2.setEnabled(true);
+}
+
+void FrmMDI::RefreshAllStations_Click() { fullRefresh(); }
+
+void FrmMDI::Timer2_Timer() {
+  const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
+  ++portCursor;
+  if (portCursor <= count) {
+    loadStationsOfPort(core::readIni(kPorts, QString::number(portCursor)));
+    return;
+  }
+  Timer2.setEnabled(false);
+  auto& scan = monitoring::FrmGlobalMonitoring::instance();
+  scan.infoRow = 0;
+  showChild(&scan);
+  scan.Timer4.setEnabled(true);
+}
+
+void FrmMDI::loadStationsOfPort(const QString& port) { getStations(port); }
+
+void FrmMDI::getStations(const QString& port) {
+  auto appendRow = [](platform::FlexGrid& grid) {
+    grid.setRows(grid.rows() + 1);
+    return grid.rows() - 1;
+  };
+  try {
+    auto& scan = monitoring::FrmGlobalMonitoring::instance();
+    auto& recorder = monitoring::FrmMaintenanceRecord::instance();
+    for (const core::Station& s : core::getStations(port)) {
+      // A port that is no node, or a key that is taken, ends the listing of this port.
+      QTreeWidgetItem* portNode = nodes_.value(port);
+      if (!portNode) fail(Failure::InvalidValue, "the port is not in the tree");
+      addNode(portNode, port + "," + s.DeviceID, s.StationName, 2);
+      int r = appendRow(*VsFList1);
+      VsFList1->setTextMatrix(r, 0, s.StationName);
+      VsFList1->setTextMatrix(r, 1, s.DeviceID);
+      r = appendRow(*scan.VsFList1);
+      scan.VsFList1->setTextMatrix(r, 0, s.StationName);
+      scan.VsFList1->setTextMatrix(r, 1, s.DeviceID);
+      r = appendRow(*recorder.VSFlexGrid1);
+      recorder.VSFlexGrid1->setTextMatrix(r, 1, s.StationName);
+      recorder.VSFlexGrid1->setTextMatrix(r, 2, s.DeviceID);
+      recorder.Timer1.setEnabled(true);
+    }
+  } catch (const std::exception&) {
+  }
+}
+
+void FrmMDI::setStationEnabled() {
+  // Runs without a handler of its own: a station whose node is missing ends the scan's tick.
+  auto& grid = *monitoring::FrmGlobalMonitoring::instance().VsFList1;
+  const int mark = grid.colIndex(monitoring::FrmGlobalMonitoring::kAnswerKey);
+  for (int i = 1; i < grid.rows(); ++i) {
+    const bool answered = !grid.textMatrix(i, mark).isEmpty();
+    const QString name = grid.textMatrix(i, 0);
+    const QString key = core::getStationPort(name) + "," + grid.textMatrix(i, 1);
+    QTreeWidgetItem* n = nodes_.value(key);
+    if (!n) fail(Failure::InvalidValue, "no tree node for station " + name.toStdString());
+    if (!answered) {
+      setNodeImage(n, 3);
+      continue;
+    }
+    setNodeImage(n, 2);
+    for (auto& list : stationLists())
+      if (list) list->addItem(name);
+  }
+  core::appendLog(QStringLiteral("刷新所有站点成功"));
+}
+
+// --- the tree's events and the pop-up ------------------------------------------------------
+
+bool FrmMDI::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == treeView1_->viewport() && event->type() == QEvent::MouseButtonRelease)
+    treeMouseUp(static_cast<QMouseEvent*>(event)->button());
+  return QMainWindow::eventFilter(watched, event);
+}
+
+void FrmMDI::treeMouseUp(Qt::MouseButton button) {
+  // Acts on the node of the last left click, wherever the right button was released.
+  if (button != Qt::RightButton) return;
+  if (selected_.set && selected_.hasParent && selected_.parentText.startsWith(QStringLiteral("COM")))
+    editStation_->popup(QCursor::pos());
+}
+
+void FrmMDI::ViewStation_Click() { stationDialog(); }
+
+void FrmMDI::stationDialog() {
+  if (!selected_.set || !selected_.hasParent || !selected_.parentText.startsWith(QStringLiteral("COM"))) return;
+  // The station editor opens here, with a full refresh when it closes, once it exists.
+}
+
+void FrmMDI::AddStation_Click() {
+  // The station editor opens here, with a full refresh when it closes, once it exists.
+}
+
+void FrmMDI::GlobalMonitoring_Click() { showChild(&monitoring::FrmGlobalMonitoring::instance()); }
+
+}  // namespace xl::shell

@@ -1,0 +1,94 @@
+#pragma once
+// A whole console in one test: a fresh program directory, a virtual clock, a simulated bus and
+// scripted dialogs. start() runs the program's start-up and loads the main window; the forms
+// are destroyed again after each test.
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QPlainTextEdit>
+#include <QTemporaryDir>
+
+#include "core/app_state.h"
+#include "core/settings.h"
+#include "core/startup.h"
+#include "core/station_store.h"
+#include "link/serial_session.h"
+#include "monitoring/frm_global_monitoring.h"
+#include "monitoring/frm_maintenance_record.h"
+#include "platform/sim_bus.h"
+#include "shell/frm_mdi.h"
+#include "support/scripted_dialogs.h"
+
+namespace xl::testing {
+
+inline QApplication& testApp() {
+  static int argc = 1;
+  static char name[] = "xinglan-test";
+  static char* argv[] = {name, nullptr};
+  static QApplication app(argc, argv);
+  return app;
+}
+
+class ConsoleFixture : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    testApp();
+    ASSERT_TRUE(dir.isValid());
+    core::setProgramDir(dir.path());
+    core::setStationStorePath({});
+    platform::setScheduler(&clock);
+    platform::setPortDriver(&driver);
+    platform::setDialogs(&dialogs);
+    core::setEndProcess([this] { ++ended; });
+  }
+
+  void TearDown() override {
+    shell::FrmMDI::destroy();
+    monitoring::FrmGlobalMonitoring::destroy();
+    monitoring::FrmMaintenanceRecord::destroy();
+    platform::setDialogs(nullptr);
+    core::setProgramDir({});
+    core::configPath.clear();
+    core::appStarted.clear();
+  }
+
+  // The port list of the settings file.
+  void setPorts(const QStringList& ports) {
+    const QString ini = dir.path() + "/MSCON.DLL";
+    core::writeIniFile("COMS", "ListCount", QString::number(ports.size()), ini);
+    for (int i = 0; i < ports.size(); ++i) core::writeIniFile("COMS", QString::number(i + 1), ports[i], ini);
+  }
+
+  void addStation(const QString& name, const QString& port, const QString& id) {
+    if (!core::checkDatabase()) core::createStore();
+    core::Station s;
+    s.StationName = name;
+    s.Port = port;
+    s.DeviceID = id;
+    ASSERT_TRUE(core::insertStation(s));
+  }
+
+  // Start-up: the store test, configPath, the main window and its load.
+  void start() {
+    core::Main([] {
+      auto& mdi = shell::FrmMDI::instance();
+      mdi.MDIForm_Load();
+    });
+  }
+
+  shell::FrmMDI& mdi() { return shell::FrmMDI::instance(); }
+  monitoring::FrmGlobalMonitoring& scan() { return monitoring::FrmGlobalMonitoring::instance(); }
+  monitoring::FrmMaintenanceRecord& recorder() { return monitoring::FrmMaintenanceRecord::instance(); }
+
+  // The lines of the message window.
+  QStringList logLines() { return mdi().Text1()->toPlainText().split('\n'); }
+
+  QTemporaryDir dir;
+  platform::VirtualClock clock;
+  platform::SimBusDriver driver;
+  ScriptedDialogs dialogs;
+  int ended = 0;
+};
+
+}  // namespace xl::testing
