@@ -1,0 +1,206 @@
+// The bus description: its format, its defaults, its mistakes, and changes at run time.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "link/frame_codec.h"
+#include "tools/sim/config.h"
+#include "tools/sim/register_map.h"
+
+namespace xl::sim {
+namespace {
+
+using platform::ms;
+
+TEST(Config, EveryStationKeyLandsInTheOptions) {
+  const BusConfig bus = parseConfig(R"(# a line with two stations
+[bus]
+speed = 60        ; a minute a second
+start = 06:30:15
+
+[station]
+port = COM7,19200
+address = 12
+model = XL MPPT#2
+serial = 1.2.3.4
+software = 3.2.1
+device_version = 4 5 6
+max_voltage = 96
+rated_charge = 40
+rated_load = 0
+battery = 48
+capacity = 400
+soc = 55.5
+panel = 2400
+load_power = 0
+load = off
+load_mode = 17
+ambient = -10
+history = 400
+seed = 0x2A
+live = no
+latency = 2ms
+restart = 1.5s
+flags_0120 = 0x40
+flags_0121 = 0x1001
+flags_0122 = 8
+silent = no
+bad_crc = yes
+delay = 250
+split = 150ms
+split_at = 10
+exception = 2
+reply_address = 9
+
+[station]
+port = COM7
+address = 13
+)");
+  EXPECT_DOUBLE_EQ(bus.clock.speed, 60);
+  EXPECT_EQ(bus.clock.startTimeOfDay, std::chrono::seconds(6 * 3600 + 30 * 60 + 15));
+  ASSERT_EQ(bus.stations.size(), 2u);
+  const StationConfig& s = bus.stations[0];
+  const StationOptions& o = s.options;
+  EXPECT_EQ(s.port, "COM7");
+  EXPECT_EQ(s.baud, 19200);
+  EXPECT_EQ(o.address, 12);
+  EXPECT_EQ(o.identity.model, "XL MPPT#2");
+  EXPECT_EQ(o.identity.serialNumber, (std::array<std::uint8_t, 4>{1, 2, 3, 4}));
+  EXPECT_EQ(o.identity.softwareVersion, (std::array<std::uint8_t, 3>{3, 2, 1}));
+  EXPECT_EQ(o.identity.deviceVersion, (std::array<std::uint8_t, 3>{4, 5, 6}));
+  EXPECT_EQ(o.identity.maxSystemVoltage, 96);
+  EXPECT_EQ(o.identity.ratedChargeCurrent, 40);
+  EXPECT_EQ(o.identity.ratedLoadCurrent, 0);
+  EXPECT_EQ(o.plant.batteryVoltage, 48);
+  EXPECT_EQ(o.capacityAh, 400);
+  EXPECT_DOUBLE_EQ(o.plant.startSoc.value(), 55.5);
+  EXPECT_DOUBLE_EQ(o.plant.panelWatts, 2400);
+  EXPECT_DOUBLE_EQ(o.plant.loadWatts, 0);
+  EXPECT_FALSE(o.loadOn);
+  EXPECT_EQ(o.loadMode, 17);
+  EXPECT_DOUBLE_EQ(o.plant.ambientCelsius, -10);
+  EXPECT_EQ(o.plant.historyDays, 400);
+  EXPECT_EQ(o.plant.seed, 42u);
+  EXPECT_FALSE(o.live);
+  EXPECT_EQ(o.latency, ms(2));
+  EXPECT_EQ(o.restartSilence, ms(1500));
+  EXPECT_EQ(o.forced.statusBits, 0x40);
+  EXPECT_EQ(o.forced.faultWord, 0x1001);
+  EXPECT_EQ(o.forced.alarmWord, 8);
+  EXPECT_FALSE(o.faults.silent);
+  EXPECT_TRUE(o.faults.badCrc);
+  EXPECT_EQ(o.faults.delay, ms(250));
+  EXPECT_EQ(o.faults.splitGap, ms(150));
+  EXPECT_EQ(o.faults.splitAt, 10u);
+  EXPECT_EQ(o.faults.exception, Exception::IllegalAddress);
+  EXPECT_EQ(o.faults.replyAddress, 9);
+  EXPECT_EQ(o.clock.speed, 60);
+
+  // The second station shares the line and its rate; its seed is its address.
+  EXPECT_EQ(bus.stations[1].baud, 19200);
+  EXPECT_EQ(bus.stations[1].options.plant.seed, 13u);
+  EXPECT_FALSE(bus.stations[1].options.faults.any());
+}
+
+TEST(Config, MistakesNameTheirLine) {
+  auto error = [](const char* text) {
+    try {
+      parseConfig(text);
+    } catch (const ConfigError& e) {
+      return std::string(e.what());
+    }
+    return std::string("accepted");
+  };
+  EXPECT_EQ(error("[station]\naddress = 1\ncolour = red\n"), "line 3: unknown station key 'colour'");
+  EXPECT_EQ(error("[station]\naddress = 0\n"), "line 2: address = 0: out of range 1..247");
+  EXPECT_EQ(error("[station]\nload = maybe\n"), "line 2: load = maybe: not yes or no");
+  EXPECT_EQ(error("[station]\nserial = 1 2 3\n"), "line 2: serial = 1 2 3: needs 4 numbers");
+  EXPECT_EQ(error("[station]\nmodel = ABCDEFGHIJKLMNOPQ\n"), "line 2: model = ABCDEFGHIJKLMNOPQ: longer than 16 characters");
+  EXPECT_EQ(error("[station]\ndelay = 3 hours\n"), "line 2: duration = 3 hours: unit must be ms, s or min");
+  EXPECT_EQ(error("[bus]\nstart = 25:00\n"), "line 2: start = 25:00: not a time of day");
+  EXPECT_EQ(error("address = 1\n"), "line 1: key outside a section");
+  EXPECT_EQ(error("[stations]\n"), "line 1: unknown section [stations]");
+  EXPECT_EQ(error("[station]\njust words\n"), "line 2: expected key = value");
+  EXPECT_EQ(error("[station]\nload_mode = 18\n"), "line 2: load_mode = 18: out of range 0..17");
+  EXPECT_EQ(error("[station]\naddress = 2\n[station]\naddress = 2\n"), "two stations with address 2 on COM3");
+  EXPECT_EQ(error("[station]\nport = COM3,9600\naddress = 1\n[station]\nport = COM3,4800\naddress = 2\n"),
+            "COM3 is given two baud rates, 9600 and 4800");
+}
+
+TEST(Config, DefaultBusIsThreeStationsOnCom3) {
+  const BusConfig bus = defaultConfig();
+  ASSERT_EQ(bus.stations.size(), 3u);
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(bus.stations[i].port, "COM3");
+    EXPECT_EQ(bus.stations[i].baud, 9600);
+    EXPECT_EQ(bus.stations[i].options.address, i + 1);
+    EXPECT_FALSE(bus.stations[i].options.faults.any());
+  }
+  // The same bus written out as text reads the same.
+  EXPECT_EQ(parseConfig("[station]\naddress = 1\n").stations[0].port, "COM3");
+  EXPECT_EQ(parseConfig("").stations.size(), 0u);
+}
+
+TEST(Config, DurationsAndRuntimeChanges) {
+  EXPECT_EQ(parseDuration("150"), ms(150));
+  EXPECT_EQ(parseDuration(" 2 s "), ms(2000));
+  EXPECT_EQ(parseDuration("0.5min"), ms(30000));
+  EXPECT_THROW(parseDuration("-1ms"), ConfigError);
+  EXPECT_THROW(parseDuration("soon"), ConfigError);
+
+  StationOptions o;
+  o.plant.historyDays = 0;
+  o.live = false;
+  Controller c(o);
+  applyRuntimeKey(c, "split", "150ms");
+  applyRuntimeKey(c, "split_at", "4");
+  applyRuntimeKey(c, "Reply_Address", "7");
+  EXPECT_EQ(c.faults().splitGap, ms(150));
+  EXPECT_EQ(c.faults().splitAt, 4u);
+  EXPECT_EQ(c.faults().replyAddress, 7);
+  EXPECT_EQ(describeFaults(c.faults()), "reply address 7, split 150ms after 4 bytes");
+  applyRuntimeKey(c, "reply_address", "none");
+  EXPECT_FALSE(c.faults().replyAddress);
+  applyRuntimeKey(c, "faults", "none");
+  EXPECT_FALSE(c.faults().any());
+  EXPECT_EQ(describeFaults(c.faults()), "no faults");
+
+  applyRuntimeKey(c, "flags_0121", "0x0010");
+  EXPECT_EQ(c.state().forced.faultWord, 0x0010);
+  applyRuntimeKey(c, "load", "off");
+  EXPECT_FALSE(c.state().readings.loadOn);
+  applyRuntimeKey(c, "latency", "20ms");
+  EXPECT_EQ(c.latency(), ms(20));
+  EXPECT_THROW(applyRuntimeKey(c, "model", "X"), ConfigError);
+  EXPECT_THROW(applyRuntimeKey(c, "silent", "perhaps"), ConfigError);
+  EXPECT_FALSE(c.faults().silent);
+}
+
+TEST(Config, TheExampleBusOfTheReadmeRuns) {
+  std::ifstream in(XL_SIM_EXAMPLE_BUS);
+  ASSERT_TRUE(in);
+  std::stringstream text;
+  text << in.rdbuf();
+  const BusConfig bus = parseConfig(text.str());
+  ASSERT_EQ(bus.stations.size(), 4u);
+  EXPECT_EQ(bus.clock.startTimeOfDay, std::chrono::hours(17) + std::chrono::minutes(30));
+  EXPECT_EQ(bus.stations[1].options.faults.splitGap, ms(150));
+  EXPECT_EQ(bus.stations[3].port, "COM4");
+  EXPECT_EQ(bus.stations[3].baud, 19200);
+
+  // Station 3 reports its forced over-temperature in both fault words and has no load output.
+  Controller three(bus.stations[2].options);
+  const auto reply = three.handle(requestFrame(3, " 03 0100 0023"), ms(0));
+  ASSERT_TRUE(reply);
+  const Bytes r = verifyFrame(hexText(*reply)).value();
+  ASSERT_EQ(r.size(), 73u);
+  EXPECT_TRUE(r[70] & fault::kDeviceOverTemperature);
+  EXPECT_TRUE(r[72] & fault::kDeviceOverTemperature);
+  EXPECT_EQ(r[67] & 0x80, 0);
+  EXPECT_EQ(three.handle(requestFrame(3, " 03 000A 0011"), ms(0)).value()[5], 0);  // rated load current
+}
+
+}  // namespace
+}  // namespace xl::sim
