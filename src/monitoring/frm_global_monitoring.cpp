@@ -202,36 +202,27 @@ bool FrmGlobalMonitoring::nextAnsweringRow() {
   return true;
 }
 
-void FrmGlobalMonitoring::Timer1_Timer() {
+void FrmGlobalMonitoring::dataPassTick(const char* literal, platform::Timer& pass, platform::Timer* nextPass) {
   try {
     idleTicks_ = 0;
     if (VsFList1->rows() < 2) return;
     if (nextAnsweringRow()) {
-      sendToRow(scanRow_, " 03 0100 0023");
+      sendToRow(scanRow_, literal);
       return;
     }
   } catch (const std::exception&) {
   }
-  // The end of the real-time pass: the load mode pass follows.
+  // The pass has run off the grid: the row pointer starts over and the next pass takes over.
   scanRow_ = 0;
-  Timer1.setEnabled(false);
-  Timer3.setEnabled(true);
+  pass.setEnabled(false);
+  if (nextPass) nextPass->setEnabled(true);
 }
 
-void FrmGlobalMonitoring::Timer3_Timer() {
-  try {
-    idleTicks_ = 0;
-    if (VsFList1->rows() < 2) return;
-    if (nextAnsweringRow()) {
-      sendToRow(scanRow_, " 03 E0 1D 0001");
-      return;
-    }
-  } catch (const std::exception&) {
-  }
-  // The end of the load mode pass; the next round waits for the rest counter.
-  scanRow_ = 0;
-  Timer3.setEnabled(false);
-}
+// The real-time pass; the load mode pass follows it.
+void FrmGlobalMonitoring::Timer1_Timer() { dataPassTick(" 03 0100 0023", Timer1, &Timer3); }
+
+// The load mode pass; the next round waits for the rest counter.
+void FrmGlobalMonitoring::Timer3_Timer() { dataPassTick(" 03 E0 1D 0001", Timer3, nullptr); }
 
 bool FrmGlobalMonitoring::isWatched(int row) const {
   return watched_ && watched_->monitoringRuns() && watched_->watchedName() == VsFList1->textMatrix(row, 0);

@@ -80,6 +80,9 @@ class FrmGlobalMonitoring : public QWidget {
   void sendToRow(int row, const char* literal);
   // One step of a data pass: the next answering row, or the end of the pass (false).
   bool nextAnsweringRow();
+  // One tick of a data pass: the next answering station gets `literal`; past the last row the
+  // pass ends and `nextPass` (if any) is turned on.
+  void dataPassTick(const char* literal, platform::Timer& pass, platform::Timer* nextPass);
   bool isWatched(int row) const;
 
   int scanRow_ = 0;    // row of the data passes, 0 = before the first row
