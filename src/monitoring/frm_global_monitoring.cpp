@@ -20,8 +20,6 @@ WatchedStation::~WatchedStation() = default;
 
 namespace {
 
-FrmGlobalMonitoring* gInstance = nullptr;
-
 // Columns of the table: header, key.
 struct Column {
   const char* header;
@@ -41,18 +39,6 @@ constexpr int kColumnCount = 15;
 QString q(const std::string& s) { return QString::fromStdString(s); }
 
 }  // namespace
-
-FrmGlobalMonitoring& FrmGlobalMonitoring::instance() {
-  if (!gInstance) gInstance = new FrmGlobalMonitoring();
-  return *gInstance;
-}
-
-bool FrmGlobalMonitoring::exists() { return gInstance != nullptr; }
-
-void FrmGlobalMonitoring::destroy() {
-  delete gInstance;
-  gInstance = nullptr;
-}
 
 FrmGlobalMonitoring::FrmGlobalMonitoring()
     : MSComm1("FrmGlobalMonitoring.MSComm1",
@@ -103,7 +89,6 @@ FrmGlobalMonitoring::FrmGlobalMonitoring()
 
 FrmGlobalMonitoring::~FrmGlobalMonitoring() {
   if (link::SerialSession::scanControl() == &MSComm1.control()) link::SerialSession::setScanControl(nullptr);
-  if (gInstance == this) gInstance = nullptr;
 }
 
 void FrmGlobalMonitoring::Form_Load() {

@@ -11,6 +11,7 @@
 
 #include "link/serial_session.h"
 #include "platform/flex_grid.h"
+#include "platform/singleton.h"
 #include "platform/timer.h"
 
 class QGroupBox;
@@ -32,12 +33,11 @@ class WatchedStation {
   virtual void readDatasA3(Bytes& reply) = 0;
 };
 
-class FrmGlobalMonitoring : public QWidget {
+class FrmGlobalMonitoring : public QWidget, public platform::Singleton<FrmGlobalMonitoring> {
   Q_OBJECT
+  friend class platform::Singleton<FrmGlobalMonitoring>;
+
  public:
-  static FrmGlobalMonitoring& instance();
-  static bool exists();
-  static void destroy();  // tests start over with a fresh form
 
   // Column of the hidden answer mark, found by its key.
   static constexpr const char* kAnswerKey = "wwwwww";

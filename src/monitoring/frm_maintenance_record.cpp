@@ -12,21 +12,8 @@
 namespace xl::monitoring {
 
 namespace {
-FrmMaintenanceRecord* gInstance = nullptr;
 const QString kSection = QStringLiteral("Maintenance Record");
 }  // namespace
-
-FrmMaintenanceRecord& FrmMaintenanceRecord::instance() {
-  if (!gInstance) gInstance = new FrmMaintenanceRecord();
-  return *gInstance;
-}
-
-bool FrmMaintenanceRecord::exists() { return gInstance != nullptr; }
-
-void FrmMaintenanceRecord::destroy() {
-  delete gInstance;
-  gInstance = nullptr;
-}
 
 FrmMaintenanceRecord::FrmMaintenanceRecord() {
   setObjectName("FrmMaintenanceRecord");
@@ -51,7 +38,6 @@ FrmMaintenanceRecord::FrmMaintenanceRecord() {
 }
 
 FrmMaintenanceRecord::~FrmMaintenanceRecord() {
-  if (gInstance == this) gInstance = nullptr;
 }
 
 void FrmMaintenanceRecord::Form_Load() {

@@ -9,18 +9,18 @@
 #include <QWidget>
 
 #include "platform/flex_grid.h"
+#include "platform/singleton.h"
 #include "platform/timer.h"
 
 class QComboBox;
 
 namespace xl::monitoring {
 
-class FrmMaintenanceRecord : public QWidget {
+class FrmMaintenanceRecord : public QWidget, public platform::Singleton<FrmMaintenanceRecord> {
   Q_OBJECT
+  friend class platform::Singleton<FrmMaintenanceRecord>;
+
  public:
-  static FrmMaintenanceRecord& instance();
-  static bool exists();
-  static void destroy();
 
   // Applies the configuration once, then turns itself off.
   void Timer1_Timer();

@@ -21,24 +21,10 @@ namespace xl::shell {
 
 namespace {
 
-FrmMDI* gInstance = nullptr;
-
 // Twips of the classic layout, at 15 twips a pixel.
 constexpr int kStationPaneWidth = 3450 / 15;
 
 }  // namespace
-
-FrmMDI& FrmMDI::instance() {
-  if (!gInstance) gInstance = new FrmMDI();
-  return *gInstance;
-}
-
-bool FrmMDI::exists() { return gInstance != nullptr; }
-
-void FrmMDI::destroy() {
-  delete gInstance;
-  gInstance = nullptr;
-}
 
 FrmMDI::FrmMDI() {
   setObjectName("FrmMDI");
@@ -64,7 +50,6 @@ FrmMDI::FrmMDI() {
 
 FrmMDI::~FrmMDI() {
   core::setLogBox({});
-  if (gInstance == this) gInstance = nullptr;
 }
 
 QAction* FrmMDI::action(const QString& name) const { return actions_.value(name); }

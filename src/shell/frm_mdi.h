@@ -11,6 +11,7 @@
 #include <QMainWindow>
 
 #include "platform/flex_grid.h"
+#include "platform/singleton.h"
 #include "platform/timer.h"
 
 class QAction;
@@ -30,13 +31,12 @@ enum class StationList { RealTime, Daily, History, ControlParameter, LoadConfigu
 // A working screen hands its station list (its Combo1) to the shell when it is created.
 void registerStationList(StationList which, QComboBox* combo);
 
-class FrmMDI : public QMainWindow {
+class FrmMDI : public QMainWindow, public platform::Singleton<FrmMDI> {
   Q_OBJECT
+  friend class platform::Singleton<FrmMDI>;
+
  public:
   // The one main window, created at first touch.
-  static FrmMDI& instance();
-  static bool exists();
-  static void destroy();  // tests start over
 
   QMdiArea* mdiArea() const { return mdiArea_; }
   QPlainTextEdit* Text1() const { return text1_; }

@@ -44,9 +44,9 @@ class ConsoleFixture : public ::testing::Test {
   }
 
   void TearDown() override {
-    shell::FrmMDI::destroy();
-    monitoring::FrmGlobalMonitoring::destroy();
-    monitoring::FrmMaintenanceRecord::destroy();
+    shell::FrmMDI::discard();
+    monitoring::FrmGlobalMonitoring::discard();
+    monitoring::FrmMaintenanceRecord::discard();
     platform::setDialogs(nullptr);
     core::setProgramDir({});
     core::configPath.clear();
