@@ -8,6 +8,7 @@
 
 #include "core/app_state.h"
 #include "core/station_store.h"
+#include "support/scripted_dialogs.h"
 
 namespace xl::core {
 namespace {
@@ -51,6 +52,22 @@ TEST(Startup, BrokenStoreDoesNotStopTheStart) {
   Main([&] { shown = true; });
   EXPECT_TRUE(shown);
   setProgramDir({});
+}
+
+}  // namespace
+}  // namespace xl::core
+
+namespace xl::core {
+namespace {
+
+TEST(Startup, BrowseFolderGivesTheChoiceOrNothing) {
+  testing::ScriptedDialogs dialogs;
+  platform::setDialogs(&dialogs);
+  dialogs.fileNames = {"/srv/records", "", QString(600, 'x')};
+  EXPECT_EQ(browseFolder(), "/srv/records");
+  EXPECT_EQ(browseFolder(QStringLiteral("选择文件夹")), "");  // cancelled
+  EXPECT_EQ(browseFolder().size(), 511);                      // the path buffer's limit
+  platform::setDialogs(nullptr);
 }
 
 }  // namespace
