@@ -211,7 +211,9 @@ void FrmMDI::showChild(QWidget* screen) {
   if (!sub) {
     sub = mdiArea_->addSubWindow(screen);
     sub->setWindowIcon(screen->windowIcon().isNull() ? appIcon() : screen->windowIcon());
-    sub->resize(900, 420);
+    // A new child takes most of the middle area, so a table shows most of its columns.
+    const QSize area = mdiArea_->viewport()->size();
+    sub->resize(std::max(600, area.width() - 20), std::max(300, area.height() - 20));
   }
   screen->show();
   sub->show();
