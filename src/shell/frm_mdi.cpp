@@ -14,6 +14,8 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/startup.h"
+#include "monitoring/frm_monitoring1.h"
+#include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
 #include "shell/icons.h"
 
@@ -147,8 +149,8 @@ void FrmMDI::buildMenus() {
 
   QMenu* monitoring = bar->addMenu(QStringLiteral("监控(&M)"));
   monitoring->setObjectName("Monitoring");
-  addItem(monitoring, "RealTimeMonitoring", QStringLiteral("实时监控"));
-  addItem(monitoring, "Monitoring1", QStringLiteral("日常监控"));
+  addItem(monitoring, "RealTimeMonitoring", QStringLiteral("实时监控"), &FrmMDI::RealTimeMonitoring_Click);
+  addItem(monitoring, "Monitoring1", QStringLiteral("日常监控"), &FrmMDI::Monitoring1_Click);
   addItem(monitoring, "GlobalMonitoring", QStringLiteral("全局监控"), &FrmMDI::GlobalMonitoring_Click);
   addItem(monitoring, "HlstoryMonitoring", QStringLiteral("历史监控"));
 
@@ -227,8 +229,13 @@ void FrmMDI::MDIForm_Load() {
   resizeDocks({picture1_}, {kStationPaneWidth}, Qt::Horizontal);
   refreshStations();
   Timer2.setEnabled(true);
+  RealTimeMonitoring_Click();  // the real-time monitor is always open after start
   core::appendLog(QStringLiteral("星澜站点监控启动"));
 }
+
+void FrmMDI::RealTimeMonitoring_Click() { showChild(&monitoring::FrmRealTimeMonitoring::instance()); }
+
+void FrmMDI::Monitoring1_Click() { showChild(&monitoring::FrmMonitoring1::instance()); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

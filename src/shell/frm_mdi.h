@@ -64,6 +64,8 @@ class FrmMDI : public QMainWindow, public platform::Singleton<FrmMDI> {
   // --- commands ---
   void Exit_Click();
   void GlobalMonitoring_Click();
+  void RealTimeMonitoring_Click();
+  void Monitoring1_Click();
   void AddStation_Click();
   void stationDialog();
   void ViewStation_Click();

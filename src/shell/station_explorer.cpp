@@ -15,6 +15,8 @@
 #include "core/station_store.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_maintenance_record.h"
+#include "monitoring/frm_monitoring1.h"
+#include "monitoring/frm_real_time_monitoring.h"
 #include "platform/failure.h"
 #include "shell/frm_mdi.h"
 #include "shell/icons.h"
@@ -65,6 +67,13 @@ void FrmMDI::refreshStations() {
   nodes_.clear();
   for (auto& list : stationLists())
     if (list) list->clear();
+  // The two monitors of one station are created here and emptied.
+  auto& live = monitoring::FrmRealTimeMonitoring::instance();
+  live.Combo1->clear();
+  live.ClearAll();
+  auto& daily = monitoring::FrmMonitoring1::instance();
+  daily.Combo1->clear();
+  daily.ClearAll();
   auto& scan = monitoring::FrmGlobalMonitoring::instance();
   auto& recorder = monitoring::FrmMaintenanceRecord::instance();
   platform::formatGrid(*recorder.VSFlexGrid1, false);
@@ -86,6 +95,8 @@ void FrmMDI::fullRefresh() {
   refreshStations();
   portCursor = 0;
   Timer2.setEnabled(true);
+  monitoring::FrmRealTimeMonitoring::instance().Command9Click();
+  monitoring::FrmMonitoring1::instance().Command9Click();
 }
 
 void FrmMDI::RefreshAllStations_Click() { fullRefresh(); }

@@ -8,6 +8,7 @@
 #include <QTreeWidget>
 
 #include "link/frame_codec.h"
+#include "monitoring/frm_real_time_monitoring.h"
 #include "support/console_fixture.h"
 #include "tools/sim/bus.h"
 
@@ -122,11 +123,9 @@ TEST_F(MonitoringCycleTest, SilentStationIsLeftOutOfListsAndPasses) {
   sim::Faults silent;
   silent.silent = true;
   station2->setFaults(silent);
-  QComboBox list;
-  shell::registerStationList(shell::StationList::RealTime, &list);
   start();
   clock.advance(ms(25000));
-  shell::registerStationList(shell::StationList::RealTime, nullptr);
+  const QComboBox& list = *monitoring::FrmRealTimeMonitoring::instance().Combo1;
   EXPECT_EQ(mdi().nodeImage("COM3,9600,1"), 2);
   EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 3);
   ASSERT_EQ(list.count(), 1);

@@ -3,18 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+
+#include "support/qt_app.h"
 #include <QHeaderView>
 
 namespace xl::platform {
 namespace {
 
-QApplication& app() {
-  static int argc = 1;
-  static char name[] = "test";
-  static char* argv[] = {name, nullptr};
-  static QApplication a(argc, argv);
-  return a;
-}
+QApplication& app() { return testing::testApp(); }
 
 TEST(FlexGrid, ColumnTextClassification) {
   // Numbers: exact words, endings, beginnings and contained words.

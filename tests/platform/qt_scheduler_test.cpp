@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+
+#include "support/qt_app.h"
 #include <QElapsedTimer>
 #include <QMouseEvent>
 #include <QWidget>
@@ -10,13 +12,7 @@
 namespace xl::platform {
 namespace {
 
-QApplication& app() {
-  static int argc = 1;
-  static char name[] = "test";
-  static char* argv[] = {name, nullptr};
-  static QApplication a(argc, argv);
-  return a;
-}
+QApplication& app() { return testing::testApp(); }
 
 // Counts the mouse presses it is given.
 class PressCounter : public QWidget {

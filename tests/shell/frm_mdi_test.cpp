@@ -14,6 +14,7 @@
 #include <QTreeWidget>
 
 #include "core/message_log.h"
+#include "monitoring/frm_real_time_monitoring.h"
 #include "support/console_fixture.h"
 
 namespace xl::shell {
@@ -194,10 +195,11 @@ TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   setPorts({"COM3,9600"});
   addStation("A", "COM3,9600", "1");
   addStation("B", "COM3,9600", "2");
-  QComboBox realTime, factory;
-  registerStationList(StationList::RealTime, &realTime);
+  QComboBox factory;
   registerStationList(StationList::Factory, &factory);
   start();
+  // The real-time monitor, created by the start-up, has handed its own list to the shell.
+  QComboBox& realTime = *monitoring::FrmRealTimeMonitoring::instance().Combo1;
   clock.advance(ms(300));
   scan().VsFList1->setTextMatrix(2, scan().answerColumn(), "1");
   mdi().setStationEnabled();
@@ -212,7 +214,6 @@ TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   EXPECT_EQ(realTime.count(), 0);
   EXPECT_EQ(mdi().portCursor, 0);
   EXPECT_TRUE(mdi().Timer2.enabled());
-  registerStationList(StationList::RealTime, nullptr);
   registerStationList(StationList::Factory, nullptr);
 }
 

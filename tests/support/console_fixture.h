@@ -18,17 +18,10 @@
 #include "monitoring/frm_maintenance_record.h"
 #include "platform/sim_bus.h"
 #include "shell/frm_mdi.h"
+#include "support/qt_app.h"
 #include "support/scripted_dialogs.h"
 
 namespace xl::testing {
-
-inline QApplication& testApp() {
-  static int argc = 1;
-  static char name[] = "xinglan-test";
-  static char* argv[] = {name, nullptr};
-  static QApplication app(argc, argv);
-  return app;
-}
 
 class ConsoleFixture : public ::testing::Test {
  protected:

@@ -1,0 +1,79 @@
+#include "monitoring/day_charts.h"
+
+#include <QChart>
+#include <QLegend>
+#include <QLineSeries>
+#include <QValueAxis>
+#include <algorithm>
+#include <cmath>
+
+namespace xl::monitoring {
+
+int jiashi(double value) { return static_cast<int>(std::floor(value * 1.1)) + 1; }
+
+namespace {
+const char* const kLineNames[DayChart::kColumns] = {"Array", "Battery", "Load"};
+}  // namespace
+
+DayChart::DayChart(QWidget* parent) : QChartView(parent) {
+  auto* chart = new QChart;
+  axisX_ = new QValueAxis(chart);
+  axisY_ = new QValueAxis(chart);
+  chart->addAxis(axisX_, Qt::AlignBottom);
+  chart->addAxis(axisY_, Qt::AlignLeft);
+  // The horizontal axis only spaces the points; it carries no labels.
+  axisX_->setLabelsVisible(false);
+  axisX_->setTickCount(2);
+  axisY_->setMinorTickCount(1);
+  axisY_->setLabelFormat("%g");
+  for (int c = 0; c < kColumns; ++c) {
+    lines_[c] = new QLineSeries(chart);
+    lines_[c]->setName(QString::fromLatin1(kLineNames[c]));
+    chart->addSeries(lines_[c]);
+    lines_[c]->attachAxis(axisX_);
+    lines_[c]->attachAxis(axisY_);
+  }
+  chart->setMargins(QMargins(2, 2, 2, 2));
+  setChart(chart);
+  setRenderHint(QPainter::Antialiasing);
+  setMinimumHeight(120);
+}
+
+void DayChart::init(int points) {
+  points_ = points;
+  for (QLineSeries* line : lines_) {
+    QList<QPointF> zeros;
+    for (int i = 0; i < points; ++i) zeros.append(QPointF(i + 1, 0));
+    line->replace(zeros);
+  }
+  axisX_->setRange(1, std::max(points, 2));
+  axisY_->setRange(0, std::max(axisY_->max(), 1.0));
+  chart()->legend()->setVisible(true);
+  chart()->legend()->setAlignment(Qt::AlignBottom);
+}
+
+void DayChart::update(double array, double battery, double load, double& axisTop) {
+  const double news[kColumns] = {array, battery, load};
+  for (double x : news)
+    if (jiashi(x) > axisTop) axisTop = jiashi(x);
+  axisY_->setMax(axisTop);
+  for (int c = 0; c < kColumns; ++c) {
+    QList<QPointF> points = lines_[c]->points();
+    for (int i = 0; i + 1 < points.size(); ++i) points[i].setY(points[i + 1].y());
+    if (!points.isEmpty()) points.last().setY(news[c]);
+    lines_[c]->replace(points);
+  }
+}
+
+QList<double> DayChart::values(int column) const {
+  QList<double> out;
+  for (const QPointF& p : lines_[column]->points()) out.append(p.y());
+  return out;
+}
+
+double DayChart::axisMaximum() const { return axisY_->max(); }
+double DayChart::axisMinimum() const { return axisY_->min(); }
+QString DayChart::lineName(int column) const { return lines_[column]->name(); }
+bool DayChart::legendShown() const { return chart()->legend()->isVisible(); }
+
+}  // namespace xl::monitoring

@@ -1,0 +1,122 @@
+#!/usr/bin/env bash
+# The real-time and the daily monitor in a real X server (Xvfb with openbox), fed by xinglan-sim,
+# photographed twice each, seconds apart.
+#   monitors_screenshot.sh BIN_DIR OUT_DIR
+# The console runs from a fresh program directory with the demo's port and stations. After the
+# discovery a station is chosen in the real-time screen by keyboard (a click into its station
+# box, then the Down arrow), the automatic start is awaited, and the screens are taken:
+#   realtime-1.png, realtime-2.png   the real-time monitor, a few seconds apart
+#   daily-1.png, daily-2.png         the daily monitor (opened from the toolbar), the same
+# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+# Fails when the console does not stay up or a picture is nearly blank.
+set -euo pipefail
+
+# Positions inside the main window (its client area) of the station box of the real-time
+# screen and of the toolbar button "日常监控"; the window's own place comes from xwininfo.
+COMBO_DX=410
+COMBO_DY=132
+DAILY_DX=230
+DAILY_DY=53
+
+xsend() {
+  # xsend click X Y | xsend key KEYSYM
+  python3 - "$@" <<'PY'
+import ctypes, sys, time
+x11 = ctypes.CDLL("libX11.so.6")
+xtst = ctypes.CDLL("libXtst.so.6")
+x11.XOpenDisplay.restype = ctypes.c_void_p
+x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
+x11.XStringToKeysym.restype = ctypes.c_ulong
+for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent", "XTestFakeKeyEvent"):
+    getattr(xtst, f).argtypes = None
+d = x11.XOpenDisplay(None)
+if not d:
+    sys.exit("no display")
+dp = ctypes.c_void_p(d)
+if sys.argv[1] == "click":
+    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
+    x11.XFlush(dp); time.sleep(0.2)
+    xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
+    xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
+else:
+    code = x11.XKeysymToKeycode(dp, x11.XStringToKeysym(sys.argv[2].encode()))
+    xtst.XTestFakeKeyEvent(dp, code, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
+    xtst.XTestFakeKeyEvent(dp, code, 0, ctypes.c_ulong(0))
+x11.XFlush(dp)
+x11.XCloseDisplay(dp)
+PY
+}
+
+if [ "${1:-}" = "--inside-x" ]; then
+  bin=$2 out=$3
+  openbox >/dev/null 2>&1 &
+  wm=$!
+  "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
+  sim=$!
+  for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
+  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
+  app=$!
+  status=0
+  # The main window can take a while to show under Xvfb; then the discovery must be over.
+  for _ in $(seq 1 60); do
+    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
+    sleep 1
+  done
+  sleep 10
+  # The choice: a click into the station box and the Down arrow. The window manager may still
+  # move the window, so its place is read anew for each try, and a try counts when the device
+  # information request of the choice (a fourth one after the discovery's three) reached the
+  # simulator.
+  for _ in 1 2 3 4 5; do
+    geometry=$(xwininfo -name "星澜站点监控软件")
+    wx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
+    wy=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
+    xsend click $((wx + COMBO_DX)) $((wy + COMBO_DY))
+    sleep 0.5
+    xsend key Down
+    sleep 1.5
+    [ "$(grep -c '00 0A 00 11' "$bin/sim.log")" -gt 3 ] && break
+    sleep 2
+  done
+  if [ "$(grep -c '00 0A 00 11' "$bin/sim.log")" -le 3 ]; then
+    echo "the station choice did not reach the simulator" >&2
+    status=1
+  fi
+  sleep 6  # the choice's own requests, then the automatic start within five seconds
+  import -window root "$out/realtime-1.png"
+  sleep 4
+  import -window root "$out/realtime-2.png"
+  xsend click $((wx + DAILY_DX)) $((wy + DAILY_DY))
+  sleep 2
+  import -window root "$out/daily-1.png"
+  sleep 20  # the next scan round adds a point to the curves
+  import -window root "$out/daily-2.png"
+  if ! kill -0 "$app" 2>/dev/null; then
+    echo "the console exited early:" >&2
+    cat "$bin/console.log" >&2
+    status=1
+  fi
+  kill "$app" 2>/dev/null || true
+  kill -INT "$sim" 2>/dev/null || true
+  wait "$sim" 2>/dev/null || true
+  kill "$wm" 2>/dev/null || true
+  exit $status
+fi
+
+src_bin=$(cd "$1" && pwd)
+out=$(realpath -m "$2")
+mkdir -p "$out"
+bin=$(mktemp -d)
+trap 'rm -rf "$bin"' EXIT
+cp "$src_bin/xinglan" "$src_bin/xinglan-sim" "$bin/"
+mkdir -p "$bin/ports"
+"$src_bin/xinglan-seed-demo" "$bin"
+
+xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out"
+
+cp "$bin/sim.log" "$bin/console.log" "$out/"
+for png in "$out"/*.png; do
+  colours=$(convert "$png" -format %k info:)
+  echo "screenshot $png: $colours colours"
+  [ "$colours" -gt 50 ]
+done

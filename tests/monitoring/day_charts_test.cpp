@@ -1,0 +1,61 @@
+// The moving curves on their own: the axis top and the window of thirty points.
+
+#include <gtest/gtest.h>
+
+#include "monitoring/day_charts.h"
+#include "support/console_fixture.h"
+
+namespace xl::monitoring {
+namespace {
+
+TEST(Jiashi, LeavesAtLeastTenPercentAboveTheValue) {
+  EXPECT_EQ(jiashi(0), 1);
+  EXPECT_EQ(jiashi(10), 12);
+  EXPECT_EQ(jiashi(12.5), 14);
+  EXPECT_EQ(jiashi(30), 34);
+  EXPECT_EQ(jiashi(0.9), 1);   // 0.99 rounds down
+  EXPECT_EQ(jiashi(1), 2);     // 1.1 rounds down to 1
+}
+
+TEST(DayChart, ScrollsOnePointPerUpdateAndTheTopOnlyGrows) {
+  testing::testApp();
+  DayChart chart;
+  chart.init(30);
+  EXPECT_EQ(chart.lineName(0), "Array");
+  EXPECT_EQ(chart.lineName(1), "Battery");
+  EXPECT_EQ(chart.lineName(2), "Load");
+  EXPECT_TRUE(chart.legendShown());
+  EXPECT_EQ(chart.axisMinimum(), 0);
+  for (int c = 0; c < 3; ++c) EXPECT_EQ(chart.values(c), QList<double>(30, 0.0));
+
+  double top = 0;
+  chart.update(0, 0, 0, top);
+  EXPECT_EQ(top, 1);  // all zeros give a top of 1
+  chart.update(30, 5, 1, top);
+  EXPECT_EQ(top, 34);
+  chart.update(20, 6, 2, top);
+  EXPECT_EQ(top, 34);  // 20 does not lower it
+  EXPECT_EQ(chart.axisMaximum(), 34);
+  QList<double> array = chart.values(0);
+  ASSERT_EQ(array.size(), 30);
+  EXPECT_EQ(array.mid(27), (QList<double>{0, 30, 20}));
+  EXPECT_EQ(chart.values(1).mid(28), (QList<double>{5, 6}));
+  EXPECT_EQ(chart.values(2).last(), 2);
+
+  // Thirty more updates push the old values out at the left.
+  for (int i = 1; i <= 30; ++i) chart.update(i, 0, 0, top);
+  array = chart.values(0);
+  EXPECT_EQ(array.first(), 1);
+  EXPECT_EQ(array.last(), 30);
+  EXPECT_EQ(array.size(), 30);
+
+  // A caller that resets its top to 0 gets a top from the new values alone.
+  top = 0;
+  chart.update(2, 9, 0.5, top);
+  EXPECT_EQ(top, 10);
+  EXPECT_EQ(chart.axisMaximum(), 10);
+  EXPECT_EQ(chart.values(0).at(28), 30);  // the old points stay
+}
+
+}  // namespace
+}  // namespace xl::monitoring

@@ -1,0 +1,464 @@
+// The real-time and the daily monitor of one station, in the whole console against simulated
+// controllers and in virtual time: the requests of a station choice, the automatic start,
+// the values and curves fed by the scan, the load switch and the mirroring of the pair.
+
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QGroupBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QRadioButton>
+
+#include "link/frame_codec.h"
+#include "monitoring/day_charts.h"
+#include "monitoring/frm_monitoring1.h"
+#include "monitoring/frm_real_time_monitoring.h"
+#include "support/console_fixture.h"
+#include "tools/sim/bus.h"
+
+namespace xl {
+namespace {
+
+using monitoring::FrmMonitoring1;
+using monitoring::FrmRealTimeMonitoring;
+using platform::ms;
+
+struct Sent {
+  std::int64_t atMs;
+  std::string frame;
+  bool operator==(const Sent&) const = default;
+};
+std::ostream& operator<<(std::ostream& os, const Sent& s) { return os << s.atMs << " ms: " << s.frame; }
+
+const QString kStation1 = QStringLiteral("一号站");
+const QString kStation2 = QStringLiteral("二号站");
+
+class MonitorScreensTest : public testing::ConsoleFixture {
+ protected:
+  void SetUp() override {
+    ConsoleFixture::SetUp();
+    setPorts({"COM3,9600"});
+    addStation(kStation1, "COM3,9600", "1");
+    addStation(kStation2, "COM3,9600", "2");
+    sim::StationOptions frozen;
+    frozen.live = false;
+    frozen.address = 1;
+    station1 = &bus.add("COM3", 9600, frozen);
+    frozen.address = 2;
+    station2 = &bus.add("COM3", 9600, frozen);
+    line = driver.line("COM3");
+    auto& r = station1->state().readings;
+    r.soc = 80;
+    r.batteryVoltage = 125;   // 12.5 V
+    r.batteryCurrent = 333;   // 3.33 A
+    r.deviceTemperature = 31;
+    r.batteryTemperature = -5;
+    r.loadVoltage = 124;
+    r.loadCurrent = 150;
+    r.loadPower = 18;
+    r.panelVoltage = 180;
+    r.panelCurrent = 250;
+    r.panelPower = 45;
+    r.chargeState = 2;
+    r.loadOn = true;
+    r.today.minBatteryVoltage = 118;
+    r.today.maxBatteryVoltage = 141;
+  }
+
+  void TearDown() override {
+    FrmMonitoring1::discard();
+    FrmRealTimeMonitoring::discard();
+    ConsoleFixture::TearDown();
+  }
+
+  FrmRealTimeMonitoring& live() { return FrmRealTimeMonitoring::instance(); }
+  FrmMonitoring1& daily() { return FrmMonitoring1::instance(); }
+
+  // Start-up and discovery; the station lists are filled at 5.6 s.
+  void startAndDiscover() {
+    start();
+    clock.advance(ms(8000));
+  }
+
+  // The operator picks a station from the list of the real-time screen.
+  void choose(const QString& name) {
+    const int index = live().Combo1->findText(name);
+    ASSERT_GE(index, 0);
+    live().Combo1->setCurrentIndex(index);
+    emit live().Combo1->activated(index);
+  }
+
+  std::vector<Sent> sentFrom(std::int64_t fromMs) const {
+    std::vector<Sent> out;
+    for (const auto& f : line->wire())
+      if (f.fromMaster && platform::toMs(f.start) >= fromMs) out.push_back({platform::toMs(f.start), hexText(f.bytes)});
+    return out;
+  }
+  static std::string frame(int id, const char* literal) { return hexText(requestFrame(id, literal)); }
+
+  QStringList logLinesEndingWith(const QString& tail) {
+    QStringList out;
+    for (const QString& l : logLines())
+      if (l.trimmed().endsWith(tail)) out << l;
+    return out;
+  }
+
+  sim::Bus bus{driver};
+  sim::Controller* station1 = nullptr;
+  sim::Controller* station2 = nullptr;
+  platform::SimLine* line = nullptr;
+};
+
+// A 73-byte real-time block as verifyFrame returns it, all data bytes zero.
+Bytes realTimeReply() {
+  Bytes r(73, 0);
+  r[0] = 1;
+  r[1] = 3;
+  r[2] = 70;
+  return r;
+}
+
+TEST_F(MonitorScreensTest, StartUpOpensTheRealTimeScreenAndListsTheStationsWithoutChoosing) {
+  startAndDiscover();
+  bool inMiddleArea = false;
+  for (QMdiSubWindow* w : mdi().mdiArea()->subWindowList())
+    if (w->widget() == &live()) inMiddleArea = !w->isHidden() && !live().isHidden();
+  EXPECT_TRUE(inMiddleArea);
+  EXPECT_EQ(live().windowTitle(), QStringLiteral("实时监控"));
+  ASSERT_EQ(live().Combo1->count(), 2);
+  ASSERT_EQ(daily().Combo1->count(), 2);
+  EXPECT_TRUE(live().Combo1->currentText().isEmpty());
+  EXPECT_TRUE(daily().Combo1->currentText().isEmpty());
+  EXPECT_TRUE(live().Command2->isEnabled());
+  // Nothing but the scan has spoken, and nothing starts by itself without a choice.
+  clock.advance(ms(12000));
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(logLinesEndingWith(QStringLiteral("开始监控")).isEmpty());
+
+  // The menu items bring the screens to the front.
+  mdi().action("Monitoring1")->trigger();
+  ASSERT_NE(mdi().mdiArea()->activeSubWindow(), nullptr);
+  EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &daily());
+  mdi().action("RealTimeMonitoring")->trigger();
+  EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &live());
+  // Closing hides the screen and its frame; the screen lives on and the menu shows it again.
+  live().close();
+  EXPECT_TRUE(FrmRealTimeMonitoring::exists());
+  EXPECT_TRUE(live().isHidden());
+  EXPECT_TRUE(live().parentWidget()->isHidden());
+  mdi().action("RealTimeMonitoring")->trigger();
+  EXPECT_FALSE(live().isHidden());
+  EXPECT_FALSE(live().parentWidget()->isHidden());
+}
+
+TEST_F(MonitorScreensTest, ChoiceSendsInformationThenRealTimeRequestsAndFillsBothScreens) {
+  startAndDiscover();
+  choose(kStation1);
+  clock.advance(ms(1500));
+  // The device information at once, the real-time block 300 ms later from this screen and
+  // 900 ms later from the daily screen.
+  const std::vector<Sent> expected = {{8000, frame(1, " 03 000A 0011")},
+                                      {8300, frame(1, " 03 0100 0023")},
+                                      {8900, frame(1, " 03 0100 0023")}};
+  EXPECT_EQ(sentFrom(7000), expected);
+
+  EXPECT_EQ(daily().Combo1->currentText(), kStation1);
+  EXPECT_EQ(live().LTextBox2->text(), "1");
+  EXPECT_EQ(daily().LTextBox2->text(), "1");
+  EXPECT_EQ(live().LTextBox3->text(), "XL-MPPT4820");
+  EXPECT_EQ(live().LTextBox4->text(), "V2.1.0");
+  EXPECT_EQ(live().SoftSw->text(), "V1.0.4");
+  EXPECT_EQ(live().LTextBox5->text(), "16050023");
+  // The identity reaches the daily screen, without the software version.
+  EXPECT_EQ(daily().LTextBox3->text(), "XL-MPPT4820");
+  EXPECT_EQ(daily().LTextBox4->text(), "V2.1.0");
+  EXPECT_EQ(daily().LTextBox5->text(), "16050023");
+
+  EXPECT_EQ(live().Text2->text(), "2.50");
+  EXPECT_EQ(live().Text3->text(), "18.0");
+  EXPECT_EQ(live().Text4->text(), "45");
+  EXPECT_EQ(live().Text9->text(), "12.5");
+  EXPECT_EQ(live().Text13->text(), "3.33");
+  EXPECT_EQ(live().Text11->text(), "80");
+  EXPECT_EQ(live().Text7->text(), "-5.0");
+  EXPECT_EQ(live().Text18->text(), "31.0");
+  EXPECT_EQ(live().Text16->text(), "12.4");
+  EXPECT_EQ(live().Text17->text(), "1.50");
+  EXPECT_EQ(live().Text15->text(), "18");
+  EXPECT_EQ(live().Text5->text(), QStringLiteral("MPPT充电"));
+  EXPECT_EQ(live().Text14->text(), QStringLiteral("已打开"));
+  EXPECT_TRUE(live().Option1->isChecked());
+  EXPECT_EQ(live().Text10->text(), QStringLiteral("正常"));
+  EXPECT_EQ(daily().Text23->text(), "11.8");
+  EXPECT_EQ(daily().Text22->text(), "14.1");
+  EXPECT_FALSE(daily().Text12->text().isEmpty());
+  EXPECT_FALSE(daily().Text1->text().isEmpty());  // the hex text of the daily screen's reply
+  // Monitoring is off: no point reached the curves.
+  EXPECT_EQ(daily().MSChart1->values(0), QList<double>(30, 0.0));
+}
+
+TEST_F(MonitorScreensTest, MonitoringStartsByItselfWithinFiveSecondsWithTwoLogLines) {
+  startAndDiscover();
+  choose(kStation1);
+  // A stop right after the choice does not cancel the automatic start.
+  clock.advance(ms(100));
+  live().Command9Click();
+  EXPECT_EQ(logLinesEndingWith(kStation1 + QStringLiteral(" 停止监控")).size(), 1);
+  clock.advance(ms(4900));
+  EXPECT_FALSE(live().Command2->isEnabled());
+  EXPECT_TRUE(live().Command9->isEnabled());
+  EXPECT_FALSE(live().Combo1->isEnabled());
+  EXPECT_FALSE(daily().Command2->isEnabled());
+  EXPECT_TRUE(daily().Command9->isEnabled());
+  EXPECT_FALSE(daily().Combo1->isEnabled());
+  EXPECT_TRUE(live().monitoringRuns());
+  // Each screen's own timer starts once: two lines for one choice, and no more later.
+  EXPECT_EQ(logLinesEndingWith(kStation1 + QStringLiteral(" 开始监控")).size(), 2);
+  clock.advance(ms(20000));
+  EXPECT_EQ(logLinesEndingWith(kStation1 + QStringLiteral(" 开始监控")).size(), 2);
+  EXPECT_TRUE(dialogs.shown.empty());
+
+  // Stop from the daily screen stops both; a full refresh stops them too.
+  daily().Command9_Click();
+  EXPECT_TRUE(live().Command2->isEnabled());
+  EXPECT_TRUE(live().Combo1->isEnabled());
+  EXPECT_EQ(logLinesEndingWith(kStation1 + QStringLiteral(" 停止监控")).size(), 2);
+  daily().Command2_Click();
+  EXPECT_FALSE(live().Command2->isEnabled());
+  mdi().RefreshAllStations_Click();
+  EXPECT_TRUE(live().Command2->isEnabled());
+  EXPECT_TRUE(daily().Command2->isEnabled());
+  EXPECT_EQ(live().Combo1->count(), 0);
+  EXPECT_TRUE(live().Text3->text().isEmpty());
+}
+
+TEST_F(MonitorScreensTest, StartWithoutStationOnlyComplains) {
+  startAndDiscover();
+  live().Command2_Click();
+  daily().Command2_Click();
+  ASSERT_EQ(dialogs.shown.size(), 2u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("选择一个可用的站点名"));
+  EXPECT_EQ(dialogs.shown[1].text, QStringLiteral("选择一个可用的站点名"));
+  EXPECT_TRUE(live().Command2->isEnabled());
+  EXPECT_TRUE(daily().Command2->isEnabled());
+  EXPECT_TRUE(logLinesEndingWith(QStringLiteral("开始监控")).isEmpty());
+}
+
+TEST_F(MonitorScreensTest, CurvesScrollOnePointPerScanReplyWithTheAxisTopOnlyGrowing) {
+  auto& quiet = station2->state().readings;
+  quiet.panelVoltage = quiet.batteryVoltage = quiet.loadVoltage = 0;
+  startAndDiscover();
+  choose(kStation1);
+  clock.advance(ms(10000));  // 18 s: monitoring runs, the first scan reply came at 17.6 s
+  auto& r = station1->state().readings;
+  auto* voltage = daily().MSChart1;
+  QList<double> array = voltage->values(0);
+  EXPECT_EQ(array.mid(28), (QList<double>{0, 18.0}));
+  EXPECT_EQ(voltage->values(1).last(), 12.5);
+  EXPECT_EQ(voltage->values(2).last(), 12.4);
+  EXPECT_EQ(live().voltageMax, 20);  // 18 x 1.1 = 19.8
+  EXPECT_EQ(voltage->axisMaximum(), 20);
+  EXPECT_EQ(daily().MSChart2->values(0).last(), 2.5);
+  EXPECT_EQ(daily().MSChart2->values(1).last(), 3.33);
+  EXPECT_EQ(daily().MSChart3->values(0).last(), 45);
+  // Battery power is the product of the two display texts.
+  EXPECT_DOUBLE_EQ(daily().MSChart3->values(1).last(), 12.5 * 3.33);
+  EXPECT_EQ(daily().MSChart3->values(2).last(), 18);
+  EXPECT_EQ(live().powerMax, 50);  // 45 x 1.1 = 49.5
+
+  // The next round, 17 s later, with a higher voltage, then one with a lower one.
+  r.panelVoltage = 300;
+  clock.advance(ms(17000));
+  EXPECT_EQ(voltage->values(0).mid(27), (QList<double>{0, 18.0, 30.0}));
+  EXPECT_EQ(live().voltageMax, 34);
+  r.panelVoltage = 200;
+  clock.advance(ms(17000));
+  EXPECT_EQ(voltage->values(0).mid(27), (QList<double>{18.0, 30.0, 20.0}));
+  EXPECT_EQ(voltage->axisMaximum(), 34);
+
+  // A stop halts the curves; replies of the own requests still show.
+  live().Command9Click();
+  r.panelVoltage = 100;
+  clock.advance(ms(17000));
+  EXPECT_EQ(voltage->values(0).last(), 20.0);
+
+  // A new choice clears the boxes and the axis tops, not the points.
+  choose(kStation2);
+  EXPECT_TRUE(daily().Text23->text().isEmpty());
+  EXPECT_TRUE(live().Text3->text().isEmpty());
+  EXPECT_EQ(live().voltageMax, 0);
+  EXPECT_EQ(voltage->values(0).last(), 20.0);
+  // Station 2 reports zero volts; after its first scan reply the top comes from it alone.
+  clock.advance(ms(34000));
+  EXPECT_FALSE(live().Command2->isEnabled());
+  EXPECT_EQ(voltage->values(0).last(), 0);
+  EXPECT_EQ(live().voltageMax, 1);
+  EXPECT_EQ(voltage->values(0).at(28), 20.0);  // the older point has scrolled one place
+}
+
+TEST_F(MonitorScreensTest, WatchedRowOfTheScanShowsTheSecondFaultRegister) {
+  for (sim::Controller* s : {station1, station2}) {
+    s->state().readings.faultWord = 0;
+    s->state().readings.alarmWord = sim::fault::kOverDischarge;  // register 0x0122
+  }
+  startAndDiscover();
+  choose(kStation1);
+  clock.advance(ms(11000));  // 19 s: both real-time replies of the pass are in
+  auto* grid = scan().VsFList1;
+  EXPECT_EQ(grid->textMatrix(1, 5), QStringLiteral("过放"));
+  EXPECT_EQ(grid->textMatrix(2, 5), QStringLiteral("正常"));
+  EXPECT_EQ(live().Text10->text(), QStringLiteral("过放"));
+  // The recorder keeps the reply as it came, before the exchange.
+  const QByteArray stored = recorder().VSFlexGrid1->cellData(1, 0).toByteArray();
+  ASSERT_EQ(stored.size(), 73);
+  EXPECT_EQ(static_cast<unsigned char>(stored[70]), 0);
+  EXPECT_EQ(static_cast<unsigned char>(stored[72]), 1);
+}
+
+TEST_F(MonitorScreensTest, ReadDatasA2ExchangesFaultWordsInTheCallersArray) {
+  startAndDiscover();
+  Bytes r = realTimeReply();
+  r[67] = 0x80;  // load on
+  r[68] = 3;
+  r[69] = 0x00;
+  r[70] = 0x10;  // 0x0121: load over-current
+  r[71] = 0x00;
+  r[72] = 0x09;  // 0x0122: load short and over-discharge
+  live().readDatasA2(r);
+  EXPECT_EQ(r[70], 0x09);
+  EXPECT_EQ(r[72], 0x10);
+  EXPECT_EQ(live().Text14->text(), QStringLiteral("负载短路"));
+  EXPECT_EQ(live().Text10->text(), QStringLiteral("过放"));
+  EXPECT_EQ(live().Text5->text(), QStringLiteral("均衡充电"));
+  // A charge state above 6 empties the box; a reply of another length changes nothing.
+  r[68] = 7;
+  live().readDatasA2(r);
+  EXPECT_TRUE(live().Text5->text().isEmpty());
+  Bytes shortReply(72, 0);
+  shortReply[0] = 1;
+  shortReply[68] = 1;
+  live().readDatasA2(shortReply);
+  EXPECT_TRUE(live().Text5->text().isEmpty());
+  r[67] = 0;
+  r[68] = 6;
+  live().readDatasA2(r);
+  EXPECT_EQ(live().Text5->text(), QStringLiteral("限流充电"));
+  EXPECT_TRUE(live().Option2->isChecked());
+}
+
+TEST_F(MonitorScreensTest, LoadModeReplyEnablesTheManualSwitchOnlyForFifteen) {
+  startAndDiscover();
+  Bytes reply{1, 3, 2, 0, 15};
+  live().readDatasA3(reply);
+  EXPECT_TRUE(live().Picture9->isEnabled());
+  reply[4] = 14;
+  live().readDatasA3(reply);
+  EXPECT_FALSE(live().Picture9->isEnabled());
+  reply[4] = 15;
+  reply[3] = 7;  // the high byte is not looked at
+  live().readDatasA3(reply);
+  EXPECT_TRUE(live().Picture9->isEnabled());
+  Bytes longer{1, 3, 4, 0, 16, 0, 0};
+  live().readDatasA3(longer);
+  EXPECT_TRUE(live().Picture9->isEnabled());
+  reply[4] = 16;
+  live().readDatasA3(reply);
+  EXPECT_FALSE(live().Picture9->isEnabled());
+
+  // Through the scan: station 1 in manual mode, seen in the load mode pass at 20.6 s.
+  station1->state().setParam(sim::param::kLoadMode, sim::param::kManualLoadMode);
+  choose(kStation1);
+  clock.advance(ms(13000));
+  EXPECT_TRUE(live().Picture9->isEnabled());
+}
+
+TEST_F(MonitorScreensTest, LoadButtonsSendTheExactFramesAtMostOneEveryHalfSecond) {
+  startAndDiscover();
+  choose(kStation1);
+  clock.advance(ms(7000));  // 15 s, monitoring runs
+  auto release = [](QWidget* w) {
+    QMouseEvent e(QEvent::MouseButtonRelease, QPointF(2, 2), QPointF(2, 2), Qt::LeftButton, Qt::NoButton,
+                  Qt::NoModifier);
+    QCoreApplication::sendEvent(w, &e);
+  };
+  release(live().Option2);
+  clock.advance(ms(200));
+  release(live().Option1);  // inside the guard: not sent
+  clock.advance(ms(400));
+  release(live().Option2);
+  clock.advance(ms(100));
+  release(live().Option1);
+  clock.advance(ms(500));
+  release(live().Option1);
+  clock.advance(ms(100));
+  const std::vector<Sent> expected = {{15000, "0106010A0000A834"},
+                                      {15600, "0106010A0000A834"},
+                                      {16200, "0106010A000169F4"}};
+  EXPECT_EQ(sentFrom(15000), expected);
+  EXPECT_EQ(live().pendingRead, 4);
+  // The device switched; the screen shows it with the next scan reply.
+  EXPECT_TRUE(station1->state().readings.loadOn);
+  station1->state().readings.loadOn = false;
+  clock.advance(ms(1900));  // past the scan's reply of 17.6 s
+  EXPECT_EQ(live().Text14->text(), QStringLiteral("已关闭"));
+  EXPECT_TRUE(live().Option2->isChecked());
+}
+
+TEST_F(MonitorScreensTest, DownArrowThenHoldingTheVersionLabelShowsTheSoftwareVersion) {
+  startAndDiscover();
+  live().show();
+  auto key = [&](int code) {
+    QKeyEvent e(QEvent::KeyPress, code, Qt::NoModifier);
+    QCoreApplication::sendEvent(live().Combo1, &e);
+  };
+  auto mouse = [&](QEvent::Type type) {
+    QMouseEvent e(type, QPointF(2, 2), QPointF(2, 2), Qt::LeftButton,
+                  type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(live().Label34, &e);
+  };
+  key(Qt::Key_Down);
+  EXPECT_EQ(live().downKeyFlag, 1);
+  mouse(QEvent::MouseButtonPress);
+  EXPECT_TRUE(live().SoftSw->isVisibleTo(&live()));
+  EXPECT_FALSE(live().LTextBox4->isVisibleTo(&live()));
+  mouse(QEvent::MouseButtonRelease);
+  EXPECT_FALSE(live().SoftSw->isVisibleTo(&live()));
+  EXPECT_TRUE(live().LTextBox4->isVisibleTo(&live()));
+  key(Qt::Key_Up);
+  EXPECT_EQ(live().downKeyFlag, 0);
+  mouse(QEvent::MouseButtonPress);
+  EXPECT_FALSE(live().SoftSw->isVisibleTo(&live()));
+  EXPECT_TRUE(live().LTextBox4->isVisibleTo(&live()));
+}
+
+TEST_F(MonitorScreensTest, ClearingWipesTheCurveCaptionsForGoodAndTheClockRuns) {
+  EXPECT_EQ(daily().Text2->text(), QStringLiteral("电压实时曲线(V)"));
+  EXPECT_EQ(daily().Text4->text(), QStringLiteral("电流实时曲线(A)"));
+  EXPECT_EQ(daily().Text5->text(), QStringLiteral("功率实时曲线(W)"));
+  // The start-up's list rebuild clears the screen, captions included.
+  startAndDiscover();
+  EXPECT_TRUE(daily().Text2->text().isEmpty());
+  EXPECT_EQ(daily().Text3->text().size(), 19);  // "YYYY-MM-DD HH:MM:SS"
+  // A choice on the daily screen mirrors to the real-time screen, whose change event reads the
+  // station; the daily screen asks for the day values 900 ms later.
+  daily().Combo1->setCurrentIndex(daily().Combo1->findText(kStation2));
+  emit daily().Combo1->activated(daily().Combo1->currentIndex());
+  EXPECT_EQ(live().Combo1->currentText(), kStation2);
+  EXPECT_TRUE(daily().Text2->text().isEmpty());
+  EXPECT_TRUE(daily().Text3->text().isEmpty());
+  clock.advance(ms(1500));
+  EXPECT_EQ(daily().Text3->text().size(), 19);
+  EXPECT_TRUE(daily().Text2->text().isEmpty());
+  EXPECT_TRUE(daily().Text4->text().isEmpty());
+  EXPECT_TRUE(daily().Text5->text().isEmpty());
+  EXPECT_FALSE(daily().Text23->text().isEmpty());
+}
+
+}  // namespace
+}  // namespace xl
