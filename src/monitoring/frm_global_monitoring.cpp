@@ -6,6 +6,7 @@
 #include <QLineEdit>
 #include <QVBoxLayout>
 
+#include "core/station_request.h"
 #include "core/station_store.h"
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"
@@ -118,10 +119,7 @@ bool FrmGlobalMonitoring::answered(int row) const {
 
 void FrmGlobalMonitoring::sendToRow(int row, const char* literal) {
   if (row < 1 || row >= VsFList1->rows()) fail(Failure::Bounds, "row out of range");
-  const QString name = VsFList1->textMatrix(row, 0);
-  const std::int32_t id = toLong(val(core::getStationDeviceID(name).toStdString()));
-  const std::string port = core::getStationPort(name).toStdString();
-  MSComm1.sendRequest(port, requestFrame(id, literal));
+  core::requestStation(MSComm1, VsFList1->textMatrix(row, 0), literal);
 }
 
 // --- Discovery ----------------------------------------------------------------------------

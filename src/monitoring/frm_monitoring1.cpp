@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "core/station_request.h"
 #include "core/station_store.h"
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"
@@ -195,10 +196,8 @@ void FrmMonitoring1::Combo1_Change() {
 }
 
 void FrmMonitoring1::Timer1_Timer() {
-  const QString name = Combo1->currentText();
-  const std::int32_t id = toLong(val(core::getStationDeviceID(name).toStdString()));
   pendingRead = 2;
-  MSComm1.sendRequest(core::getStationPort(name).toStdString(), requestFrame(id, " 03 0100 0023"));
+  core::trySendToStation(MSComm1, Combo1->currentText(), " 03 0100 0023");
   Timer1.setEnabled(false);
 }
 

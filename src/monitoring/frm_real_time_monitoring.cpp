@@ -16,6 +16,7 @@
 #include <QVBoxLayout>
 
 #include "core/message_log.h"
+#include "core/station_request.h"
 #include "core/station_store.h"
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"
@@ -330,9 +331,7 @@ void FrmRealTimeMonitoring::setCombo1Text(const QString& text) {
 }
 
 void FrmRealTimeMonitoring::sendToStation(const char* literal) {
-  const QString name = Combo1->currentText();
-  const std::int32_t id = toLong(val(core::getStationDeviceID(name).toStdString()));
-  MSComm1.sendRequest(core::getStationPort(name).toStdString(), requestFrame(id, literal));
+  core::trySendToStation(MSComm1, Combo1->currentText(), literal);
 }
 
 // --- Choosing a station -------------------------------------------------------------------
@@ -468,10 +467,8 @@ void FrmRealTimeMonitoring::Timer6_Timer() {
 // --- Manual load switch -------------------------------------------------------------------
 
 void FrmRealTimeMonitoring::loadSwitch(const char* literal) {
-  const std::int32_t id = toLong(val(core::getStationDeviceID(Combo1->currentText()).toStdString()));
   pendingRead = 4;
-  if (!Timer5.enabled())
-    MSComm1.sendRequest(core::getStationPort(Combo1->currentText()).toStdString(), requestFrame(id, literal));
+  if (!Timer5.enabled()) sendToStation(literal);
   Timer5.setEnabled(true);
 }
 

@@ -51,7 +51,11 @@ void Scheduler::holdFor(Duration length, std::function<void()> fn) {
   // cannot happen: receive events are tasks and are deferred like any other.
   assert(holdTask_ == 0);
   holdTask_ = post(length, [this, fn = std::move(fn)] {
-    fn();
+    try {
+      fn();
+    } catch (...) {
+      // The window ends whatever its handler did.
+    }
     endHold();
   });
   holdChanged(true);
@@ -86,7 +90,11 @@ void Scheduler::runDue() {
       deferred_.push_back(std::move(task));
       continue;
     }
-    task.fn();
+    try {
+      task.fn();
+    } catch (...) {
+      // A failure that escapes a handler ends that handler only; the program goes on.
+    }
   }
   running_ = false;
   Duration at;

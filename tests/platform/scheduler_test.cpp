@@ -46,6 +46,18 @@ TEST_F(SchedulerTest, WindowDefersEverythingElseInOrder) {
   EXPECT_FALSE(clock.holding());
 }
 
+TEST_F(SchedulerTest, FailingHandlersEndOnlyThemselves) {
+  clock.post(ms(1), [] { throw std::runtime_error("a handler fails"); });
+  clock.post(ms(2), [&] { log.push_back("after"); });
+  clock.post(ms(3), [&] {
+    clock.holdFor(ms(100), [] { throw std::runtime_error("the receive handler fails"); });
+  });
+  clock.post(ms(50), [&] { log.push_back("deferred@" + std::to_string(nowMs())); });
+  EXPECT_NO_THROW(clock.advance(ms(200)));
+  EXPECT_EQ(log, (std::vector<std::string>{"after", "deferred@103"}));
+  EXPECT_FALSE(clock.holding());
+}
+
 TEST_F(SchedulerTest, TimerTicksOnItsGridAndRestartsWhenReset) {
   std::vector<std::int64_t> ticks;
   Timer t(1000, [&] { ticks.push_back(nowMs()); });
