@@ -216,6 +216,7 @@ void FrmMDI::showChild(QWidget* screen) {
     // A new child takes most of the middle area, so a table shows most of its columns.
     const QSize area = mdiArea_->viewport()->size();
     sub->resize(std::max(600, area.width() - 20), std::max(300, area.height() - 20));
+    sub->move(0, 0);
   }
   screen->show();
   sub->show();
