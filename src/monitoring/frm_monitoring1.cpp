@@ -19,6 +19,7 @@
 #include "link/frame_codec.h"
 #include "link/vb_numbers.h"
 #include "monitoring/day_charts.h"
+#include "monitoring/station_controls.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
 #include "shell/frm_mdi.h"
@@ -29,13 +30,7 @@ namespace {
 
 QString q(const std::string& s) { return QString::fromStdString(s); }
 
-QLineEdit* box(QWidget* parent, const char* name) {
-  auto* e = new QLineEdit(parent);
-  e->setObjectName(QString::fromLatin1(name));
-  e->setReadOnly(true);
-  e->setMinimumWidth(80);
-  return e;
-}
+QLineEdit* box(QWidget* parent, const char* name) { return displayBox(parent, name, 80); }
 
 // A caption box over a curve: a plain text line without a frame.
 QLineEdit* caption(QWidget* parent, const char* name, const QString& text) {
@@ -63,11 +58,7 @@ FrmMonitoring1::FrmMonitoring1()
   setWindowTitle(QStringLiteral("日常监控"));
 
   auto* identity = new QGridLayout;
-  Combo1 = new QComboBox(this);
-  Combo1->setObjectName("Combo1");
-  Combo1->setEditable(true);
-  Combo1->setInsertPolicy(QComboBox::NoInsert);
-  Combo1->setMinimumWidth(140);
+  Combo1 = stationBox(this);
   LTextBox2 = box(this, "LTextBox2");
   LTextBox3 = box(this, "LTextBox3");
   LTextBox4 = box(this, "LTextBox4");

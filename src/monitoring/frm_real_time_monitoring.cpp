@@ -22,6 +22,7 @@
 #include "link/frame_codec.h"
 #include "link/vb_numbers.h"
 #include "monitoring/day_charts.h"
+#include "monitoring/station_controls.h"
 #include "monitoring/frm_monitoring1.h"
 #include "platform/dialogs.h"
 #include "shell/frm_mdi.h"
@@ -106,13 +107,7 @@ class PanelPicture : public QWidget {
   Kind kind_;
 };
 
-QLineEdit* box(QWidget* parent, const char* name) {
-  auto* e = new QLineEdit(parent);
-  e->setObjectName(QString::fromLatin1(name));
-  e->setReadOnly(true);
-  e->setMinimumWidth(90);
-  return e;
-}
+QLineEdit* box(QWidget* parent, const char* name) { return displayBox(parent, name, 90); }
 
 // A titled panel: its picture on the left, the labelled boxes on the right.
 QGroupBox* panel(QWidget* parent, const char* name, const QString& title, PanelPicture::Kind kind,
@@ -156,11 +151,7 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
 
   // Identity row.
   auto* identity = new QGridLayout;
-  Combo1 = new QComboBox(this);
-  Combo1->setObjectName("Combo1");
-  Combo1->setEditable(true);
-  Combo1->setInsertPolicy(QComboBox::NoInsert);
-  Combo1->setMinimumWidth(140);
+  Combo1 = stationBox(this);
   LTextBox2 = box(this, "LTextBox2");
   LTextBox3 = box(this, "LTextBox3");
   LTextBox4 = box(this, "LTextBox4");

@@ -10,6 +10,7 @@
 #include "link/frame_codec.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "support/console_fixture.h"
+#include "support/wire_log.h"
 #include "tools/sim/bus.h"
 
 namespace xl {
@@ -17,12 +18,7 @@ namespace {
 
 using platform::ms;
 
-struct Sent {
-  std::int64_t atMs;
-  std::string frame;
-  bool operator==(const Sent&) const = default;
-};
-std::ostream& operator<<(std::ostream& os, const Sent& s) { return os << s.atMs << " ms: " << s.frame; }
+using testing::Sent;
 
 class MonitoringCycleTest : public testing::ConsoleFixture {
  protected:
@@ -41,12 +37,7 @@ class MonitoringCycleTest : public testing::ConsoleFixture {
   }
 
   // What the console sent, with the time its first byte went out.
-  std::vector<Sent> sent() const {
-    std::vector<Sent> out;
-    for (const auto& f : line->wire())
-      if (f.fromMaster) out.push_back({platform::toMs(f.start), hexText(f.bytes)});
-    return out;
-  }
+  std::vector<Sent> sent() const { return testing::sentFrames(*line); }
   // The length of every reply on the wire, in order.
   std::vector<std::size_t> replyLengths() const {
     std::vector<std::size_t> out;

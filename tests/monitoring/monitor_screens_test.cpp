@@ -20,6 +20,7 @@
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "support/console_fixture.h"
+#include "support/wire_log.h"
 #include "tools/sim/bus.h"
 
 namespace xl {
@@ -29,12 +30,7 @@ using monitoring::FrmMonitoring1;
 using monitoring::FrmRealTimeMonitoring;
 using platform::ms;
 
-struct Sent {
-  std::int64_t atMs;
-  std::string frame;
-  bool operator==(const Sent&) const = default;
-};
-std::ostream& operator<<(std::ostream& os, const Sent& s) { return os << s.atMs << " ms: " << s.frame; }
+using testing::Sent;
 
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号站");
@@ -94,12 +90,7 @@ class MonitorScreensTest : public testing::ConsoleFixture {
     emit live().Combo1->activated(index);
   }
 
-  std::vector<Sent> sentFrom(std::int64_t fromMs) const {
-    std::vector<Sent> out;
-    for (const auto& f : line->wire())
-      if (f.fromMaster && platform::toMs(f.start) >= fromMs) out.push_back({platform::toMs(f.start), hexText(f.bytes)});
-    return out;
-  }
+  std::vector<Sent> sentFrom(std::int64_t fromMs) const { return testing::sentFrames(*line, fromMs); }
   static std::string frame(int id, const char* literal) { return hexText(requestFrame(id, literal)); }
 
   QStringList logLinesEndingWith(const QString& tail) {
