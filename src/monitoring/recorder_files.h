@@ -12,8 +12,8 @@
 //
 // Nothing here throws or stops the program. A station whose folder cannot be made (a name that
 // cannot be a single folder name, or one the file system refuses) has its lines of that flush
-// dropped and is reported once, as a line for the message window; a line that cannot be written
-// is dropped, that line only. Qt Core only.
+// dropped and is reported once (again only after the folder has worked in between), as a line for
+// the message window; a line that cannot be written is dropped, that line only. Qt Core only.
 
 #include <QSet>
 #include <QString>
@@ -57,7 +57,8 @@ struct FlushReport {
   bool rootMissing = false;  // nothing was looked at or written; the queue is as it was
   int written = 0;           // queue lines appended to a file
   int dropped = 0;           // queue lines removed without being written
-  QStringList log;           // plain lines for the message window, at most one per station ever
+  QStringList log;           // plain lines for the message window: a station whose folder cannot
+                             // be made, once, and again only after its folder has worked
 };
 
 // The folder of a station and its numbered files. `root` may end in a separator or not.
