@@ -1,0 +1,268 @@
+#include "monitoring/recorder_files.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include "platform/gbk.h"
+
+namespace xl::monitoring {
+namespace {
+
+QByteArray readFile(const QString& path) {
+  QFile file(path);
+  return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeFile(const QString& path, const QByteArray& bytes) {
+  QFile file(path);
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+  ASSERT_EQ(file.write(bytes), bytes.size());
+}
+
+QByteArray header() { return lineBytes(headerLine()); }
+QByteArray line(const QString& text) { return platform::toGbk(text) + "\r\n"; }
+
+// One recorder over a temporary root, with the screen's counter and queue.
+class RecorderFilesTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(dir.isValid()); }
+
+  QString root() const { return dir.path(); }
+  QString file(const QString& station, int n) const { return numberedFile(stationFolder(root(), station), n); }
+  void makeFolder(const QString& station) { ASSERT_TRUE(QDir().mkpath(stationFolder(root(), station))); }
+
+  FlushReport flush(std::initializer_list<std::pair<QString, QString>> rows) {
+    for (const auto& [name, text] : rows) queue.push_back({name, text});
+    return files.flushReadings(root(), stations, queue, limits, recordCounter);
+  }
+
+  QTemporaryDir dir;
+  RecorderFiles files;
+  std::vector<RecorderStation> stations;
+  std::deque<PendingRow> queue;
+  RecorderLimits limits;
+  std::int32_t recordCounter = 0;
+};
+
+TEST_F(RecorderFilesTest, FirstLineOfAStationMakesFolderAndFileWithHeader) {
+  stations = {{"Roof", true, {}}, {"Yard", false, {}}};
+  const FlushReport report = flush({{"Roof", "a"}});
+  EXPECT_FALSE(report.rootMissing);
+  EXPECT_EQ(report.written, 1);
+  EXPECT_TRUE(report.log.isEmpty());
+  EXPECT_TRUE(queue.empty());
+  EXPECT_EQ(stations[0].file, file("Roof", 1));
+  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("a"));
+  EXPECT_FALSE(QFileInfo::exists(stationFolder(root(), "Yard")));  // unmarked: not touched
+  EXPECT_TRUE(stations[1].file.isEmpty());
+
+  flush({{"Roof", "b"}});
+  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("a") + line("b"));
+  EXPECT_FALSE(QFileInfo::exists(file("Roof", 2)));
+}
+
+TEST_F(RecorderFilesTest, SizeLimitRollsExactlyAtTheLimit) {
+  limits.sizeLimitMb = 1;  // 10^6 bytes, not 2^20
+  stations = {{"Roof", true, {}}};
+  makeFolder("Roof");
+  writeFile(file("Roof", 1), QByteArray(999'999, 'x'));
+  flush({{"Roof", "keep"}});
+  EXPECT_EQ(stations[0].file, file("Roof", 1));
+  EXPECT_FALSE(QFileInfo::exists(file("Roof", 2)));
+
+  writeFile(file("Roof", 1), QByteArray(1'000'000, 'x'));
+  recordCounter = 5;
+  flush({{"Roof", "roll"}});
+  EXPECT_EQ(stations[0].file, file("Roof", 2));
+  EXPECT_EQ(readFile(file("Roof", 2)), header() + line("roll"));
+  EXPECT_EQ(QFileInfo(file("Roof", 1)).size(), 1'000'000);
+  EXPECT_EQ(recordCounter, 0);  // any roll resets the shared counter
+}
+
+TEST_F(RecorderFilesTest, LineLimitRollsOnlyTheFirstMarkedStationOfAPass) {
+  limits.lineLimit = 32000;
+  stations = {{"A", false, {}}, {"B", true, {}}, {"C", true, {}}};
+  for (const char* s : {"A", "B", "C"}) {
+    makeFolder(s);
+    writeFile(file(s, 1), header());
+  }
+  recordCounter = 31999;  // below the limit: every file is kept
+  flush({{"B", "b1"}});
+  EXPECT_EQ(stations[1].file, file("B", 1));
+  EXPECT_EQ(stations[2].file, file("C", 1));
+  EXPECT_EQ(recordCounter, 31999);
+
+  // At the limit: the first marked station rolls and takes the counter back to 0, so the next
+  // one keeps its file, in this flush and in the next one of the same pass.
+  recordCounter = 32000;
+  flush({{"B", "b2"}});
+  EXPECT_EQ(recordCounter, 0);
+  EXPECT_EQ(stations[1].file, file("B", 2));
+  EXPECT_EQ(stations[2].file, file("C", 1));
+  flush({{"C", "c2"}});
+  EXPECT_EQ(stations[1].file, file("B", 2));
+  EXPECT_EQ(stations[2].file, file("C", 1));
+  EXPECT_FALSE(QFileInfo::exists(file("A", 2)));  // unmarked
+  EXPECT_EQ(readFile(file("B", 2)), header() + line("b2"));
+  EXPECT_EQ(readFile(file("C", 1)), header() + line("c2"));
+}
+
+TEST_F(RecorderFilesTest, DeletedFilesChooseTheNextFile) {
+  stations = {{"Roof", true, {}}};
+  makeFolder("Roof");
+  for (int n = 1; n <= 3; ++n) writeFile(file("Roof", n), header() + line(QString::number(n)));
+
+  // The highest file gone: the one below it is current again.
+  QFile::remove(file("Roof", 3));
+  flush({{"Roof", "x"}});
+  EXPECT_EQ(readFile(file("Roof", 2)), header() + line("2") + line("x"));
+  EXPECT_FALSE(QFileInfo::exists(file("Roof", 3)));
+
+  // 1.csv gone while 2.csv exists: 1.csv is made again with a header, 2.csv is left behind.
+  QFile::remove(file("Roof", 1));
+  flush({{"Roof", "y"}});
+  EXPECT_EQ(stations[0].file, file("Roof", 1));
+  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("y"));
+  EXPECT_EQ(readFile(file("Roof", 2)), header() + line("2") + line("x"));
+}
+
+TEST_F(RecorderFilesTest, UnmarkedStationKeepsItsFileForALaterMark) {
+  stations = {{"Roof", true, {}}};
+  flush({{"Roof", "a"}});
+  stations[0].marked = false;
+  flush({});
+  stations[0].marked = true;
+  flush({{"Roof", "b"}});
+  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("a") + line("b"));
+}
+
+TEST_F(RecorderFilesTest, StationsOfOneNameShareTheFileOfTheFirst) {
+  stations = {{"Roof", true, {}}, {"Roof", true, {}}};
+  flush({{"Roof", "first"}, {"Roof", "second"}});
+  EXPECT_EQ(stations[0].file, stations[1].file);
+  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("first") + line("second"));
+
+  // The first of the name decides, marked or not: here it holds an older path.
+  const QString older = dir.filePath("older.csv");
+  stations = {{"Roof", false, older}, {"Roof", true, {}}};
+  flush({{"Roof", "third"}});
+  EXPECT_EQ(readFile(older), line("third"));
+  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("first") + line("second"));
+}
+
+TEST_F(RecorderFilesTest, MissingRootKeepsTheQueueUntilItReturns) {
+  QTemporaryDir parent;
+  ASSERT_TRUE(parent.isValid());
+  const QString later = parent.filePath("later");
+  stations = {{"Roof", true, {}}, {"Yard", true, {}}};
+  for (const char* text : {"1", "2"}) {
+    queue.push_back({"Roof", text});
+    queue.push_back({"Yard", text});
+    const FlushReport report = files.flushReadings(later, stations, queue, limits, recordCounter);
+    EXPECT_TRUE(report.rootMissing);
+    EXPECT_EQ(report.written + report.dropped, 0);
+  }
+  EXPECT_EQ(queue.size(), 4u);
+  EXPECT_TRUE(stations[0].file.isEmpty());
+  EXPECT_FALSE(QFileInfo::exists(later));
+  // An empty root text names no folder.
+  EXPECT_TRUE(files.flushReadings(QString(), stations, queue, limits, recordCounter).rootMissing);
+
+  ASSERT_TRUE(QDir().mkdir(later));
+  queue.push_back({"Roof", "3"});
+  const FlushReport report = files.flushReadings(later + "/", stations, queue, limits, recordCounter);
+  EXPECT_EQ(report.written, 5);
+  EXPECT_TRUE(queue.empty());
+  EXPECT_EQ(stations[0].file, later + "/Roof/1.csv");
+  EXPECT_EQ(readFile(later + "/Roof/1.csv"), header() + line("1") + line("2") + line("3"));
+  EXPECT_EQ(readFile(later + "/Yard/1.csv"), header() + line("1") + line("2"));
+}
+
+TEST_F(RecorderFilesTest, StationThatNeverAnsweredWritesTheZeroLine) {
+  stations = {{"Far", true, {}}};
+  const auto row = parseReading(storedReplyOf(QVariant()), "Far", "12",
+                                QDateTime(QDate(2026, 1, 5), QTime(10, 31, 1)), 3);
+  ASSERT_TRUE(row.has_value());
+  queue.push_back(pendingRowOf(*row));
+  files.flushReadings(root(), stations, queue, limits, recordCounter);
+  EXPECT_EQ(readFile(file("Far", 1)),
+            header() + line("2026-01-05 10:31:01,Far,12,0.00,0.0,0,未开启充电,0.0,0,0.00,0,0.00,0,0.0,0,0,"
+                            "正常,正常,正常"));
+}
+
+TEST_F(RecorderFilesTest, FolderThatCannotBeMadeIsReportedOnceAndSkipped) {
+  // "a/b" is no folder name; "Blocked" is taken by a plain file.
+  writeFile(stationFolder(root(), "Blocked"), "not a folder");
+  stations = {{"a/b", true, {}}, {"Blocked", true, {}}, {"Roof", true, {}}};
+  FlushReport report = flush({{"a/b", "1"}, {"Blocked", "1"}, {"Roof", "1"}});
+  ASSERT_EQ(report.log.size(), 2);
+  EXPECT_TRUE(report.log[0].contains("a/b"));
+  EXPECT_TRUE(report.log[1].contains("Blocked"));
+  EXPECT_EQ(report.written, 1);
+  EXPECT_EQ(report.dropped, 2);
+  EXPECT_TRUE(queue.empty());
+  EXPECT_TRUE(stations[0].file.isEmpty());
+  EXPECT_FALSE(QFileInfo::exists(dir.filePath("a")));
+  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("1"));
+
+  // Later cycles: no new line for the message window, the other station goes on.
+  report = flush({{"a/b", "2"}, {"Blocked", "2"}, {"Roof", "2"}});
+  EXPECT_TRUE(report.log.isEmpty());
+  EXPECT_EQ(report.dropped, 2);
+  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("1") + line("2"));
+
+  // Its lines are skipped even where an unmarked first row of the same name holds an old path.
+  const QString older = dir.filePath("older.csv");
+  stations.insert(stations.begin(), {"Blocked", false, older});
+  report = flush({{"Blocked", "2b"}});
+  EXPECT_EQ(report.dropped, 1);
+  EXPECT_FALSE(QFileInfo::exists(older));
+  stations.erase(stations.begin());
+
+  // Once the folder can be made it is written; a new failure after that is reported again.
+  QFile::remove(stationFolder(root(), "Blocked"));
+  report = flush({{"Blocked", "3"}});
+  EXPECT_TRUE(report.log.isEmpty());
+  EXPECT_EQ(readFile(file("Blocked", 1)), header() + line("3"));
+  ASSERT_TRUE(QDir(stationFolder(root(), "Blocked")).removeRecursively());
+  writeFile(stationFolder(root(), "Blocked"), "again");
+  report = flush({{"Blocked", "4"}});
+  EXPECT_EQ(report.log.size(), 1);
+}
+
+TEST_F(RecorderFilesTest, LineThatCannotBeWrittenIsDroppedAlone) {
+  // The current "file" of Yard is a folder: its line is lost, the others are written.
+  stations = {{"Roof", true, {}}, {"Yard", true, {}}, {"Gone", false, {}}};
+  makeFolder("Yard");
+  ASSERT_TRUE(QDir().mkdir(file("Yard", 1)));
+  const FlushReport report = flush({{"Roof", "r1"}, {"Yard", "y1"}, {"Nobody", "n1"}, {"Gone", "g1"}, {"Roof", "r2"}});
+  EXPECT_EQ(report.written, 2);
+  EXPECT_EQ(report.dropped, 3);  // Yard's folder file, a name with no row, a row without a file
+  EXPECT_TRUE(report.log.isEmpty());
+  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("r1") + line("r2"));
+}
+
+TEST(RecorderPaths, FolderNamesAndFiles) {
+  EXPECT_EQ(stationFolder("/r", "Roof"), "/r/Roof");
+  EXPECT_EQ(stationFolder("/r/", "Roof"), "/r/Roof");
+  EXPECT_EQ(numberedFile("/r/Roof", 12), "/r/Roof/12.csv");
+  for (const QString& bad : {QString(), QStringLiteral("."), QStringLiteral(".."), QStringLiteral("a/b"),
+                             QStringLiteral("/"), QString(QChar(u'\0'))}) {
+    EXPECT_FALSE(isFolderName(bad)) << bad.toStdString();
+  }
+  for (const QString& good : {QStringLiteral("Roof"), QStringLiteral("站点 1"), QStringLiteral("#1"),
+                              QStringLiteral("..a"), QStringLiteral("a,b")}) {
+    EXPECT_TRUE(isFolderName(good)) << good.toStdString();
+  }
+  EXPECT_TRUE(isMarkedCell("-1"));
+  EXPECT_FALSE(isMarkedCell("1"));
+  EXPECT_FALSE(isMarkedCell(" -1"));
+  EXPECT_FALSE(isMarkedCell(""));
+}
+
+}  // namespace
+}  // namespace xl::monitoring
