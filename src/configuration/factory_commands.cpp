@@ -2,6 +2,7 @@
 
 #include "link/frame_codec.h"
 #include "link/vb_numbers.h"
+#include "platform/failure.h"
 
 namespace xl::configuration {
 
@@ -32,8 +33,14 @@ int factoryPendingRead(FactoryCommand command) { return rowOf(command).pendingRe
 std::string_view factoryCaption(FactoryCommand command) { return rowOf(command).caption; }
 std::string_view factoryToolTip(FactoryCommand command) { return rowOf(command).toolTip; }
 
-Bytes factoryFrame(FactoryCommand command, std::string_view deviceIdText) {
-  return requestFrame(toByte(val(deviceIdText)), factoryLiteral(command));
+std::optional<Bytes> factoryFrame(FactoryCommand command, std::string_view deviceIdText) {
+  std::uint8_t address = 0;
+  try {
+    address = toByte(val(deviceIdText));
+  } catch (const RuntimeFailure&) {
+    return std::nullopt;
+  }
+  return requestFrame(address, factoryLiteral(command));
 }
 
 std::string replyDigits(std::string_view replyText) {

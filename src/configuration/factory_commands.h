@@ -39,9 +39,10 @@ std::string_view factoryToolTip(FactoryCommand command);
 
 // The frame of a command to the station whose LTextBox1 holds `deviceIdText`: byteToHex of
 // the decimal text of Val of it, the literal, the CRC. An empty box gives address 0 (00).
-// Raises xl::RuntimeFailure (Overflow) when the address does not fit a byte, so that no
-// frame of another length is ever made from it.
-Bytes factoryFrame(FactoryCommand command, std::string_view deviceIdText);
+// nullopt when the address does not fit a byte, so that no frame of another length is ever
+// made from it; the screen then logs kFactoryAddressRefusedLog.
+std::optional<Bytes> factoryFrame(FactoryCommand command, std::string_view deviceIdText);
+inline constexpr std::string_view kFactoryAddressRefusedLog = "设备ID不是0到255之间的数，未发送任何数据";
 
 // The ten digits of a reply text from the third on: the reply without its address and CRC.
 // Shorter when the text is.

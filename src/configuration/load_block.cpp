@@ -47,8 +47,10 @@ LoadOption loadOptionOf(std::uint8_t mode) {
   return LoadOption::None;
 }
 
-Bytes loadBlockReadRequest(std::string_view deviceIdText) {
-  return requestFrame(toByte(val(deviceIdText)), kLoadBlockReadLiteral);
+std::optional<Bytes> loadBlockReadRequest(std::string_view deviceIdText) {
+  const auto address = byteOf(deviceIdText);
+  if (!address) return std::nullopt;
+  return requestFrame(*address, kLoadBlockReadLiteral);
 }
 
 std::string lightOffVoltageText(std::string_view lTextBox2Text) {

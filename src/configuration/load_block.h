@@ -46,10 +46,12 @@ std::string_view loadOptionCaption(LoadOption option);
 // 17 Option7, above 17 None (no button stands for it).
 LoadOption loadOptionOf(std::uint8_t mode);
 
-// The read request for the station at `address` (Val of its DeviceID text):
-// address 03 E0 1D 00 03 CRC. Raises xl::RuntimeFailure (Overflow) when the address does not
-// fit a byte, so that no frame is made for it.
-Bytes loadBlockReadRequest(std::string_view deviceIdText);
+// The read request for the station whose DeviceID text is `deviceIdText`: Val of it as the
+// address, half to even, then 03 E0 1D 00 03 and the CRC. nullopt when the address does not
+// fit a byte, so that no frame of another shape is made from it; the screen then logs
+// kLoadAddressRefusedLog.
+std::optional<Bytes> loadBlockReadRequest(std::string_view deviceIdText);
+inline constexpr std::string_view kLoadAddressRefusedLog = "读取失败：设备ID不是0到255之间的数，未发送任何数据";
 
 // What showLoadBlock puts into the boxes. Every field is the text the control ends with; the
 // hidden boxes (LTextBox4, LTextBox5, Combo3, LTextBox8) are kept up though no write uses them.

@@ -101,12 +101,17 @@ std::vector<std::string> HistoryRow::cells() const {
   return out;
 }
 
-std::optional<int> HistoryReading::dayCount(std::string_view combo2Text) {
+HistoryStart HistoryReading::dayCount(std::string_view combo2Text) {
+  HistoryStart s;
   const double v = val(combo2Text);
-  if (!(v > 0)) return std::nullopt;
-  const double days = roundHalfEven(v);
-  if (days > kHistoryLastDay) fail(Failure::Overflow, "overflow: a reading of more than 4095 days");
-  return static_cast<int>(days);
+  if (!(v > 0)) {
+    s.message = std::string(kChooseDaysText);
+  } else if (roundHalfEven(v) > kHistoryLastDay) {
+    s.failureLog = "读取天数超出范围（最多" + std::to_string(kHistoryLastDay) + "天），未读取历史数据";
+  } else {
+    s.days = static_cast<int>(roundHalfEven(v));
+  }
+  return s;
 }
 
 void HistoryReading::start(int days) {

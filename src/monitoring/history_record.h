@@ -100,16 +100,25 @@ struct HistoryTick {
   std::string failureLog;      // a line for the message window when the reading was stopped
 };
 
+// What Command5 makes of Combo2's text: the number of days, or the message box text, or a line
+// for the message window. Exactly one is set.
+struct HistoryStart {
+  std::optional<int> days;
+  std::string message;     // kChooseDaysText when Val is not above 0
+  std::string failureLog;  // a count beyond the last register: no reading starts
+};
+
 // The countdown of the history screen: `historyDays` N and `historyDay` from N down to -1.
 class HistoryReading {
  public:
-  // Command5, steps 3 and 4: N = Val(Combo2) rounded half to even, or nullopt when Val is not
-  // above 0 (the screen shows kChooseDaysText). "2.5" reads 2 days and "0.5" 0 days, that is
-  // today only. Raises xl::RuntimeFailure (Overflow) for a count beyond the last register
-  // (above 4095), so that such a reading never starts; the box's own limit is 1825.
-  static std::optional<int> dayCount(std::string_view combo2Text);
+  // Command5, steps 3 and 4: N = Val(Combo2) rounded half to even, or kChooseDaysText when
+  // Val is not above 0. "2.5" reads 2 days and "0.5" 0 days, that is today only. A count
+  // beyond the last register (above 4095) is refused with a line for the message window, so
+  // that such a reading never starts; the box's own limit of 1825 is applied when it is left.
+  static HistoryStart dayCount(std::string_view combo2Text);
 
-  // Starts a reading of `days` (0..4095): both counters at N.
+  // Starts a reading of `days` (0..4095): both counters at N. Raises xl::RuntimeFailure
+  // (Overflow) for any other count; dayCount never gives one.
   void start(int days);
   // Ends a reading before its last request (closing down); no further request goes out.
   void stop() { reading_ = false; }

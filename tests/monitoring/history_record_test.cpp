@@ -140,20 +140,30 @@ TEST(HistoryDayCount, TheBoxClampsWhenLeftAndTheStartRoundsHalfToEven) {
   EXPECT_EQ(clampDayCountText("2.5"), "2.5");  // stays as typed
   EXPECT_EQ(clampDayCountText("12 Tage"), "12 Tage");
 
-  EXPECT_EQ(HistoryReading::dayCount("2.5"), 2);
-  EXPECT_EQ(HistoryReading::dayCount("3.5"), 4);
-  EXPECT_EQ(HistoryReading::dayCount("100"), 100);
-  EXPECT_EQ(HistoryReading::dayCount("0.5"), 0);  // above 0: a reading of today alone
-  EXPECT_EQ(HistoryReading::dayCount("0"), std::nullopt);
-  EXPECT_EQ(HistoryReading::dayCount("abc"), std::nullopt);
-  EXPECT_EQ(HistoryReading::dayCount("-3"), std::nullopt);
-  EXPECT_EQ(HistoryReading::dayCount("4095"), 4095);
-  EXPECT_THROW(HistoryReading::dayCount("4096"), RuntimeFailure);
-  EXPECT_THROW(HistoryReading::dayCount("1e300"), RuntimeFailure);
+  EXPECT_EQ(HistoryReading::dayCount("2.5").days, 2);
+  EXPECT_EQ(HistoryReading::dayCount("3.5").days, 4);
+  EXPECT_EQ(HistoryReading::dayCount("100").days, 100);
+  EXPECT_EQ(HistoryReading::dayCount("0.5").days, 0);  // above 0: a reading of today alone
+  EXPECT_EQ(HistoryReading::dayCount("4095").days, 4095);
+  EXPECT_TRUE(HistoryReading::dayCount("4095").message.empty());
+  for (const char* none : {"0", "abc", "-3", ""}) {
+    const HistoryStart s = HistoryReading::dayCount(none);
+    EXPECT_FALSE(s.days) << none;
+    EXPECT_EQ(s.message, kChooseDaysText) << none;
+    EXPECT_TRUE(s.failureLog.empty());
+  }
+  // Beyond the last register (only when the box was not left, so not clamped): no reading.
+  for (const char* many : {"4096", "1e300"}) {
+    const HistoryStart s = HistoryReading::dayCount(many);
+    EXPECT_FALSE(s.days) << many;
+    EXPECT_TRUE(s.message.empty());
+    EXPECT_FALSE(s.failureLog.empty());
+  }
+  EXPECT_THROW(HistoryReading().start(4096), RuntimeFailure);
 
   // 2.5 read as 2 days: three requests.
   HistoryReading r;
-  r.start(*HistoryReading::dayCount("2.5"));
+  r.start(*HistoryReading::dayCount("2.5").days);
   int sent = 0;
   while (r.reading()) sent += r.tick("1", "2.5").frame ? 1 : 0;
   EXPECT_EQ(sent, 3);

@@ -49,7 +49,7 @@ Received receiveWithFaults(Controller& c, const Bytes& frame) {
 }
 
 configuration::LoadBlockView readLoadBlock(Controller& c) {
-  const Received r = receive(c.handle(configuration::loadBlockReadRequest("1"), at(0)));
+  const Received r = receive(c.handle(*configuration::loadBlockReadRequest("1"), at(0)));
   auto v = configuration::showLoadBlock(r.data);
   EXPECT_TRUE(v);
   return v.value_or(configuration::LoadBlockView{});
@@ -70,7 +70,7 @@ TEST(ScreenDialogues, HistoryReadingOfThreeDays) {
   c.state().readings.today = DayRecord{127, 147, 503, 203, 153, 63, 13, 8, 123, 53};
 
   HistoryReading reading;
-  reading.start(*HistoryReading::dayCount("3"));
+  reading.start(*HistoryReading::dayCount("3").days);
   std::vector<monitoring::HistoryRow> rows;
   while (reading.reading()) {
     const auto tick = reading.tick("1", "3");
@@ -160,7 +160,7 @@ TEST(ScreenDialogues, FactoryCommandsRestoreClearSwitchAndRestart) {
   using configuration::FactoryCommand;
   Controller c(frozenStation());
   auto command = [&](FactoryCommand cmd) {
-    const Received r = receive(c.handle(configuration::factoryFrame(cmd, "1"), at(0)));
+    const Received r = receive(c.handle(*configuration::factoryFrame(cmd, "1"), at(0)));
     return configuration::factoryReply(configuration::factoryPendingRead(cmd), r.data, r.text);
   };
   auto dayThree = [&] {
@@ -200,8 +200,8 @@ TEST(ScreenDialogues, FactoryCommandsRestoreClearSwitchAndRestart) {
   // Restart: acknowledged, then silent for its time.
   c.setRestartSilence(std::chrono::seconds(3));
   EXPECT_EQ(command(FactoryCommand::Command5).message, "系统复位成功");
-  EXPECT_FALSE(c.handle(configuration::loadBlockReadRequest("1"), at(1000)));
-  EXPECT_TRUE(c.handle(configuration::loadBlockReadRequest("1"), at(3000)));
+  EXPECT_FALSE(c.handle(*configuration::loadBlockReadRequest("1"), at(1000)));
+  EXPECT_TRUE(c.handle(*configuration::loadBlockReadRequest("1"), at(3000)));
 }
 
 TEST(ScreenDialogues, ExceptionRepliesGiveNoMessage) {
@@ -209,7 +209,7 @@ TEST(ScreenDialogues, ExceptionRepliesGiveNoMessage) {
   Controller c(frozenStation());
   c.setFaults(Faults{.exception = Exception::IllegalFunction});
 
-  const Received load = receiveWithFaults(c, configuration::loadBlockReadRequest("1"));
+  const Received load = receiveWithFaults(c, *configuration::loadBlockReadRequest("1"));
   ASSERT_TRUE(load.dispatched);  // a sound frame of three bytes
   EXPECT_FALSE(configuration::showLoadBlock(load.data));
   const auto write = configuration::buildLoadWrite({"1", LoadOption::Option4, "", "5", "10"});
@@ -218,7 +218,7 @@ TEST(ScreenDialogues, ExceptionRepliesGiveNoMessage) {
 
   for (FactoryCommand cmd : {FactoryCommand::Command1, FactoryCommand::Command2, FactoryCommand::Command3,
                              FactoryCommand::Command4, FactoryCommand::Command5}) {
-    const Received r = receiveWithFaults(c, configuration::factoryFrame(cmd, "1"));
+    const Received r = receiveWithFaults(c, *configuration::factoryFrame(cmd, "1"));
     const auto reply = configuration::factoryReply(configuration::factoryPendingRead(cmd), r.data, r.text);
     EXPECT_EQ(reply.message, "");
     EXPECT_FALSE(reply.text1);
