@@ -9,8 +9,6 @@
 
 namespace xl::monitoring {
 
-int jiashi(double value) { return static_cast<int>(std::floor(value * 1.1)) + 1; }
-
 namespace {
 const char* const kLineNames[DayChart::kColumns] = {"Array", "Battery", "Load"};
 }  // namespace

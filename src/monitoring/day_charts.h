@@ -10,14 +10,12 @@
 #include <QChartView>
 #include <QList>
 
+#include "monitoring/chart_axis.h"
+
 class QLineSeries;
 class QValueAxis;
 
 namespace xl::monitoring {
-
-// The top of a value axis that leaves at least ten percent of room above `value`:
-// the integer part of value x 1.1, plus 1. 0 -> 1, 10 -> 12, 12.5 -> 14.
-int jiashi(double value);
 
 class DayChart : public QChartView {
   Q_OBJECT

@@ -1,0 +1,76 @@
+// The device ID screen's rules: the address pass, the find and the address write.
+
+#include "configuration/device_id.h"
+
+#include <gtest/gtest.h>
+
+#include "link/frame_codec.h"
+#include "support/hex_bytes.h"
+
+namespace xl::configuration {
+namespace {
+
+using xl::testing::hexBytes;
+
+TEST(AddressPoll, OnePassPollsOneTo241AndEnds) {
+  EXPECT_EQ(addressPollFrame(1), hexBytes("01 03 00 0A 00 01 A4 08"));
+
+  AddressScan scan;
+  EXPECT_FALSE(scan.tick());  // no pass yet
+  scan.start();
+  std::vector<int> polled;
+  while (auto t = scan.tick()) {
+    EXPECT_EQ(t->frame, addressPollFrame(static_cast<std::uint8_t>(t->address)));
+    EXPECT_EQ(t->lastOfPass, t->address == kLastPollAddress);
+    polled.push_back(t->address);
+  }
+  ASSERT_EQ(polled.size(), 241u);
+  EXPECT_EQ(polled.front(), 1);
+  EXPECT_EQ(polled.back(), 241);  // 242 and above are never polled
+  EXPECT_FALSE(scan.running());
+
+  // A new pass starts from 1 again; a find stops it.
+  scan.start();
+  EXPECT_EQ(scan.tick()->address, 1);
+  scan.stop();
+  EXPECT_FALSE(scan.tick());
+  EXPECT_EQ(scan.scanAddress(), 1);
+}
+
+TEST(AddressPoll, TheAddressComesFromTheReply) {
+  const Bytes good = hexBytes("F1 03 02 30 14");
+  const std::string text = hexText(appendCrc(good));
+  EXPECT_EQ(foundAddress(good, text), 241);
+  // Neither function nor length counts: an exception reply of address 7 ends the search.
+  EXPECT_EQ(foundAddress(hexBytes("07 83 02"), "078302F0F1"), 7);
+  EXPECT_FALSE(foundAddress(good, ""));        // no reply text
+  EXPECT_FALSE(foundAddress(Bytes{0}, text));  // CRC mismatch
+  EXPECT_FALSE(foundAddress(hexBytes("00 03 02 30 14"), text));
+  EXPECT_FALSE(foundAddress(Bytes{}, text));
+}
+
+TEST(AddressWrite, NewAddressAndItsRefusals) {
+  EXPECT_EQ(*addressWrite(1, "5").frame, hexBytes("01 06 00 1A 00 05 68 0E"));
+  // Before any find the target is 0.
+  EXPECT_EQ(*addressWrite(0, "5").frame, appendCrc(hexBytes("00 06 00 1A 00 05")));
+  // No range test of its own: 0 and 242 to 255 go out as typed; letters give 0.
+  EXPECT_EQ((*addressWrite(1, "abc").frame)[5], 0);
+  EXPECT_EQ((*addressWrite(1, "0").frame)[5], 0);
+  EXPECT_EQ((*addressWrite(1, "250").frame)[5], 250);
+  EXPECT_EQ((*addressWrite(1, "255").frame)[5], 255);
+  EXPECT_EQ((*addressWrite(1, "2.5").frame)[5], 2);
+  EXPECT_EQ((*addressWrite(1, "-0.4").frame)[5], 0);
+  for (const char* typed : {"256", "-1", "1e10"}) {
+    const AddressWrite w = addressWrite(1, typed);
+    EXPECT_FALSE(w.frame) << typed;
+    EXPECT_FALSE(w.failureLog.empty()) << typed;
+  }
+
+  EXPECT_EQ(addressWriteMessage(hexBytes("01 06 00 1A 00 05"), "0106001A0005680E"), kAddressWrittenText);
+  EXPECT_EQ(addressWriteMessage(hexBytes("01 86 03"), "018603"), kAddressWrittenText);  // content is not compared
+  EXPECT_EQ(addressWriteMessage(Bytes{0}, "0106001A0005680F"), "");
+  EXPECT_EQ(addressWriteMessage(hexBytes("01 06 00 1A 00 05"), ""), "");
+}
+
+}  // namespace
+}  // namespace xl::configuration

@@ -1,0 +1,177 @@
+// The load configuration screen's rules: the read, what a reply shows, the write from the
+// screen's state and the verdict on each reply.
+
+#include "configuration/load_block.h"
+
+#include <gtest/gtest.h>
+
+#include "link/frame_codec.h"
+#include "support/hex_bytes.h"
+
+namespace xl::configuration {
+namespace {
+
+using xl::testing::hexBytes;
+
+// A load block reply as verifyFrame hands it on: mode, delay and voltage in the low bytes; the
+// high bytes carry junk that must be ignored.
+Bytes blockReply(std::uint8_t mode, std::uint8_t delay, std::uint8_t volts) {
+  return Bytes{0x01, 0x03, 0x06, 0xAA, mode, 0xBB, delay, 0xCC, volts};
+}
+
+// The state a screen is left in by a reply, as the operator then presses "设置" on it.
+LoadScreenState stateAfter(const LoadBlockView& v, LoadOption selected, std::string deviceId = "1") {
+  return LoadScreenState{std::move(deviceId), selected, v.combo2, v.lTextBox2Tag, v.lTextBox3Tag};
+}
+
+TEST(LoadBlockFrames, ReadRequestAndTheWriteExample) {
+  EXPECT_EQ(loadBlockReadRequest("1"), hexBytes("01 03 E0 1D 00 03 A2 0D"));
+  EXPECT_EQ((*loadBlockReadRequest("2.5"))[0], 2);
+  EXPECT_FALSE(loadBlockReadRequest("256"));
+  EXPECT_FALSE(loadBlockReadRequest("-1"));
+
+  // Address 1, mode 5, delay 10 minutes, 5 volts.
+  const LoadWrite w = buildLoadWrite({"1", LoadOption::Option5, "5", "5", "10"});
+  ASSERT_TRUE(w.frame);
+  EXPECT_EQ(*w.frame, hexBytes("01 10 E0 1D 00 03 06 00 05 00 0A 00 05 0D 2D"));
+  EXPECT_TRUE(w.message.empty());
+  EXPECT_TRUE(w.failureLog.empty());
+}
+
+TEST(LoadBlockView, ModeFiveReadThenWrittenBackWithTheReadDelayAndVoltage) {
+  const auto v = showLoadBlock(blockReply(5, 10, 5));
+  ASSERT_TRUE(v);
+  EXPECT_EQ(v->option, LoadOption::Option5);
+  EXPECT_FALSE(v->keepOption);
+  EXPECT_EQ(v->combo2, "5");
+  EXPECT_EQ(v->lTextBox2, "");  // the boxes stay empty in a mode other than 0 ...
+  EXPECT_EQ(v->lTextBox3, "");
+  EXPECT_EQ(v->lTextBox2Tag, "5");  // ... while the tags hold the device's values
+  EXPECT_EQ(v->lTextBox3Tag, "10");
+  EXPECT_EQ(v->combo3, "0");
+  EXPECT_EQ(v->lTextBox8, "0");
+  EXPECT_EQ(v->lTextBox5, "");
+  EXPECT_EQ(v->lTextBox4, "");
+
+  EXPECT_EQ(*buildLoadWrite(stateAfter(*v, v->option)).frame, hexBytes("01 10 E0 1D 00 03 06 00 05 00 0A 00 05 0D 2D"));
+  // Option5 chosen with Combo2 emptied sends mode 0; so does a screen with no option at all.
+  LoadScreenState s = stateAfter(*v, LoadOption::Option5);
+  s.combo2Text = "";
+  EXPECT_EQ((*buildLoadWrite(s).frame)[8], 0);
+  EXPECT_EQ((*buildLoadWrite(stateAfter(*v, LoadOption::None)).frame)[8], 0);
+}
+
+TEST(LoadBlockView, LightControlShowsItsValuesAndEveryOtherModeItsButton) {
+  const auto light = showLoadBlock(blockReply(0, 30, 6));
+  ASSERT_TRUE(light);
+  EXPECT_EQ(light->option, LoadOption::Option3);
+  EXPECT_EQ(light->lTextBox2, "6");
+  EXPECT_EQ(light->lTextBox3, "30");
+  EXPECT_EQ(light->lTextBox2Tag, "6");
+  EXPECT_EQ(light->lTextBox3Tag, "30");
+  EXPECT_EQ(light->lTextBox5, "1");
+  EXPECT_EQ(light->lTextBox4, "5");  // the hidden light-off voltage, one less
+  EXPECT_EQ(light->combo2, "");
+  EXPECT_EQ(light->combo3, "");
+  EXPECT_EQ(*buildLoadWrite(stateAfter(*light, light->option)).frame,
+            appendCrc(hexBytes("01 10 E0 1D 00 03 06 00 00 00 1E 00 06")));
+
+  struct Case {
+    std::uint8_t mode;
+    LoadOption option;
+    const char* caption;
+  } cases[] = {{1, LoadOption::Option5, "光时控"},   {14, LoadOption::Option5, "光时控"},
+               {15, LoadOption::Option4, "手动模式"}, {16, LoadOption::Option6, "调试模式"},
+               {17, LoadOption::Option7, "常开模式"}};
+  for (const Case& c : cases) {
+    const auto v = showLoadBlock(blockReply(c.mode, 7, 8));
+    ASSERT_TRUE(v);
+    EXPECT_EQ(v->option, c.option) << int(c.mode);
+    EXPECT_EQ(loadOptionCaption(v->option), c.caption) << int(c.mode);
+    EXPECT_EQ(v->lTextBox2, "");
+    EXPECT_EQ(v->lTextBox2Tag, "8");
+    EXPECT_EQ(v->lTextBox3Tag, "7");
+    // Written back in its own mode, each sends what it read.
+    EXPECT_EQ(*buildLoadWrite(stateAfter(*v, v->option)).frame,
+              appendCrc(Bytes{1, 0x10, 0xE0, 0x1D, 0, 3, 6, 0, c.mode, 0, 7, 0, 8}));
+  }
+  EXPECT_EQ(loadOptionCaption(LoadOption::Option3), "光控开/关");
+
+  // From 18 up no button stands for the mode: the one selected before stays; the tags still
+  // take the device's values.
+  for (std::uint8_t mode : {18, 255}) {
+    const auto v = showLoadBlock(blockReply(mode, 1, 9));
+    ASSERT_TRUE(v);
+    EXPECT_EQ(v->option, LoadOption::None);
+    EXPECT_TRUE(v->keepOption);
+    EXPECT_EQ(v->combo2, "");
+    EXPECT_EQ(v->lTextBox2Tag, "9");
+  }
+}
+
+TEST(LoadBlockView, OnlyANineByteReplyIsShown) {
+  for (std::size_t n : {0u, 1u, 3u, 5u, 8u, 10u, 69u}) EXPECT_FALSE(showLoadBlock(Bytes(n, 1))) << n;
+  EXPECT_FALSE(showLoadBlock(hexBytes("01 83 02")));  // the device's exception reply
+}
+
+TEST(LoadBlockWrite, FifteenTypedIntoTheHoursIsManualMode) {
+  const LoadWrite w = buildLoadWrite({"1", LoadOption::Option5, "15", "5", "10"});
+  ASSERT_TRUE(w.frame);
+  EXPECT_EQ((*w.frame)[8], 15);
+  // The device stores what it was sent; read back, 15 is the manual mode's button.
+  const auto back = showLoadBlock(blockReply((*w.frame)[8], (*w.frame)[10], (*w.frame)[12]));
+  EXPECT_EQ(loadOptionCaption(back->option), "手动模式");
+}
+
+TEST(LoadBlockWrite, RefusalsSendNothing) {
+  // Before a read the voltage tag is empty: the message, no frame.
+  for (const char* tag : {"", "0", "-3", "abc"}) {
+    const LoadWrite w = buildLoadWrite({"1", LoadOption::Option4, "", tag, "10"});
+    EXPECT_FALSE(w.frame) << tag;
+    EXPECT_EQ(w.message, kLoadReadFirstText) << tag;
+    EXPECT_TRUE(w.failureLog.empty());
+  }
+  // A value that does not fit a byte: a line for the message window, no frame.
+  const LoadScreenState refused[] = {
+      {"1", LoadOption::Option3, "", "256", "10"},   // voltage
+      {"1", LoadOption::Option3, "", "5", "300"},    // delay
+      {"1", LoadOption::Option3, "", "5", "-1"},     // delay below 0
+      {"1", LoadOption::Option5, "300", "5", "10"},  // hours
+      {"1", LoadOption::Option5, "-2", "5", "10"},
+      {"256", LoadOption::Option3, "", "5", "10"},   // the station's address
+  };
+  for (const LoadScreenState& s : refused) {
+    const LoadWrite w = buildLoadWrite(s);
+    EXPECT_FALSE(w.frame) << s.lTextBox2Tag << " " << s.lTextBox3Tag << " " << s.combo2Text;
+    EXPECT_TRUE(w.message.empty());
+    EXPECT_FALSE(w.failureLog.empty());
+  }
+  // The hours are read only with Option5 selected; values round half to even; letters are 0.
+  EXPECT_TRUE(buildLoadWrite({"1", LoadOption::Option4, "300", "5", "10"}).frame);
+  EXPECT_EQ(*buildLoadWrite({"1", LoadOption::Option5, "2.5", "4.5", "abc"}).frame,
+            appendCrc(hexBytes("01 10 E0 1D 00 03 06 00 02 00 00 00 04")));
+  // No station: the tags go out to address 0, as the steps say.
+  EXPECT_EQ((*buildLoadWrite({"", LoadOption::None, "", "5", "10"}).frame)[0], 0);
+}
+
+TEST(LoadBlockWrite, TheHiddenLightOffVoltage) {
+  EXPECT_EQ(lightOffVoltageText("5"), "4");
+  EXPECT_EQ(lightOffVoltageText("4"), "3");
+  EXPECT_EQ(lightOffVoltageText("3"), "");
+  EXPECT_EQ(lightOffVoltageText(""), "");
+  EXPECT_EQ(lightOffVoltageText("10.5"), "9.5");
+}
+
+TEST(LoadBlockReplies, OnlyAWriteAcknowledgementGetsTheMessage) {
+  EXPECT_EQ(loadReplyMessage(kLoadPendingWrite, hexBytes("01 10 E0 1D 00 03")), kLoadWriteDoneText);
+  EXPECT_EQ(loadReplyMessage(kLoadPendingWrite, hexBytes("01 10")), kLoadWriteDoneText);  // length is not tested
+  EXPECT_EQ(loadReplyMessage(kLoadPendingWrite, hexBytes("01 90 03")), "");  // exception reply
+  EXPECT_EQ(loadReplyMessage(kLoadPendingWrite, hexBytes("01 03 06 00 05 00 0A 00 05")), "");
+  EXPECT_EQ(loadReplyMessage(kLoadPendingRead, hexBytes("01 10 E0 1D 00 03")), "");
+  EXPECT_EQ(loadReplyMessage(kLoadPendingWrite, hexBytes("00 10 E0 1D 00 03")), "");
+  EXPECT_EQ(loadReplyMessage(kLoadPendingWrite, hexBytes("01")), "");
+  EXPECT_EQ(loadReplyMessage(kLoadPendingWrite, Bytes{}), "");
+}
+
+}  // namespace
+}  // namespace xl::configuration

@@ -1,0 +1,253 @@
+// The history screen's rules: requests and countdown, the row of a reply, the day count box,
+// marks and chart values, and the export lines.
+
+#include "monitoring/history_record.h"
+
+#include <gtest/gtest.h>
+
+#include "link/frame_codec.h"
+#include "monitoring/chart_axis.h"
+#include "platform/failure.h"
+#include "support/hex_bytes.h"
+
+namespace xl::monitoring {
+namespace {
+
+using xl::testing::hexBytes;
+
+// The reply of the example to the request for 0xF003, as verifyFrame hands it on.
+Bytes exampleReply() {
+  const auto v = verifyFrame(hexText(hexBytes("01 03 14 00 7C 00 90 01 F4 00 C8 00 96 00 3C 00 0A 00 05 00 78 00 32 28 09")));
+  return v.value();
+}
+
+TEST(HistoryRequests, ThreeDaysFromStationOneAndTheCountdownText) {
+  HistoryReading reading;
+  reading.start(3);
+  EXPECT_EQ(reading.gridRows(), 5);
+  EXPECT_EQ(reading.startText(), "3");
+
+  const char* frames[] = {"01 03 F0 03 00 0A 06 CD", "01 03 F0 02 00 0A 57 0D", "01 03 F0 01 00 0A A7 0D",
+                          "01 03 F0 00 00 0A F6 CD"};
+  const char* progress[] = {"3(2)", "3(1)", "3(0)", ""};
+  for (int i = 0; i < 4; ++i) {
+    const HistoryTick t = reading.tick("1", "3");
+    ASSERT_TRUE(t.frame) << i;
+    EXPECT_EQ(*t.frame, hexBytes(frames[i])) << i;
+    EXPECT_EQ(t.progress, progress[i]) << i;
+    EXPECT_EQ(t.finished, i == 3) << i;
+    EXPECT_TRUE(t.failureLog.empty());
+  }
+  EXPECT_FALSE(reading.reading());
+  EXPECT_EQ(reading.historyDay(), -1);
+  // The timer is off now; a tick that still came would send nothing.
+  EXPECT_FALSE(reading.tick("1", "3").frame);
+
+  // The progress text takes Combo2 as it stands: "10(4)" in a reading of ten days.
+  reading.start(10);
+  for (int i = 0; i < 5; ++i) reading.tick("1", "10");
+  EXPECT_EQ(reading.tick("1", "10").progress, "10(4)");
+}
+
+TEST(HistoryRequests, LimitsOfTheDayAndTheAddress) {
+  // One day: 0xF001 and 0xF000, three grid rows.
+  HistoryReading one;
+  one.start(1);
+  EXPECT_EQ(one.gridRows(), 3);
+  EXPECT_EQ(*one.tick("1", "1").frame, hexBytes("01 03 F0 01 00 0A A7 0D"));
+  EXPECT_TRUE(one.tick("1", "1").finished);
+
+  EXPECT_EQ(historyRequest(1, 1825), hexBytes("01 03 F7 21 00 0A A7 B3"));
+  EXPECT_EQ(historyRequest(0x22, kHistoryLastDay), appendCrc(hexBytes("22 03 FF FF 00 0A")));
+  EXPECT_THROW(historyRequest(1, kHistoryLastDay + 1), RuntimeFailure);
+  EXPECT_THROW(historyRequest(1, -1), RuntimeFailure);
+
+  // The address is Val of the DeviceID text as a byte, read anew at every tick.
+  EXPECT_EQ(historyAddress("2.5"), 2);
+  EXPECT_EQ(historyAddress("255"), 255);
+  EXPECT_EQ(historyAddress(""), 0);
+  HistoryReading r;
+  r.start(3);
+  EXPECT_EQ((*r.tick("7", "3").frame)[0], 7);
+  const HistoryTick bad = r.tick("256", "3");  // the station was edited meanwhile
+  EXPECT_FALSE(bad.frame);
+  EXPECT_TRUE(bad.finished);
+  EXPECT_FALSE(bad.failureLog.empty());
+  EXPECT_FALSE(r.reading());
+  EXPECT_EQ(r.historyDay(), 2);  // nothing was sent for day 2
+  EXPECT_FALSE(r.tick("1", "3").frame);
+}
+
+TEST(HistoryRows, TheExampleReplyFillsRowOneWithDayThree) {
+  HistoryReading reading;
+  reading.start(3);
+  reading.tick("1", "3");  // the request for 0xF003 has gone; historyDay is 2 now
+  const auto row = reading.showHistoryDay(exampleReply(), reading.gridRows());
+  ASSERT_TRUE(row);
+  EXPECT_EQ(row->row, 1);
+  EXPECT_EQ(row->cells(), (std::vector<std::string>{"-1", "3", "12.4", "14.4", "5.00", "2.00", "150", "60", "10", "5",
+                                                    "0.120", "0.050"}));
+
+  // A reply that comes after the next tick lands in the next row with the next label.
+  reading.tick("1", "3");
+  EXPECT_EQ(reading.showHistoryDay(exampleReply(), reading.gridRows())->row, 2);
+  EXPECT_EQ(reading.showHistoryDay(exampleReply(), reading.gridRows())->label, "2");
+  // The reply to the last request, after the reading has ended, goes to row N + 1, day 0.
+  reading.tick("1", "3");
+  reading.tick("1", "3");
+  const auto today = reading.showHistoryDay(exampleReply(), reading.gridRows());
+  ASSERT_TRUE(today);
+  EXPECT_EQ(today->row, 4);
+  EXPECT_EQ(today->label, "0");
+  // A grid cut back to its header row (a refused start) takes no late reply.
+  EXPECT_FALSE(reading.showHistoryDay(exampleReply(), 1));
+}
+
+TEST(HistoryRows, OnlyTwentyThreeBytesAndEveryWordUnsigned) {
+  HistoryReading reading;
+  reading.start(1);
+  reading.tick("1", "1");
+  Bytes reply = exampleReply();
+  for (std::size_t n : {0u, 1u, 3u, 5u, 22u, 24u, 37u}) {
+    Bytes other(n, 0x01);
+    EXPECT_FALSE(reading.showHistoryDay(other, 10)) << n;
+    EXPECT_FALSE(historyValueTexts(other)) << n;
+  }
+  // An exception reply of the device: three bytes after verifyFrame.
+  EXPECT_FALSE(reading.showHistoryDay(hexBytes("01 83 02"), 10));
+
+  Bytes top(23, 0xFF);
+  EXPECT_EQ(*historyValueTexts(top), (std::array<std::string, 10>{"6553.5", "6553.5", "655.35", "655.35", "65535",
+                                                                  "65535", "65535", "65535", "65.535", "65.535"}));
+  Bytes zero(23, 0);
+  EXPECT_EQ(*historyValueTexts(zero),
+            (std::array<std::string, 10>{"0.0", "0.0", "0.00", "0.00", "0", "0", "0", "0", "0.000", "0.000"}));
+  // Bytes 0 to 2 are not looked at.
+  reply[0] = 9;
+  reply[2] = 0;
+  EXPECT_EQ((*historyValueTexts(reply))[0], "12.4");
+}
+
+TEST(HistoryDayCount, TheBoxClampsWhenLeftAndTheStartRoundsHalfToEven) {
+  EXPECT_EQ(clampDayCountText("3000"), "1825");
+  EXPECT_EQ(clampDayCountText("1825.5"), "1825");
+  EXPECT_EQ(clampDayCountText("1825"), "1825");
+  EXPECT_EQ(clampDayCountText("abc"), "1");
+  EXPECT_EQ(clampDayCountText(""), "1");
+  EXPECT_EQ(clampDayCountText("0"), "1");
+  EXPECT_EQ(clampDayCountText("0.5"), "1");
+  EXPECT_EQ(clampDayCountText("-20"), "1");
+  EXPECT_EQ(clampDayCountText("2.5"), "2.5");  // stays as typed
+  EXPECT_EQ(clampDayCountText("12 Tage"), "12 Tage");
+
+  EXPECT_EQ(HistoryReading::dayCount("2.5").days, 2);
+  EXPECT_EQ(HistoryReading::dayCount("3.5").days, 4);
+  EXPECT_EQ(HistoryReading::dayCount("100").days, 100);
+  EXPECT_EQ(HistoryReading::dayCount("0.5").days, 0);  // above 0: a reading of today alone
+  EXPECT_EQ(HistoryReading::dayCount("4095").days, 4095);
+  EXPECT_TRUE(HistoryReading::dayCount("4095").message.empty());
+  for (const char* none : {"0", "abc", "-3", ""}) {
+    const HistoryStart s = HistoryReading::dayCount(none);
+    EXPECT_FALSE(s.days) << none;
+    EXPECT_EQ(s.message, kChooseDaysText) << none;
+    EXPECT_TRUE(s.failureLog.empty());
+  }
+  // Beyond the last register (only when the box was not left, so not clamped): no reading.
+  for (const char* many : {"4096", "1e300"}) {
+    const HistoryStart s = HistoryReading::dayCount(many);
+    EXPECT_FALSE(s.days) << many;
+    EXPECT_TRUE(s.message.empty());
+    EXPECT_FALSE(s.failureLog.empty());
+  }
+  EXPECT_THROW(HistoryReading().start(4096), RuntimeFailure);
+
+  // 2.5 read as 2 days: three requests.
+  HistoryReading r;
+  r.start(*HistoryReading::dayCount("2.5").days);
+  int sent = 0;
+  while (r.reading()) sent += r.tick("1", "2.5").frame ? 1 : 0;
+  EXPECT_EQ(sent, 3);
+}
+
+TEST(HistoryCharts, MarkedRowsOfTheChosenColumnOldestFirst) {
+  GridRows grid{{historyHeaders().begin(), historyHeaders().end()}};
+  grid.push_back({"-1", "3", "12.4", "14.4", "5.00", "2.00", "150", "60", "10", "5", "0.120", "0.050"});
+  grid.push_back({"0", "2", "12.0", "14.0", "4.00", "1.00", "999", "50", "9", "4", "0.100", "0.040"});
+  grid.push_back({});  // a lost reply: no mark at all
+  grid.push_back({"-1", "0", "12.8", "14.6", "6.00", "2.50", "180", "70", "12", "6", "0.140", "0.060"});
+
+  const auto c = chartRequest(grid, "最大充电功率(W)", kLineChart);
+  ASSERT_TRUE(c);
+  EXPECT_EQ(c->values, (std::vector<double>{150, 180}));
+  EXPECT_EQ(c->chartType, kLineChart);
+  EXPECT_EQ(c->title, "最大充电功率(W)");
+  EXPECT_EQ(c->axisTop, 199);  // 180 x 1.1 = 198, plus 1
+  EXPECT_EQ(chartRequest(grid, "放电量(KWh)", kBarChart)->values, (std::vector<double>{0.05, 0.06}));
+  EXPECT_EQ(chartRequest(grid, "放电量(KWh)", kBarChart)->chartType, kBarChart);
+
+  // Every item of Combo3 names its own column.
+  const auto items = historyItems();
+  ASSERT_EQ(items.size(), 10u);
+  for (std::size_t i = 0; i < items.size(); ++i) EXPECT_EQ(historyItemColumn(items[i]), static_cast<int>(i) + 2);
+  EXPECT_FALSE(historyItemColumn("天前"));
+  EXPECT_FALSE(historyItemColumn("选择"));
+
+  // No item, an unknown item, or nothing marked: no chart at all.
+  EXPECT_FALSE(chartRequest(grid, "", kLineChart));
+  EXPECT_FALSE(chartRequest(grid, "天前", kLineChart));
+  for (auto& row : grid)
+    if (!row.empty() && isMarked(row[0])) row[0] = toggledMark(row[0]);
+  EXPECT_FALSE(chartRequest(grid, "最大充电功率(W)", kLineChart));
+  // The header row is never taken, whatever its column 0 says.
+  grid[0][0] = "-1";
+  EXPECT_FALSE(chartRequest(grid, "最大充电功率(W)", kLineChart));
+}
+
+TEST(HistoryCharts, MarksToggleAndTheAxisTop) {
+  EXPECT_EQ(toggledMark("-1"), "0");
+  EXPECT_EQ(toggledMark("0"), "-1");
+  EXPECT_EQ(toggledMark(""), "-1");
+  EXPECT_EQ(toggledMark("x"), "-1");
+  EXPECT_TRUE(isMarked("-1"));
+  EXPECT_TRUE(isMarked("-1.0"));
+  EXPECT_FALSE(isMarked("0"));
+  EXPECT_FALSE(isMarked(""));
+
+  const double zeros[] = {0, 0, 0};
+  EXPECT_EQ(chartAxisTop(zeros), 1);
+  const double hundred[] = {100};
+  EXPECT_EQ(chartAxisTop(hundred), 111);
+  const double mixed[] = {12.5, -40, 10};
+  EXPECT_EQ(chartAxisTop(mixed), 14);
+  const double negative[] = {-5};
+  EXPECT_EQ(chartAxisTop(negative), 0);  // it lies below the axis
+  EXPECT_EQ(jiashi(0.9), 1);
+  EXPECT_EQ(jiashi(1e300), 2147483647);
+  EXPECT_EQ(jiashi(std::nan("")), 0);
+}
+
+TEST(HistoryExport, HeaderAndRowLinesByteForByte) {
+  GridRows grid{{historyHeaders().begin(), historyHeaders().end()}};
+  HistoryReading reading;
+  reading.start(3);
+  reading.tick("1", "3");
+  grid.push_back(reading.showHistoryDay(exampleReply(), reading.gridRows())->cells());
+  grid.push_back(std::vector<std::string>(12));  // a row whose reply never came
+
+  EXPECT_EQ(exportText(grid),
+            "天前,蓄电池最低电压(V),蓄电池最高电压(V),最大充电电流(A),最大放电电流(A),最大充电功率(W),"
+            "最大放电功率(W),充电安时数(Ah),放电安时数(Ah),发电量(KWh),放电量(KWh)\r\n"
+            "3,12.4,14.4,5.00,2.00,150,60,10,5,0.120,0.050\r\n"
+            ",,,,,,,,,,\r\n");
+
+  // A comma inside a cell goes out as the full-width comma; the mark column is never written.
+  const std::vector<std::string> row{"-1,x", "3", "1,5", "a,b,c"};
+  EXPECT_EQ(exportLine(row), "3,1，5,a，b，c,,,,,,,,");  // eleven cells, ten commas
+  EXPECT_EQ(csvCell(",,"), "，，");
+
+  EXPECT_EQ(exportFileName("C:\\data\\day"), "C:\\data\\day.csv");
+  EXPECT_EQ(exportFileName("day.csv"), "day.csv.csv");
+}
+
+}  // namespace
+}  // namespace xl::monitoring
