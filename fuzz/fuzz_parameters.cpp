@@ -86,7 +86,7 @@ std::uint8_t voltageCode(const std::string& name) {
 void checkWrite(const ParameterBoxes& boxes, const ParameterBlockState& state, const Bytes& w) {
   check(w.size() == 73);
   const auto address = expectedValue(boxes.text(C::LTextBox1), 1, true, false, 255);
-  check(address && w[0] == *address);
+  check(address && *address != 0 && w[0] == *address);
   check(w[1] == 0x10 && w[2] == 0xE0 && w[3] == 0x01 && w[4] == 0x00 && w[5] == 0x21 && w[6] == 0x42);
   for (const Field& f : kFields) {
     const auto v = expectedValue(boxes.text(f.control), f.scale, f.lenient, f.negate, f.oneByte ? 255 : 65535);
@@ -179,7 +179,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string coefficientBefore = boxes.text(C::LTextBox10);
     const bool taken = showParameterBlock(boxes, state, reply);
     check(taken == (reply.size() == 69));
-    check(state.dataRead == taken);
+    check(state.dataRead == taken && state.blockOfStation == taken);
     if (taken) {
       check(std::equal(reply.begin(), reply.end(), state.lastBlock.begin()));
       check(boxes.listIndex(C::Combo2) >= 0 && boxes.listIndex(C::Combo3) >= 0);
@@ -200,6 +200,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       else boxes.setText(c, fuzzedBoxText(in));
     }
     state.dataRead = in.ConsumeBool();
+    state.blockOfStation = in.ConsumeBool();
     for (auto& b : state.lastBlock) b = in.ConsumeIntegral<std::uint8_t>();
     bool ruled = false;
     fuzzRules(in, boxes, ruled);
@@ -217,7 +218,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ParameterBoxes forCommand = boxes;
     const SetCommand cmd = command2Click(forCommand, state);
     if (cmd.action == SetCommand::Action::Send) {
-      check(state.dataRead && !boxes.text(C::SetChargeCurr).empty() && !forbiddenPair(boxes));
+      check(state.dataRead && state.blockOfStation && !boxes.text(C::SetChargeCurr).empty() && !forbiddenPair(boxes));
       check(cmd.frame.size() == 75);
       const auto back = verifyFrame(hexText(cmd.frame));
       check(back && back->size() == 73);

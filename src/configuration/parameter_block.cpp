@@ -270,7 +270,10 @@ bool showParameterBlock(ParameterBoxes& boxes, ParameterBlockState& state, const
   auto volts = [&](Control c, std::size_t i) { assignText(boxes, c, link::fixedText(word(r, i, 10), 2)); };
   auto plain = [&](Control c, std::size_t i) { assignText(boxes, c, link::numberText(word(r, i, 1))); };
 
-  step([&] { std::copy(r.begin(), r.end(), state.lastBlock.begin()); });
+  step([&] {
+    std::copy(r.begin(), r.end(), state.lastBlock.begin());
+    state.blockOfStation = true;
+  });
   step([&] {
     const double type = word(r, 9, 1);
     selectEntry(boxes, Control::Combo2, type <= 4 ? static_cast<int>(type) : 0);
@@ -333,7 +336,9 @@ std::variant<Bytes, WriteFailure> buildParameterWrite(ParameterBoxes& boxes, con
   try {
     // The address of the box, not of the station table; Val, as a byte.
     try {
-      w.raw(toByte(val(boxes.text(Control::LTextBox1))));
+      const std::uint8_t address = toByte(val(boxes.text(Control::LTextBox1)));
+      if (address == 0) fail(Failure::Overflow, "broadcast address");
+      w.raw(address);
     } catch (const RuntimeFailure& e) {
       throw BoxFailed{failureOf(Control::LTextBox1, boxes.text(Control::LTextBox1), e.kind())};
     }
@@ -381,9 +386,11 @@ std::variant<Bytes, WriteFailure> buildParameterWrite(ParameterBoxes& boxes, con
   return w.take();
 }
 
+void stationChosen(ParameterBlockState& state) { state.blockOfStation = false; }
+
 SetCommand command2Click(ParameterBoxes& boxes, const ParameterBlockState& state) {
   using Action = SetCommand::Action;
-  if (!state.dataRead || boxes.text(Control::SetChargeCurr).empty())
+  if (!state.dataRead || !state.blockOfStation || boxes.text(Control::SetChargeCurr).empty())
     return {Action::ShowMessage, std::string(kReadFirstMessage), {}};
   if (forbiddenPair(boxes)) return {Action::ShowMessage, std::string(kLithiumAutoMessage), {}};
   auto built = buildParameterWrite(boxes, state);

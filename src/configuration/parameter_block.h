@@ -124,7 +124,15 @@ struct ParameterBlockState {
   std::array<std::uint8_t, 69> lastBlock{};
   // Set by the first shown block, never reset.
   bool dataRead = false;
+  // Whether lastBlock came from the station now chosen: set by a shown block, cleared by
+  // stationChosen. A write echoes lastBlock's hidden bytes (the load block among them), so it is
+  // never sent to a station whose block was not read since it was chosen.
+  bool blockOfStation = false;
 };
+
+// The screen calls this when a station is chosen (with clearAll): the kept block belongs to the
+// station before. dataRead and lastBlock stay.
+void stationChosen(ParameterBlockState& state);
 
 // ---- Requests ---------------------------------------------------------------------------
 
@@ -180,7 +188,8 @@ struct WriteFailure {
 
 // The 73 bytes of the parameter write (function 0x10, 0xE001, 33 registers, 66 data bytes),
 // without the CRC, or the first box that fails. Caps SetChargeCurr at the rated current
-// (LTextBox4) first, which changes the box even when a later box fails.
+// (LTextBox4) first, which changes the box even when a later box fails. The address of
+// LTextBox1 must be 1 to 255: address 0 would reach every controller on the line.
 std::variant<Bytes, WriteFailure> buildParameterWrite(ParameterBoxes& boxes, const ParameterBlockState& state);
 
 // What "设置" does.
@@ -194,9 +203,9 @@ struct SetCommand {
   std::string text;
   Bytes frame;
 };
-// "请先读数据" before any read or with SetChargeCurr empty, "锂电池不支持自动识别!" for "LI"
-// with "Auto", else buildParameterWrite with the CRC appended. The screen sets pendingRead to 3
-// before it sends.
+// "请先读数据" before any read, with SetChargeCurr empty, or when no block was read from the
+// station chosen now; "锂电池不支持自动识别!" for "LI" with "Auto"; else buildParameterWrite with
+// the CRC appended. The screen sets pendingRead to 3 before it sends.
 SetCommand command2Click(ParameterBoxes& boxes, const ParameterBlockState& state);
 
 // The message for the reply to a write: six bytes with function 16 "参数设置成功", six bytes

@@ -375,10 +375,14 @@ TEST(ParameterWrite, TheAddressIsTheBoxOnesAndMustFitAByte) {
   Bytes w = writeOf(s.boxes, s.state);
   EXPECT_EQ(w[0], 7);
   EXPECT_EQ(Bytes(w.begin() + 1, w.begin() + 7), (Bytes{0x10, 0xE0, 0x01, 0x00, 0x21, 0x42}));
-  s.boxes.setText(C::LTextBox1, "256");
-  const auto built = buildParameterWrite(s.boxes, s.state);
-  ASSERT_TRUE(std::holds_alternative<WriteFailure>(built));
-  EXPECT_EQ(std::get<WriteFailure>(built).control, C::LTextBox1);
+  // An address that is no byte, or the broadcast address 0 that every controller of the line
+  // would carry out, sends nothing.
+  for (const char* address : {"256", "0", "", "abc", "-1"}) {
+    s.boxes.setText(C::LTextBox1, address);
+    const auto built = buildParameterWrite(s.boxes, s.state);
+    ASSERT_TRUE(std::holds_alternative<WriteFailure>(built)) << address;
+    EXPECT_EQ(std::get<WriteFailure>(built).control, C::LTextBox1);
+  }
 }
 
 TEST(SetButton, RefusesBeforeAReadAfterAStationChangeAndForLithiumOnAuto) {
@@ -397,6 +401,21 @@ TEST(SetButton, RefusesBeforeAReadAfterAStationChangeAndForLithiumOnAuto) {
   EXPECT_EQ(afterChange.action, A::ShowMessage);
   EXPECT_EQ(afterChange.text, "请先读数据");
   EXPECT_TRUE(afterChange.frame.empty());
+
+  // A station chosen whose block did not come: its rated values did, "恢复默认值" fills the
+  // current, and still the block of the station before is not written to it.
+  s = readScreen(parameterReply());
+  stationChosen(s.state);
+  clearAll(s.boxes);
+  s.boxes.setText(C::LTextBox1, "2");
+  showRatedInfo(s.boxes, deviceInfoReply(48, 20, 20));
+  restoreDefaults(s.boxes);
+  ASSERT_EQ(s.boxes.text(C::SetChargeCurr), "20.00");
+  EXPECT_EQ(command2Click(s.boxes, s.state).text, "请先读数据");
+  Bytes other = parameterReply();
+  other[0] = 2;
+  ASSERT_TRUE(showParameterBlock(s.boxes, s.state, other));
+  EXPECT_EQ(command2Click(s.boxes, s.state).action, A::Send);
 
   s = readScreen(parameterReply());
   selectEntry(s.boxes, C::Combo2, "LI");
