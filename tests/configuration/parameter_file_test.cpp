@@ -1,0 +1,257 @@
+// The parameter file on disk, and "恢复默认值".
+
+#include "configuration/parameter_file.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include "configuration/parameter_rules.h"
+#include "core/settings.h"
+#include "parameter_test_util.h"
+#include "platform/gbk.h"
+
+namespace xl::configuration {
+namespace {
+
+using namespace testing;
+using C = Control;
+using Outcome = ImportResult::Outcome;
+
+const QDateTime kNow(QDate(2024, 5, 1), QTime(8, 30, 0));
+
+class ParameterFile : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(dir_.isValid()); }
+
+  QString name(const char* base) const { return dir_.filePath(QString::fromUtf8(base)); }
+  QByteArray bytes(const QString& path) const {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+  }
+  void write(const QString& path, const QString& text) const {
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(platform::toGbk(text));
+  }
+  // A file naming a battery type, and more keys.
+  QString file(const char* base, const QString& lines) const {
+    const QString path = name(base);
+    write(path, QStringLiteral("[配置]\r\n") + lines);
+    return path;
+  }
+
+  QTemporaryDir dir_;
+};
+
+// A screen with a value of its own in every saved box: a user battery, 24 V, SOC.
+ParameterBoxes editedScreen() {
+  ParameterBoxes b;
+  b.setText(C::LTextBox4, "30.00");
+  selectEntry(b, C::Combo2, "User");
+  selectEntry(b, C::Combo3, "SOC");
+  selectEntry(b, C::Combo4, "24V");
+  const std::pair<Control, const char*> values[] = {
+      {C::LTextBox12, "16.50"}, {C::LTextBox16, "14.70"}, {C::LTextBox18, "14.50"}, {C::LTextBox20, "13.70"},
+      {C::LTextBox22, "13.10"}, {C::LTextBox38, "12.50"}, {C::LTextBox40, "11.90"}, {C::LTextBox36, "11.00"},
+      {C::LTextBox34, "10.50"}, {C::SetChargeCurr, "25.00"}, {C::LTextBox32, "28"},  {C::LTextBox28, "90"},
+      {C::LTextBox29, "100"},   {C::LTextBox10, "-4"},     {C::LTextBox8, "350"},   {C::LTextBox45, "8"},
+      {C::LTextBox24, "95"},    {C::LTextBox44, "35"},     {C::TextLimit, "16.00"}};
+  for (const auto& [c, text] : values) b.setText(c, text);
+  return b;
+}
+
+TEST_F(ParameterFile, ExportWritesTheKeysInOrderInGbk) {
+  const QString path = exportParameters(editedScreen(), name("station"), kNow);
+  EXPECT_EQ(path, name("station.txt"));
+  const QByteArray raw = bytes(path);
+  EXPECT_TRUE(raw.startsWith(platform::toGbk(QStringLiteral("[配置]\r\n"))));
+  const QStringList lines = platform::fromGbk(raw).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
+  const QStringList expected{
+      "[配置]",
+      "电池类型=User",
+      "超压电压(V)=16.50",
+      "均衡充电电压(V)=14.70",
+      "提升充电电压(V)=14.50",
+      "浮充充电电压(V)=13.70",
+      "提升充电返回电压(V)=13.10",
+      "过放返回电压(V)=12.50",
+      "低压警告电压(V)=11.90",
+      "过放电压(V)=11.00",
+      "放电限制电压(V)=10.50",
+      "充电电流设置(A)=25.00",
+      "系统电压=24V",
+      "充电模式=SOC",
+      "均衡充电间隔(天)=28",
+      "均衡充电时间(分钟)=90",
+      "提升充电时间(分钟)=100",
+      "温度补偿系数(mV/℃/2V)=-4",
+      "蓄电池容量(Ah)=350",
+      "过放延时时间(秒)=8",
+      "蓄电池充满电量(%)=95",
+      "蓄电池放电限制电量(%)=35",
+      "保存日期=2024-05-01    08:30:00",
+  };
+  EXPECT_EQ(lines, expected);
+}
+
+TEST_F(ParameterFile, ExportNamesAlwaysGetTxtAndACancelWritesNothing) {
+  EXPECT_EQ(exportParameters(editedScreen(), name("a.txt"), kNow), name("a.txt.txt"));
+  EXPECT_TRUE(QFile::exists(name("a.txt.txt")));
+  EXPECT_FALSE(QFile::exists(name("a.txt")));
+  EXPECT_EQ(exportParameters(editedScreen(), QString(), kNow), QString());
+  EXPECT_EQ(QDir(dir_.path()).entryList(QDir::Files).size(), 1);
+
+  // An emptied screen exports empty values, which import as nothing at all.
+  ParameterBoxes empty;
+  const QString path = exportParameters(empty, name("empty"), kNow);
+  EXPECT_TRUE(platform::fromGbk(bytes(path)).contains(QStringLiteral("电池类型=\r\n")));
+  ParameterBoxes target = editedScreen();
+  EXPECT_EQ(importParameters(target, path).outcome, Outcome::Stopped);
+  EXPECT_EQ(target, editedScreen());
+}
+
+TEST_F(ParameterFile, ExportThenImportRestoresAllButTheChargeLimit) {
+  const ParameterBoxes saved = editedScreen();
+  const QString path = exportParameters(saved, name("round"), kNow);
+
+  ParameterBoxes b;
+  b.setText(C::LTextBox4, "30.00");
+  selectEntry(b, C::Combo2, "LI");
+  b.setText(C::LTextBox12, "9.99");
+  const ImportResult r = importParameters(b, path);
+  ASSERT_EQ(r.outcome, Outcome::Imported);
+  for (Control c : allControls()) {
+    if (c == C::TextLimit) continue;
+    EXPECT_EQ(b.text(c), saved.text(c)) << controlName(c);
+    EXPECT_EQ(b.enabled(c), saved.enabled(c)) << controlName(c);
+  }
+  EXPECT_EQ(b.text(C::TextLimit), "15.50");
+}
+
+TEST_F(ParameterFile, ImportNamesAndTypesThatStopIt) {
+  EXPECT_EQ(importFileName(QStringLiteral("a.b")), QStringLiteral("a.b"));
+  EXPECT_EQ(importFileName(QStringLiteral("a")), QStringLiteral("a.txt"));
+  EXPECT_EQ(importFileName(QString()), QStringLiteral(".txt"));
+
+  // A name with a dot and no extension is read as it stands; one without a dot gets ".txt".
+  write(name("a.b"), QStringLiteral("[配置]\r\n电池类型=Gel\r\n"));
+  ParameterBoxes b;
+  EXPECT_EQ(importParameters(b, name("a.b")).outcome, Outcome::Imported);
+  EXPECT_EQ(b.text(C::Combo2), "Gel");
+  write(name("plain.txt"), QStringLiteral("[配置]\r\n电池类型=Flooded\r\n"));
+  EXPECT_EQ(importParameters(b, name("plain")).outcome, Outcome::Imported);
+  EXPECT_EQ(b.text(C::Combo2), "Flooded");
+
+  // An unknown type, a type in other case, a missing file, a cancelled dialog: nothing changes.
+  const ParameterBoxes before = editedScreen();
+  for (const char* content : {"电池类型=Lithium\r\n超压电压(V)=12\r\n", "电池类型=gel\r\n", "超压电压(V)=12\r\n"}) {
+    b = before;
+    EXPECT_EQ(importParameters(b, file("bad.txt", QString::fromUtf8(content))).outcome, Outcome::Stopped) << content;
+    EXPECT_EQ(b, before);
+  }
+  b = before;
+  EXPECT_EQ(importParameters(b, name("missing.txt")).outcome, Outcome::Stopped);
+  EXPECT_EQ(importParameters(b, QString()).outcome, Outcome::Stopped);
+  EXPECT_EQ(b, before);
+}
+
+TEST_F(ParameterFile, ImportedValuesGoInAsTheyStandAndAreWrittenSo) {
+  // Every key but the over-voltage.
+  const QString path = file("gel.txt", QStringLiteral("电池类型=Gel\r\n均衡充电电压(V)=14.60\r\n"
+                                                      "提升充电电压(V)=99\r\n浮充充电电压(V)=13.80\r\n"
+                                                      "提升充电返回电压(V)=13.20\r\n过放返回电压(V)=12.60\r\n"
+                                                      "低压警告电压(V)=12.00\r\n过放电压(V)=11.10\r\n"
+                                                      "放电限制电压(V)=10.60\r\n充电电流设置(A)=12.00\r\n"
+                                                      "系统电压=12V\r\n充电模式=Volt.Comp.\r\n"
+                                                      "均衡充电间隔(天)=0\r\n均衡充电时间(分钟)=0\r\n"
+                                                      "提升充电时间(分钟)=120\r\n温度补偿系数(mV/℃/2V)=3\r\n"
+                                                      "蓄电池容量(Ah)=200\r\n过放延时时间(秒)=5\r\n"
+                                                      "蓄电池充满电量(%)=150\r\n蓄电池放电限制电量(%)=30\r\n"));
+  ReadScreen s = readScreen(parameterReply());
+  ASSERT_EQ(importParameters(s.boxes, path).outcome, Outcome::Imported);
+  EXPECT_EQ(s.boxes.text(C::LTextBox16), "14.60");
+  EXPECT_FALSE(s.boxes.enabled(C::LTextBox16));
+  EXPECT_EQ(s.boxes.text(C::LTextBox24), "150");
+  EXPECT_EQ(s.boxes.text(C::LTextBox18), "99");  // no limit
+  EXPECT_EQ(s.boxes.text(C::LTextBox10), "-3");  // its change rule alone runs
+  EXPECT_EQ(s.boxes.text(C::LTextBox12), "");    // a key the file lacks empties its box
+  // The write sends what the boxes say; the empty over-voltage refuses it.
+  SetCommand cmd = command2Click(s.boxes, s.state);
+  EXPECT_EQ(cmd.action, SetCommand::Action::LogFailure);
+  s.boxes.setText(C::LTextBox12, "16.00");
+  s.boxes.setText(C::LTextBox18, "14.20");
+  cmd = command2Click(s.boxes, s.state);
+  ASSERT_EQ(cmd.action, SetCommand::Action::Send) << cmd.text;
+  EXPECT_EQ(wordAt(cmd.frame, 19), 146);
+  EXPECT_EQ(cmd.frame[35], 150);
+  EXPECT_EQ(wordAt(cmd.frame, 45), 3);
+  EXPECT_EQ(wordAt(cmd.frame, 7), 1200);
+}
+
+TEST_F(ParameterFile, LithiumFromAFileCarriesNoCoupling) {
+  const QString path = file("li.txt", QStringLiteral("电池类型=LI\r\n提升充电电压(V)=14.00\r\n超压电压(V)=15.00\r\n"));
+  ParameterBoxes b;
+  ASSERT_EQ(importParameters(b, path).outcome, Outcome::Imported);
+  EXPECT_EQ(b.text(C::LTextBox18), "14.00");
+  EXPECT_EQ(b.text(C::LTextBox12), "15.00");
+  EXPECT_EQ(b.text(C::TextLimit), "15.50");
+  EXPECT_EQ(b.text(C::Combo4), "Auto");  // no system voltage in the file: the type's "Auto"
+}
+
+TEST_F(ParameterFile, ASystemVoltageTheListLacksStopsTheImportWithoutSuccess) {
+  for (const char* volts : {"60V", "72V", "96V"}) {
+    const QString path = file("volts.txt", QStringLiteral("电池类型=Gel\r\n超压电压(V)=15.00\r\n充电电流设置(A)=9.00\r\n"
+                                                          "系统电压=%1\r\n充电模式=SOC\r\n蓄电池容量(Ah)=500\r\n")
+                                               .arg(QString::fromUtf8(volts)));
+    ParameterBoxes b = editedScreen();
+    const ImportResult r = importParameters(b, path);
+    EXPECT_EQ(r.outcome, Outcome::Failed) << volts;
+    EXPECT_NE(r.logLine.find(volts), std::string::npos) << r.logLine;
+    // Steps up to the ten values are done; the list, the mode and the rest are not.
+    EXPECT_EQ(b.text(C::Combo2), "Gel");
+    EXPECT_EQ(b.text(C::LTextBox12), "15.00");
+    EXPECT_EQ(b.text(C::SetChargeCurr), "9.00");
+    EXPECT_EQ(b.text(C::Combo4), "Auto");
+    EXPECT_EQ(b.text(C::Combo3), "Volt.Comp.");
+    EXPECT_EQ(b.text(C::LTextBox8), "200");
+  }
+  // Any other unknown text leaves the list alone and the import goes on.
+  ParameterBoxes b;
+  const QString path = file("odd.txt", QStringLiteral("电池类型=LI\r\n系统电压=110V\r\n充电模式=soc\r\n蓄电池容量(Ah)=500\r\n"));
+  EXPECT_EQ(importParameters(b, path).outcome, Outcome::Imported);
+  EXPECT_EQ(b.text(C::Combo4), "Auto");
+  EXPECT_EQ(b.text(C::Combo3), "Volt.Comp.");
+  EXPECT_EQ(b.text(C::LTextBox8), "500");
+}
+
+TEST(RestoreDefaults, TheReferenceColumnWhateverTheTypeWas) {
+  ParameterBoxes b = editedScreen();
+  selectEntry(b, C::Combo2, "LI");
+  restoreDefaults(b);
+  ParameterBoxes sealed;
+  selectEntry(sealed, C::Combo2, "Sealed");
+  for (const ReferenceEntry& e : referenceColumn()) {
+    if (e.current == C::SetChargeCurr) continue;
+    EXPECT_EQ(b.text(e.current), e.text) << controlName(e.current);
+    EXPECT_EQ(b.text(e.current), sealed.text(e.current)) << controlName(e.current);
+  }
+  EXPECT_EQ(b.text(C::SetChargeCurr), "30.00");
+  EXPECT_EQ(b.text(C::TextLimit), "15.50");
+  EXPECT_FALSE(b.enabled(C::LTextBox18));
+  EXPECT_FALSE(b.enabled(C::LTextBox24));  // "Volt.Comp." closes the SOC fields again
+}
+
+TEST(RestoreDefaults, OnAnEmptyScreenTheCurrentStaysEmptyAndSetAsksForARead) {
+  ReadScreen s = readScreen(parameterReply());
+  clearAll(s.boxes);
+  restoreDefaults(s.boxes);
+  EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "");
+  const SetCommand cmd = command2Click(s.boxes, s.state);
+  EXPECT_EQ(cmd.action, SetCommand::Action::ShowMessage);
+  EXPECT_EQ(cmd.text, "请先读数据");
+}
+
+}  // namespace
+}  // namespace xl::configuration

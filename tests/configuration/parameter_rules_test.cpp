@@ -1,0 +1,339 @@
+// The editing rules: battery type defaults, limits, lithium couplings, the timers.
+
+#include "configuration/parameter_rules.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "parameter_test_util.h"
+
+namespace xl::configuration {
+namespace {
+
+using C = Control;
+
+// The twenty fields of the type table with their text after Combo2_Click, and the fields that
+// are enabled; any other field of the table disabled.
+struct Column {
+  const char* type;
+  std::map<Control, std::string> texts;
+  std::vector<Control> enabled;
+};
+
+std::map<Control, std::string> lead(const char* equalise, const char* boost, const char* equaliseTime,
+                                    const char* interval) {
+  return {{C::Combo3, "Volt.Comp."}, {C::LTextBox8, "200"},     {C::LTextBox10, "-3"},     {C::LTextBox12, "16.00"},
+          {C::LTextBox16, equalise},  {C::LTextBox18, boost},    {C::LTextBox20, "13.80"},  {C::LTextBox22, "13.20"},
+          {C::LTextBox24, "100"},     {C::Combo4, "Auto"},       {C::LTextBox29, "120"},    {C::LTextBox28, equaliseTime},
+          {C::LTextBox32, interval},  {C::LTextBox45, "5"},      {C::LTextBox34, "10.60"},  {C::LTextBox38, "12.60"},
+          {C::LTextBox40, "12.00"},   {C::LTextBox36, "11.10"},  {C::LTextBox44, "30"},     {C::TextLimit, "15.50"}};
+}
+
+const std::vector<Control> kTableFields{C::Combo3,     C::LTextBox8,  C::LTextBox10, C::LTextBox12, C::LTextBox16,
+                                        C::LTextBox18, C::LTextBox20, C::LTextBox22, C::LTextBox24, C::Combo4,
+                                        C::LTextBox29, C::LTextBox28, C::LTextBox32, C::LTextBox45, C::LTextBox34,
+                                        C::LTextBox38, C::LTextBox40, C::LTextBox36, C::LTextBox44, C::TextLimit};
+
+std::vector<Column> columns() {
+  std::vector<Column> out{
+      {"Gel", lead("14.20", "14.20", "0", "0"), {C::LTextBox8, C::LTextBox10, C::Combo4}},
+      {"Flooded", lead("14.80", "14.60", "120", "30"), {C::LTextBox8, C::LTextBox10, C::Combo4}},
+      {"Sealed", lead("14.60", "14.40", "120", "30"), {C::LTextBox8, C::LTextBox10, C::Combo4}},
+      {"LI", lead("14.40", "14.40", "0", "0"), {C::LTextBox18, C::LTextBox38, C::LTextBox36, C::Combo4}},
+      {"User", lead("14.60", "14.40", "120", "30"), {}},
+  };
+  // Lithium: coefficient 0, float equal to boost, computed over-voltage, warning and limit.
+  auto& li = out[3].texts;
+  li[C::LTextBox10] = "0";
+  li[C::LTextBox20] = "14.40";
+  li[C::LTextBox12] = "16.40";
+  li[C::LTextBox40] = "12.10";
+  li[C::LTextBox34] = "10.60";
+  for (Control c : kTableFields) {
+    if (c != C::Combo3 && c != C::LTextBox24 && c != C::LTextBox44) out[4].enabled.push_back(c);
+  }
+  return out;
+}
+
+TEST(BatteryType, EachTypeAppliesItsColumnOfDefaultsAndEnabledStates) {
+  for (const Column& col : columns()) {
+    ParameterBoxes b;
+    // Start from the opposite of every state, and typed values, so that each cell must be set.
+    for (Control c : kTableFields) {
+      b.setEnabled(c, true);
+      if (!isList(c)) b.setText(c, "99");
+    }
+    ASSERT_TRUE(selectEntry(b, C::Combo2, col.type));
+    for (Control c : kTableFields) {
+      EXPECT_EQ(b.text(c), col.texts.at(c)) << col.type << " " << controlName(c);
+      const bool on = std::find(col.enabled.begin(), col.enabled.end(), c) != col.enabled.end();
+      if (col.type == std::string("LI") && c == C::LTextBox8) continue;  // "keep", below
+      EXPECT_EQ(b.enabled(c), on) << col.type << " " << controlName(c);
+    }
+  }
+}
+
+TEST(BatteryType, LithiumKeepsTheCapacityBoxAsItWas) {
+  for (bool before : {true, false}) {
+    ParameterBoxes b;
+    b.setEnabled(C::LTextBox8, before);
+    selectEntry(b, C::Combo2, "LI");
+    EXPECT_EQ(b.enabled(C::LTextBox8), before);
+    EXPECT_EQ(b.text(C::LTextBox8), "200");
+  }
+}
+
+TEST(BatteryType, AChangeOfTypeThrowsAwayWhatWasTypedAndGreysTheBox) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "User");
+  b.setText(C::LTextBox12, "15.00");
+  EXPECT_FALSE(timer2Tick(b)[0].second);
+  selectEntry(b, C::Combo2, "Gel");
+  EXPECT_EQ(b.text(C::LTextBox12), "16.00");
+  EXPECT_EQ(timer2Tick(b)[0], std::make_pair(C::LTextBox12, true));
+  // Choosing the entry already chosen runs the rule again.
+  b.setText(C::LTextBox12, "15.00");
+  selectEntry(b, C::Combo2, "Gel");
+  EXPECT_EQ(b.text(C::LTextBox12), "16.00");
+}
+
+TEST(BatteryType, NoTypeOnlyFormatsTheTenVoltageBoxes) {
+  ParameterBoxes b;
+  b.setText(C::LTextBox12, "15");
+  b.setText(C::LTextBox36, "abc");
+  b.setText(C::LTextBox8, "250");
+  b.setEnabled(C::LTextBox12, false);
+  combo2Click(b);
+  EXPECT_EQ(b.text(C::LTextBox12), "15.00");
+  EXPECT_EQ(b.text(C::LTextBox36), "abc");
+  EXPECT_EQ(b.text(C::LTextBox8), "250");
+  EXPECT_EQ(b.text(C::TextLimit), "");
+  EXPECT_FALSE(b.enabled(C::LTextBox12));
+}
+
+TEST(ChargeMode, SocOpensTheTwoLevelBoxes) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "Sealed");
+  EXPECT_FALSE(b.enabled(C::LTextBox24));
+  selectEntry(b, C::Combo3, "SOC");
+  EXPECT_TRUE(b.enabled(C::LTextBox24));
+  EXPECT_TRUE(b.enabled(C::LTextBox44));
+  EXPECT_FALSE(b.enabled(C::Combo3));  // the mode itself stays closed
+  selectEntry(b, C::Combo3, 0);
+  EXPECT_FALSE(b.enabled(C::LTextBox44));
+  EXPECT_FALSE(selectEntry(b, C::Combo3, "soc"));
+}
+
+// The text after the cursor leaves `box`, typed as `typed`, under `type`.
+std::string afterLeaving(Control box, const char* typed, const char* type = "User", bool soc = false) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, type);
+  if (soc) selectEntry(b, C::Combo3, "SOC");
+  b.setEnabled(box, true);
+  b.setText(C::LTextBox4, "20.00");
+  b.setText(box, typed);
+  lostFocus(b, box);
+  return b.text(box);
+}
+
+TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimals) {
+  for (Control c : {C::LTextBox12, C::TextLimit, C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22,
+                    C::LTextBox34, C::LTextBox36, C::LTextBox38, C::LTextBox40}) {
+    EXPECT_EQ(afterLeaving(c, "18"), "17.00") << controlName(c);
+    EXPECT_EQ(afterLeaving(c, "6.9"), "7.00") << controlName(c);
+    EXPECT_EQ(afterLeaving(c, "7"), "7.00") << controlName(c);
+    EXPECT_EQ(afterLeaving(c, "17"), "17.00") << controlName(c);
+    EXPECT_EQ(afterLeaving(c, ""), "7.00") << controlName(c);
+    EXPECT_EQ(afterLeaving(c, "13.456"), "13.46") << controlName(c);
+    // A numeric prefix passes the limits; a text that is no number is not formatted.
+    EXPECT_EQ(afterLeaving(c, "13V"), "13V") << controlName(c);
+  }
+}
+
+TEST(FieldLimits, WholeNumberFieldsAndTheirExtraRules) {
+  EXPECT_EQ(afterLeaving(C::LTextBox8, ""), "100");
+  EXPECT_EQ(afterLeaving(C::LTextBox8, "5000"), "3000");
+  EXPECT_EQ(afterLeaving(C::LTextBox8, "150.5"), "150.5");
+  EXPECT_EQ(afterLeaving(C::LTextBox29, "5"), "10");
+  EXPECT_EQ(afterLeaving(C::LTextBox29, "601"), "600");
+  EXPECT_EQ(afterLeaving(C::LTextBox32, "300"), "255");
+  EXPECT_EQ(afterLeaving(C::LTextBox32, ""), "");  // low limit 0: an empty box stays empty
+  EXPECT_EQ(afterLeaving(C::LTextBox44, "90"), "80");
+  EXPECT_EQ(afterLeaving(C::LTextBox44, "-1"), "0");
+  EXPECT_EQ(afterLeaving(C::LTextBox45, "0"), "1");
+  EXPECT_EQ(afterLeaving(C::LTextBox45, "31"), "30");
+  EXPECT_EQ(afterLeaving(C::LTextBox28, "700"), "600");
+  EXPECT_EQ(afterLeaving(C::LTextBox28, "700", "Gel"), "120");
+  EXPECT_EQ(afterLeaving(C::LTextBox28, "0", "Gel"), "120");
+  EXPECT_EQ(afterLeaving(C::LTextBox16, "14.2", "Gel"), "15.20");
+  EXPECT_EQ(afterLeaving(C::LTextBox16, "3", "Gel"), "15.20");
+  EXPECT_EQ(afterLeaving(C::LTextBox24, "150"), "100");
+  EXPECT_EQ(afterLeaving(C::LTextBox24, "90"), "90");
+  // Outside "User" the full-charge level always snaps back; the discharge limit does not.
+  EXPECT_EQ(afterLeaving(C::LTextBox24, "90", "Sealed", true), "100");
+  EXPECT_EQ(afterLeaving(C::LTextBox44, "90", "Sealed", true), "80");
+  EXPECT_EQ(afterLeaving(C::LTextBox44, "50", "Sealed", true), "50");
+}
+
+TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "Sealed");
+  b.setText(C::LTextBox12, "99");  // disabled under "Sealed"
+  lostFocus(b, C::LTextBox12);
+  EXPECT_EQ(b.text(C::LTextBox12), "99");
+  b.setText(C::LTextBox1, "abc");
+  lostFocus(b, C::LTextBox1);
+  EXPECT_EQ(b.text(C::LTextBox1), "abc");
+}
+
+TEST(TemperatureCoefficient, AWholeNumberFromMinus5To0OnEveryChange) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"3", "-3"}, {"-9", "-5"}, {"-0", "0"}, {"0", "0"}, {"-3.", "-3"}, {"-3.6", "-4"}, {"-2.5", "-2"},
+      {"0.4", "0"}, {"-", "-"},   {"", ""},    {"abc", "abc"}, {"1e5", "-5"}, {"-5", "-5"}, {"-5.4", "-5"}};
+  for (const auto& [typed, shown] : cases) {
+    ParameterBoxes b;
+    assignText(b, C::LTextBox10, typed);
+    EXPECT_EQ(b.text(C::LTextBox10), shown) << typed;
+    // The leaving of the box runs the same rule, with nothing left to change.
+    lostFocus(b, C::LTextBox10);
+    EXPECT_EQ(b.text(C::LTextBox10), shown) << typed;
+  }
+}
+
+TEST(LithiumCouplings, TheBoostVoltageCarriesItsFollowers) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");
+  selectEntry(b, C::Combo4, "12V");
+  b.setText(C::LTextBox18, "14.0");
+  lostFocus(b, C::LTextBox18);
+  EXPECT_EQ(b.text(C::LTextBox18), "14.00");
+  EXPECT_EQ(b.text(C::LTextBox16), "14.00");
+  EXPECT_EQ(b.text(C::LTextBox20), "14.00");
+  EXPECT_EQ(b.text(C::LTextBox12), "16.00");
+  EXPECT_EQ(b.text(C::TextLimit), "14.00");
+  EXPECT_EQ(b.text(C::LTextBox22), "12.80");
+
+  b.setText(C::LTextBox18, "8");
+  lostFocus(b, C::LTextBox18);
+  EXPECT_EQ(b.text(C::LTextBox22), "8.00");  // 8 is not above 9.0
+  EXPECT_EQ(b.text(C::LTextBox12), "10.00");
+
+  // Clamped first, then carried: 20 becomes 17.
+  b.setText(C::LTextBox18, "20");
+  lostFocus(b, C::LTextBox18);
+  EXPECT_EQ(b.text(C::LTextBox12), "19.00");
+  EXPECT_EQ(b.text(C::LTextBox22), "15.80");
+}
+
+TEST(LithiumCouplings, TheOverDischargeVoltageTestsTheOldLimit) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");
+  b.setText(C::LTextBox36, "11.5");
+  lostFocus(b, C::LTextBox36);
+  EXPECT_EQ(b.text(C::LTextBox36), "11.50");
+  EXPECT_EQ(b.text(C::LTextBox34), "11.00");
+  EXPECT_EQ(b.text(C::LTextBox40), "12.50");
+
+  // The old limit of 9.00 is not above 9.0: the limit takes the voltage itself.
+  b.setText(C::LTextBox34, "9.00");
+  b.setText(C::LTextBox36, "11.5");
+  lostFocus(b, C::LTextBox36);
+  EXPECT_EQ(b.text(C::LTextBox34), "11.50");
+  // ... and the next time it is above 9.0 again.
+  lostFocus(b, C::LTextBox36);
+  EXPECT_EQ(b.text(C::LTextBox34), "11.00");
+}
+
+TEST(LithiumCouplings, ACouplingEndsAtATextThatIsNoNumber) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");
+  b.setText(C::LTextBox34, "");  // as an import may leave it
+  b.setText(C::LTextBox40, "12.10");
+  b.setText(C::LTextBox36, "12");
+  lostFocus(b, C::LTextBox36);
+  EXPECT_EQ(b.text(C::LTextBox36), "12.00");
+  EXPECT_EQ(b.text(C::LTextBox34), "");
+  EXPECT_EQ(b.text(C::LTextBox40), "12.10");
+
+  // A boost voltage that passes the lenient limits but is no number carries nothing numeric.
+  b.setText(C::LTextBox18, "14x");
+  lostFocus(b, C::LTextBox18);
+  EXPECT_EQ(b.text(C::LTextBox16), "14x");
+  EXPECT_EQ(b.text(C::LTextBox12), "16.40");
+}
+
+TEST(LithiumCouplings, OtherTypesCarryNothing) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "User");
+  b.setText(C::LTextBox18, "14.0");
+  lostFocus(b, C::LTextBox18);
+  EXPECT_EQ(b.text(C::LTextBox16), "14.60");
+  b.setText(C::LTextBox36, "11.5");
+  lostFocus(b, C::LTextBox36);
+  EXPECT_EQ(b.text(C::LTextBox34), "10.60");
+}
+
+TEST(ChargeCurrent, CappedAtTheRatedCurrentWithNoLowerLimit) {
+  ParameterBoxes b;
+  b.setText(C::LTextBox4, "20.00");
+  for (const auto& [typed, shown] : {std::pair{"25", "20.00"}, {"15", "15.00"}, {"-3", "-3.00"}, {"", ""}, {"20", "20.00"}}) {
+    b.setText(C::SetChargeCurr, typed);
+    lostFocus(b, C::SetChargeCurr);
+    EXPECT_EQ(b.text(C::SetChargeCurr), shown) << typed;
+  }
+  b.setText(C::LTextBox4, "");
+  b.setText(C::SetChargeCurr, "5");
+  lostFocus(b, C::SetChargeCurr);
+  EXPECT_EQ(b.text(C::SetChargeCurr), "");
+}
+
+TEST(Timers, LithiumOnAutoBlinksAndAnotherVoltageStopsIt) {
+  using T = Combo4Look::TextColour;
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");  // also puts Combo4 on "Auto"
+  ASSERT_TRUE(forbiddenPair(b));
+  std::uint8_t blink = 0;
+  EXPECT_EQ(timer1Tick(b, blink).text, T::WindowText);
+  EXPECT_EQ(blink, 1);
+  const Combo4Look red = timer1Tick(b, blink);
+  EXPECT_EQ(red.text, T::Red);
+  EXPECT_FALSE(red.windowBackground);
+  EXPECT_EQ(blink, 0);
+  EXPECT_EQ(timer1Tick(b, blink).text, T::WindowText);
+
+  selectEntry(b, C::Combo4, "12V");
+  EXPECT_FALSE(forbiddenPair(b));
+  const Combo4Look calm = timer1Tick(b, blink);
+  EXPECT_EQ(calm.text, T::ButtonText);
+  EXPECT_TRUE(calm.windowBackground);
+  EXPECT_EQ(blink, 0);
+}
+
+TEST(Timers, Timer2GreysExactlyTheDisabledControlsOfItsList) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");
+  const auto shown = timer2Tick(b);
+  ASSERT_EQ(shown.size(), 19u);
+  EXPECT_EQ(shown.front().first, C::LTextBox12);
+  EXPECT_EQ(shown.back().first, C::TextLimit);
+  for (const auto& [c, greyed] : shown) {
+    EXPECT_EQ(greyed, !b.enabled(c)) << controlName(c);
+    EXPECT_NE(c, C::SetChargeCurr);
+    EXPECT_NE(c, C::Combo2);
+    EXPECT_NE(c, C::Combo4);
+  }
+}
+
+TEST(BoxFormat, NumbersAreWrittenWithTheirPlacesOtherTextsStay) {
+  EXPECT_EQ(formatBoxText("14.4", 2), "14.40");
+  EXPECT_EQ(formatBoxText(" 7 ", 2), "7.00");
+  EXPECT_EQ(formatBoxText("", 2), "");
+  EXPECT_EQ(formatBoxText("abc", 2), "abc");
+  EXPECT_EQ(formatBoxText("-0.001", 2), "0.00");
+  EXPECT_EQ(formatBoxText("2.5", 0), "2");
+}
+
+}  // namespace
+}  // namespace xl::configuration

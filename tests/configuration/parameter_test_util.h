@@ -1,0 +1,108 @@
+#pragma once
+// Helpers of the configuration tests: parameter replies as the receive routine delivers them.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "configuration/parameter_block.h"
+#include "link/frame_codec.h"
+
+namespace xl::configuration::testing {
+
+// The bytes of a hex text exactly as printed; no CRC is added.
+inline Bytes hexBytes(std::string_view text) {
+  Bytes out;
+  std::string digits;
+  for (char c : text) {
+    if (c != ' ') digits += c;
+  }
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    out.push_back(static_cast<std::uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+  }
+  return out;
+}
+
+// A register write into a reply: the value of register `reg` (0xE001..0xE021) at its bytes.
+inline void putRegister(Bytes& reply, std::uint16_t reg, std::uint16_t value) {
+  const std::size_t at = 3 + 2 * static_cast<std::size_t>(reg - 0xE001);
+  reply[at] = static_cast<std::uint8_t>(value >> 8);
+  reply[at + 1] = static_cast<std::uint8_t>(value & 0xFF);
+}
+
+// Distinct values in every stretch the screen never shows, so that a byte taken from the wrong
+// place shows: 0xE003 low, 0xE004 high is left 0 (a non-zero one makes the type unknown),
+// 0xE015..0xE020 = C0 C1 ... D7, 0xE021 low.
+inline void putHiddenStretches(Bytes& reply) {
+  reply[8] = 0xA1;
+  for (std::size_t i = 43; i <= 66; ++i) reply[i] = static_cast<std::uint8_t>(0xC0 + (i - 43));
+  reply[68] = 0xE3;
+}
+
+// The parameter reply of a device at address 1 with the values of the screen's reference
+// column (sealed, automatic system voltage, voltage compensation), `amps` x 100 as charge
+// current, and distinct hidden bytes; passed through the codec as a received reply is.
+inline Bytes parameterReply(std::initializer_list<std::pair<std::uint16_t, std::uint16_t>> registers = {},
+                            std::uint16_t centiAmps = 2000) {
+  Bytes r(69, 0);
+  r[0] = 0x01;
+  r[1] = 0x03;
+  r[2] = 0x42;
+  putHiddenStretches(r);
+  const std::pair<std::uint16_t, std::uint16_t> reference[] = {
+      {0xE001, centiAmps}, {0xE002, 200}, {0xE005, 160}, {0xE006, 155}, {0xE007, 146}, {0xE008, 144},
+      {0xE009, 138},       {0xE00A, 132}, {0xE00B, 126}, {0xE00C, 120}, {0xE00D, 111}, {0xE00E, 106},
+      {0xE00F, 0x641E},    {0xE010, 5},   {0xE011, 120}, {0xE012, 120}, {0xE013, 30},  {0xE014, 3}};
+  for (const auto& [reg, value] : reference) putRegister(r, reg, value);
+  r[7] = 0xFF;  // automatic system voltage
+  r[10] = 2;    // sealed
+  r[67] = 0x00;
+  for (const auto& [reg, value] : registers) putRegister(r, reg, value);
+  const auto verified = verifyFrame(hexText(appendCrc(r)));
+  EXPECT_TRUE(verified.has_value());
+  return verified.value_or(Bytes{});
+}
+
+// A device information reply: maximum system voltage, rated charge and load current.
+inline Bytes deviceInfoReply(std::uint8_t volts, std::uint8_t chargeAmps, std::uint8_t loadAmps) {
+  Bytes r(37, 0x20);
+  r[0] = 0x01;
+  r[1] = 0x03;
+  r[2] = 0x22;
+  r[3] = volts;
+  r[4] = chargeAmps;
+  r[5] = loadAmps;
+  return r;
+}
+
+// A screen that read the information block (rated 20 A at 48 V) and then `block`.
+struct ReadScreen {
+  ParameterBoxes boxes;
+  ParameterBlockState state;
+};
+inline ReadScreen readScreen(const Bytes& block, std::uint8_t ratedAmps = 20) {
+  ReadScreen s;
+  s.boxes.setText(Control::LTextBox1, "1");
+  EXPECT_TRUE(showRatedInfo(s.boxes, deviceInfoReply(48, ratedAmps, 20)));
+  EXPECT_TRUE(showParameterBlock(s.boxes, s.state, block));
+  return s;
+}
+
+// The 73 bytes of a write that must succeed.
+inline Bytes writeOf(ParameterBoxes& boxes, const ParameterBlockState& state) {
+  auto built = buildParameterWrite(boxes, state);
+  if (auto* failure = std::get_if<WriteFailure>(&built)) {
+    ADD_FAILURE() << "write refused: " << failure->logLine;
+    return Bytes(73, 0);
+  }
+  return std::get<Bytes>(built);
+}
+
+// The register at write index `at` (high byte first).
+inline std::uint16_t wordAt(const Bytes& b, std::size_t at) { return static_cast<std::uint16_t>(b[at] << 8 | b[at + 1]); }
+
+}  // namespace xl::configuration::testing
