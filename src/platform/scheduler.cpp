@@ -74,6 +74,8 @@ void Scheduler::endHold() {
   }
   deferred_.clear();
   holdChanged(false);
+  Duration at;
+  if (nextDue(at)) wake(at);
 }
 
 bool Scheduler::nextDue(Duration& at) const {

@@ -7,6 +7,7 @@
 #include <QLineEdit>
 #include <QTreeWidget>
 
+#include "core/settings.h"
 #include "link/frame_codec.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "support/console_fixture.h"
@@ -175,6 +176,16 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroStopsTheScan) {
   clock.advance(ms(1));
   ASSERT_EQ(sent().size(), before + 1);
   EXPECT_EQ(sent().back(), (Sent{105000, frame(1, " 03 0100 0023")}));
+}
+
+TEST_F(MonitoringCycleTest, ReadIntervalOfZeroAtStartUpNeverPollsAfterDiscovery) {
+  core::writeIniFile("Maintenance Record", "Read Interval", "0", dir.path() + "/MSCON.DLL");
+  start();
+  clock.advance(ms(60000));
+  const std::vector<Sent> expected = {{1600, frame(1, " 03 000A 0011")}, {2600, frame(2, " 03 000A 0011")}};
+  EXPECT_EQ(sent(), expected);
+  EXPECT_EQ(scan().readInterval(), 0);
+  EXPECT_FALSE(scan().Timer2.enabled());
 }
 
 }  // namespace

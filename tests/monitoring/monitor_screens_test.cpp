@@ -14,6 +14,7 @@
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTest>
 
 #include "link/frame_codec.h"
 #include "monitoring/day_charts.h"
@@ -22,6 +23,7 @@
 #include "support/console_fixture.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
+#include "ui/form.h"
 
 namespace xl {
 namespace {
@@ -448,6 +450,93 @@ TEST_F(MonitorScreensTest, ClearingWipesTheCurveCaptionsForGoodAndTheClockRuns) 
   EXPECT_TRUE(edit(daily(), "Text4")->text().isEmpty());
   EXPECT_TRUE(edit(daily(), "Text5")->text().isEmpty());
   EXPECT_FALSE(edit(daily(), "Text23")->text().isEmpty());
+}
+
+TEST_F(MonitorScreensTest, GreyedControlsNeverAct) {
+  startAndDiscover();
+  live().show();
+  choose(kStation1);
+  clock.advance(ms(6000));  // monitoring runs; the station box is locked
+  // The load is not in manual mode: the switch is greyed, and a click on it sends nothing.
+  Bytes automatic{1, 3, 2, 0, 14};
+  live().readDatasA3(automatic);
+  auto* on = control<QRadioButton>(live(), "Option1");
+  ASSERT_FALSE(on->isEnabled());
+  const std::int64_t before = platform::toMs(clock.now());
+  QTest::mouseClick(on, Qt::LeftButton);
+  QTest::mouseClick(control<QRadioButton>(live(), "Option2"), Qt::LeftButton);
+  clock.advance(ms(600));
+  for (const Sent& f : sentFrom(before)) EXPECT_NE(f.frame.substr(0, 4), "0106") << f.frame;
+  EXPECT_TRUE(station1->state().readings.loadOn);
+  // Keys in the locked station box are not taken either.
+  ASSERT_FALSE(combo(live())->isEnabled());
+  QTest::keyClick(combo(live()), Qt::Key_Down);
+  EXPECT_EQ(live().downKeyFlag, 0);
+  // In manual mode the same click switches the load.
+  Bytes manual{1, 3, 2, 0, 15};
+  live().readDatasA3(manual);
+  QTest::mouseClick(control<QRadioButton>(live(), "Option2"), Qt::LeftButton);
+  clock.advance(ms(100));
+  ASSERT_FALSE(sentFrom(before).empty());
+  EXPECT_EQ(sentFrom(before).back().frame, "0106010A0000A834");
+}
+
+// Chinese characters typed one by one, as an input method hands them over.
+void typeInto(QWidget* w, const QString& text) {
+  for (QChar c : text) QTest::sendKeyEvent(QTest::Click, w, Qt::Key_unknown, QString(c), Qt::NoModifier);
+}
+
+TEST_F(MonitorScreensTest, TypedStationNameStaysWhenTheListsFill) {
+  start();
+  clock.advance(ms(3000));  // discovery runs; the lists are still empty
+  live().show();
+  typeInto(combo(live())->lineEdit(), QStringLiteral("二号"));
+  clock.advance(ms(5000));  // the lists are filled at 5.6 s
+  for (QComboBox* box : {combo(live()), combo(daily())}) {
+    EXPECT_EQ(box->count(), 2);
+    EXPECT_EQ(box->currentIndex(), -1);
+    EXPECT_EQ(box->currentText(), QStringLiteral("二号"));
+  }
+  // The typed name started monitoring by itself (a name typed is a choice); after a stop,
+  // typing goes on where it stopped.
+  QTest::mouseClick(button(live(), "Command9"), Qt::LeftButton);
+  typeInto(combo(live())->lineEdit(), QStringLiteral("站"));
+  EXPECT_EQ(combo(live())->currentText(), kStation2);
+  EXPECT_EQ(edit(live(), "LTextBox2")->text(), "2");
+}
+
+TEST_F(MonitorScreensTest, StoppedAtFirstSightAndAStopWithoutStationLogsNothing) {
+  startAndDiscover();
+  for (QWidget* screen : {static_cast<QWidget*>(&live()), static_cast<QWidget*>(&daily())}) {
+    EXPECT_TRUE(button(*screen, "Command2")->isEnabled());
+    EXPECT_FALSE(button(*screen, "Command9")->isEnabled());
+  }
+  live().Command9_Click();
+  daily().Command9_Click();
+  mdi().RefreshAllStations_Click();  // stops both monitors
+  EXPECT_TRUE(logLinesEndingWith(QStringLiteral("停止监控")).isEmpty());
+  EXPECT_FALSE(button(live(), "Command9")->isEnabled());
+}
+
+TEST_F(MonitorScreensTest, EveryBoxHasItsCaptionAsBuddyAndTheModelFits) {
+  startAndDiscover();
+  mdi().resize(1024, 768);
+  mdi().show();
+  choose(kStation1);
+  clock.advance(ms(1000));
+  for (QWidget* screen : {static_cast<QWidget*>(&live()), static_cast<QWidget*>(&daily())}) {
+    for (const char* name : {"LTextBox2", "LTextBox3", "LTextBox4", "LTextBox5"}) {
+      QLabel* label = ui::labelFor(edit(*screen, name));
+      ASSERT_NE(label, nullptr) << name;
+      EXPECT_FALSE(label->text().isEmpty());
+    }
+    QLineEdit* model = edit(*screen, "LTextBox3");
+    EXPECT_EQ(model->text(), "XL-MPPT4820");
+    EXPECT_GE(model->width(), model->fontMetrics().horizontalAdvance(model->text()) + 8) << screen->objectName().toStdString();
+  }
+  EXPECT_EQ(ui::labelFor(edit(live(), "Text18"))->text(), QStringLiteral("设备温度(℃)"));
+  EXPECT_EQ(ui::labelFor(edit(daily(), "Text12"))->text(), QStringLiteral("用电量（kWh）"));
+  mdi().hide();
 }
 
 }  // namespace

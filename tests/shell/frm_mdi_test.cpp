@@ -14,6 +14,7 @@
 #include <QTreeWidget>
 
 #include "core/message_log.h"
+#include "core/settings.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "support/console_fixture.h"
 #include "ui/station_box.h"
@@ -217,6 +218,37 @@ TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   EXPECT_EQ(mdi().portCursor, 0);
   EXPECT_TRUE(mdi().Timer2.enabled());
   ui::registerStationList(ui::StationList::Factory, nullptr);
+}
+
+TEST_F(MainWindowTest, ClosingTheGlobalMonitorHidesItsFrameToo) {
+  start();
+  clock.advance(ms(300));  // the scan is shown when discovery starts
+  QMdiSubWindow* frame = nullptr;
+  for (QMdiSubWindow* w : mdi().mdiArea()->subWindowList())
+    if (w->widget() == &scan()) frame = w;
+  ASSERT_NE(frame, nullptr);
+  ASSERT_FALSE(frame->isHidden());
+  frame->close();  // the frame's close box
+  EXPECT_TRUE(frame->isHidden());
+  EXPECT_TRUE(scan().isHidden());
+  EXPECT_TRUE(monitoring::FrmGlobalMonitoring::exists());
+  mdi().action("GlobalMonitoring")->trigger();
+  EXPECT_FALSE(frame->isHidden());
+  EXPECT_FALSE(scan().isHidden());
+}
+
+TEST_F(MainWindowTest, StationNamedLikeACommentKeepsItsRecorderMark) {
+  setPorts({"COM3,9600"});
+  addStation("#1", "COM3,9600", "1");
+  addStation(";2", "COM3,9600", "2");
+  const QString ini = dir.path() + "/MSCON.DLL";
+  core::writeIniFile("Maintenance Record", "#1", "-1", ini);
+  start();
+  clock.advance(ms(1500));  // loaded at 300 ms, the recorder applies its settings a second later
+  auto* marks = testing::grid(recorder(), "VSFlexGrid1");
+  ASSERT_EQ(marks->rows(), 3);
+  EXPECT_EQ(marks->textMatrix(1, 0), "-1");
+  EXPECT_EQ(marks->textMatrix(2, 0), "");  // ';' does start a comment: that name has no key
 }
 
 }  // namespace
