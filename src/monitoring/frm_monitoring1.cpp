@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -30,12 +31,12 @@ DailyPartner* gPartner = nullptr;
 // The identity row beside the station box.
 const Field kIdentity[] = {
     {.name = "LTextBox2", .caption = "设备ID", .width = 60},
-    {.name = "LTextBox3", .caption = "设备型号", .width = 110},
+    {.name = "LTextBox3", .caption = "设备型号", .width = 140},
     {.name = "LTextBox4", .caption = "设备版本", .width = 70},
     {.name = "LTextBox5", .caption = "设备SN码", .width = 90},
 };
 
-// The day values, four to a row, in the order of the reply.
+// The day values, three to a row, in the order of the reply.
 const Field kDayValues[] = {
     {.name = "Text23", .caption = "蓄电池最低电压(V)", .width = 70},
     {.name = "Text22", .caption = "蓄电池最高电压(V)", .width = 70},
@@ -97,20 +98,25 @@ FrmMonitoring1::FrmMonitoring1()
   Command9 = new QPushButton(QStringLiteral("停止监控"), this);
   Command9->setObjectName("Command9");
   Command9->setEnabled(false);  // stopped: start on, stop off
-  identity->addWidget(Command2, 0, 3);
-  identity->addWidget(Command9, 0, 4);
   identity->setColumnStretch(2, 1);
 
   // The day values and the clock.
   auto* dayFrame = new QGroupBox(this);
+  Command2->setParent(dayFrame);
+  Command9->setParent(dayFrame);
   dayFrame->setObjectName("Frame1");
   auto* days = new QGridLayout(dayFrame);
-  dayBoxes_ = ui::addFields(days, dayFrame, kDayValues, 4);
+  dayBoxes_ = ui::addFields(days, dayFrame, kDayValues, 3);
   Text3 = ui::makeBox(dayFrame, {.name = "Text3", .width = 140});
   auto* clockLabel = new QLabel(QStringLiteral("当前时间"), dayFrame);
   clockLabel->setBuddy(Text3);
-  days->addWidget(clockLabel, 2, 4);
-  days->addWidget(Text3, 2, 5, 1, 3);
+  days->addWidget(clockLabel, 3, 2);
+  days->addWidget(Text3, 3, 3);
+  // Start and stop sit at the end of the clock's row, so the identity row stays short.
+  auto* startStop = new QHBoxLayout;
+  startStop->addWidget(Command2);
+  startStop->addWidget(Command9);
+  days->addLayout(startStop, 3, 4, 1, 2);
 
   Text2 = caption(this, "Text2", QStringLiteral("电压实时曲线(V)"));
   Text4 = caption(this, "Text4", QStringLiteral("电流实时曲线(A)"));

@@ -120,7 +120,7 @@ QGroupBox* panel(QWidget* parent, const char* name, const QString& title, PanelP
 
 const Field kIdentity[] = {
     {.name = "LTextBox2", .caption = "设备ID", .width = 60},
-    {.name = "LTextBox3", .caption = "设备型号", .width = 120},
+    {.name = "LTextBox3", .caption = "设备型号", .width = 140},
     {.name = "LTextBox4", .caption = "设备版本", .width = 80, .labelName = "Label34"},
     {.name = "LTextBox5", .caption = "设备SN码", .width = 90},
 };
@@ -174,7 +174,7 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
   identity->addWidget(stationLabel, 0, 0);
   identity->addWidget(Combo1, 0, 1);
   auto* identityBoxes = new QGridLayout;
-  const auto ids = ui::addFields(identityBoxes, this, kIdentity, 4);
+  const auto ids = ui::addFields(identityBoxes, this, kIdentity, 2);
   identity->addLayout(identityBoxes, 0, 2);
   LTextBox2 = ids[0];
   LTextBox3 = ids[1];

@@ -2,6 +2,8 @@
 
 #include <QCloseEvent>
 #include <QDockWidget>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenuBar>
@@ -35,7 +37,10 @@ FrmMDI::FrmMDI() {
   setWindowTitle(QStringLiteral("星澜站点监控软件"));
   setWindowIcon(appIcon());
   ui::setMainIcon(appIcon());
-  resize(1180, 760);
+  // The classic size, within the screen (a 1024 x 768 screen shows the whole window).
+  QSize size(1180, 760);
+  if (const QScreen* screen = QGuiApplication::primaryScreen()) size = size.boundedTo(screen->availableSize());
+  resize(size);
 
   mdiArea_ = new QMdiArea(this);
   mdiArea_->setObjectName("MDIClient");
