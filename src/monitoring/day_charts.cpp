@@ -11,6 +11,18 @@ namespace xl::monitoring {
 
 namespace {
 const char* const kLineNames[DayChart::kColumns] = {"Array", "Battery", "Load"};
+
+// Round steps (1, 2 or 5 times a power of ten) of about a quarter of the axis, from 0: the
+// labels stay short ("10", "20", "0.2"), where a quarter of an axis top of 39 ("9.75",
+// "29.25") is cut in a narrow chart.
+double tickStep(double top) {
+  if (top <= 0) return 1;
+  const double raw = top / 4;
+  const double power = std::pow(10.0, std::floor(std::log10(raw)));
+  for (double m : {1.0, 2.0, 5.0})
+    if (raw <= m * power) return m * power;
+  return 10 * power;
+}
 }  // namespace
 
 DayChart::DayChart(QWidget* parent) : QChartView(parent) {
@@ -24,6 +36,9 @@ DayChart::DayChart(QWidget* parent) : QChartView(parent) {
   axisX_->setTickCount(2);
   axisY_->setMinorTickCount(1);
   axisY_->setLabelFormat("%g");
+  axisY_->setTickType(QValueAxis::TicksDynamic);
+  axisY_->setTickAnchor(0);
+  axisY_->setTickInterval(tickStep(1));
   for (int c = 0; c < kColumns; ++c) {
     lines_[c] = new QLineSeries(chart);
     lines_[c]->setName(QString::fromLatin1(kLineNames[c]));
@@ -46,6 +61,7 @@ void DayChart::init(int points) {
   }
   axisX_->setRange(1, std::max(points, 2));
   axisY_->setRange(0, std::max(axisY_->max(), 1.0));
+  axisY_->setTickInterval(tickStep(axisY_->max()));
   chart()->legend()->setVisible(true);
   chart()->legend()->setAlignment(Qt::AlignBottom);
 }
@@ -55,6 +71,7 @@ void DayChart::update(double array, double battery, double load, double& axisTop
   for (double x : news)
     if (jiashi(x) > axisTop) axisTop = jiashi(x);
   axisY_->setMax(axisTop);
+  axisY_->setTickInterval(tickStep(axisTop));
   for (int c = 0; c < kColumns; ++c) {
     QList<QPointF> points = lines_[c]->points();
     for (int i = 0; i + 1 < points.size(); ++i) points[i].setY(points[i + 1].y());

@@ -72,3 +72,25 @@ TEST(Startup, BrowseFolderGivesTheChoiceOrNothing) {
 
 }  // namespace
 }  // namespace xl::core
+
+#include <QMessageBox>
+#include <QPushButton>
+
+#include "support/qt_app.h"
+#include "ui/translations.h"
+
+namespace xl::ui {
+namespace {
+
+TEST(QtChinese, ButtonsOfMessageBoxesReadInChinese) {
+  ASSERT_TRUE(installQtChinese(testing::testApp()));
+  QMessageBox box;
+  box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Ok | QMessageBox::Cancel);
+  EXPECT_TRUE(box.button(QMessageBox::Yes)->text().startsWith(QStringLiteral("是")));
+  EXPECT_TRUE(box.button(QMessageBox::No)->text().startsWith(QStringLiteral("否")));
+  EXPECT_TRUE(box.button(QMessageBox::Ok)->text().startsWith(QStringLiteral("确定")));
+  EXPECT_TRUE(box.button(QMessageBox::Cancel)->text().startsWith(QStringLiteral("取消")));
+}
+
+}  // namespace
+}  // namespace xl::ui
