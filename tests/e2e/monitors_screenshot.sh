@@ -11,10 +11,11 @@
 # Fails when the console does not stay up or a picture is nearly blank.
 set -euo pipefail
 
-# Positions inside the main window (its client area) of the station box of the real-time
-# screen and of the toolbar button "日常监控"; the window's own place comes from xwininfo.
-COMBO_DX=410
-COMBO_DY=132
+# Positions inside the main window (its client area) of the toolbar buttons "实时监测" and
+# "日常监控"; the window's own place comes from xwininfo. The real-time screen, brought to the
+# front by its button, gives the keyboard focus to its station box.
+REALTIME_DX=165
+REALTIME_DY=53
 DAILY_DX=230
 DAILY_DY=53
 
@@ -63,7 +64,8 @@ if [ "${1:-}" = "--inside-x" ]; then
     sleep 1
   done
   sleep 10
-  # The choice: a click into the station box and the Down arrow. The window manager may still
+  # The choice: the real-time screen to the front (its station box takes the focus) and the
+  # Down arrow. The window manager may still
   # move the window, so its place is read anew for each try, and a try counts when the device
   # information request of the choice (a fourth one after the discovery's three) reached the
   # simulator.
@@ -71,7 +73,7 @@ if [ "${1:-}" = "--inside-x" ]; then
     geometry=$(xwininfo -name "星澜站点监控软件")
     wx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
     wy=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
-    xsend click $((wx + COMBO_DX)) $((wy + COMBO_DY))
+    xsend click $((wx + REALTIME_DX)) $((wy + REALTIME_DY))
     sleep 0.5
     xsend key Down
     sleep 1.5
