@@ -27,13 +27,6 @@ int QtDialogs::msgBox(const QString& text, int style, const QString& title) {
   box.setText(text);
   const QString caption = title.isEmpty() ? programTitle_ : title;
   box.setWindowTitle(caption);
-  // A message box sizes itself to its text; a short text would leave the title bar too narrow
-  // for its caption and the window buttons, and the caption would be cut.
-  if (auto* grid = qobject_cast<QGridLayout*>(box.layout())) {
-    const int width = box.fontMetrics().horizontalAdvance(caption) * 3 / 2 + 140;
-    grid->addItem(new QSpacerItem(width, 0, QSizePolicy::Minimum, QSizePolicy::Fixed), grid->rowCount(), 0, 1,
-                  grid->columnCount());
-  }
   switch (style & 0x70) {
     case kCritical: box.setIcon(QMessageBox::Critical); break;
     case kQuestion: box.setIcon(QMessageBox::Question); break;
@@ -46,6 +39,14 @@ int QtDialogs::msgBox(const QString& text, int style, const QString& title) {
     case kYesNoCancel: box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel); break;
     case kYesNo: box.setStandardButtons(QMessageBox::Yes | QMessageBox::No); break;
     default: box.setStandardButtons(QMessageBox::Ok); break;
+  }
+  // A message box sizes itself to its text; a short text would leave the title bar too narrow
+  // for its caption and the window buttons, and the caption would be cut. The icon and the
+  // buttons rebuild the box's layout, so the spacer goes in after them.
+  if (auto* grid = qobject_cast<QGridLayout*>(box.layout())) {
+    const int width = box.fontMetrics().horizontalAdvance(caption) * 3 / 2 + 140;
+    grid->addItem(new QSpacerItem(width, 0, QSizePolicy::Minimum, QSizePolicy::Fixed), grid->rowCount(), 0, 1,
+                  grid->columnCount());
   }
   switch (box.exec()) {
     case QMessageBox::Yes: return kYes;

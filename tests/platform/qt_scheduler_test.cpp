@@ -109,9 +109,16 @@ TEST(QtScheduler, BoxShownFromAHandlerIsAnsweredWhileTimersGoOn) {
     answer = dialogs.msgBox(QStringLiteral("设置成功"), kYesNo | kInformation);
     ticksAfter = ticks;
   });
-  operatorDoes(300, [](QMessageBox* box) { QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton); });
+  int boxWidth = 0, titleWidth = 0;
+  operatorDoes(300, [&](QMessageBox* box) {
+    // A short text must not leave the title bar too narrow for the program's name.
+    boxWidth = box->width();
+    titleWidth = box->fontMetrics().horizontalAdvance(box->windowTitle());
+    QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton);
+  });
   runEventLoopUntil([&] { return answer != 0; });
   EXPECT_EQ(answer, kYes);
+  EXPECT_GE(boxWidth, titleWidth * 3 / 2 + 100);
   EXPECT_GE(ticksAfter - ticksBefore, 8);  // about 13 ticks of 20 ms while the box waited
 
   // From a tick: the Enter key answers the default button; the timer's own ticks meanwhile
