@@ -11,12 +11,12 @@
 #include <QToolBar>
 #include <QTreeWidget>
 
-#include "core/app_state.h"
-#include "core/message_log.h"
-#include "core/startup.h"
 #include "configuration/frm_device_id_setting.h"
 #include "configuration/frm_factory_operation.h"
 #include "configuration/frm_general_g_load_configuration.h"
+#include "core/app_state.h"
+#include "core/message_log.h"
+#include "core/startup.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
