@@ -261,6 +261,18 @@ TEST_F(LoadConfigurationTest, TagsOfTheLastReadGoToTheStationNowChosenAfterReope
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
 }
 
+TEST_F(LoadConfigurationTest, TheHoursOptionWithNoHoursSendsModeZero) {
+  startAndDiscover();
+  open();
+  pick(combo(screen()), kStation1);
+  press("Command1");
+  type(list("Combo2"), "");
+  const std::int64_t t = nowMs();
+  press("Command2");
+  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 00 00 0A 00 05")), 1);
+  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 0);
+}
+
 TEST_F(LoadConfigurationTest, ExceptionRepliesChangeNothingAndShowNothing) {
   startAndDiscover();
   open();
@@ -351,6 +363,17 @@ TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
   }
   EXPECT_TRUE(dialogs.shown.empty());
   EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
+}
+
+TEST_F(FactoryOperationTest, WithNoStationChosenNothingGoesOut) {
+  startAndDiscover();
+  open();
+  const std::int64_t t = nowMs();
+  for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) click(button(screen(), name));
+  clock.advance(ms(400));
+  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(0, 2), "00") << s;
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(screen().pendingRead, 5);
 }
 
 TEST_F(FactoryOperationTest, ClosingForgetsTheAddressSoTheNextCommandGoesToAddressZero) {
@@ -507,8 +530,37 @@ TEST_F(DeviceIdTest, ClosingTheScreenEndsThePassAndGivesTheScanBack) {
   EXPECT_TRUE(command1()->isEnabled());
 }
 
+TEST_F(DeviceIdTest, AReplyWithABadCrcIsPassedOverAndTheLowestSoundAddressWins) {
+  controllerAt(3).setFaults({.badCrc = true});
+  controllerAt(7);
+  controllerAt(9);
+  start();
+  open();
+  const std::int64_t t = startPass();
+  clock.advance(ms(3000));
+  EXPECT_EQ(edit(screen(), "LTextBox2")->text(), "7");
+  EXPECT_EQ(sentFrom(t).size(), 7u);
+  EXPECT_TRUE(command1()->isEnabled());
+}
+
+TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
+  controllerAt(1);
+  start();
+  open();
+  const std::int64_t t = nowMs();
+  click(command1());
+  clock.advance(ms(241 * 300 - 100));
+  EXPECT_FALSE(command1()->isEnabled());
+  clock.advance(ms(200));
+  EXPECT_TRUE(command1()->isEnabled());
+  EXPECT_EQ(screen().scanAddress(), 241);
+  EXPECT_TRUE(sentFrom(t).empty());
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
+}
+
 TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindToAddressZero) {
   sim::Controller& device = controllerAt(1);
+  addStation(kStation1, "COM3,9600", "1");
   start();
   open();
   pick(combo(screen()), "COM3,9600");
@@ -535,6 +587,7 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindToAddressZero)
   EXPECT_EQ(countSent(t, exact("01 06 00 1A 00 05 68 0E")), 1);
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设备ID设置成功")});
   EXPECT_EQ(device.address(), 5);
+  EXPECT_EQ(core::getStationDeviceID(kStation1), "1");  // the store is edited apart
 
   // A second write without a new pass goes to the old address and finds nobody.
   type(edit(screen(), "LTextBox2"), "6");
@@ -550,7 +603,7 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindToAddressZero)
   t = nowMs();
   click(button(screen(), "Command2"));
   clock.advance(ms(600));
-  EXPECT_TRUE(sentFrom(t).empty());
+  for (const Sent& s : sentFrom(t)) EXPECT_EQ(s.frame.find("06001A"), std::string::npos) << s;
   EXPECT_TRUE(logLines().last().contains(QStringLiteral("未发送任何数据")));
 }
 
