@@ -13,6 +13,9 @@
 #include <QToolBar>
 #include <QTreeWidget>
 
+#include "configuration/frm_device_id_setting.h"
+#include "configuration/frm_factory_operation.h"
+#include "configuration/frm_general_g_load_configuration.h"
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/startup.h"
@@ -147,13 +150,13 @@ void FrmMDI::buildMenus() {
   device->setObjectName("DrviceParameter");
   addItem(device, "RealTimeClock", QStringLiteral("实时时钟"))->setEnabled(false);
   addItem(device, "DeviceParameter", QStringLiteral("设备参数"))->setVisible(false);
-  addItem(device, "DeviceIDSetting", QStringLiteral("设备ID设置"));
+  addItem(device, "DeviceIDSetting", QStringLiteral("设备ID设置"), &FrmMDI::DeviceIDSetting_Click);
   addItem(parameter, "ControlParameter", QStringLiteral("控制参数"));
   QMenu* load = parameter->addMenu(QStringLiteral("负载配置"));
   load->setObjectName("LoadConfiguration");
-  addItem(load, "GeneralGLoadConfiguration", QStringLiteral("负载输出模式"));
+  addItem(load, "GeneralGLoadConfiguration", QStringLiteral("负载输出模式"), &FrmMDI::GeneralGLoadConfiguration_Click);
   addItem(parameter, "SystemConfiguration", QStringLiteral("系统配置"))->setVisible(false);
-  addItem(parameter, "FactoryOperation", QStringLiteral("系统设置"));
+  addItem(parameter, "FactoryOperation", QStringLiteral("系统设置"), &FrmMDI::FactoryOperation_Click);
   addItem(parameter, "DeviceInformation", QStringLiteral("设备信息"))->setVisible(false);
 
   QMenu* monitoring = bar->addMenu(QStringLiteral("监控(&M)"));
@@ -246,6 +249,24 @@ void FrmMDI::MDIForm_Load() {
 void FrmMDI::RealTimeMonitoring_Click() { showChild(&monitoring::FrmRealTimeMonitoring::instance()); }
 
 void FrmMDI::Monitoring1_Click() { showChild(&monitoring::FrmMonitoring1::instance()); }
+
+void FrmMDI::showModal(QWidget* screen) {
+  screen->setWindowFlag(Qt::Dialog);
+  screen->setWindowModality(Qt::ApplicationModal);
+  screen->show();
+  screen->raise();
+  screen->activateWindow();
+}
+
+void FrmMDI::GeneralGLoadConfiguration_Click() {
+  auto& screen = configuration::FrmGeneralGLoadConfiguration::instance();
+  screen.ClearAll();
+  showModal(&screen);
+}
+
+void FrmMDI::DeviceIDSetting_Click() { showModal(&configuration::FrmDeviceIDSetting::instance()); }
+
+void FrmMDI::FactoryOperation_Click() { showModal(&configuration::FrmFactoryOperation::instance()); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

@@ -63,6 +63,11 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void AddStation_Click();
   void stationDialog();
   void ViewStation_Click();
+  void GeneralGLoadConfiguration_Click();
+  void DeviceIDSetting_Click();
+  void FactoryOperation_Click();
+  // Shows a configuration screen as a window of its own that holds the input until it closes.
+  void showModal(QWidget* screen);
 
   platform::Timer Timer2;  // port-by-port loading, 300 ms
   int portCursor = 0;

@@ -6,6 +6,8 @@
 #include <QMenu>
 #include <QTreeWidget>
 
+#include "configuration/frm_factory_operation.h"
+#include "configuration/frm_general_g_load_configuration.h"
 #include "core/message_log.h"
 #include "core/settings.h"
 #include "core/station_store.h"
@@ -58,6 +60,8 @@ void FrmMDI::refreshStations() {
   auto& daily = monitoring::FrmMonitoring1::instance();
   auto& scan = monitoring::FrmGlobalMonitoring::instance();
   auto& recorder = monitoring::FrmMaintenanceRecord::instance();
+  configuration::FrmGeneralGLoadConfiguration::instance();
+  configuration::FrmFactoryOperation::instance();
   ui::clearStationLists();
   live.ClearAll();
   daily.ClearAll();

@@ -13,6 +13,8 @@
 #include <QToolBar>
 #include <QTreeWidget>
 
+#include "configuration/frm_factory_operation.h"
+#include "configuration/frm_general_g_load_configuration.h"
 #include "core/message_log.h"
 #include "core/settings.h"
 #include "monitoring/frm_real_time_monitoring.h"
@@ -197,11 +199,11 @@ TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   setPorts({"COM3,9600"});
   addStation("A", "COM3,9600", "1");
   addStation("B", "COM3,9600", "2");
-  ui::StationBox factory(nullptr);
-  ui::registerStationList(ui::StationList::Factory, &factory);
   start();
-  // The real-time monitor, created by the start-up, has handed its own list to the shell.
+  // The working screens, created by the start-up, have handed their lists to the shell.
   QComboBox& realTime = *testing::combo(monitoring::FrmRealTimeMonitoring::instance());
+  QComboBox& load = *testing::combo(configuration::FrmGeneralGLoadConfiguration::instance());
+  QComboBox& factory = *testing::combo(configuration::FrmFactoryOperation::instance());
   clock.advance(ms(300));
   auto* table = testing::grid(scan(), "VsFList1");
   table->setTextMatrix(2, table->colIndex(monitoring::FrmGlobalMonitoring::kAnswerKey), "1");
@@ -210,14 +212,18 @@ TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 2);
   ASSERT_EQ(realTime.count(), 1);
   EXPECT_EQ(realTime.itemText(0), "B");
+  EXPECT_EQ(load.itemText(0), "B");
+  EXPECT_EQ(factory.itemText(0), "B");
   EXPECT_EQ(factory.count(), 1);
+  EXPECT_TRUE(factory.currentText().isEmpty());
   EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]刷新所有站点成功")));
   // A refresh empties the lists until the next scan is over.
   mdi().RefreshAllStations_Click();
   EXPECT_EQ(realTime.count(), 0);
+  EXPECT_EQ(load.count(), 0);
+  EXPECT_EQ(factory.count(), 0);
   EXPECT_EQ(mdi().portCursor, 0);
   EXPECT_TRUE(mdi().Timer2.enabled());
-  ui::registerStationList(ui::StationList::Factory, nullptr);
 }
 
 TEST_F(MainWindowTest, ClosingTheGlobalMonitorHidesItsFrameToo) {

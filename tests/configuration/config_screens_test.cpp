@@ -1,0 +1,611 @@
+// The three configuration screens in the whole console, against simulated controllers and in
+// virtual time: the load block read and written back, the address pass with the scan paused
+// and given back at each of its ends, the address write, and the factory commands with their
+// messages. Frames are checked on the wire; buttons are pressed with real mouse input.
+
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+
+#include "configuration/frm_device_id_setting.h"
+#include "configuration/frm_factory_operation.h"
+#include "configuration/frm_general_g_load_configuration.h"
+#include "link/frame_codec.h"
+#include "support/console_fixture.h"
+#include "support/hex_bytes.h"
+#include "support/wire_log.h"
+#include "tools/sim/bus.h"
+#include "ui/form.h"
+
+namespace xl {
+namespace {
+
+using configuration::FrmDeviceIDSetting;
+using configuration::FrmFactoryOperation;
+using configuration::FrmGeneralGLoadConfiguration;
+using platform::ms;
+using testing::button;
+using testing::combo;
+using testing::control;
+using testing::edit;
+using testing::Sent;
+
+const QString kStation1 = QStringLiteral("一号站");
+const QString kStation2 = QStringLiteral("二号站");
+
+// A frame as printed, with its CRC.
+std::string withCrc(std::string_view printed) { return hexText(appendCrc(testing::hexBytes(printed))); }
+std::string exact(std::string_view printed) { return hexText(testing::hexBytes(printed)); }
+
+class ConfigScreensTest : public testing::ConsoleFixture {
+ protected:
+  void SetUp() override {
+    ConsoleFixture::SetUp();
+    setPorts({"COM3,9600"});
+  }
+
+  sim::Controller& controllerAt(int address, std::optional<std::uint16_t> loadMode = {}) {
+    sim::StationOptions o;
+    o.live = false;
+    o.address = static_cast<std::uint8_t>(address);
+    o.loadMode = loadMode;
+    sim::Controller& c = bus.add("COM3", 9600, o);
+    line = driver.line("COM3");
+    return c;
+  }
+
+  // Start-up and discovery; the station lists are filled at 5.6 s.
+  void startAndDiscover() {
+    start();
+    clock.advance(ms(8000));
+  }
+
+  static void click(QWidget* w) { QTest::mouseClick(w, Qt::LeftButton); }
+
+  // The operator picks an entry of a list.
+  static void pick(QComboBox* box, const QString& text) {
+    const int index = box->findText(text);
+    ASSERT_GE(index, 0) << text.toStdString();
+    box->setCurrentIndex(index);
+    emit box->activated(index);
+  }
+
+  // The operator replaces the text of a box by typing.
+  static void type(QWidget* box, const QString& text) {
+    QLineEdit* e = qobject_cast<QLineEdit*>(box);
+    if (!e) e = qobject_cast<QComboBox*>(box)->lineEdit();
+    e->selectAll();
+    QTest::keyClick(e, Qt::Key_Delete);
+    QTest::keyClicks(e, text);
+  }
+
+  std::int64_t nowMs() const { return platform::toMs(clock.now()); }
+  std::vector<Sent> sentFrom(std::int64_t fromMs) const { return testing::sentFrames(*line, fromMs); }
+  // The frames since `fromMs` that are `frame`.
+  int countSent(std::int64_t fromMs, const std::string& frame) const {
+    int n = 0;
+    for (const Sent& s : sentFrom(fromMs)) n += s.frame == frame;
+    return n;
+  }
+  QStringList shownTexts() const {
+    QStringList out;
+    for (const auto& s : dialogs.shown) out << s.text;
+    return out;
+  }
+
+  sim::Bus bus{driver};
+  platform::SimLine* line = nullptr;
+};
+
+// --- Load configuration ---------------------------------------------------------------------
+
+class LoadConfigurationTest : public ConfigScreensTest {
+ protected:
+  void SetUp() override {
+    ConfigScreensTest::SetUp();
+    addStation(kStation1, "COM3,9600", "1");
+    addStation(kStation2, "COM3,9600", "2");
+    station1 = &controllerAt(1, 5);
+    station1->state().setParam(sim::param::kLoadDelay, 10);
+    station1->state().setParam(sim::param::kLightOnVoltage, 5);
+    station2 = &controllerAt(2);
+  }
+
+  FrmGeneralGLoadConfiguration& screen() { return FrmGeneralGLoadConfiguration::instance(); }
+  QRadioButton* option(const char* name) { return control<QRadioButton>(screen(), name); }
+  QComboBox* list(const char* name) { return combo(screen(), name); }
+  QString tag(const char* name) { return control<QWidget>(screen(), name)->property("Tag").toString(); }
+
+  void open() {
+    mdi().action("GeneralGLoadConfiguration")->trigger();
+    ASSERT_TRUE(screen().isVisible());
+  }
+  // "读取" or "设置", and the reply.
+  void press(const char* name) {
+    click(button(screen(), name));
+    clock.advance(ms(400));
+  }
+
+  sim::Controller* station1 = nullptr;
+  sim::Controller* station2 = nullptr;
+};
+
+TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVoltage) {
+  startAndDiscover();
+  open();
+  EXPECT_EQ(screen().windowTitle(), QStringLiteral("负载控制配置"));
+  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("负载输出模式选择"));
+  ASSERT_EQ(combo(screen())->count(), 2);
+  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
+
+  // A station choice shows its address and sends nothing.
+  std::int64_t t = nowMs();
+  pick(combo(screen()), kStation1);
+  EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "1");
+  clock.advance(ms(50));
+  EXPECT_EQ(countSent(t, withCrc("01 03 E0 1D 00 03")), 0);
+
+  t = nowMs();
+  press("Command1");
+  EXPECT_EQ(countSent(t, withCrc("01 03 E0 1D 00 03")), 1);
+  EXPECT_TRUE(option("Option5")->isChecked());
+  EXPECT_EQ(list("Combo2")->currentText(), "5");
+  EXPECT_TRUE(list("LTextBox2")->currentText().isEmpty());
+  EXPECT_TRUE(list("LTextBox3")->currentText().isEmpty());
+  EXPECT_EQ(tag("LTextBox2"), "5");
+  EXPECT_EQ(tag("LTextBox3"), "10");
+  EXPECT_EQ(list("Combo3")->currentText(), "0");  // kept up, never seen
+  EXPECT_FALSE(list("Combo3")->isVisible());
+
+  // Typing a voltage while Option5 is selected changes nothing that a write sends.
+  type(list("LTextBox2"), "8");
+  EXPECT_EQ(tag("LTextBox2"), "5");
+  EXPECT_EQ(edit(screen(), "LTextBox4")->text(), "7");
+
+  t = nowMs();
+  press("Command2");
+  const std::string written = withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05");
+  EXPECT_EQ(countSent(t, written), 1);
+  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
+  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
+  EXPECT_EQ(station1->state().param(sim::param::kLoadDelay), 10);
+  EXPECT_EQ(station1->state().param(sim::param::kLightOnVoltage), 5);
+}
+
+TEST_F(LoadConfigurationTest, FifteenTypedAsHoursReadsBackAsManualMode) {
+  startAndDiscover();
+  open();
+  pick(combo(screen()), kStation1);
+  press("Command1");
+  ASSERT_TRUE(option("Option5")->isChecked());
+
+  type(list("Combo2"), "15");
+  std::int64_t t = nowMs();
+  press("Command2");
+  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 0F 00 0A 00 05")), 1);
+  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 15);
+
+  press("Command1");
+  EXPECT_TRUE(option("Option4")->isChecked());
+  EXPECT_EQ(option("Option4")->text(), QStringLiteral("手动模式"));
+  EXPECT_TRUE(list("Combo2")->currentText().isEmpty());
+
+  // Back to light control: the boxes bring up the device's values, and edits reach the tags.
+  click(option("Option3"));
+  EXPECT_EQ(list("LTextBox2")->currentText(), "5");
+  EXPECT_EQ(list("LTextBox3")->currentText(), "10");
+  EXPECT_EQ(edit(screen(), "LTextBox4")->text(), "4");
+  EXPECT_EQ(edit(screen(), "LTextBox5")->text(), "1");
+  type(list("LTextBox2"), "3");
+  EXPECT_EQ(tag("LTextBox2"), "3");
+  EXPECT_TRUE(edit(screen(), "LTextBox4")->text().isEmpty());
+  type(list("LTextBox3"), "30");
+  t = nowMs();
+  press("Command2");
+  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 03")), 1);
+  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 0);
+}
+
+TEST_F(LoadConfigurationTest, RefusalsSendNothing) {
+  startAndDiscover();
+  open();
+  std::int64_t t = nowMs();
+  // No station.
+  press("Command1");
+  // No read yet: the voltage tag is empty.
+  pick(combo(screen()), kStation1);
+  press("Command2");
+  EXPECT_EQ(screen().pendingRead, 2);
+  EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("选择一个可用的站点名"), QStringLiteral("请先读取数据")}));
+  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(0, 4), "0110") << s;
+  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 6), "03E01D") << s;
+
+  // A value above 255 ends the handler with a line in the message window and nothing sent.
+  press("Command1");
+  click(option("Option3"));
+  type(list("LTextBox2"), "300");
+  ASSERT_EQ(tag("LTextBox2"), "300");
+  dialogs.shown.clear();
+  t = nowMs();
+  press("Command2");
+  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(logLines().last().contains(QStringLiteral("未发送任何数据")));
+  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
+}
+
+TEST_F(LoadConfigurationTest, TagsOfTheLastReadGoToTheStationNowChosenAfterReopening) {
+  startAndDiscover();
+  open();
+  pick(combo(screen()), kStation1);
+  press("Command1");
+  screen().close();
+  EXPECT_FALSE(screen().isVisible());
+
+  // The menu empties the screen but keeps the tags: with no option selected the mode is 0.
+  open();
+  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
+  EXPECT_TRUE(edit(screen(), "LTextBox1")->text().isEmpty());
+  for (const char* o : {"Option3", "Option4", "Option5", "Option6", "Option7"}) EXPECT_FALSE(option(o)->isChecked());
+  pick(combo(screen()), kStation2);
+  const std::int64_t t = nowMs();
+  press("Command2");
+  EXPECT_EQ(countSent(t, withCrc("02 10 E0 1D 00 03 06 00 00 00 0A 00 05")), 1);
+  EXPECT_EQ(station2->state().param(sim::param::kLoadMode), 0);
+  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
+}
+
+TEST_F(LoadConfigurationTest, TheHoursOptionWithNoHoursSendsModeZero) {
+  startAndDiscover();
+  open();
+  pick(combo(screen()), kStation1);
+  press("Command1");
+  type(list("Combo2"), "");
+  const std::int64_t t = nowMs();
+  press("Command2");
+  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 00 00 0A 00 05")), 1);
+  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 0);
+}
+
+TEST_F(LoadConfigurationTest, ExceptionRepliesChangeNothingAndShowNothing) {
+  startAndDiscover();
+  open();
+  pick(combo(screen()), kStation1);
+  press("Command1");
+  station1->setFaults({.exception = sim::Exception::IllegalFunction});
+  station1->state().setParam(sim::param::kLoadMode, 16);
+  press("Command1");
+  EXPECT_TRUE(option("Option5")->isChecked());
+  EXPECT_EQ(list("Combo2")->currentText(), "5");
+  press("Command2");
+  EXPECT_TRUE(dialogs.shown.empty());
+}
+
+// --- Factory operation ----------------------------------------------------------------------
+
+class FactoryOperationTest : public ConfigScreensTest {
+ protected:
+  void SetUp() override {
+    ConfigScreensTest::SetUp();
+    addStation(kStation1, "COM3,9600", "1");
+    station1 = &controllerAt(1);
+  }
+  FrmFactoryOperation& screen() { return FrmFactoryOperation::instance(); }
+  void open() {
+    mdi().action("FactoryOperation")->trigger();
+    ASSERT_TRUE(screen().isVisible());
+  }
+  QString text1() { return edit(screen(), "Text1")->text(); }
+
+  sim::Controller* station1 = nullptr;
+};
+
+TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
+  startAndDiscover();
+  open();
+  EXPECT_EQ(screen().windowTitle(), QStringLiteral("系统设置"));
+  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  EXPECT_EQ(button(screen(), "Command1")->text(), QStringLiteral("恢复出厂设置"));
+  EXPECT_EQ(button(screen(), "Command1")->toolTip(), QStringLiteral("恢复设置参数到默认，同时清除历史数据"));
+  EXPECT_EQ(button(screen(), "Command2")->toolTip(), QStringLiteral("仅清除历史数据"));
+  pick(combo(screen()), kStation1);
+  EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "1");
+  EXPECT_EQ(text1(), " ");
+
+  station1->setRestartSilence(std::chrono::seconds(3));
+  const struct {
+    const char* name;
+    const char* frame;
+    const char* message;
+    const char* text1;
+  } commands[] = {
+      {"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
+      {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
+      {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
+      {"Command3", "01 06 E3 27 00 00 0E 45", "设置成功", "当前RS485通讯口用于：通讯"},
+      {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"},
+  };
+  for (const auto& c : commands) {
+    SCOPED_TRACE(c.name);
+    dialogs.shown.clear();
+    const std::int64_t t = nowMs();
+    click(button(screen(), c.name));
+    clock.advance(ms(400));
+    EXPECT_EQ(countSent(t, exact(c.frame)), 1);
+    EXPECT_EQ(shownTexts(), QStringList{QString::fromUtf8(c.message)});
+    EXPECT_EQ(text1(), QString::fromUtf8(c.text1));
+  }
+  // A station choice blanks the status line.
+  pick(combo(screen()), kStation1);
+  EXPECT_EQ(text1(), " ");
+}
+
+TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
+  startAndDiscover();
+  open();
+  pick(combo(screen()), kStation1);
+  click(button(screen(), "Command4"));
+  clock.advance(ms(400));
+  ASSERT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
+  dialogs.shown.clear();
+  station1->setFaults({.exception = sim::Exception::IllegalFunction});
+  for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) {
+    const std::int64_t t = nowMs();
+    click(button(screen(), name));
+    clock.advance(ms(400));
+    EXPECT_EQ(sentFrom(t).size(), 1u) << name;
+  }
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
+}
+
+TEST_F(FactoryOperationTest, WithNoStationChosenNothingGoesOut) {
+  startAndDiscover();
+  open();
+  const std::int64_t t = nowMs();
+  for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) click(button(screen(), name));
+  clock.advance(ms(400));
+  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(0, 2), "00") << s;
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(screen().pendingRead, 5);
+}
+
+TEST_F(FactoryOperationTest, ClosingForgetsTheAddressSoTheNextCommandGoesToAddressZero) {
+  startAndDiscover();
+  open();
+  pick(combo(screen()), kStation1);
+  screen().close();
+  EXPECT_FALSE(screen().isVisible());
+  open();
+  EXPECT_EQ(combo(screen())->currentText(), kStation1);
+  EXPECT_TRUE(edit(screen(), "LTextBox1")->text().isEmpty());
+  const std::int64_t t = nowMs();
+  click(button(screen(), "Command2"));
+  clock.advance(ms(400));
+  EXPECT_EQ(countSent(t, withCrc("00 79 00 00 00 01")), 1);
+  EXPECT_TRUE(dialogs.shown.empty());  // a broadcast is never answered
+}
+
+// --- Device ID setting ----------------------------------------------------------------------
+
+class DeviceIdTest : public ConfigScreensTest {
+ protected:
+  FrmDeviceIDSetting& screen() { return FrmDeviceIDSetting::instance(); }
+  QPushButton* command1() { return button(screen(), "Command1"); }
+
+  void open() {
+    mdi().action("DeviceIDSetting")->trigger();
+    ASSERT_TRUE(screen().isVisible());
+  }
+
+  // Runs the scan until it rests: its load mode pass has sent its last frame and the turn
+  // after it has handed over to the rest counter.
+  void untilTheScanRests(const std::string& loadModeFrame) {
+    for (int i = 0; i < 400; ++i) {
+      const auto sent = testing::sentFrames(*line);
+      if (!sent.empty() && sent.back().frame == loadModeFrame && nowMs() - sent.back().atMs >= 1500) return;
+      clock.advance(ms(100));
+    }
+    FAIL() << "the scan never rested";
+  }
+
+  // Starts a pass on COM3 with a real click, while the scan rests.
+  std::int64_t startPass() {
+    pick(combo(screen()), "COM3,9600");
+    const std::int64_t t = nowMs();
+    click(command1());
+    return t;
+  }
+
+  static std::string poll(int address) { return hexText(configuration::addressPollFrame(static_cast<std::uint8_t>(address))); }
+  static bool isPoll(const std::string& frame) { return frame.size() == 16 && frame.substr(2, 10) == "03000A0001"; }
+  // The scan's first real-time request to `address` since `fromMs`, or -1.
+  std::int64_t scanPollsAgainAt(std::int64_t fromMs, int address) const {
+    const std::string rt = hexText(requestFrame(address, " 03 0100 0023"));
+    for (const Sent& s : sentFrom(fromMs))
+      if (s.frame == rt) return s.atMs;
+    return -1;
+  }
+};
+
+TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwhile) {
+  addStation(kStation1, "COM3,9600", "241");
+  controllerAt(241);
+  startAndDiscover();
+  untilTheScanRests(hexText(requestFrame(241, " 03 E0 1D 0001")));
+  open();
+  EXPECT_EQ(screen().windowTitle(), QStringLiteral("设备ID设置"));
+  EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("警告"));
+  EXPECT_EQ(control<QLabel>(screen(), "Label1")->text(),
+            QStringLiteral("读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
+  EXPECT_EQ(combo(screen())->count(), 1);
+  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
+
+  const std::int64_t t = startPass();
+  EXPECT_FALSE(command1()->isEnabled());
+  EXPECT_FALSE(scan().Timer2.enabled());
+  EXPECT_FALSE(link::SerialSession::scanControl()->portOpen());
+
+  // The greyed button, clicked, does not start the pass again.
+  clock.advance(ms(3000));
+  const int reached = screen().scanAddress();
+  EXPECT_EQ(reached, 10);
+  click(command1());
+  clock.advance(ms(300));
+  EXPECT_EQ(screen().scanAddress(), reached + 1);
+
+  clock.advance(ms(241 * 300 - 3300 + 200));
+  const auto sent = sentFrom(t);
+  ASSERT_EQ(sent.size(), 241u);
+  EXPECT_EQ(sent.front().frame, exact("01 03 00 0A 00 01 A4 08"));
+  for (std::size_t i = 0; i < sent.size(); ++i) {
+    EXPECT_EQ(sent[i].frame, poll(static_cast<int>(i + 1)));
+    EXPECT_EQ(sent[i].atMs, t + 300 * static_cast<std::int64_t>(i + 1));
+  }
+  EXPECT_EQ(edit(screen(), "LTextBox2")->text(), "241");
+  EXPECT_EQ(screen().foundAddress, 241);
+  EXPECT_TRUE(command1()->isEnabled());
+  EXPECT_TRUE(dialogs.shown.empty());
+
+  // The scan is given back: it polls again within its rest.
+  const std::int64_t end = sent.back().atMs;
+  clock.advance(ms(15000));
+  const std::int64_t again = scanPollsAgainAt(end, 241);
+  ASSERT_GT(again, end);
+  EXPECT_LE(again - end, 13000);
+}
+
+TEST_F(DeviceIdTest, AControllerAt242IsNeverFoundAndThePassGivesTheScanBack) {
+  addStation(kStation1, "COM3,9600", "242");
+  controllerAt(242);
+  startAndDiscover();
+  untilTheScanRests(hexText(requestFrame(242, " 03 E0 1D 0001")));
+  open();
+  const std::int64_t t = startPass();
+  clock.advance(ms(241 * 300 + 50));
+  const auto sent = sentFrom(t);
+  ASSERT_EQ(sent.size(), 241u);
+  for (const Sent& s : sent) EXPECT_TRUE(isPoll(s.frame)) << s;
+  EXPECT_EQ(sent.back().frame, poll(241));
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
+  EXPECT_EQ(screen().foundAddress, 0);
+  EXPECT_TRUE(command1()->isEnabled());
+  EXPECT_TRUE(dialogs.shown.empty());
+
+  clock.advance(ms(15000));
+  for (const Sent& s : sentFrom(t + 241 * 300 + 1)) EXPECT_FALSE(isPoll(s.frame)) << s;
+  const std::int64_t again = scanPollsAgainAt(t + 241 * 300, 242);
+  ASSERT_GT(again, 0);
+  EXPECT_LE(again - (t + 241 * 300), 13000);
+}
+
+TEST_F(DeviceIdTest, ClosingTheScreenEndsThePassAndGivesTheScanBack) {
+  addStation(kStation1, "COM3,9600", "200");
+  controllerAt(200);
+  startAndDiscover();
+  untilTheScanRests(hexText(requestFrame(200, " 03 E0 1D 0001")));
+  open();
+  const std::int64_t t = startPass();
+  clock.advance(ms(20000));
+  for (const Sent& s : sentFrom(t)) EXPECT_TRUE(isPoll(s.frame)) << s;
+  screen().close();
+  EXPECT_FALSE(screen().isVisible());
+  const std::int64_t closed = nowMs();
+  clock.advance(ms(15000));
+  for (const Sent& s : sentFrom(closed)) EXPECT_FALSE(isPoll(s.frame)) << s;
+  const std::int64_t again = scanPollsAgainAt(closed, 200);
+  ASSERT_GT(again, 0);
+  EXPECT_LE(again - closed, 13000);
+
+  // The next opening is a fresh screen.
+  open();
+  EXPECT_EQ(combo(screen())->count(), 1);
+  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
+  EXPECT_TRUE(command1()->isEnabled());
+}
+
+TEST_F(DeviceIdTest, AReplyWithABadCrcIsPassedOverAndTheLowestSoundAddressWins) {
+  controllerAt(3).setFaults({.badCrc = true});
+  controllerAt(7);
+  controllerAt(9);
+  start();
+  open();
+  const std::int64_t t = startPass();
+  clock.advance(ms(3000));
+  EXPECT_EQ(edit(screen(), "LTextBox2")->text(), "7");
+  EXPECT_EQ(sentFrom(t).size(), 7u);
+  EXPECT_TRUE(command1()->isEnabled());
+}
+
+TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
+  controllerAt(1);
+  start();
+  open();
+  const std::int64_t t = nowMs();
+  click(command1());
+  clock.advance(ms(241 * 300 - 100));
+  EXPECT_FALSE(command1()->isEnabled());
+  clock.advance(ms(200));
+  EXPECT_TRUE(command1()->isEnabled());
+  EXPECT_EQ(screen().scanAddress(), 241);
+  EXPECT_TRUE(sentFrom(t).empty());
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
+}
+
+TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindToAddressZero) {
+  sim::Controller& device = controllerAt(1);
+  addStation(kStation1, "COM3,9600", "1");
+  start();
+  open();
+  pick(combo(screen()), "COM3,9600");
+
+  // No find yet: the write goes to address 0, a broadcast that nobody answers.
+  type(edit(screen(), "LTextBox2"), "5");
+  std::int64_t t = nowMs();
+  click(button(screen(), "Command2"));
+  EXPECT_TRUE(screen().Timer1.enabled());
+  clock.advance(ms(600));
+  EXPECT_EQ(countSent(t, withCrc("00 06 00 1A 00 05")), 1);
+  EXPECT_FALSE(screen().Timer1.enabled());
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(device.address(), 1);
+
+  // Found at the first tick, then given address 5.
+  click(command1());
+  clock.advance(ms(500));
+  ASSERT_EQ(edit(screen(), "LTextBox2")->text(), "1");
+  type(edit(screen(), "LTextBox2"), "5");
+  t = nowMs();
+  click(button(screen(), "Command2"));
+  clock.advance(ms(600));
+  EXPECT_EQ(countSent(t, exact("01 06 00 1A 00 05 68 0E")), 1);
+  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设备ID设置成功")});
+  EXPECT_EQ(device.address(), 5);
+  EXPECT_EQ(core::getStationDeviceID(kStation1), "1");  // the store is edited apart
+
+  // A second write without a new pass goes to the old address and finds nobody.
+  type(edit(screen(), "LTextBox2"), "6");
+  t = nowMs();
+  click(button(screen(), "Command2"));
+  clock.advance(ms(600));
+  EXPECT_EQ(countSent(t, withCrc("01 06 00 1A 00 06")), 1);
+  EXPECT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(device.address(), 5);
+
+  // An address that is no byte sends nothing.
+  type(edit(screen(), "LTextBox2"), "256");
+  t = nowMs();
+  click(button(screen(), "Command2"));
+  clock.advance(ms(600));
+  for (const Sent& s : sentFrom(t)) EXPECT_EQ(s.frame.find("06001A"), std::string::npos) << s;
+  EXPECT_TRUE(logLines().last().contains(QStringLiteral("未发送任何数据")));
+}
+
+}  // namespace
+}  // namespace xl

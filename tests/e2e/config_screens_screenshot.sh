@@ -1,0 +1,145 @@
+#!/usr/bin/env bash
+# The three configuration screens in a real X server (Xvfb with openbox), against xinglan-sim,
+# each photographed after a read, a find or a command (run by hand):
+#   config_screens_screenshot.sh BIN_DIR OUT_DIR
+# The console runs from a fresh program directory with the demo's port and stations. Each
+# screen is opened from the menu "参数" by keyboard; inside it the station or port is chosen
+# with the Down arrow and the button is pressed by a click at its place in the window (the
+# window's place comes from xwininfo, the button's from the screen's layout):
+#   load.png      负载控制配置 after "读取"
+#   factory.png   系统设置 after "RS485用于并机模式" (its message box closed)
+#   deviceid.png  设备ID设置 after "读取设备ID" found the controller
+# plus factory-open.png and deviceid-open.png just before the click, and factory-message.png
+# with the message box up; they show where the buttons are when the layout changes (the
+# offsets from the window's lower right corner can be given as LOAD_READ_DX/_DY, FACTORY_DX/_DY,
+# ID_READ_DX/_DY).
+# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+set -euo pipefail
+
+xsend() {
+  # xsend click X Y | xsend key KEYSYM [MODIFIER_KEYSYM]
+  python3 - "$@" <<'PY'
+import ctypes, sys, time
+x11 = ctypes.CDLL("libX11.so.6")
+xtst = ctypes.CDLL("libXtst.so.6")
+x11.XOpenDisplay.restype = ctypes.c_void_p
+x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
+x11.XStringToKeysym.restype = ctypes.c_ulong
+for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent", "XTestFakeKeyEvent"):
+    getattr(xtst, f).argtypes = None
+d = x11.XOpenDisplay(None)
+if not d:
+    sys.exit("no display")
+dp = ctypes.c_void_p(d)
+def code(name):
+    return x11.XKeysymToKeycode(dp, x11.XStringToKeysym(name.encode()))
+if sys.argv[1] == "click":
+    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
+    x11.XFlush(dp); time.sleep(0.2)
+    xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
+    xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
+else:
+    mod = code(sys.argv[3]) if len(sys.argv) > 3 else None
+    if mod:
+        xtst.XTestFakeKeyEvent(dp, mod, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
+    xtst.XTestFakeKeyEvent(dp, code(sys.argv[2]), 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
+    xtst.XTestFakeKeyEvent(dp, code(sys.argv[2]), 0, ctypes.c_ulong(0))
+    if mod:
+        x11.XFlush(dp); time.sleep(0.05)
+        xtst.XTestFakeKeyEvent(dp, mod, 0, ctypes.c_ulong(0))
+x11.XFlush(dp)
+x11.XCloseDisplay(dp)
+PY
+}
+
+keys() { for k in "$@"; do xsend key "$k"; sleep 0.4; done; }
+
+# The place of a window by its caption: "X Y W H".
+place() {
+  local g
+  g=$(xwininfo -name "$1")
+  echo "$(echo "$g" | sed -n 's/.*Absolute upper-left X: *//p') $(echo "$g" | sed -n 's/.*Absolute upper-left Y: *//p')" \
+       "$(echo "$g" | sed -n 's/.*Width: *//p') $(echo "$g" | sed -n 's/.*Height: *//p')"
+}
+
+# A click at the lower right of a window, `dx` and `dy` pixels in from its corner.
+click_from_corner() {
+  local x y w h
+  read -r x y w h < <(place "$1")
+  xsend click $((x + w - $2)) $((y + h - $3))
+}
+
+if [ "${1:-}" = "--inside-x" ]; then
+  bin=$2 out=$3
+  openbox >/dev/null 2>&1 &
+  wm=$!
+  "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
+  sim=$!
+  for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
+  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
+  app=$!
+  for _ in $(seq 1 60); do
+    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
+    sleep 1
+  done
+  sleep 10  # the discovery fills the station lists
+
+  # 参数 > 负载配置 > 负载输出模式; the first station; 读取.
+  xsend key p Alt_L; sleep 0.5
+  keys Down Down Right Return
+  sleep 1.5
+  keys Down
+  click_from_corner "负载控制配置" "${LOAD_READ_DX:-137}" "${LOAD_READ_DY:-24}"
+  sleep 2
+  import -window root "$out/load.png"
+  xsend key F4 Alt_L; sleep 0.5
+
+  # 参数 > 系统设置; the first station; RS485用于并机模式, then the message box closed.
+  xsend key p Alt_L; sleep 0.5
+  keys Down Down Down Return
+  sleep 1.5
+  keys Down
+  import -window root "$out/factory-open.png"
+  click_from_corner "系统设置" "${FACTORY_DX:-102}" "${FACTORY_DY:-84}"
+  sleep 2
+  import -window root "$out/factory-message.png"
+  keys Return
+  sleep 1
+  import -window root "$out/factory.png"
+  xsend key F4 Alt_L; sleep 0.5
+
+  # 参数 > 设备参数 > 设备ID设置; the port; 读取设备ID.
+  xsend key p Alt_L; sleep 0.5
+  keys Right Return
+  sleep 1.5
+  keys Down
+  import -window root "$out/deviceid-open.png"
+  click_from_corner "设备ID设置" "${ID_READ_DX:-137}" "${ID_READ_DY:-24}"
+  sleep 3
+  import -window root "$out/deviceid.png"
+
+  status=0
+  if ! kill -0 "$app" 2>/dev/null; then
+    echo "the console exited early:" >&2
+    cat "$bin/console.log" >&2
+    status=1
+  fi
+  kill "$app" 2>/dev/null || true
+  kill -INT "$sim" 2>/dev/null || true
+  wait "$sim" 2>/dev/null || true
+  kill "$wm" 2>/dev/null || true
+  exit $status
+fi
+
+src_bin=$(cd "$1" && pwd)
+out=$(realpath -m "$2")
+mkdir -p "$out"
+bin=$(mktemp -d)
+trap 'rm -rf "$bin"' EXIT
+cp "$src_bin/xinglan" "$src_bin/xinglan-sim" "$bin/"
+mkdir -p "$bin/ports"
+"$src_bin/xinglan-seed-demo" "$bin"
+
+xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out"
+
+cp "$bin/sim.log" "$bin/console.log" "$out/"
