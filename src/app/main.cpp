@@ -9,10 +9,14 @@
 #include "platform/qt_scheduler.h"
 #include "platform/qt_serial_port.h"
 #include "shell/frm_mdi.h"
+#include "ui/registry.h"
+#include "ui/translations.h"
 
 int main(int argc, char** argv) {
   QApplication app(argc, argv);
-  QApplication::setApplicationDisplayName(QStringLiteral("星澜站点监控软件"));
+  // No application display name: Qt would append it to every window title, and the main
+  // window's title with a maximised child would name the program twice.
+  xl::ui::installQtChinese(app);
 
   xl::platform::QtScheduler scheduler;
   xl::platform::setScheduler(&scheduler);
@@ -20,7 +24,7 @@ int main(int argc, char** argv) {
     return xl::platform::resolvePortPath(xl::core::programDir().toStdString(), name);
   });
   xl::platform::setPortDriver(&driver);
-  xl::platform::QtDialogs dialogs;
+  xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"));
   xl::platform::setDialogs(&dialogs);
 
   xl::core::Main([] {
@@ -28,5 +32,7 @@ int main(int argc, char** argv) {
     mdi.show();
     mdi.MDIForm_Load();
   });
-  return app.exec();
+  const int status = app.exec();
+  xl::ui::discardAll();
+  return status;
 }

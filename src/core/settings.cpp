@@ -66,7 +66,8 @@ QString leftCharacters(const QString& text, qsizetype limit) {
   return text.left(limit);
 }
 
-bool isKeyLead(QChar c) { return c != u'[' && c != u';' && c != u'#'; }
+// Only ';' starts a comment line in the profile calls; '#' is an ordinary first character.
+bool isKeyLead(QChar c) { return c != u'[' && c != u';'; }
 
 // A section or key name as the profile calls take it: a C text, blanks around it ignored.
 QString nameOf(const QString& text) { return trimBlanks(cutAtNul(text)); }
@@ -111,7 +112,7 @@ IniDocument::Line IniDocument::makeLine(const QByteArray& bytes, const QByteArra
   const QString trimmed = trimBlanks(text);
   if (trimmed.isEmpty()) {
     line.kind = Kind::Blank;
-  } else if (trimmed.front() == u';' || trimmed.front() == u'#') {
+  } else if (trimmed.front() == u';') {
     line.kind = Kind::Comment;
   } else if (trimmed.front() == u'[') {
     line.kind = Kind::Section;

@@ -21,7 +21,7 @@ namespace xl::core {
 // and a change touches only the line it writes. Reading rules, chosen so that a hand-edited file
 // reads as its editor meant it:
 // - lines end in LF or CR LF; blanks around section names, keys and "=" don't count;
-// - empty lines, lines starting with ';' or '#', and lines without '=' are skipped;
+// - empty lines, lines starting with ';' (not '#', as in the profile calls), and lines without '=' are skipped;
 // - "[name]" opens a section; its name runs to the last ']' on the line;
 // - keys before the first section belong to none and are never found;
 // - of several sections with one name only the first is used; of several equal keys in it, the
@@ -43,7 +43,7 @@ class IniDocument {
   // As with the Windows calls, which take C texts, each text ends at its first NUL; a value
   // also ends at its first line break, since the rest could not be read back as part of it.
   // Returns false, changing nothing, for a name that could never be found again: a section or
-  // key with a line break, a key with '=' or starting with '[', ';' or '#', or a name that the
+  // key with a line break, a key with '=' or starting with '[' or ';', or a name that the
   // file's encoding cannot hold.
   bool set(const QString& section, const QString& key, const QString& value);
 

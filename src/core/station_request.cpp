@@ -18,8 +18,10 @@ bool trySendToStation(link::SerialSession& session, const QString& name, const c
   try {
     requestStation(session, name, literal);
     return true;
-  } catch (const RuntimeFailure& f) {
-    appendLog(name + QStringLiteral(": ") + QString::fromStdString(f.what()));
+  } catch (const RuntimeFailure&) {
+    // The operator reads Chinese only; the one failure here is an address that is no bus
+    // address (the port's own failures are silent in the session).
+    appendLog(name + QStringLiteral("：设备ID无效，请求未发送"));
     return false;
   }
 }

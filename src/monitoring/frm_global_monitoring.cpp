@@ -1,19 +1,17 @@
 #include "monitoring/frm_global_monitoring.h"
 
-#include <QCloseEvent>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "core/station_request.h"
 #include "core/station_store.h"
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"
 #include "link/vb_numbers.h"
-#include "monitoring/frm_maintenance_record.h"
 #include "platform/failure.h"
-#include "shell/frm_mdi.h"
 
 namespace xl::monitoring {
 
@@ -37,12 +35,22 @@ const Column kColumns[] = {
 };
 constexpr int kColumnCount = 15;
 
-QString q(const std::string& s) { return QString::fromStdString(s); }
+using ui::q;
+
+WatchedStation* gWatched = nullptr;
+ReplyStore& replyStore() {
+  static ReplyStore store;
+  return store;
+}
 
 }  // namespace
 
+void FrmGlobalMonitoring::setWatchedStation(WatchedStation* w) { gWatched = w; }
+void FrmGlobalMonitoring::setReplyStore(ReplyStore store) { replyStore() = std::move(store); }
+
 FrmGlobalMonitoring::FrmGlobalMonitoring()
-    : MSComm1("FrmGlobalMonitoring.MSComm1",
+    : ui::Screen("FrmGlobalMonitoring", QStringLiteral("全局监控")),
+      MSComm1("FrmGlobalMonitoring.MSComm1",
               [this] {
                 link::SessionOptions o;
                 o.showReplyText = [this](const std::string& text) { Text1->setText(q(text)); };
@@ -53,8 +61,6 @@ FrmGlobalMonitoring::FrmGlobalMonitoring()
                 readDatasA2(reply);
                 readDatasA3(reply);
               }) {
-  setObjectName("FrmGlobalMonitoring");
-  setWindowTitle(QStringLiteral("全局监控"));
   link::SerialSession::setScanControl(&MSComm1.control());
 
   VsFList1 = new platform::FlexGrid(this);
@@ -62,12 +68,12 @@ FrmGlobalMonitoring::FrmGlobalMonitoring()
   Text1 = new QLineEdit(this);
   Text1->setObjectName("Text1");
   Text1->setVisible(false);
-  Frame1 = new QGroupBox(this);
+  auto* Frame1 = new QGroupBox(this);
   Frame1->setObjectName("Frame1");
   auto* frameLayout = new QHBoxLayout(Frame1);
-  Label1 = new QLabel(QStringLiteral("Energy Generated(kWh)"), Frame1);
+  auto* Label1 = new QLabel(QStringLiteral("Energy Generated(kWh)"), Frame1);
   Label1->setObjectName("Label1");
-  Label2 = new QLabel(QStringLiteral("0"), Frame1);
+  auto* Label2 = new QLabel(QStringLiteral("0"), Frame1);
   Label2->setObjectName("Label2");
   frameLayout->addWidget(Label1);
   frameLayout->addWidget(Label2);
@@ -106,10 +112,46 @@ void FrmGlobalMonitoring::Form_Load() {
   for (int c = 0; c < kColumnCount - 1; ++c) VsFList1->setTextMatrix(0, c, QString::fromUtf8(kColumns[c].header));
 }
 
-void FrmGlobalMonitoring::closeEvent(QCloseEvent* event) {
-  // The engine outlives its window: closing only hides it.
-  event->ignore();
-  hide();
+// --- Named operations ----------------------------------------------------------------------
+
+void FrmGlobalMonitoring::clearStations() { platform::formatGrid(*VsFList1, false); }
+
+void FrmGlobalMonitoring::appendStation(const QString& name, const QString& deviceId) {
+  VsFList1->setRows(VsFList1->rows() + 1);
+  const int r = VsFList1->rows() - 1;
+  VsFList1->setTextMatrix(r, 0, name);
+  VsFList1->setTextMatrix(r, 1, deviceId);
+}
+
+QList<FrmGlobalMonitoring::StationRow> FrmGlobalMonitoring::stations() const {
+  QList<StationRow> out;
+  for (int r = 1; r < VsFList1->rows(); ++r)
+    out.append({VsFList1->textMatrix(r, 0), VsFList1->textMatrix(r, 1), answered(r)});
+  return out;
+}
+
+void FrmGlobalMonitoring::startDiscovery(std::function<void()> whenDone) {
+  discoveryDone_ = std::move(whenDone);
+  infoRow_ = 0;
+  Timer4.setEnabled(true);
+}
+
+void FrmGlobalMonitoring::pauseRest() { Timer2.setEnabled(false); }
+
+void FrmGlobalMonitoring::resumeRest() {
+  if (readInterval_ > 0) Timer2.setEnabled(true);
+}
+
+void FrmGlobalMonitoring::setReadInterval(int seconds) {
+  readInterval_ = std::max(seconds, 0);
+  if (readInterval_ == 0) Timer2.setEnabled(false);
+}
+
+void FrmGlobalMonitoring::endDiscovery() {
+  infoRow_ = 0;
+  Timer4.setEnabled(false);
+  infoPass_ = 0;
+  resumeRest();
 }
 
 bool FrmGlobalMonitoring::answered(int row) const {
@@ -133,43 +175,37 @@ void FrmGlobalMonitoring::Timer4_Timer() {
     for (;;) {
       const int rows = VsFList1->rows();
       if (rows < 2) return;  // nothing to ask yet; the timer stays on
-      if (infoRow >= rows - 1) {
-        infoRow = 0;
+      if (infoRow_ >= rows - 1) {
+        infoRow_ = 0;
         ++infoPass_;
         if (infoPass_ >= 3) {
-          shell::FrmMDI::instance().setStationEnabled();
-          infoRow = 0;
-          Timer2.setEnabled(true);
-          Timer4.setEnabled(false);
-          infoPass_ = 0;
+          if (discoveryDone_) discoveryDone_();
+          endDiscovery();
         }
         return;
       }
-      ++infoRow;
+      ++infoRow_;
       // The second and third passes ask only the stations that have not answered.
-      if (infoPass_ > 0 && answered(infoRow)) continue;
+      if (infoPass_ > 0 && answered(infoRow_)) continue;
       break;
     }
-    sendToRow(infoRow, " 03 000A 0011");
+    sendToRow(infoRow_, " 03 000A 0011");
   } catch (const std::exception&) {
-    infoRow = 0;
-    Timer2.setEnabled(true);
-    Timer4.setEnabled(false);
-    infoPass_ = 0;
+    endDiscovery();
   }
 }
 
 void FrmGlobalMonitoring::readDatasA1(Bytes& reply) {
   if (reply.size() != link::kDeviceInfoLength) return;
-  VsFList1->setCellData(infoRow, 2, QByteArray(reinterpret_cast<const char*>(reply.data()), static_cast<int>(reply.size())));
-  VsFList1->setTextMatrix(infoRow, answerColumn(), QStringLiteral("1"));
+  VsFList1->setCellData(infoRow_, 2, QByteArray(reinterpret_cast<const char*>(reply.data()), static_cast<int>(reply.size())));
+  VsFList1->setTextMatrix(infoRow_, answerColumn(), QStringLiteral("1"));
 }
 
 // --- Rest and data passes -----------------------------------------------------------------
 
 void FrmGlobalMonitoring::Timer2_Timer() {
   ++idleTicks_;
-  if (idleTicks_ > readInterval) {
+  if (idleTicks_ > readInterval_) {
     Timer1.setEnabled(true);
     idleTicks_ = 0;
   }
@@ -208,17 +244,17 @@ void FrmGlobalMonitoring::Timer1_Timer() { dataPassTick(" 03 0100 0023", Timer1,
 void FrmGlobalMonitoring::Timer3_Timer() { dataPassTick(" 03 E0 1D 0001", Timer3, nullptr); }
 
 bool FrmGlobalMonitoring::isWatched(int row) const {
-  return watched_ && watched_->monitoringRuns() && watched_->watchedName() == VsFList1->textMatrix(row, 0);
+  return gWatched && gWatched->monitoringRuns() && gWatched->watchedName() == VsFList1->textMatrix(row, 0);
 }
 
 void FrmGlobalMonitoring::readDatasA2(Bytes& reply) {
   if (reply.size() != link::kRealTimeLength) return;
   const QByteArray stored(reinterpret_cast<const char*>(reply.data()), static_cast<int>(reply.size()));
   VsFList1->setCellData(scanRow_, 0, stored);
-  if (FrmMaintenanceRecord::exists()) FrmMaintenanceRecord::instance().VSFlexGrid1->setCellData(scanRow_, 0, stored);
+  if (replyStore()) replyStore()(scanRow_, stored);
   // The watched station's screen gets the reply first; it exchanges the fault words in this
   // very array, so this row then shows the other fault register.
-  if (isWatched(scanRow_)) watched_->readDatasA2(reply);
+  if (isWatched(scanRow_)) gWatched->readDatasA2(reply);
   if (scanRow_ == 0) return;
 
   const auto block = link::decodeRealTime(reply, link::Reader::Scan);
@@ -245,7 +281,7 @@ void FrmGlobalMonitoring::readDatasA3(Bytes& reply) {
   const auto manual = link::loadModeIsManual(reply);
   if (!manual) return;
   VsFList1->setCellData(scanRow_, 1, *manual ? 1 : 0);
-  if (isWatched(scanRow_)) watched_->readDatasA3(reply);
+  if (isWatched(scanRow_)) gWatched->readDatasA3(reply);
 }
 
 }  // namespace xl::monitoring

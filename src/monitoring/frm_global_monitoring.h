@@ -7,15 +7,16 @@
 // (Timer2). Every good reply goes to the station's row, to the recorder's grid, and, for the
 // station watched on the real-time screen, to that screen.
 
-#include <QWidget>
+#include <QByteArray>
+#include <QList>
+#include <functional>
 
 #include "link/serial_session.h"
 #include "platform/flex_grid.h"
-#include "platform/singleton.h"
 #include "platform/timer.h"
+#include "ui/registry.h"
+#include "ui/screen.h"
 
-class QGroupBox;
-class QLabel;
 class QLineEdit;
 
 namespace xl::monitoring {
@@ -33,20 +34,48 @@ class WatchedStation {
   virtual void readDatasA3(Bytes& reply) = 0;
 };
 
-class FrmGlobalMonitoring : public QWidget, public platform::Singleton<FrmGlobalMonitoring> {
+// Where the scan leaves each station's last real-time reply: the recorder's grid, at the same
+// row. The recorder registers itself here when it exists.
+using ReplyStore = std::function<void(int row, const QByteArray& reply)>;
+
+class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMonitoring> {
   Q_OBJECT
-  friend class platform::Singleton<FrmGlobalMonitoring>;
+  friend class ui::Singleton<FrmGlobalMonitoring>;
 
  public:
+  // --- Named operations: what other screens may ask of the scan ----------------------------
 
-  // Column of the hidden answer mark, found by its key.
-  static constexpr const char* kAnswerKey = "wwwwww";
-  int answerColumn() const { return VsFList1->colIndex(kAnswerKey); }
+  // The screens it feeds register themselves (static: no screen is created by this).
+  static void setWatchedStation(WatchedStation* w);
+  static void setReplyStore(ReplyStore store);
+
+  // The stations of the table, loaded by the shell port by port.
+  struct StationRow {
+    QString name;
+    QString deviceId;
+    bool answered = false;
+  };
+  void clearStations();
+  void appendStation(const QString& name, const QString& deviceId);
+  QList<StationRow> stations() const;
   bool answered(int row) const;
 
-  void setWatchedStation(WatchedStation* w) { watched_ = w; }
+  // Starts a discovery from the first row; `whenDone` runs after its third pass (the shell
+  // marks its tree and fills the station lists). A failure in it ends the discovery as any
+  // failure of the discovery does.
+  void startDiscovery(std::function<void()> whenDone);
 
-  // Handlers, public for the screens that drive them and for tests.
+  // The rest counter, the pause of the scan: a screen that needs the line for long pauses it
+  // and resumes it when done. A round that is under way is not stopped.
+  void pauseRest();
+  void resumeRest();
+
+  // Seconds of rest between rounds. 0 stops the scan: the rest counter stays off, after a
+  // discovery too, until another interval is set.
+  void setReadInterval(int seconds);
+  int readInterval() const { return readInterval_; }
+
+  // --- Handlers, public for tests ---------------------------------------------------------
   void Timer1_Timer();
   void Timer2_Timer();
   void Timer3_Timer();
@@ -55,27 +84,19 @@ class FrmGlobalMonitoring : public QWidget, public platform::Singleton<FrmGlobal
   void readDatasA2(Bytes& reply);
   void readDatasA3(Bytes& reply);
 
-  platform::FlexGrid* VsFList1;
-  QLineEdit* Text1;  // the hexadecimal text of the last reply; not shown
-  QGroupBox* Frame1;
-  QLabel* Label1;
-  QLabel* Label2;
-  platform::Timer Timer1;
-  platform::Timer Timer2;
-  platform::Timer Timer3;
-  platform::Timer Timer4;
-  link::SerialSession MSComm1;
+  // Column of the hidden answer mark, found by its key.
+  static constexpr const char* kAnswerKey = "wwwwww";
 
-  int readInterval = 0;  // seconds of rest between rounds
-  int infoRow = 0;       // row of the discovery, 0 = before the first row
-
- protected:
-  void closeEvent(QCloseEvent* event) override;
+  platform::Timer Timer1;  // real-time pass
+  platform::Timer Timer2;  // rest counter
+  platform::Timer Timer3;  // load mode pass
+  platform::Timer Timer4;  // discovery
 
  private:
   FrmGlobalMonitoring();
   ~FrmGlobalMonitoring() override;
   void Form_Load();
+  int answerColumn() const { return VsFList1->colIndex(kAnswerKey); }
   // Sends `literal` to the station of `row`, by its name in column 0.
   void sendToRow(int row, const char* literal);
   // One step of a data pass: the next answering row, or the end of the pass (false).
@@ -84,11 +105,19 @@ class FrmGlobalMonitoring : public QWidget, public platform::Singleton<FrmGlobal
   // pass ends and `nextPass` (if any) is turned on.
   void dataPassTick(const char* literal, platform::Timer& pass, platform::Timer* nextPass);
   bool isWatched(int row) const;
+  // The end of a discovery: the rest counter goes on, unless the read interval is 0.
+  void endDiscovery();
 
-  int scanRow_ = 0;    // row of the data passes, 0 = before the first row
-  int idleTicks_ = 0;  // seconds counted toward readInterval
-  int infoPass_ = 0;   // finished discovery passes
-  WatchedStation* watched_ = nullptr;
+  platform::FlexGrid* VsFList1;
+  QLineEdit* Text1;  // the hexadecimal text of the last reply; not shown
+  link::SerialSession MSComm1;
+
+  int readInterval_ = 0;  // seconds of rest between rounds
+  int infoRow_ = 0;       // row of the discovery, 0 = before the first row
+  int scanRow_ = 0;       // row of the data passes, 0 = before the first row
+  int idleTicks_ = 0;     // seconds counted toward readInterval
+  int infoPass_ = 0;      // finished discovery passes
+  std::function<void()> discoveryDone_;
 };
 
 }  // namespace xl::monitoring

@@ -1,6 +1,5 @@
 #include "monitoring/frm_maintenance_record.h"
 
-#include <QCloseEvent>
 #include <QComboBox>
 #include <QFormLayout>
 #include <QVBoxLayout>
@@ -15,9 +14,7 @@ namespace {
 const QString kSection = QStringLiteral("Maintenance Record");
 }  // namespace
 
-FrmMaintenanceRecord::FrmMaintenanceRecord() {
-  setObjectName("FrmMaintenanceRecord");
-  setWindowTitle(QStringLiteral("数据保存"));
+FrmMaintenanceRecord::FrmMaintenanceRecord() : ui::Screen("FrmMaintenanceRecord", QStringLiteral("数据保存")) {
 
   Combo1 = new QComboBox(this);
   Combo1->setObjectName("Combo1");
@@ -34,10 +31,22 @@ FrmMaintenanceRecord::FrmMaintenanceRecord() {
 
   Timer1.setInterval(1000);
   Timer1.setOnTick([this] { Timer1_Timer(); });
+  FrmGlobalMonitoring::setReplyStore([this](int row, const QByteArray& reply) { storeReply(row, reply); });
   Form_Load();
 }
 
-FrmMaintenanceRecord::~FrmMaintenanceRecord() {
+FrmMaintenanceRecord::~FrmMaintenanceRecord() { FrmGlobalMonitoring::setReplyStore({}); }
+
+void FrmMaintenanceRecord::storeReply(int row, const QByteArray& reply) { VSFlexGrid1->setCellData(row, 0, reply); }
+
+void FrmMaintenanceRecord::clearStations() { platform::formatGrid(*VSFlexGrid1, false); }
+
+void FrmMaintenanceRecord::appendStation(const QString& name, const QString& deviceId) {
+  VSFlexGrid1->setRows(VSFlexGrid1->rows() + 1);
+  const int r = VSFlexGrid1->rows() - 1;
+  VSFlexGrid1->setTextMatrix(r, 1, name);
+  VSFlexGrid1->setTextMatrix(r, 2, deviceId);
+  Timer1.setEnabled(true);
 }
 
 void FrmMaintenanceRecord::Form_Load() {
@@ -53,11 +62,6 @@ void FrmMaintenanceRecord::Form_Load() {
   Timer1.setEnabled(true);
 }
 
-void FrmMaintenanceRecord::closeEvent(QCloseEvent* event) {
-  event->ignore();
-  hide();
-}
-
 void FrmMaintenanceRecord::Timer1_Timer() {
   QString interval = core::readIni(kSection, QStringLiteral("Read Interval"));
   if (interval.isEmpty()) interval = QStringLiteral("10");
@@ -67,12 +71,15 @@ void FrmMaintenanceRecord::Timer1_Timer() {
   Timer1.setEnabled(false);
 
   // The pace of the global monitor's polling.
+  // A value of 0 (or none) stops the scan, after a discovery too.
   auto& scan = FrmGlobalMonitoring::instance();
-  scan.Timer2.setEnabled(false);
+  scan.pauseRest();
   const double seconds = val(Combo1->currentText().toStdString());
   if (seconds > 0) {
-    scan.readInterval = static_cast<int>(roundHalfEven(std::min(seconds, 2147483647.0)));
-    scan.Timer2.setEnabled(true);
+    scan.setReadInterval(static_cast<int>(roundHalfEven(std::min(seconds, 2147483647.0))));
+    scan.resumeRest();
+  } else {
+    scan.setReadInterval(0);
   }
 }
 

@@ -6,34 +6,62 @@
 // Its values arrive through FrmRealTimeMonitoring::readDatasA2, which also draws the curves;
 // of its own it sends one real-time request 900 ms after a station choice, so the day boxes
 // fill once even with monitoring off. Station, start/stop state and identity are mirrored
-// with the real-time screen.
-
-#include <QWidget>
+// with the real-time screen, through the named operations below and DailyPartner.
 
 #include "link/serial_session.h"
-#include "platform/singleton.h"
 #include "platform/timer.h"
+#include "ui/auto_start.h"
+#include "ui/registry.h"
+#include "ui/screen.h"
 
-class QComboBox;
 class QLineEdit;
 class QPushButton;
+
+namespace xl::ui {
+class StationBox;
+}
 
 namespace xl::monitoring {
 
 class DayChart;
 
-class FrmMonitoring1 : public QWidget, public platform::Singleton<FrmMonitoring1> {
+// What the daily screen asks of the real-time screen, which registers itself here. (The
+// real-time screen calls the daily screen by name; this keeps the daily screen free of it.)
+class DailyPartner {
+ public:
+  virtual ~DailyPartner();
+  virtual void setCombo1Text(const QString& text) = 0;
+  virtual void Command2Click() = 0;
+  virtual void Command9Click() = 0;
+};
+
+class FrmMonitoring1 : public ui::Screen, public ui::Singleton<FrmMonitoring1> {
   Q_OBJECT
-  friend class platform::Singleton<FrmMonitoring1>;
+  friend class ui::Singleton<FrmMonitoring1>;
 
  public:
-  void readDatasA1(Bytes& reply);
-  // Fills the ten day boxes; no length test, a short reply fills those it holds.
-  void readDatasA2(Bytes& reply);
+  static constexpr int kChartPoints = 30;
+  static void setPartner(DailyPartner* partner);
 
+  // --- Named operations, for the real-time screen -----------------------------------------
   // Writes the station box as code does: when the text differs, the change event runs.
   void setCombo1Text(const QString& text);
+  // Start and stop as shown here: Command2, Command9 and Combo1.
+  void showRunning(bool running);
+  // True while monitoring runs here (Command2 disabled): the curves then move.
+  bool monitoringRuns() const;
+  // The identity boxes LTextBox3 (model), LTextBox4 (device version), LTextBox5 (serial).
+  enum class Identity { Model, DeviceVersion, SerialNumber };
+  QString identityText(Identity which) const;
+  void setIdentityText(Identity which, const QString& text);
+  // The three curves: 0 voltage, 1 current, 2 power.
+  void updateCurve(int curve, double array, double battery, double load, double& axisTop);
+  // Fills the ten day boxes; no length test, a short reply fills those it holds.
+  void readDatasA2(Bytes& reply);
+  void ClearAll();
 
+  // --- Handlers -----------------------------------------------------------------------------
+  void readDatasA1(Bytes& reply);
   void Combo1_Click();
   void Combo1_Change();
   void Command2_Click();
@@ -41,37 +69,29 @@ class FrmMonitoring1 : public QWidget, public platform::Singleton<FrmMonitoring1
   void Command9Click() { Command9_Click(); }
   void Timer1_Timer();
   void Timer2_Timer();
-  void Timer3_Timer();
-  void ClearAll();
-
-  QComboBox* Combo1;
-  QLineEdit *LTextBox2, *LTextBox3, *LTextBox4, *LTextBox5;
-  QLineEdit* Text1;  // the hex text of the last own reply; not shown
-  QLineEdit* Text3;  // the clock
-  // The day values, in the order of the reply.
-  QLineEdit *Text23, *Text22, *Text21, *Text20, *Text24, *Text25, *Text26, *Text27, *Text8, *Text12;
-  // The captions over the curves.
-  QLineEdit *Text2, *Text4, *Text5;
-  DayChart *MSChart1, *MSChart2, *MSChart3;
-  QPushButton* Command2;
-  QPushButton* Command9;
 
   platform::Timer Timer1;  // 900 ms, one real-time request after a choice
   platform::Timer Timer2;  // 1000 ms, the clock
-  platform::Timer Timer3;  // 5000 ms, automatic start
-  link::SerialSession MSComm1;
-
+  ui::AutoStart autoStart; // Timer3, 5000 ms
   std::int32_t pendingRead = 0;
-  std::int32_t autoStartPending = 0;
-
- protected:
-  void closeEvent(QCloseEvent* event) override;
 
  private:
   FrmMonitoring1();
   ~FrmMonitoring1() override;
+  QLineEdit* identityBox(Identity which) const;
 
-  bool keepEmptyAfterInsert_ = false;
+  ui::StationBox* Combo1;
+  QLineEdit *LTextBox2, *LTextBox3, *LTextBox4, *LTextBox5;
+  QLineEdit* Text1;  // the hex text of the last own reply; not shown
+  QLineEdit* Text3;  // the clock
+  // The day values, in the order of the reply.
+  QList<QLineEdit*> dayBoxes_;
+  // The captions over the curves.
+  QLineEdit *Text2, *Text4, *Text5;
+  DayChart* charts_[3];
+  QPushButton* Command2;
+  QPushButton* Command9;
+  link::SerialSession MSComm1;
 };
 
 }  // namespace xl::monitoring

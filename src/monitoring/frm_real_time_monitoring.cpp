@@ -1,15 +1,10 @@
 #include "monitoring/frm_real_time_monitoring.h"
 
-#include <QAbstractItemModel>
-#include <QCloseEvent>
-#include <QComboBox>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMdiSubWindow>
 #include <QPainter>
 #include <QPushButton>
 #include <QRadioButton>
@@ -22,16 +17,19 @@
 #include "link/frame_codec.h"
 #include "link/vb_numbers.h"
 #include "monitoring/day_charts.h"
-#include "monitoring/station_controls.h"
 #include "monitoring/frm_monitoring1.h"
 #include "platform/dialogs.h"
-#include "shell/frm_mdi.h"
+#include "ui/form.h"
+#include "ui/input.h"
+#include "ui/station_box.h"
 
 namespace xl::monitoring {
 
 namespace {
 
-QString q(const std::string& s) { return QString::fromStdString(s); }
+using ui::Field;
+using ui::q;
+
 double number(const QLineEdit* box) { return val(box->text().toStdString()); }
 
 // The fixed picture of a panel, drawn once: the solar array, the battery, the load (a lamp)
@@ -107,32 +105,53 @@ class PanelPicture : public QWidget {
   Kind kind_;
 };
 
-QLineEdit* box(QWidget* parent, const char* name) { return displayBox(parent, name, 90); }
-
 // A titled panel: its picture on the left, the labelled boxes on the right.
 QGroupBox* panel(QWidget* parent, const char* name, const QString& title, PanelPicture::Kind kind,
-                 std::initializer_list<std::pair<QString, QLineEdit**>> rows, const char* boxNames[],
-                 int columns = 1) {
+                 std::span<const Field> fields, QList<QLineEdit*>& boxes, int columns = 1) {
   auto* frame = new QGroupBox(title, parent);
   frame->setObjectName(QString::fromLatin1(name));
   auto* layout = new QHBoxLayout(frame);
   layout->addWidget(new PanelPicture(kind, frame), 0, Qt::AlignTop);
   auto* grid = new QGridLayout;
-  int i = 0;
-  for (const auto& [label, target] : rows) {
-    *target = box(frame, boxNames[i]);
-    grid->addWidget(new QLabel(label, frame), i / columns, (i % columns) * 2);
-    grid->addWidget(*target, i / columns, (i % columns) * 2 + 1);
-    ++i;
-  }
+  boxes = ui::addFields(grid, frame, fields, columns);
   layout->addLayout(grid, 1);
   return frame;
 }
 
+const Field kIdentity[] = {
+    {.name = "LTextBox2", .caption = "设备ID", .width = 60},
+    {.name = "LTextBox3", .caption = "设备型号", .width = 120},
+    {.name = "LTextBox4", .caption = "设备版本", .width = 80, .labelName = "Label34"},
+    {.name = "LTextBox5", .caption = "设备SN码", .width = 90},
+};
+const Field kArray[] = {
+    {.name = "Text2", .caption = "电流(A)"},
+    {.name = "Text3", .caption = "电压(V)"},
+    {.name = "Text4", .caption = "功率(W)"},
+    {.name = "Text6", .caption = "工作状态"},
+};
+const Field kBattery[] = {
+    {.name = "Text9", .caption = "电压(V)"},    {.name = "Text13", .caption = "电流(A)"},
+    {.name = "Text11", .caption = "电量(%)"},   {.name = "Text7", .caption = "温度(℃)"},
+    {.name = "Text5", .caption = "充电状态"},   {.name = "Text10", .caption = "蓄电池状态"},
+};
+const Field kLoad[] = {
+    {.name = "Text16", .caption = "电压(V)"},
+    {.name = "Text17", .caption = "电流(A)"},
+    {.name = "Text15", .caption = "功率(W)"},
+    {.name = "Text14", .caption = "负载状态"},
+};
+const Field kDevice[] = {
+    {.name = "Text18", .caption = "设备温度(℃)"},
+    {.name = "Text19", .caption = "设备状态"},
+};
+
 }  // namespace
 
 FrmRealTimeMonitoring::FrmRealTimeMonitoring()
-    : MSComm1("FrmRealTimeMonitoring.MSComm1",
+    : ui::Screen("FrmRealTimeMonitoring", QStringLiteral("实时监控")),
+      autoStart([this] { Command2_Click(); }),
+      MSComm1("FrmRealTimeMonitoring.MSComm1",
               [] {
                 link::SessionOptions o;
                 o.leaveOnEmptyPortText = true;
@@ -146,62 +165,40 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
                   default: break;  // 4: the echo of a load command is dropped
                 }
               }) {
-  setObjectName("FrmRealTimeMonitoring");
-  setWindowTitle(QStringLiteral("实时监控"));
-
-  // Identity row.
+  // Identity row: the station box and four boxes; the software version hides under the
+  // device version.
   auto* identity = new QGridLayout;
-  Combo1 = stationBox(this);
-  LTextBox2 = box(this, "LTextBox2");
-  LTextBox3 = box(this, "LTextBox3");
-  LTextBox4 = box(this, "LTextBox4");
-  SoftSw = box(this, "SoftSw");
+  Combo1 = new ui::StationBox(this);
+  auto* stationLabel = new QLabel(QStringLiteral("选择站点"), this);
+  stationLabel->setBuddy(Combo1);
+  identity->addWidget(stationLabel, 0, 0);
+  identity->addWidget(Combo1, 0, 1);
+  auto* identityBoxes = new QGridLayout;
+  const auto ids = ui::addFields(identityBoxes, this, kIdentity, 4);
+  identity->addLayout(identityBoxes, 0, 2);
+  LTextBox2 = ids[0];
+  LTextBox3 = ids[1];
+  LTextBox4 = ids[2];
+  LTextBox5 = ids[3];
+  Label34 = ui::labelFor(LTextBox4);
+  SoftSw = ui::makeBox(this, {.name = "SoftSw", .width = 80});
   SoftSw->setVisible(false);
-  LTextBox5 = box(this, "LTextBox5");
-  Label34 = new QLabel(QStringLiteral("设备版本"), this);
-  Label34->setObjectName("Label34");
-  Text1 = box(this, "Text1");
+  int row, column, rowSpan, columnSpan;
+  identityBoxes->getItemPosition(identityBoxes->indexOf(LTextBox4), &row, &column, &rowSpan, &columnSpan);
+  identityBoxes->addWidget(SoftSw, row, column);
+  Text1 = ui::makeBox(this, {.name = "Text1"});
   Text1->setText(QStringLiteral("01 03 000A 0011"));
   Text1->setVisible(false);
-  identity->addWidget(new QLabel(QStringLiteral("选择站点"), this), 0, 0);
-  identity->addWidget(Combo1, 0, 1);
-  identity->addWidget(new QLabel(QStringLiteral("设备ID"), this), 0, 2);
-  identity->addWidget(LTextBox2, 0, 3);
-  identity->addWidget(new QLabel(QStringLiteral("设备型号"), this), 0, 4);
-  identity->addWidget(LTextBox3, 0, 5);
-  identity->addWidget(Label34, 1, 0);
-  identity->addWidget(LTextBox4, 1, 1);
-  identity->addWidget(SoftSw, 1, 1);
-  identity->addWidget(new QLabel(QStringLiteral("设备SN码"), this), 1, 2);
-  identity->addWidget(LTextBox5, 1, 3);
 
-  static const char* arrayNames[] = {"Text2", "Text3", "Text4", "Text6"};
-  static const char* batteryNames[] = {"Text9", "Text13", "Text11", "Text7", "Text5", "Text10"};
-  static const char* loadNames[] = {"Text16", "Text17", "Text15", "Text14"};
-  static const char* deviceNames[] = {"Text18", "Text19"};
-  QGroupBox* arrayPanel = panel(this, "Frame1", QStringLiteral("太阳能电池板信息"), PanelPicture::Array,
-                                {{QStringLiteral("电流(A)"), &Text2},
-                                 {QStringLiteral("电压(V)"), &Text3},
-                                 {QStringLiteral("功率(W)"), &Text4},
-                                 {QStringLiteral("工作状态"), &Text6}},
-                                arrayNames);
-  QGroupBox* batteryPanel = panel(this, "Frame2", QStringLiteral("蓄电池信息"), PanelPicture::Battery,
-                                  {{QStringLiteral("电压(V)"), &Text9},
-                                   {QStringLiteral("电流(A)"), &Text13},
-                                   {QStringLiteral("电量(%)"), &Text11},
-                                   {QStringLiteral("温度(℃)"), &Text7},
-                                   {QStringLiteral("充电状态"), &Text5},
-                                   {QStringLiteral("蓄电池状态"), &Text10}},
-                                  batteryNames, 2);
-  QGroupBox* loadPanel = panel(this, "Frame3", QStringLiteral("负载信息"), PanelPicture::Load,
-                               {{QStringLiteral("电压(V)"), &Text16},
-                                {QStringLiteral("电流(A)"), &Text17},
-                                {QStringLiteral("功率(W)"), &Text15},
-                                {QStringLiteral("负载状态"), &Text14}},
-                               loadNames);
-  QGroupBox* devicePanel = panel(this, "Frame4", QStringLiteral("设备信息"), PanelPicture::Device,
-                                 {{QStringLiteral("设备温度(℃)"), &Text18}, {QStringLiteral("设备状态"), &Text19}},
-                                 deviceNames);
+  QList<QLineEdit*> b;
+  QGroupBox* arrayPanel = panel(this, "Frame1", QStringLiteral("太阳能电池板信息"), PanelPicture::Array, kArray, b);
+  Text2 = b[0], Text3 = b[1], Text4 = b[2], Text6 = b[3];
+  QGroupBox* batteryPanel = panel(this, "Frame2", QStringLiteral("蓄电池信息"), PanelPicture::Battery, kBattery, b, 2);
+  Text9 = b[0], Text13 = b[1], Text11 = b[2], Text7 = b[3], Text5 = b[4], Text10 = b[5];
+  QGroupBox* loadPanel = panel(this, "Frame3", QStringLiteral("负载信息"), PanelPicture::Load, kLoad, b);
+  Text16 = b[0], Text17 = b[1], Text15 = b[2], Text14 = b[3];
+  QGroupBox* devicePanel = panel(this, "Frame4", QStringLiteral("设备信息"), PanelPicture::Device, kDevice, b);
+  Text18 = b[0], Text19 = b[1];
 
   // The manual load switch lives in the load panel.
   Picture9 = new QGroupBox(QStringLiteral("手动模式下"), loadPanel);
@@ -211,7 +208,7 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
   Option1->setObjectName("Option1");
   Option2 = new QRadioButton(QStringLiteral("关闭负载"), Picture9);
   Option2->setObjectName("Option2");
-  auto* switchLayout = new QHBoxLayout(Picture9);
+  auto* switchLayout = new QVBoxLayout(Picture9);
   switchLayout->addWidget(Option1);
   switchLayout->addWidget(Option2);
   static_cast<QHBoxLayout*>(loadPanel->layout())->addWidget(Picture9, 0, Qt::AlignBottom);
@@ -222,6 +219,7 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
       QStringLiteral("点击后，监控软件界面数据自动更新；数据更新周期设置见：数据保存--监控--读取间隔（秒)"));
   Command9 = new QPushButton(QStringLiteral("停止监控"), this);
   Command9->setObjectName("Command9");
+  Command9->setEnabled(false);  // stopped: start on, stop off
 
   auto* panels = new QGridLayout;
   panels->addWidget(arrayPanel, 0, 0);
@@ -232,117 +230,80 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
   buttons->addStretch();
   buttons->addWidget(Command2);
   buttons->addWidget(Command9);
+  auto* top = new QHBoxLayout;
+  top->addLayout(identity);
+  top->addStretch();
   auto* layout = new QVBoxLayout(this);
-  layout->addLayout(identity);
+  layout->addLayout(top);
   layout->addLayout(panels, 1);
   layout->addLayout(buttons);
 
-  // Events of the controls.
-  connect(Combo1, qOverload<int>(&QComboBox::activated), this, [this](int) { Combo1_Click(); });
-  connect(Combo1->lineEdit(), &QLineEdit::textEdited, this, [this](const QString&) { Combo1_Change(); });
-  // Filling the list does not choose a station: an empty box stays empty.
-  connect(Combo1->model(), &QAbstractItemModel::rowsAboutToBeInserted, this,
-          [this] { keepEmptyAfterInsert_ = Combo1->currentText().isEmpty(); });
-  connect(Combo1->model(), &QAbstractItemModel::rowsInserted, this, [this] {
-    if (keepEmptyAfterInsert_) Combo1->setCurrentIndex(-1);
-  });
-  Combo1->installEventFilter(this);
-  Combo1->lineEdit()->installEventFilter(this);
-  Label34->installEventFilter(this);
-  Option1->installEventFilter(this);
-  Option2->installEventFilter(this);
+  // Events of the controls; a disabled control never acts.
+  Combo1->onClick([this] { Combo1_Click(); });
+  Combo1->onChange([this] { Combo1_Change(); });
+  Combo1->onKeyDown([this](int key) { downKeyFlag = key == Qt::Key_Down ? 1 : 0; });
+  ui::onMouseDown(Label34, [this] { Label34_MouseDown(); });
+  ui::onMouseUp(Label34, [this] { Label34_MouseUp(); });
+  ui::onMouseUp(Option1, [this] { Option1_MouseUp(); });
+  ui::onMouseUp(Option2, [this] { Option2_MouseUp(); });
   connect(Command2, &QPushButton::clicked, this, [this] { Command2_Click(); });
   connect(Command9, &QPushButton::clicked, this, [this] { Command9_Click(); });
   // The identity boxes carry their values over to the daily screen.
-  connect(LTextBox3, &QLineEdit::textChanged, this,
-          [](const QString& t) { FrmMonitoring1::instance().LTextBox3->setText(t); });
-  connect(LTextBox4, &QLineEdit::textChanged, this,
-          [](const QString& t) { FrmMonitoring1::instance().LTextBox4->setText(t); });
-  connect(LTextBox5, &QLineEdit::textChanged, this,
-          [](const QString& t) { FrmMonitoring1::instance().LTextBox5->setText(t); });
+  using Identity = FrmMonitoring1::Identity;
+  for (auto [box, which] : {std::pair{LTextBox3, Identity::Model}, std::pair{LTextBox4, Identity::DeviceVersion},
+                            std::pair{LTextBox5, Identity::SerialNumber}}) {
+    connect(box, &QLineEdit::textChanged, this,
+            [which](const QString& t) { FrmMonitoring1::instance().setIdentityText(which, t); });
+  }
 
   Timer1.setInterval(300);
-  Timer2.setInterval(1000);
-  Timer3.setInterval(3000);
-  Timer4.setInterval(100);
   Timer5.setInterval(500);
-  Timer6.setInterval(5000);
   Timer1.setOnTick([this] { Timer1_Timer(); });
   Timer5.setOnTick([this] { Timer5_Timer(); });
-  Timer6.setOnTick([this] { Timer6_Timer(); });
-  Timer2.setEnabled(true);
-  Timer3.setEnabled(true);
   Timer5.setEnabled(true);
 
-  FrmGlobalMonitoring::instance().setWatchedStation(this);
-  shell::registerStationList(shell::StationList::RealTime, Combo1);
-  // The screen lives as long as the main window.
-  if (shell::FrmMDI::exists())
-    connect(&shell::FrmMDI::instance(), &QObject::destroyed, [] { FrmRealTimeMonitoring::discard(); });
+  FrmGlobalMonitoring::setWatchedStation(this);
+  FrmMonitoring1::setPartner(this);
+  ui::registerStationList(ui::StationList::RealTime, Combo1);
   Form_Load();
 }
 
 FrmRealTimeMonitoring::~FrmRealTimeMonitoring() {
-  if (FrmGlobalMonitoring::exists()) FrmGlobalMonitoring::instance().setWatchedStation(nullptr);
+  FrmGlobalMonitoring::setWatchedStation(nullptr);
+  FrmMonitoring1::setPartner(nullptr);
+  ui::registerStationList(ui::StationList::RealTime, nullptr);
 }
 
 void FrmRealTimeMonitoring::Form_Load() {
-  if (shell::FrmMDI::exists()) setWindowIcon(shell::FrmMDI::instance().windowIcon());
+  // The icon is the main window's (ui::Screen).
   initCharts();
 }
 
-void FrmRealTimeMonitoring::closeEvent(QCloseEvent* event) {
-  // Hidden, not unloaded: an unseen screen goes on receiving data and feeding the curves. Its
-  // frame in the middle area goes with it; showChild brings both back.
-  event->ignore();
-  hide();
-  if (auto* frame = qobject_cast<QMdiSubWindow*>(parentWidget())) frame->hide();
-}
-
-bool FrmRealTimeMonitoring::eventFilter(QObject* watched, QEvent* event) {
-  if ((watched == Combo1 || watched == Combo1->lineEdit()) && event->type() == QEvent::KeyPress) {
-    downKeyFlag = static_cast<QKeyEvent*>(event)->key() == Qt::Key_Down ? 1 : 0;
-  } else if (watched == Label34) {
-    if (event->type() == QEvent::MouseButtonPress) Label34_MouseDown();
-    if (event->type() == QEvent::MouseButtonRelease) Label34_MouseUp();
-  } else if (event->type() == QEvent::MouseButtonRelease) {
-    if (watched == Option1) Option1_MouseUp();
-    if (watched == Option2) Option2_MouseUp();
-  }
-  return QWidget::eventFilter(watched, event);
-}
-
-QString FrmRealTimeMonitoring::watchedName() const { return Combo1->currentText(); }
+QString FrmRealTimeMonitoring::watchedName() const { return Combo1->text(); }
 bool FrmRealTimeMonitoring::monitoringRuns() const { return !Command2->isEnabled(); }
 
-void FrmRealTimeMonitoring::setCombo1Text(const QString& text) {
-  if (Combo1->currentText() == text) return;
-  Combo1->setEditText(text);
-  Combo1_Change();
-}
+void FrmRealTimeMonitoring::setCombo1Text(const QString& text) { Combo1->setTextAsCode(text); }
 
 void FrmRealTimeMonitoring::sendToStation(const char* literal) {
-  core::trySendToStation(MSComm1, Combo1->currentText(), literal);
+  core::trySendToStation(MSComm1, Combo1->text(), literal);
 }
 
 // --- Choosing a station -------------------------------------------------------------------
 
 void FrmRealTimeMonitoring::Combo1_Click() {
   // The daily screen follows; its own change event runs inside this statement.
-  FrmMonitoring1::instance().setCombo1Text(Combo1->currentText());
+  FrmMonitoring1::instance().setCombo1Text(Combo1->text());
   ClearAll();
   pendingRead = 1;
-  LTextBox2->setText(core::getStationDeviceID(Combo1->currentText()));
+  LTextBox2->setText(core::getStationDeviceID(Combo1->text()));
   sendToStation(" 03 000A 0011");
   Timer1.setEnabled(true);
-  Timer6.setEnabled(true);
-  autoStartPending = 1;
+  autoStart.request();
 }
 
 void FrmRealTimeMonitoring::Combo1_Change() {
   Combo1_Click();
-  Timer6.setEnabled(true);
-  autoStartPending = 1;
+  autoStart.request();
 }
 
 void FrmRealTimeMonitoring::Timer1_Timer() {
@@ -391,7 +352,7 @@ void FrmRealTimeMonitoring::readDatasA2(Bytes& reply) {
     Text14->setText(q(block->status.load));
   }
   auto& daily = FrmMonitoring1::instance();
-  if (!daily.Command2->isEnabled()) {
+  if (daily.monitoringRuns()) {
     // The curves take the values as shown, with the rounding of the display format.
     updateVoltageChart(number(Text3), number(Text9), number(Text16));
     updateCurrentChart(number(Text2), number(Text13), number(Text17));
@@ -409,11 +370,13 @@ void FrmRealTimeMonitoring::readDatasA3(Bytes& reply) {
 // --- Start and stop -----------------------------------------------------------------------
 
 void FrmRealTimeMonitoring::logLine(const char* what) {
-  core::appendLog(Combo1->currentText() + QString::fromUtf8(what));
+  // A start or stop without a station (the shell stops both monitors at a refresh) is no news.
+  if (Combo1->text().isEmpty()) return;
+  core::appendLog(Combo1->text() + QString::fromUtf8(what));
 }
 
 void FrmRealTimeMonitoring::Command2_Click() {
-  if (Combo1->currentText().isEmpty()) {
+  if (Combo1->text().isEmpty()) {
     platform::dialogs().msgBox(QStringLiteral("选择一个可用的站点名"));
     return;
   }
@@ -421,38 +384,27 @@ void FrmRealTimeMonitoring::Command2_Click() {
   Command9->setEnabled(true);
   Combo1->setEnabled(false);
   auto& daily = FrmMonitoring1::instance();
-  daily.Command2->setEnabled(false);
-  daily.Command9->setEnabled(true);
-  daily.Combo1->setEnabled(false);
-  daily.setCombo1Text(Combo1->currentText());
+  daily.showRunning(true);
+  daily.setCombo1Text(Combo1->text());
   // An empty identity box here takes the other screen's text; otherwise this one wins.
-  for (auto [mine, theirs] : {std::pair{LTextBox3, daily.LTextBox3}, std::pair{LTextBox4, daily.LTextBox4},
-                              std::pair{LTextBox5, daily.LTextBox5}}) {
+  using Identity = FrmMonitoring1::Identity;
+  for (auto [mine, which] : {std::pair{LTextBox3, Identity::Model}, std::pair{LTextBox4, Identity::DeviceVersion},
+                             std::pair{LTextBox5, Identity::SerialNumber}}) {
     if (mine->text().isEmpty())
-      mine->setText(theirs->text());
+      mine->setText(daily.identityText(which));
     else
-      theirs->setText(mine->text());
+      daily.setIdentityText(which, mine->text());
   }
   logLine(" 开始监控");
 }
 
 void FrmRealTimeMonitoring::Command9_Click() {
-  Timer4.setEnabled(false);
+  // Timer4 of the design (turned off here) has no work and is not built.
   Command2->setEnabled(true);
   Command9->setEnabled(false);
   Combo1->setEnabled(true);
-  auto& daily = FrmMonitoring1::instance();
-  daily.Command2->setEnabled(true);
-  daily.Command9->setEnabled(false);
-  daily.Combo1->setEnabled(true);
+  FrmMonitoring1::instance().showRunning(false);
   logLine(" 停止监控");
-}
-
-void FrmRealTimeMonitoring::Timer6_Timer() {
-  // No test whether monitoring already runs: a second start sets the buttons and logs again.
-  if (autoStartPending != 1) return;
-  autoStartPending = 0;
-  Command2_Click();
 }
 
 // --- Manual load switch -------------------------------------------------------------------
@@ -498,21 +450,21 @@ void FrmRealTimeMonitoring::ClearAll() {
 // --- Curves -------------------------------------------------------------------------------
 
 void FrmRealTimeMonitoring::initCharts() {
-  chartPoints = 30;
-  auto& daily = FrmMonitoring1::instance();
-  for (DayChart* chart : {daily.MSChart1, daily.MSChart2, daily.MSChart3}) chart->init(chartPoints);
+  // The daily screen draws its three curves from this many zero points when it is made (a
+  // constructor does not make another screen).
+  chartPoints = FrmMonitoring1::kChartPoints;
 }
 
 void FrmRealTimeMonitoring::updateVoltageChart(double array, double battery, double load) {
-  FrmMonitoring1::instance().MSChart1->update(array, battery, load, voltageMax);
+  FrmMonitoring1::instance().updateCurve(0, array, battery, load, voltageMax);
 }
 
 void FrmRealTimeMonitoring::updateCurrentChart(double array, double battery, double load) {
-  FrmMonitoring1::instance().MSChart2->update(array, battery, load, currentMax);
+  FrmMonitoring1::instance().updateCurve(1, array, battery, load, currentMax);
 }
 
 void FrmRealTimeMonitoring::updatePowerChart(double array, double battery, double load) {
-  FrmMonitoring1::instance().MSChart3->update(array, battery, load, powerMax);
+  FrmMonitoring1::instance().updateCurve(2, array, battery, load, powerMax);
 }
 
 }  // namespace xl::monitoring

@@ -9,54 +9,60 @@
 // a pair with FrmMonitoring1: station, start/stop state and identity are mirrored on both,
 // and this screen feeds the other's day values and curves.
 
-#include <QWidget>
-
 #include "link/serial_session.h"
 #include "monitoring/frm_global_monitoring.h"
-#include "platform/singleton.h"
+#include "monitoring/frm_monitoring1.h"
 #include "platform/timer.h"
+#include "ui/auto_start.h"
+#include "ui/registry.h"
+#include "ui/screen.h"
 
-class QComboBox;
 class QGroupBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
 class QRadioButton;
 
+namespace xl::ui {
+class StationBox;
+}
+
 namespace xl::monitoring {
 
-class FrmRealTimeMonitoring : public QWidget,
-                              public platform::Singleton<FrmRealTimeMonitoring>,
-                              public WatchedStation {
+class FrmRealTimeMonitoring : public ui::Screen,
+                              public ui::Singleton<FrmRealTimeMonitoring>,
+                              public WatchedStation,
+                              public DailyPartner {
   Q_OBJECT
-  friend class platform::Singleton<FrmRealTimeMonitoring>;
+  friend class ui::Singleton<FrmRealTimeMonitoring>;
 
  public:
-  // What the scan asks of the watched station.
+  // --- Named operations ---------------------------------------------------------------------
+  // For the scan (WatchedStation): the station shown, whether monitoring runs, its replies.
   QString watchedName() const override;
   bool monitoringRuns() const override;
   void readDatasA2(Bytes& reply) override;
   void readDatasA3(Bytes& reply) override;
+  // For the daily screen (DailyPartner) and the shell: the station box set as code does (the
+  // change event runs when the text differs), start and stop.
+  void setCombo1Text(const QString& text) override;
+  void Command2Click() override { Command2_Click(); }
+  void Command9Click() override { Command9_Click(); }
+  // For the shell's list rebuild: empties the display.
+  void ClearAll();
 
+  // --- Handlers -----------------------------------------------------------------------------
   void readDatasA1(Bytes& reply);
-
-  // Writes the station box as code does: when the text differs, the change event runs.
-  void setCombo1Text(const QString& text);
-
   void Combo1_Click();
   void Combo1_Change();
   void Command2_Click();
   void Command9_Click();
-  void Command2Click() { Command2_Click(); }
-  void Command9Click() { Command9_Click(); }
   void Timer1_Timer();
   void Timer5_Timer();
-  void Timer6_Timer();
   void Option1_MouseUp();
   void Option2_MouseUp();
   void Label34_MouseDown();
   void Label34_MouseUp();
-  void ClearAll();
 
   // The curves of FrmMonitoring1, fed from the display texts.
   void initCharts();
@@ -64,41 +70,14 @@ class FrmRealTimeMonitoring : public QWidget,
   void updateCurrentChart(double array, double battery, double load);
   void updatePowerChart(double array, double battery, double load);
 
-  QComboBox* Combo1;
-  QLineEdit* LTextBox2;  // device ID
-  QLineEdit* LTextBox3;  // model
-  QLineEdit* LTextBox4;  // device version
-  QLineEdit* SoftSw;     // software version, hidden
-  QLineEdit* LTextBox5;  // serial number
-  QLabel* Label34;       // "设备版本"
-  QLineEdit* Text1;      // left-over, hidden
-  QLineEdit *Text2, *Text3, *Text4, *Text6;                          // solar array
-  QLineEdit *Text9, *Text13, *Text11, *Text7, *Text5, *Text10;      // battery
-  QLineEdit *Text16, *Text17, *Text15, *Text14;                      // load
-  QLineEdit *Text18, *Text19;                                        // device
-  QGroupBox* Picture9;   // manual load switch
-  QRadioButton* Option1; // load on
-  QRadioButton* Option2; // load off
-  QPushButton* Command2; // start
-  QPushButton* Command9; // stop
-
-  platform::Timer Timer1;  // 300 ms, one real-time request after a choice
-  platform::Timer Timer2;  // 1000 ms, no work
-  platform::Timer Timer3;  // 3000 ms, no work
-  platform::Timer Timer4;  // 100 ms, no work; stop turns it off
-  platform::Timer Timer5;  // 500 ms guard of the load switch
-  platform::Timer Timer6;  // 5000 ms automatic start
-  link::SerialSession MSComm1;
+  platform::Timer Timer1;   // 300 ms, one real-time request after a choice
+  platform::Timer Timer5;   // 500 ms guard of the load switch
+  ui::AutoStart autoStart;  // Timer6, 5000 ms
 
   std::int32_t pendingRead = 0;
-  std::int32_t autoStartPending = 0;
   std::int16_t downKeyFlag = 0;
   double voltageMax = 0, currentMax = 0, powerMax = 0;
   std::int32_t chartPoints = 0;
-
- protected:
-  void closeEvent(QCloseEvent* event) override;
-  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   FrmRealTimeMonitoring();
@@ -108,7 +87,24 @@ class FrmRealTimeMonitoring : public QWidget,
   void loadSwitch(const char* literal);
   void logLine(const char* what);
 
-  bool keepEmptyAfterInsert_ = false;
+  ui::StationBox* Combo1;
+  QLineEdit* LTextBox2;  // device ID
+  QLineEdit* LTextBox3;  // model
+  QLineEdit* LTextBox4;  // device version
+  QLineEdit* SoftSw;     // software version, hidden
+  QLineEdit* LTextBox5;  // serial number
+  QLabel* Label34;       // "设备版本"
+  QLineEdit* Text1;      // left-over, hidden
+  QLineEdit *Text2, *Text3, *Text4, *Text6;                      // solar array
+  QLineEdit *Text9, *Text13, *Text11, *Text7, *Text5, *Text10;  // battery
+  QLineEdit *Text16, *Text17, *Text15, *Text14;                  // load
+  QLineEdit *Text18, *Text19;                                    // device
+  QGroupBox* Picture9;    // manual load switch
+  QRadioButton* Option1;  // load on
+  QRadioButton* Option2;  // load off
+  QPushButton* Command2;  // start
+  QPushButton* Command9;  // stop
+  link::SerialSession MSComm1;
 };
 
 }  // namespace xl::monitoring

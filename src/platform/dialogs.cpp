@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QGridLayout>
 #include <QMessageBox>
 #include <stdexcept>
 
@@ -24,7 +25,15 @@ void setDialogs(Dialogs* d) { gDialogs = d; }
 int QtDialogs::msgBox(const QString& text, int style, const QString& title) {
   QMessageBox box(QApplication::activeWindow());
   box.setText(text);
-  box.setWindowTitle(title.isEmpty() ? QApplication::applicationDisplayName() : title);
+  const QString caption = title.isEmpty() ? programTitle_ : title;
+  box.setWindowTitle(caption);
+  // A message box sizes itself to its text; a short text would leave the title bar too narrow
+  // for its caption and the window buttons, and the caption would be cut.
+  if (auto* grid = qobject_cast<QGridLayout*>(box.layout())) {
+    const int width = box.fontMetrics().horizontalAdvance(caption) * 3 / 2 + 140;
+    grid->addItem(new QSpacerItem(width, 0, QSizePolicy::Minimum, QSizePolicy::Fixed), grid->rowCount(), 0, 1,
+                  grid->columnCount());
+  }
   switch (style & 0x70) {
     case kCritical: box.setIcon(QMessageBox::Critical); break;
     case kQuestion: box.setIcon(QMessageBox::Question); break;

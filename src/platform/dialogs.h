@@ -29,13 +29,18 @@ class Dialogs {
 Dialogs& dialogs();
 void setDialogs(Dialogs* d);
 
-// Real Qt dialogs, parented to the active window.
+// Real Qt dialogs, parented to the active window. A message box without a title of its own
+// carries the program's title, and is wide enough to show it whole.
 class QtDialogs : public Dialogs {
  public:
+  explicit QtDialogs(QString programTitle = {}) : programTitle_(std::move(programTitle)) {}
   int msgBox(const QString& text, int style, const QString& title) override;
   QString openFileName(const QString& title, const QString& filter) override;
   QString saveFileName(const QString& title, const QString& filter) override;
   QString chooseFolder(const QString& prompt) override;
+
+ private:
+  QString programTitle_;
 };
 
 }  // namespace xl::platform

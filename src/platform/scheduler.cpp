@@ -32,7 +32,7 @@ TaskId Scheduler::post(Duration delay, std::function<void()> fn) {
   if (delay < Duration::zero()) delay = Duration::zero();
   const TaskId id = insert(now() + delay, std::move(fn));
   Duration at;
-  if (!running_ && nextDue(at)) wake(at);
+  if (nextDue(at)) wake(at);
   return id;
 }
 
@@ -51,12 +51,15 @@ void Scheduler::holdFor(Duration length, std::function<void()> fn) {
   // cannot happen: receive events are tasks and are deferred like any other.
   assert(holdTask_ == 0);
   holdTask_ = post(length, [this, fn = std::move(fn)] {
+    // The wait is over when the handler starts: the deferred tasks are queued again (they run
+    // right after the handler, in their order) and operator input flows again. So a message
+    // box that the handler shows can be answered, and the program goes on behind it.
+    endHold();
     try {
       fn();
     } catch (...) {
-      // The window ends whatever its handler did.
+      // A failure that escapes a handler ends that handler only.
     }
-    endHold();
   });
   holdChanged(true);
 }
@@ -71,6 +74,8 @@ void Scheduler::endHold() {
   }
   deferred_.clear();
   holdChanged(false);
+  Duration at;
+  if (nextDue(at)) wake(at);
 }
 
 bool Scheduler::nextDue(Duration& at) const {
@@ -80,8 +85,8 @@ bool Scheduler::nextDue(Duration& at) const {
 }
 
 void Scheduler::runDue() {
-  if (running_) return;
-  running_ = true;
+  // Re-entered when a task opens a modal box: the box's event loop serves the queue while
+  // the task waits for the answer.
   while (!queue_.empty() && queue_.begin()->first.due <= now()) {
     auto node = queue_.extract(queue_.begin());
     index_.erase(node.mapped().id);
@@ -90,13 +95,16 @@ void Scheduler::runDue() {
       deferred_.push_back(std::move(task));
       continue;
     }
+    // The backend is woken for what follows before the task runs, in case the task waits in
+    // an event loop of its own.
+    Duration at;
+    if (nextDue(at)) wake(at);
     try {
       task.fn();
     } catch (...) {
       // A failure that escapes a handler ends that handler only; the program goes on.
     }
   }
-  running_ = false;
   Duration at;
   if (nextDue(at)) wake(at);
 }
@@ -108,7 +116,8 @@ void VirtualClock::advance(Duration span) {
     if (at > now_) now_ = at;
     runDue();
   }
-  now_ = end;
+  // A task may have advanced the clock itself (a test answering a box after a while).
+  if (end > now_) now_ = end;
 }
 
 }  // namespace xl::platform

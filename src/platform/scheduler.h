@@ -6,8 +6,10 @@
 //
 // The receive window (`holdFor`) stands for the fixed wait of a receive routine: while a
 // window is open no other task is served. Tasks that fall due inside it are deferred and run,
-// in their order, right after the window's own handler has finished. The GUI keeps painting
-// meanwhile; nothing sleeps.
+// in their order, right after the window's own handler. The GUI keeps painting meanwhile;
+// nothing sleeps. The window ends when its handler starts, so a handler that shows a modal box
+// does not hold the program: the box's event loop serves the queue (runDue is re-entrant),
+// and timers and serial events go on while the box waits for its answer.
 //
 // Two backends: `VirtualClock` (tests advance time by hand, deterministically and instantly)
 // and the Qt backend of the program, which rides on Qt's event loop.
@@ -72,7 +74,6 @@ class Scheduler {
   std::uint64_t seq_ = 0;
   TaskId nextId_ = 1;
   TaskId holdTask_ = 0;
-  bool running_ = false;
 };
 
 // A clock for tests: time moves only through advance(), which runs every task that falls due.

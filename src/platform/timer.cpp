@@ -5,7 +5,10 @@ namespace xl::platform {
 Timer::Timer(std::int64_t intervalMs, std::function<void()> onTick)
     : intervalMs_(intervalMs), onTick_(std::move(onTick)) {}
 
-Timer::~Timer() { disarm(); }
+Timer::~Timer() {
+  *alive_ = false;
+  disarm();
+}
 
 void Timer::setInterval(std::int64_t ms) {
   intervalMs_ = ms < 0 ? 0 : ms;
@@ -43,7 +46,19 @@ void Timer::fire() {
   const Duration now = scheduler().now();
   while (next <= now) next += platform::ms(intervalMs_);
   arm(next);
-  if (onTick_) onTick_();
+  // A tick that falls due while this timer's own handler still runs (it shows a modal box) is
+  // dropped: the handler is never entered twice. Other timers keep their pace.
+  if (!onTick_ || ticking_) return;
+  ticking_ = true;
+  // The handler may destroy this timer (with its screen); the token tells.
+  const std::shared_ptr<bool> alive = alive_;
+  try {
+    onTick_();
+  } catch (...) {
+    if (*alive) ticking_ = false;
+    throw;
+  }
+  if (*alive) ticking_ = false;
 }
 
 }  // namespace xl::platform

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 #include "platform/scheduler.h"
 
@@ -38,6 +39,8 @@ class Timer {
   std::function<void()> onTick_;
   TaskId task_ = 0;
   Duration due_{0};
+  bool ticking_ = false;
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
 }  // namespace xl::platform

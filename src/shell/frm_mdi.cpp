@@ -18,6 +18,8 @@
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
 #include "shell/icons.h"
+#include "ui/input.h"
+#include "ui/screen.h"
 
 namespace xl::shell {
 
@@ -32,6 +34,7 @@ FrmMDI::FrmMDI() {
   setObjectName("FrmMDI");
   setWindowTitle(QStringLiteral("星澜站点监控软件"));
   setWindowIcon(appIcon());
+  ui::setMainIcon(appIcon());
   resize(1180, 760);
 
   mdiArea_ = new QMdiArea(this);
@@ -62,7 +65,8 @@ void FrmMDI::buildPanes() {
   treeView1_->setHeaderHidden(true);
   treeView1_->setToolTip(QStringLiteral("鼠标放在对应的站点上-->点击鼠标右键,可以预览、添加、编辑、删除站点"));
   treeView1_->setIconSize(QSize(20, 20));
-  treeView1_->viewport()->installEventFilter(this);
+  ui::onEvent(treeView1_->viewport(), QEvent::MouseButtonRelease,
+              [this](QEvent* e) { treeMouseUp(static_cast<QMouseEvent*>(e)->button()); });
   connect(treeView1_, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* item) {
     selected_.set = true;
     selected_.text = item->text(0);

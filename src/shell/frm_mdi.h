@@ -11,11 +11,10 @@
 #include <QMainWindow>
 
 #include "platform/flex_grid.h"
-#include "platform/singleton.h"
 #include "platform/timer.h"
+#include "ui/registry.h"
 
 class QAction;
-class QComboBox;
 class QDockWidget;
 class QMdiArea;
 class QMenu;
@@ -26,14 +25,9 @@ class QTreeWidgetItem;
 
 namespace xl::shell {
 
-// The station lists of the working screens, in the order in which they are filled.
-enum class StationList { RealTime, Daily, History, ControlParameter, LoadConfiguration, Factory, Count };
-// A working screen hands its station list (its Combo1) to the shell when it is created.
-void registerStationList(StationList which, QComboBox* combo);
-
-class FrmMDI : public QMainWindow, public platform::Singleton<FrmMDI> {
+class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   Q_OBJECT
-  friend class platform::Singleton<FrmMDI>;
+  friend class ui::Singleton<FrmMDI>;
 
  public:
   // The one main window, created at first touch.
@@ -76,7 +70,6 @@ class FrmMDI : public QMainWindow, public platform::Singleton<FrmMDI> {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
-  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   FrmMDI();

@@ -2,13 +2,9 @@
 // stations port by port into the tables of the scan and the recorder, and the marking of the
 // stations that answered the bus scan.
 
-#include <QComboBox>
 #include <QMdiArea>
 #include <QMenu>
-#include <QMouseEvent>
-#include <QPointer>
 #include <QTreeWidget>
-#include <array>
 
 #include "core/message_log.h"
 #include "core/settings.h"
@@ -20,6 +16,7 @@
 #include "platform/failure.h"
 #include "shell/frm_mdi.h"
 #include "shell/icons.h"
+#include "ui/station_box.h"
 
 namespace xl::shell {
 
@@ -30,16 +27,7 @@ constexpr int kImageRole = Qt::UserRole + 2;
 const QString kRootKey = QStringLiteral("n1");
 const QString kPorts = QStringLiteral("COMS");
 
-std::array<QPointer<QComboBox>, static_cast<std::size_t>(StationList::Count)>& stationLists() {
-  static std::array<QPointer<QComboBox>, static_cast<std::size_t>(StationList::Count)> lists;
-  return lists;
-}
-
 }  // namespace
-
-void registerStationList(StationList which, QComboBox* combo) {
-  stationLists()[static_cast<std::size_t>(which)] = combo;
-}
 
 QTreeWidgetItem* FrmMDI::addNode(QTreeWidgetItem* parent, const QString& key, const QString& text, int image) {
   if (nodes_.contains(key)) fail(Failure::InvalidValue, "the key of a tree node is not unique");
@@ -65,19 +53,16 @@ int FrmMDI::nodeImage(const QString& key) const {
 void FrmMDI::refreshStations() {
   treeView1_->clear();
   nodes_.clear();
-  for (auto& list : stationLists())
-    if (list) list->clear();
-  // The two monitors of one station are created here and emptied.
+  // The working screens are created here; their lists and the two monitors are emptied.
   auto& live = monitoring::FrmRealTimeMonitoring::instance();
-  live.Combo1->clear();
-  live.ClearAll();
   auto& daily = monitoring::FrmMonitoring1::instance();
-  daily.Combo1->clear();
-  daily.ClearAll();
   auto& scan = monitoring::FrmGlobalMonitoring::instance();
   auto& recorder = monitoring::FrmMaintenanceRecord::instance();
-  platform::formatGrid(*recorder.VSFlexGrid1, false);
-  platform::formatGrid(*scan.VsFList1, false);
+  ui::clearStationLists();
+  live.ClearAll();
+  daily.ClearAll();
+  recorder.clearStations();
+  scan.clearStations();
   VsFList1->setRows(1);
 
   const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
@@ -110,9 +95,8 @@ void FrmMDI::Timer2_Timer() {
   }
   Timer2.setEnabled(false);
   auto& scan = monitoring::FrmGlobalMonitoring::instance();
-  scan.infoRow = 0;
+  scan.startDiscovery([this] { setStationEnabled(); });
   showChild(&scan);
-  scan.Timer4.setEnabled(true);
 }
 
 void FrmMDI::loadStationsOfPort(const QString& port) { getStations(port); }
@@ -133,13 +117,8 @@ void FrmMDI::getStations(const QString& port) {
       int r = appendRow(*VsFList1);
       VsFList1->setTextMatrix(r, 0, s.StationName);
       VsFList1->setTextMatrix(r, 1, s.DeviceID);
-      r = appendRow(*scan.VsFList1);
-      scan.VsFList1->setTextMatrix(r, 0, s.StationName);
-      scan.VsFList1->setTextMatrix(r, 1, s.DeviceID);
-      r = appendRow(*recorder.VSFlexGrid1);
-      recorder.VSFlexGrid1->setTextMatrix(r, 1, s.StationName);
-      recorder.VSFlexGrid1->setTextMatrix(r, 2, s.DeviceID);
-      recorder.Timer1.setEnabled(true);
+      scan.appendStation(s.StationName, s.DeviceID);
+      recorder.appendStation(s.StationName, s.DeviceID);
     }
   } catch (const std::exception&) {
   }
@@ -147,32 +126,21 @@ void FrmMDI::getStations(const QString& port) {
 
 void FrmMDI::setStationEnabled() {
   // Runs without a handler of its own: a station whose node is missing ends the scan's tick.
-  auto& grid = *monitoring::FrmGlobalMonitoring::instance().VsFList1;
-  const int mark = grid.colIndex(monitoring::FrmGlobalMonitoring::kAnswerKey);
-  for (int i = 1; i < grid.rows(); ++i) {
-    const bool answered = !grid.textMatrix(i, mark).isEmpty();
-    const QString name = grid.textMatrix(i, 0);
-    const QString key = core::getStationPort(name) + "," + grid.textMatrix(i, 1);
+  for (const auto& station : monitoring::FrmGlobalMonitoring::instance().stations()) {
+    const QString key = core::getStationPort(station.name) + "," + station.deviceId;
     QTreeWidgetItem* n = nodes_.value(key);
-    if (!n) fail(Failure::InvalidValue, "no tree node for station " + name.toStdString());
-    if (!answered) {
+    if (!n) fail(Failure::InvalidValue, "no tree node for station " + station.name.toStdString());
+    if (!station.answered) {
       setNodeImage(n, 3);
       continue;
     }
     setNodeImage(n, 2);
-    for (auto& list : stationLists())
-      if (list) list->addItem(name);
+    ui::addToStationLists(station.name);
   }
   core::appendLog(QStringLiteral("刷新所有站点成功"));
 }
 
 // --- the tree's events and the pop-up ------------------------------------------------------
-
-bool FrmMDI::eventFilter(QObject* watched, QEvent* event) {
-  if (watched == treeView1_->viewport() && event->type() == QEvent::MouseButtonRelease)
-    treeMouseUp(static_cast<QMouseEvent*>(event)->button());
-  return QMainWindow::eventFilter(watched, event);
-}
 
 void FrmMDI::treeMouseUp(Qt::MouseButton button) {
   // Acts on the node of the last left click, wherever the right button was released.

@@ -49,7 +49,8 @@ TEST(IniDocument, ReadsAHandEditedFileAsItsEditorMeantIt) {
   EXPECT_EQ(read(file, "Main", "config"), "pw 1");
   EXPECT_EQ(read(file, "Main", "; note"), "");
   EXPECT_EQ(read(file, "Main", "note"), "");
-  EXPECT_EQ(read(file, "Main", "# other"), "");
+  // Only ';' starts a comment, as in the profile calls; '#' begins an ordinary key.
+  EXPECT_EQ(read(file, "Main", "# other"), "commented out");
   EXPECT_EQ(read(file, "Main", "just a line without equals"), "");
   EXPECT_EQ(read(file, "", "orphan"), "");
   EXPECT_EQ(read(file, "COMS", "1"), "COM3,9600");
@@ -150,10 +151,13 @@ TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) 
   EXPECT_EQ(xl::core::readIniValue(doc, "S", "q"), "quoted");
 
   const QByteArray before = doc.serialize();
-  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"), QStringLiteral("#x"),
+  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"),
                              QStringLiteral("a\nb"), QStringLiteral("😀")}) {
     EXPECT_FALSE(doc.set("S", key, "v")) << key.toStdString();
   }
   EXPECT_FALSE(doc.set("S\r\nT", "k", "v"));
   EXPECT_EQ(doc.serialize(), before);
+  // A station named "#1" is a key like any other: written, and found again.
+  EXPECT_TRUE(doc.set("S", "#1", "-1"));
+  EXPECT_EQ(xl::core::readIniValue(doc, "S", "#1"), "-1");
 }

@@ -7,6 +7,7 @@
 #include <QLineEdit>
 #include <QTreeWidget>
 
+#include "core/settings.h"
 #include "link/frame_codec.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "support/console_fixture.h"
@@ -19,6 +20,8 @@ namespace {
 using platform::ms;
 
 using testing::Sent;
+using testing::edit;
+using testing::grid;
 
 class MonitoringCycleTest : public testing::ConsoleFixture {
  protected:
@@ -84,11 +87,11 @@ TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
   EXPECT_TRUE(lines[0].endsWith(QStringLiteral("]刷新所有站点，请稍等...")));
   EXPECT_TRUE(lines[1].endsWith(QStringLiteral("]星澜站点监控启动")));
   EXPECT_TRUE(lines[2].endsWith(QStringLiteral("]刷新所有站点成功")));
-  EXPECT_EQ(scan().VsFList1->textMatrix(1, 0), QStringLiteral("一号站"));
-  EXPECT_FALSE(scan().VsFList1->textMatrix(1, 6).isEmpty());
-  EXPECT_EQ(scan().VsFList1->cellData(2, 0).toByteArray().size(), 73);
-  EXPECT_EQ(recorder().VSFlexGrid1->cellData(2, 0).toByteArray().size(), 73);
-  EXPECT_EQ(scan().Text1->text().size(), 14);  // the last reply, a load mode reply, as hex
+  EXPECT_EQ(grid(scan(), "VsFList1")->textMatrix(1, 0), QStringLiteral("一号站"));
+  EXPECT_FALSE(grid(scan(), "VsFList1")->textMatrix(1, 6).isEmpty());
+  EXPECT_EQ(grid(scan(), "VsFList1")->cellData(2, 0).toByteArray().size(), 73);
+  EXPECT_EQ(grid(recorder(), "VSFlexGrid1")->cellData(2, 0).toByteArray().size(), 73);
+  EXPECT_EQ(edit(scan(), "Text1")->text().size(), 14);  // the last reply, a load mode reply, as hex
 }
 
 TEST_F(MonitoringCycleTest, StationAnsweringOnlyInTheSecondPassIsMarkedThere) {
@@ -116,7 +119,7 @@ TEST_F(MonitoringCycleTest, SilentStationIsLeftOutOfListsAndPasses) {
   station2->setFaults(silent);
   start();
   clock.advance(ms(25000));
-  const QComboBox& list = *monitoring::FrmRealTimeMonitoring::instance().Combo1;
+  const QComboBox& list = *testing::combo(monitoring::FrmRealTimeMonitoring::instance());
   EXPECT_EQ(mdi().nodeImage("COM3,9600,1"), 2);
   EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 3);
   ASSERT_EQ(list.count(), 1);
@@ -127,7 +130,7 @@ TEST_F(MonitoringCycleTest, SilentStationIsLeftOutOfListsAndPasses) {
                                       {6600, info2}, {19600, frame(1, " 03 0100 0023")},
                                       {21600, frame(1, " 03 E0 1D 0001")}};
   EXPECT_EQ(sent(), expected);
-  EXPECT_TRUE(scan().VsFList1->textMatrix(2, 6).isEmpty());
+  EXPECT_TRUE(grid(scan(), "VsFList1")->textMatrix(2, 6).isEmpty());
 }
 
 TEST_F(MonitoringCycleTest, StatusColumnsFollowTheFaultWordAndTheChargeState) {
@@ -139,14 +142,14 @@ TEST_F(MonitoringCycleTest, StatusColumnsFollowTheFaultWordAndTheChargeState) {
   r2.faultWord = sim::fault::kPanelOverPower;
   start();
   clock.advance(ms(20000));
-  auto* grid = scan().VsFList1;
+  auto* table = grid(scan(), "VsFList1");
   // Position 24 (the panel's normal flag) wipes the over-power text on the scan.
-  EXPECT_EQ(grid->textMatrix(1, 3), QStringLiteral("正常"));
-  EXPECT_EQ(grid->textMatrix(1, 5), QStringLiteral("过放"));
-  EXPECT_EQ(grid->textMatrix(1, 4), QStringLiteral("MPPT充电"));
-  EXPECT_EQ(grid->textMatrix(2, 3), QStringLiteral("太阳能板功率过大"));
+  EXPECT_EQ(table->textMatrix(1, 3), QStringLiteral("正常"));
+  EXPECT_EQ(table->textMatrix(1, 5), QStringLiteral("过放"));
+  EXPECT_EQ(table->textMatrix(1, 4), QStringLiteral("MPPT充电"));
+  EXPECT_EQ(table->textMatrix(2, 3), QStringLiteral("太阳能板功率过大"));
   // A charge state above 6 shows the 32 flag digits.
-  const QString flags = grid->textMatrix(2, 4);
+  const QString flags = table->textMatrix(2, 4);
   ASSERT_EQ(flags.size(), 32);
   EXPECT_EQ(flags.right(16), QStringLiteral("0000000010000000"));
   EXPECT_EQ(flags.mid(8, 8), QStringLiteral("00000111"));
@@ -165,7 +168,7 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroStopsTheScan) {
   // Any other value restarts it with that rest.
   core::writeIni("Maintenance Record", "Read Interval", "20");
   recorder().Timer1_Timer();
-  EXPECT_EQ(scan().readInterval, 20);
+  EXPECT_EQ(scan().readInterval(), 20);
   // The rest counter kept the two seconds it had counted when it was stopped at 25 s, so the
   // next round starts after 19 more ticks: Timer1 goes on at 104 s and asks at 105 s.
   clock.advance(ms(19999));
@@ -173,6 +176,16 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroStopsTheScan) {
   clock.advance(ms(1));
   ASSERT_EQ(sent().size(), before + 1);
   EXPECT_EQ(sent().back(), (Sent{105000, frame(1, " 03 0100 0023")}));
+}
+
+TEST_F(MonitoringCycleTest, ReadIntervalOfZeroAtStartUpNeverPollsAfterDiscovery) {
+  core::writeIniFile("Maintenance Record", "Read Interval", "0", dir.path() + "/MSCON.DLL");
+  start();
+  clock.advance(ms(60000));
+  const std::vector<Sent> expected = {{1600, frame(1, " 03 000A 0011")}, {2600, frame(2, " 03 000A 0011")}};
+  EXPECT_EQ(sent(), expected);
+  EXPECT_EQ(scan().readInterval(), 0);
+  EXPECT_FALSE(scan().Timer2.enabled());
 }
 
 }  // namespace

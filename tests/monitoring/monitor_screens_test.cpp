@@ -14,6 +14,7 @@
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTest>
 
 #include "link/frame_codec.h"
 #include "monitoring/day_charts.h"
@@ -22,6 +23,7 @@
 #include "support/console_fixture.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
+#include "ui/form.h"
 
 namespace xl {
 namespace {
@@ -31,6 +33,11 @@ using monitoring::FrmRealTimeMonitoring;
 using platform::ms;
 
 using testing::Sent;
+using testing::button;
+using testing::combo;
+using testing::control;
+using testing::edit;
+using testing::grid;
 
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号站");
@@ -67,12 +74,6 @@ class MonitorScreensTest : public testing::ConsoleFixture {
     r.today.maxBatteryVoltage = 141;
   }
 
-  void TearDown() override {
-    FrmMonitoring1::discard();
-    FrmRealTimeMonitoring::discard();
-    ConsoleFixture::TearDown();
-  }
-
   FrmRealTimeMonitoring& live() { return FrmRealTimeMonitoring::instance(); }
   FrmMonitoring1& daily() { return FrmMonitoring1::instance(); }
 
@@ -84,10 +85,10 @@ class MonitorScreensTest : public testing::ConsoleFixture {
 
   // The operator picks a station from the list of the real-time screen.
   void choose(const QString& name) {
-    const int index = live().Combo1->findText(name);
+    const int index = combo(live())->findText(name);
     ASSERT_GE(index, 0);
-    live().Combo1->setCurrentIndex(index);
-    emit live().Combo1->activated(index);
+    combo(live())->setCurrentIndex(index);
+    emit combo(live())->activated(index);
   }
 
   std::vector<Sent> sentFrom(std::int64_t fromMs) const { return testing::sentFrames(*line, fromMs); }
@@ -122,11 +123,11 @@ TEST_F(MonitorScreensTest, StartUpOpensTheRealTimeScreenAndListsTheStationsWitho
     if (w->widget() == &live()) inMiddleArea = !w->isHidden() && !live().isHidden();
   EXPECT_TRUE(inMiddleArea);
   EXPECT_EQ(live().windowTitle(), QStringLiteral("实时监控"));
-  ASSERT_EQ(live().Combo1->count(), 2);
-  ASSERT_EQ(daily().Combo1->count(), 2);
-  EXPECT_TRUE(live().Combo1->currentText().isEmpty());
-  EXPECT_TRUE(daily().Combo1->currentText().isEmpty());
-  EXPECT_TRUE(live().Command2->isEnabled());
+  ASSERT_EQ(combo(live())->count(), 2);
+  ASSERT_EQ(combo(daily())->count(), 2);
+  EXPECT_TRUE(combo(live())->currentText().isEmpty());
+  EXPECT_TRUE(combo(daily())->currentText().isEmpty());
+  EXPECT_TRUE(button(live(), "Command2")->isEnabled());
   // Nothing but the scan has spoken, and nothing starts by itself without a choice.
   clock.advance(ms(12000));
   EXPECT_TRUE(dialogs.shown.empty());
@@ -159,39 +160,39 @@ TEST_F(MonitorScreensTest, ChoiceSendsInformationThenRealTimeRequestsAndFillsBot
                                       {8900, frame(1, " 03 0100 0023")}};
   EXPECT_EQ(sentFrom(7000), expected);
 
-  EXPECT_EQ(daily().Combo1->currentText(), kStation1);
-  EXPECT_EQ(live().LTextBox2->text(), "1");
-  EXPECT_EQ(daily().LTextBox2->text(), "1");
-  EXPECT_EQ(live().LTextBox3->text(), "XL-MPPT4820");
-  EXPECT_EQ(live().LTextBox4->text(), "V2.1.0");
-  EXPECT_EQ(live().SoftSw->text(), "V1.0.4");
-  EXPECT_EQ(live().LTextBox5->text(), "16050023");
+  EXPECT_EQ(combo(daily())->currentText(), kStation1);
+  EXPECT_EQ(edit(live(), "LTextBox2")->text(), "1");
+  EXPECT_EQ(edit(daily(), "LTextBox2")->text(), "1");
+  EXPECT_EQ(edit(live(), "LTextBox3")->text(), "XL-MPPT4820");
+  EXPECT_EQ(edit(live(), "LTextBox4")->text(), "V2.1.0");
+  EXPECT_EQ(edit(live(), "SoftSw")->text(), "V1.0.4");
+  EXPECT_EQ(edit(live(), "LTextBox5")->text(), "16050023");
   // The identity reaches the daily screen, without the software version.
-  EXPECT_EQ(daily().LTextBox3->text(), "XL-MPPT4820");
-  EXPECT_EQ(daily().LTextBox4->text(), "V2.1.0");
-  EXPECT_EQ(daily().LTextBox5->text(), "16050023");
+  EXPECT_EQ(edit(daily(), "LTextBox3")->text(), "XL-MPPT4820");
+  EXPECT_EQ(edit(daily(), "LTextBox4")->text(), "V2.1.0");
+  EXPECT_EQ(edit(daily(), "LTextBox5")->text(), "16050023");
 
-  EXPECT_EQ(live().Text2->text(), "2.50");
-  EXPECT_EQ(live().Text3->text(), "18.0");
-  EXPECT_EQ(live().Text4->text(), "45");
-  EXPECT_EQ(live().Text9->text(), "12.5");
-  EXPECT_EQ(live().Text13->text(), "3.33");
-  EXPECT_EQ(live().Text11->text(), "80");
-  EXPECT_EQ(live().Text7->text(), "-5.0");
-  EXPECT_EQ(live().Text18->text(), "31.0");
-  EXPECT_EQ(live().Text16->text(), "12.4");
-  EXPECT_EQ(live().Text17->text(), "1.50");
-  EXPECT_EQ(live().Text15->text(), "18");
-  EXPECT_EQ(live().Text5->text(), QStringLiteral("MPPT充电"));
-  EXPECT_EQ(live().Text14->text(), QStringLiteral("已打开"));
-  EXPECT_TRUE(live().Option1->isChecked());
-  EXPECT_EQ(live().Text10->text(), QStringLiteral("正常"));
-  EXPECT_EQ(daily().Text23->text(), "11.8");
-  EXPECT_EQ(daily().Text22->text(), "14.1");
-  EXPECT_FALSE(daily().Text12->text().isEmpty());
-  EXPECT_FALSE(daily().Text1->text().isEmpty());  // the hex text of the daily screen's reply
+  EXPECT_EQ(edit(live(), "Text2")->text(), "2.50");
+  EXPECT_EQ(edit(live(), "Text3")->text(), "18.0");
+  EXPECT_EQ(edit(live(), "Text4")->text(), "45");
+  EXPECT_EQ(edit(live(), "Text9")->text(), "12.5");
+  EXPECT_EQ(edit(live(), "Text13")->text(), "3.33");
+  EXPECT_EQ(edit(live(), "Text11")->text(), "80");
+  EXPECT_EQ(edit(live(), "Text7")->text(), "-5.0");
+  EXPECT_EQ(edit(live(), "Text18")->text(), "31.0");
+  EXPECT_EQ(edit(live(), "Text16")->text(), "12.4");
+  EXPECT_EQ(edit(live(), "Text17")->text(), "1.50");
+  EXPECT_EQ(edit(live(), "Text15")->text(), "18");
+  EXPECT_EQ(edit(live(), "Text5")->text(), QStringLiteral("MPPT充电"));
+  EXPECT_EQ(edit(live(), "Text14")->text(), QStringLiteral("已打开"));
+  EXPECT_TRUE(control<QRadioButton>(live(), "Option1")->isChecked());
+  EXPECT_EQ(edit(live(), "Text10")->text(), QStringLiteral("正常"));
+  EXPECT_EQ(edit(daily(), "Text23")->text(), "11.8");
+  EXPECT_EQ(edit(daily(), "Text22")->text(), "14.1");
+  EXPECT_FALSE(edit(daily(), "Text12")->text().isEmpty());
+  EXPECT_FALSE(edit(daily(), "Text1")->text().isEmpty());  // the hex text of the daily screen's reply
   // Monitoring is off: no point reached the curves.
-  EXPECT_EQ(daily().MSChart1->values(0), QList<double>(30, 0.0));
+  EXPECT_EQ(control<monitoring::DayChart>(daily(), "MSChart1")->values(0), QList<double>(30, 0.0));
 }
 
 TEST_F(MonitorScreensTest, MonitoringStartsByItselfWithinFiveSecondsWithTwoLogLines) {
@@ -202,12 +203,12 @@ TEST_F(MonitorScreensTest, MonitoringStartsByItselfWithinFiveSecondsWithTwoLogLi
   live().Command9Click();
   EXPECT_EQ(logLinesEndingWith(kStation1 + QStringLiteral(" 停止监控")).size(), 1);
   clock.advance(ms(4900));
-  EXPECT_FALSE(live().Command2->isEnabled());
-  EXPECT_TRUE(live().Command9->isEnabled());
-  EXPECT_FALSE(live().Combo1->isEnabled());
-  EXPECT_FALSE(daily().Command2->isEnabled());
-  EXPECT_TRUE(daily().Command9->isEnabled());
-  EXPECT_FALSE(daily().Combo1->isEnabled());
+  EXPECT_FALSE(button(live(), "Command2")->isEnabled());
+  EXPECT_TRUE(button(live(), "Command9")->isEnabled());
+  EXPECT_FALSE(combo(live())->isEnabled());
+  EXPECT_FALSE(button(daily(), "Command2")->isEnabled());
+  EXPECT_TRUE(button(daily(), "Command9")->isEnabled());
+  EXPECT_FALSE(combo(daily())->isEnabled());
   EXPECT_TRUE(live().monitoringRuns());
   // Each screen's own timer starts once: two lines for one choice, and no more later.
   EXPECT_EQ(logLinesEndingWith(kStation1 + QStringLiteral(" 开始监控")).size(), 2);
@@ -217,16 +218,16 @@ TEST_F(MonitorScreensTest, MonitoringStartsByItselfWithinFiveSecondsWithTwoLogLi
 
   // Stop from the daily screen stops both; a full refresh stops them too.
   daily().Command9_Click();
-  EXPECT_TRUE(live().Command2->isEnabled());
-  EXPECT_TRUE(live().Combo1->isEnabled());
+  EXPECT_TRUE(button(live(), "Command2")->isEnabled());
+  EXPECT_TRUE(combo(live())->isEnabled());
   EXPECT_EQ(logLinesEndingWith(kStation1 + QStringLiteral(" 停止监控")).size(), 2);
   daily().Command2_Click();
-  EXPECT_FALSE(live().Command2->isEnabled());
+  EXPECT_FALSE(button(live(), "Command2")->isEnabled());
   mdi().RefreshAllStations_Click();
-  EXPECT_TRUE(live().Command2->isEnabled());
-  EXPECT_TRUE(daily().Command2->isEnabled());
-  EXPECT_EQ(live().Combo1->count(), 0);
-  EXPECT_TRUE(live().Text3->text().isEmpty());
+  EXPECT_TRUE(button(live(), "Command2")->isEnabled());
+  EXPECT_TRUE(button(daily(), "Command2")->isEnabled());
+  EXPECT_EQ(combo(live())->count(), 0);
+  EXPECT_TRUE(edit(live(), "Text3")->text().isEmpty());
 }
 
 TEST_F(MonitorScreensTest, StartWithoutStationOnlyComplains) {
@@ -236,8 +237,8 @@ TEST_F(MonitorScreensTest, StartWithoutStationOnlyComplains) {
   ASSERT_EQ(dialogs.shown.size(), 2u);
   EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("选择一个可用的站点名"));
   EXPECT_EQ(dialogs.shown[1].text, QStringLiteral("选择一个可用的站点名"));
-  EXPECT_TRUE(live().Command2->isEnabled());
-  EXPECT_TRUE(daily().Command2->isEnabled());
+  EXPECT_TRUE(button(live(), "Command2")->isEnabled());
+  EXPECT_TRUE(button(daily(), "Command2")->isEnabled());
   EXPECT_TRUE(logLinesEndingWith(QStringLiteral("开始监控")).isEmpty());
 }
 
@@ -248,19 +249,19 @@ TEST_F(MonitorScreensTest, CurvesScrollOnePointPerScanReplyWithTheAxisTopOnlyGro
   choose(kStation1);
   clock.advance(ms(10000));  // 18 s: monitoring runs, the first scan reply came at 17.6 s
   auto& r = station1->state().readings;
-  auto* voltage = daily().MSChart1;
+  auto* voltage = control<monitoring::DayChart>(daily(), "MSChart1");
   QList<double> array = voltage->values(0);
   EXPECT_EQ(array.mid(28), (QList<double>{0, 18.0}));
   EXPECT_EQ(voltage->values(1).last(), 12.5);
   EXPECT_EQ(voltage->values(2).last(), 12.4);
   EXPECT_EQ(live().voltageMax, 20);  // 18 x 1.1 = 19.8
   EXPECT_EQ(voltage->axisMaximum(), 20);
-  EXPECT_EQ(daily().MSChart2->values(0).last(), 2.5);
-  EXPECT_EQ(daily().MSChart2->values(1).last(), 3.33);
-  EXPECT_EQ(daily().MSChart3->values(0).last(), 45);
+  EXPECT_EQ(control<monitoring::DayChart>(daily(), "MSChart2")->values(0).last(), 2.5);
+  EXPECT_EQ(control<monitoring::DayChart>(daily(), "MSChart2")->values(1).last(), 3.33);
+  EXPECT_EQ(control<monitoring::DayChart>(daily(), "MSChart3")->values(0).last(), 45);
   // Battery power is the product of the two display texts.
-  EXPECT_DOUBLE_EQ(daily().MSChart3->values(1).last(), 12.5 * 3.33);
-  EXPECT_EQ(daily().MSChart3->values(2).last(), 18);
+  EXPECT_DOUBLE_EQ(control<monitoring::DayChart>(daily(), "MSChart3")->values(1).last(), 12.5 * 3.33);
+  EXPECT_EQ(control<monitoring::DayChart>(daily(), "MSChart3")->values(2).last(), 18);
   EXPECT_EQ(live().powerMax, 50);  // 45 x 1.1 = 49.5
 
   // The next round, 17 s later, with a higher voltage, then one with a lower one.
@@ -281,13 +282,13 @@ TEST_F(MonitorScreensTest, CurvesScrollOnePointPerScanReplyWithTheAxisTopOnlyGro
 
   // A new choice clears the boxes and the axis tops, not the points.
   choose(kStation2);
-  EXPECT_TRUE(daily().Text23->text().isEmpty());
-  EXPECT_TRUE(live().Text3->text().isEmpty());
+  EXPECT_TRUE(edit(daily(), "Text23")->text().isEmpty());
+  EXPECT_TRUE(edit(live(), "Text3")->text().isEmpty());
   EXPECT_EQ(live().voltageMax, 0);
   EXPECT_EQ(voltage->values(0).last(), 20.0);
   // Station 2 reports zero volts; after its first scan reply the top comes from it alone.
   clock.advance(ms(34000));
-  EXPECT_FALSE(live().Command2->isEnabled());
+  EXPECT_FALSE(button(live(), "Command2")->isEnabled());
   EXPECT_EQ(voltage->values(0).last(), 0);
   EXPECT_EQ(live().voltageMax, 1);
   EXPECT_EQ(voltage->values(0).at(28), 20.0);  // the older point has scrolled one place
@@ -301,12 +302,12 @@ TEST_F(MonitorScreensTest, WatchedRowOfTheScanShowsTheSecondFaultRegister) {
   startAndDiscover();
   choose(kStation1);
   clock.advance(ms(11000));  // 19 s: both real-time replies of the pass are in
-  auto* grid = scan().VsFList1;
-  EXPECT_EQ(grid->textMatrix(1, 5), QStringLiteral("过放"));
-  EXPECT_EQ(grid->textMatrix(2, 5), QStringLiteral("正常"));
-  EXPECT_EQ(live().Text10->text(), QStringLiteral("过放"));
+  auto* table = grid(scan(), "VsFList1");
+  EXPECT_EQ(table->textMatrix(1, 5), QStringLiteral("过放"));
+  EXPECT_EQ(table->textMatrix(2, 5), QStringLiteral("正常"));
+  EXPECT_EQ(edit(live(), "Text10")->text(), QStringLiteral("过放"));
   // The recorder keeps the reply as it came, before the exchange.
-  const QByteArray stored = recorder().VSFlexGrid1->cellData(1, 0).toByteArray();
+  const QByteArray stored = grid(recorder(), "VSFlexGrid1")->cellData(1, 0).toByteArray();
   ASSERT_EQ(stored.size(), 73);
   EXPECT_EQ(static_cast<unsigned char>(stored[70]), 0);
   EXPECT_EQ(static_cast<unsigned char>(stored[72]), 1);
@@ -324,49 +325,49 @@ TEST_F(MonitorScreensTest, ReadDatasA2ExchangesFaultWordsInTheCallersArray) {
   live().readDatasA2(r);
   EXPECT_EQ(r[70], 0x09);
   EXPECT_EQ(r[72], 0x10);
-  EXPECT_EQ(live().Text14->text(), QStringLiteral("负载短路"));
-  EXPECT_EQ(live().Text10->text(), QStringLiteral("过放"));
-  EXPECT_EQ(live().Text5->text(), QStringLiteral("均衡充电"));
+  EXPECT_EQ(edit(live(), "Text14")->text(), QStringLiteral("负载短路"));
+  EXPECT_EQ(edit(live(), "Text10")->text(), QStringLiteral("过放"));
+  EXPECT_EQ(edit(live(), "Text5")->text(), QStringLiteral("均衡充电"));
   // A charge state above 6 empties the box; a reply of another length changes nothing.
   r[68] = 7;
   live().readDatasA2(r);
-  EXPECT_TRUE(live().Text5->text().isEmpty());
+  EXPECT_TRUE(edit(live(), "Text5")->text().isEmpty());
   Bytes shortReply(72, 0);
   shortReply[0] = 1;
   shortReply[68] = 1;
   live().readDatasA2(shortReply);
-  EXPECT_TRUE(live().Text5->text().isEmpty());
+  EXPECT_TRUE(edit(live(), "Text5")->text().isEmpty());
   r[67] = 0;
   r[68] = 6;
   live().readDatasA2(r);
-  EXPECT_EQ(live().Text5->text(), QStringLiteral("限流充电"));
-  EXPECT_TRUE(live().Option2->isChecked());
+  EXPECT_EQ(edit(live(), "Text5")->text(), QStringLiteral("限流充电"));
+  EXPECT_TRUE(control<QRadioButton>(live(), "Option2")->isChecked());
 }
 
 TEST_F(MonitorScreensTest, LoadModeReplyEnablesTheManualSwitchOnlyForFifteen) {
   startAndDiscover();
   Bytes reply{1, 3, 2, 0, 15};
   live().readDatasA3(reply);
-  EXPECT_TRUE(live().Picture9->isEnabled());
+  EXPECT_TRUE(control<QGroupBox>(live(), "Picture9")->isEnabled());
   reply[4] = 14;
   live().readDatasA3(reply);
-  EXPECT_FALSE(live().Picture9->isEnabled());
+  EXPECT_FALSE(control<QGroupBox>(live(), "Picture9")->isEnabled());
   reply[4] = 15;
   reply[3] = 7;  // the high byte is not looked at
   live().readDatasA3(reply);
-  EXPECT_TRUE(live().Picture9->isEnabled());
+  EXPECT_TRUE(control<QGroupBox>(live(), "Picture9")->isEnabled());
   Bytes longer{1, 3, 4, 0, 16, 0, 0};
   live().readDatasA3(longer);
-  EXPECT_TRUE(live().Picture9->isEnabled());
+  EXPECT_TRUE(control<QGroupBox>(live(), "Picture9")->isEnabled());
   reply[4] = 16;
   live().readDatasA3(reply);
-  EXPECT_FALSE(live().Picture9->isEnabled());
+  EXPECT_FALSE(control<QGroupBox>(live(), "Picture9")->isEnabled());
 
   // Through the scan: station 1 in manual mode, seen in the load mode pass at 20.6 s.
   station1->state().setParam(sim::param::kLoadMode, sim::param::kManualLoadMode);
   choose(kStation1);
   clock.advance(ms(13000));
-  EXPECT_TRUE(live().Picture9->isEnabled());
+  EXPECT_TRUE(control<QGroupBox>(live(), "Picture9")->isEnabled());
 }
 
 TEST_F(MonitorScreensTest, LoadButtonsSendTheExactFramesAtMostOneEveryHalfSecond) {
@@ -378,15 +379,15 @@ TEST_F(MonitorScreensTest, LoadButtonsSendTheExactFramesAtMostOneEveryHalfSecond
                   Qt::NoModifier);
     QCoreApplication::sendEvent(w, &e);
   };
-  release(live().Option2);
+  release(control<QRadioButton>(live(), "Option2"));
   clock.advance(ms(200));
-  release(live().Option1);  // inside the guard: not sent
+  release(control<QRadioButton>(live(), "Option1"));  // inside the guard: not sent
   clock.advance(ms(400));
-  release(live().Option2);
+  release(control<QRadioButton>(live(), "Option2"));
   clock.advance(ms(100));
-  release(live().Option1);
+  release(control<QRadioButton>(live(), "Option1"));
   clock.advance(ms(500));
-  release(live().Option1);
+  release(control<QRadioButton>(live(), "Option1"));
   clock.advance(ms(100));
   const std::vector<Sent> expected = {{15000, "0106010A0000A834"},
                                       {15600, "0106010A0000A834"},
@@ -397,8 +398,8 @@ TEST_F(MonitorScreensTest, LoadButtonsSendTheExactFramesAtMostOneEveryHalfSecond
   EXPECT_TRUE(station1->state().readings.loadOn);
   station1->state().readings.loadOn = false;
   clock.advance(ms(1900));  // past the scan's reply of 17.6 s
-  EXPECT_EQ(live().Text14->text(), QStringLiteral("已关闭"));
-  EXPECT_TRUE(live().Option2->isChecked());
+  EXPECT_EQ(edit(live(), "Text14")->text(), QStringLiteral("已关闭"));
+  EXPECT_TRUE(control<QRadioButton>(live(), "Option2")->isChecked());
 }
 
 TEST_F(MonitorScreensTest, DownArrowThenHoldingTheVersionLabelShowsTheSoftwareVersion) {
@@ -406,49 +407,136 @@ TEST_F(MonitorScreensTest, DownArrowThenHoldingTheVersionLabelShowsTheSoftwareVe
   live().show();
   auto key = [&](int code) {
     QKeyEvent e(QEvent::KeyPress, code, Qt::NoModifier);
-    QCoreApplication::sendEvent(live().Combo1, &e);
+    QCoreApplication::sendEvent(combo(live()), &e);
   };
   auto mouse = [&](QEvent::Type type) {
     QMouseEvent e(type, QPointF(2, 2), QPointF(2, 2), Qt::LeftButton,
                   type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(live().Label34, &e);
+    QCoreApplication::sendEvent(control<QLabel>(live(), "Label34"), &e);
   };
   key(Qt::Key_Down);
   EXPECT_EQ(live().downKeyFlag, 1);
   mouse(QEvent::MouseButtonPress);
-  EXPECT_TRUE(live().SoftSw->isVisibleTo(&live()));
-  EXPECT_FALSE(live().LTextBox4->isVisibleTo(&live()));
+  EXPECT_TRUE(edit(live(), "SoftSw")->isVisibleTo(&live()));
+  EXPECT_FALSE(edit(live(), "LTextBox4")->isVisibleTo(&live()));
   mouse(QEvent::MouseButtonRelease);
-  EXPECT_FALSE(live().SoftSw->isVisibleTo(&live()));
-  EXPECT_TRUE(live().LTextBox4->isVisibleTo(&live()));
+  EXPECT_FALSE(edit(live(), "SoftSw")->isVisibleTo(&live()));
+  EXPECT_TRUE(edit(live(), "LTextBox4")->isVisibleTo(&live()));
   key(Qt::Key_Up);
   EXPECT_EQ(live().downKeyFlag, 0);
   mouse(QEvent::MouseButtonPress);
-  EXPECT_FALSE(live().SoftSw->isVisibleTo(&live()));
-  EXPECT_TRUE(live().LTextBox4->isVisibleTo(&live()));
+  EXPECT_FALSE(edit(live(), "SoftSw")->isVisibleTo(&live()));
+  EXPECT_TRUE(edit(live(), "LTextBox4")->isVisibleTo(&live()));
 }
 
 TEST_F(MonitorScreensTest, ClearingWipesTheCurveCaptionsForGoodAndTheClockRuns) {
-  EXPECT_EQ(daily().Text2->text(), QStringLiteral("电压实时曲线(V)"));
-  EXPECT_EQ(daily().Text4->text(), QStringLiteral("电流实时曲线(A)"));
-  EXPECT_EQ(daily().Text5->text(), QStringLiteral("功率实时曲线(W)"));
+  EXPECT_EQ(edit(daily(), "Text2")->text(), QStringLiteral("电压实时曲线(V)"));
+  EXPECT_EQ(edit(daily(), "Text4")->text(), QStringLiteral("电流实时曲线(A)"));
+  EXPECT_EQ(edit(daily(), "Text5")->text(), QStringLiteral("功率实时曲线(W)"));
   // The start-up's list rebuild clears the screen, captions included.
   startAndDiscover();
-  EXPECT_TRUE(daily().Text2->text().isEmpty());
-  EXPECT_EQ(daily().Text3->text().size(), 19);  // "YYYY-MM-DD HH:MM:SS"
+  EXPECT_TRUE(edit(daily(), "Text2")->text().isEmpty());
+  EXPECT_EQ(edit(daily(), "Text3")->text().size(), 19);  // "YYYY-MM-DD HH:MM:SS"
   // A choice on the daily screen mirrors to the real-time screen, whose change event reads the
   // station; the daily screen asks for the day values 900 ms later.
-  daily().Combo1->setCurrentIndex(daily().Combo1->findText(kStation2));
-  emit daily().Combo1->activated(daily().Combo1->currentIndex());
-  EXPECT_EQ(live().Combo1->currentText(), kStation2);
-  EXPECT_TRUE(daily().Text2->text().isEmpty());
-  EXPECT_TRUE(daily().Text3->text().isEmpty());
+  combo(daily())->setCurrentIndex(combo(daily())->findText(kStation2));
+  emit combo(daily())->activated(combo(daily())->currentIndex());
+  EXPECT_EQ(combo(live())->currentText(), kStation2);
+  EXPECT_TRUE(edit(daily(), "Text2")->text().isEmpty());
+  EXPECT_TRUE(edit(daily(), "Text3")->text().isEmpty());
   clock.advance(ms(1500));
-  EXPECT_EQ(daily().Text3->text().size(), 19);
-  EXPECT_TRUE(daily().Text2->text().isEmpty());
-  EXPECT_TRUE(daily().Text4->text().isEmpty());
-  EXPECT_TRUE(daily().Text5->text().isEmpty());
-  EXPECT_FALSE(daily().Text23->text().isEmpty());
+  EXPECT_EQ(edit(daily(), "Text3")->text().size(), 19);
+  EXPECT_TRUE(edit(daily(), "Text2")->text().isEmpty());
+  EXPECT_TRUE(edit(daily(), "Text4")->text().isEmpty());
+  EXPECT_TRUE(edit(daily(), "Text5")->text().isEmpty());
+  EXPECT_FALSE(edit(daily(), "Text23")->text().isEmpty());
+}
+
+TEST_F(MonitorScreensTest, GreyedControlsNeverAct) {
+  startAndDiscover();
+  live().show();
+  choose(kStation1);
+  clock.advance(ms(6000));  // monitoring runs; the station box is locked
+  // The load is not in manual mode: the switch is greyed, and a click on it sends nothing.
+  Bytes automatic{1, 3, 2, 0, 14};
+  live().readDatasA3(automatic);
+  auto* on = control<QRadioButton>(live(), "Option1");
+  ASSERT_FALSE(on->isEnabled());
+  const std::int64_t before = platform::toMs(clock.now());
+  QTest::mouseClick(on, Qt::LeftButton);
+  QTest::mouseClick(control<QRadioButton>(live(), "Option2"), Qt::LeftButton);
+  clock.advance(ms(600));
+  for (const Sent& f : sentFrom(before)) EXPECT_NE(f.frame.substr(0, 4), "0106") << f.frame;
+  EXPECT_TRUE(station1->state().readings.loadOn);
+  // Keys in the locked station box are not taken either.
+  ASSERT_FALSE(combo(live())->isEnabled());
+  QTest::keyClick(combo(live()), Qt::Key_Down);
+  EXPECT_EQ(live().downKeyFlag, 0);
+  // In manual mode the same click switches the load.
+  Bytes manual{1, 3, 2, 0, 15};
+  live().readDatasA3(manual);
+  QTest::mouseClick(control<QRadioButton>(live(), "Option2"), Qt::LeftButton);
+  clock.advance(ms(100));
+  ASSERT_FALSE(sentFrom(before).empty());
+  EXPECT_EQ(sentFrom(before).back().frame, "0106010A0000A834");
+}
+
+// Chinese characters typed one by one, as an input method hands them over.
+void typeInto(QWidget* w, const QString& text) {
+  for (QChar c : text) QTest::sendKeyEvent(QTest::Click, w, Qt::Key_unknown, QString(c), Qt::NoModifier);
+}
+
+TEST_F(MonitorScreensTest, TypedStationNameStaysWhenTheListsFill) {
+  start();
+  clock.advance(ms(3000));  // discovery runs; the lists are still empty
+  live().show();
+  typeInto(combo(live())->lineEdit(), QStringLiteral("二号"));
+  clock.advance(ms(5000));  // the lists are filled at 5.6 s
+  for (QComboBox* box : {combo(live()), combo(daily())}) {
+    EXPECT_EQ(box->count(), 2);
+    EXPECT_EQ(box->currentIndex(), -1);
+    EXPECT_EQ(box->currentText(), QStringLiteral("二号"));
+  }
+  // The typed name started monitoring by itself (a name typed is a choice); after a stop,
+  // typing goes on where it stopped.
+  QTest::mouseClick(button(live(), "Command9"), Qt::LeftButton);
+  typeInto(combo(live())->lineEdit(), QStringLiteral("站"));
+  EXPECT_EQ(combo(live())->currentText(), kStation2);
+  EXPECT_EQ(edit(live(), "LTextBox2")->text(), "2");
+}
+
+TEST_F(MonitorScreensTest, StoppedAtFirstSightAndAStopWithoutStationLogsNothing) {
+  startAndDiscover();
+  for (QWidget* screen : {static_cast<QWidget*>(&live()), static_cast<QWidget*>(&daily())}) {
+    EXPECT_TRUE(button(*screen, "Command2")->isEnabled());
+    EXPECT_FALSE(button(*screen, "Command9")->isEnabled());
+  }
+  live().Command9_Click();
+  daily().Command9_Click();
+  mdi().RefreshAllStations_Click();  // stops both monitors
+  EXPECT_TRUE(logLinesEndingWith(QStringLiteral("停止监控")).isEmpty());
+  EXPECT_FALSE(button(live(), "Command9")->isEnabled());
+}
+
+TEST_F(MonitorScreensTest, EveryBoxHasItsCaptionAsBuddyAndTheModelFits) {
+  startAndDiscover();
+  mdi().resize(1024, 768);
+  mdi().show();
+  choose(kStation1);
+  clock.advance(ms(1000));
+  for (QWidget* screen : {static_cast<QWidget*>(&live()), static_cast<QWidget*>(&daily())}) {
+    for (const char* name : {"LTextBox2", "LTextBox3", "LTextBox4", "LTextBox5"}) {
+      QLabel* label = ui::labelFor(edit(*screen, name));
+      ASSERT_NE(label, nullptr) << name;
+      EXPECT_FALSE(label->text().isEmpty());
+    }
+    QLineEdit* model = edit(*screen, "LTextBox3");
+    EXPECT_EQ(model->text(), "XL-MPPT4820");
+    EXPECT_GE(model->width(), model->fontMetrics().horizontalAdvance(model->text()) + 8) << screen->objectName().toStdString();
+  }
+  EXPECT_EQ(ui::labelFor(edit(live(), "Text18"))->text(), QStringLiteral("设备温度(℃)"));
+  EXPECT_EQ(ui::labelFor(edit(daily(), "Text12"))->text(), QStringLiteral("用电量（kWh）"));
+  mdi().hide();
 }
 
 }  // namespace

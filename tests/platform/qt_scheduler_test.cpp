@@ -6,8 +6,15 @@
 
 #include "support/qt_app.h"
 #include <QElapsedTimer>
+#include <QMessageBox>
 #include <QMouseEvent>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
 #include <QWidget>
+
+#include "platform/dialogs.h"
+#include "platform/timer.h"
 
 namespace xl::platform {
 namespace {
@@ -71,6 +78,58 @@ TEST(QtScheduler, OperatorInputWaitsForTheReceiveWindow) {
   // Outside a window, input goes straight through.
   pressOn(w);
   EXPECT_EQ(w.presses, 2);
+  setScheduler(nullptr);
+}
+
+// A box shown from a reply handler (inside the receive window) or from a tick is answered by
+// the operator's mouse or keys, and the timers keep their pace while it waits.
+TEST(QtScheduler, BoxShownFromAHandlerIsAnsweredWhileTimersGoOn) {
+  app();
+  QtScheduler s;
+  setScheduler(&s);
+  QtDialogs qtDialogs(QStringLiteral("星澜站点监控软件"));
+  Dialogs& dialogs = qtDialogs;
+  int ticks = 0;
+  Timer scan(20, [&] { ++ticks; });
+  scan.setEnabled(true);
+  // The operator, outside the program's queue: answers whatever box is open after a while.
+  // A box that could not be answered is closed after two seconds with no answer.
+  const auto operatorDoes = [](int afterMs, std::function<void(QMessageBox*)> act) {
+    QTimer::singleShot(afterMs, [act] {
+      if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) act(box);
+    });
+    QTimer::singleShot(afterMs + 2000, [] {
+      if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) box->done(0);
+    });
+  };
+
+  int answer = 0, ticksBefore = -1, ticksAfter = -1;
+  s.holdFor(ms(30), [&] {
+    ticksBefore = ticks;
+    answer = dialogs.msgBox(QStringLiteral("设置成功"), kYesNo | kInformation);
+    ticksAfter = ticks;
+  });
+  operatorDoes(300, [](QMessageBox* box) { QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton); });
+  runEventLoopUntil([&] { return answer != 0; });
+  EXPECT_EQ(answer, kYes);
+  EXPECT_GE(ticksAfter - ticksBefore, 8);  // about 13 ticks of 20 ms while the box waited
+
+  // From a tick: the Enter key answers the default button; the timer's own ticks meanwhile
+  // are dropped (its handler is not entered twice), the other timer goes on.
+  answer = 0;
+  int boxes = 0;
+  Timer asker(10, [&] {
+    ++boxes;
+    answer = dialogs.msgBox(QStringLiteral("参数设置成功"));
+  });
+  asker.setEnabled(true);
+  operatorDoes(200, [](QMessageBox* box) { QTest::keyClick(box, Qt::Key_Return); });
+  const int ticksAtStart = ticks;
+  runEventLoopUntil([&] { return answer != 0; });
+  asker.setEnabled(false);
+  EXPECT_EQ(answer, kOk);
+  EXPECT_EQ(boxes, 1);
+  EXPECT_GE(ticks - ticksAtStart, 5);
   setScheduler(nullptr);
 }
 

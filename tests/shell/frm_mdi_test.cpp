@@ -14,8 +14,10 @@
 #include <QTreeWidget>
 
 #include "core/message_log.h"
+#include "core/settings.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "support/console_fixture.h"
+#include "ui/station_box.h"
 
 namespace xl::shell {
 namespace {
@@ -47,7 +49,7 @@ TEST_F(MainWindowTest, LoadWithoutPortsShowsTheRootAndStartsAnEmptyScan) {
   EXPECT_TRUE(scan().Timer4.enabled());
   clock.advance(ms(10000));
   EXPECT_TRUE(scan().Timer4.enabled());  // waits for stations, timer on
-  EXPECT_EQ(scan().VsFList1->rows(), 1);
+  EXPECT_EQ(testing::grid(scan(), "VsFList1")->rows(), 1);
 }
 
 TEST_F(MainWindowTest, MenusAndToolbarStandAsDesigned) {
@@ -169,14 +171,14 @@ TEST_F(MainWindowTest, StationsLoadPortByPortIntoTreeAndTables) {
   clock.advance(ms(300));  // past the last port: the scan takes over
   EXPECT_TRUE(scan().Timer4.enabled());
   // Both tables hold the stations in the same order.
-  ASSERT_EQ(scan().VsFList1->rows(), 4);
-  ASSERT_EQ(recorder().VSFlexGrid1->rows(), 4);
+  ASSERT_EQ(testing::grid(scan(), "VsFList1")->rows(), 4);
+  ASSERT_EQ(testing::grid(recorder(), "VSFlexGrid1")->rows(), 4);
   const QStringList names = {"A", "B", "C"}, ids = {"1", "2", "7"};
   for (int r = 1; r <= 3; ++r) {
-    EXPECT_EQ(scan().VsFList1->textMatrix(r, 0), names[r - 1]);
-    EXPECT_EQ(scan().VsFList1->textMatrix(r, 1), ids[r - 1]);
-    EXPECT_EQ(recorder().VSFlexGrid1->textMatrix(r, 1), names[r - 1]);
-    EXPECT_EQ(recorder().VSFlexGrid1->textMatrix(r, 2), ids[r - 1]);
+    EXPECT_EQ(testing::grid(scan(), "VsFList1")->textMatrix(r, 0), names[r - 1]);
+    EXPECT_EQ(testing::grid(scan(), "VsFList1")->textMatrix(r, 1), ids[r - 1]);
+    EXPECT_EQ(testing::grid(recorder(), "VSFlexGrid1")->textMatrix(r, 1), names[r - 1]);
+    EXPECT_EQ(testing::grid(recorder(), "VSFlexGrid1")->textMatrix(r, 2), ids[r - 1]);
   }
 }
 
@@ -188,20 +190,21 @@ TEST_F(MainWindowTest, CollidingKeyEndsTheListingOfItsPort) {
   start();
   clock.advance(ms(300));
   EXPECT_EQ(mdi().TreeView1()->topLevelItem(0)->child(0)->childCount(), 1);
-  EXPECT_EQ(scan().VsFList1->rows(), 2);
+  EXPECT_EQ(testing::grid(scan(), "VsFList1")->rows(), 2);
 }
 
 TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   setPorts({"COM3,9600"});
   addStation("A", "COM3,9600", "1");
   addStation("B", "COM3,9600", "2");
-  QComboBox factory;
-  registerStationList(StationList::Factory, &factory);
+  ui::StationBox factory(nullptr);
+  ui::registerStationList(ui::StationList::Factory, &factory);
   start();
   // The real-time monitor, created by the start-up, has handed its own list to the shell.
-  QComboBox& realTime = *monitoring::FrmRealTimeMonitoring::instance().Combo1;
+  QComboBox& realTime = *testing::combo(monitoring::FrmRealTimeMonitoring::instance());
   clock.advance(ms(300));
-  scan().VsFList1->setTextMatrix(2, scan().answerColumn(), "1");
+  auto* table = testing::grid(scan(), "VsFList1");
+  table->setTextMatrix(2, table->colIndex(monitoring::FrmGlobalMonitoring::kAnswerKey), "1");
   mdi().setStationEnabled();
   EXPECT_EQ(mdi().nodeImage("COM3,9600,1"), 3);
   EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 2);
@@ -214,7 +217,38 @@ TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   EXPECT_EQ(realTime.count(), 0);
   EXPECT_EQ(mdi().portCursor, 0);
   EXPECT_TRUE(mdi().Timer2.enabled());
-  registerStationList(StationList::Factory, nullptr);
+  ui::registerStationList(ui::StationList::Factory, nullptr);
+}
+
+TEST_F(MainWindowTest, ClosingTheGlobalMonitorHidesItsFrameToo) {
+  start();
+  clock.advance(ms(300));  // the scan is shown when discovery starts
+  QMdiSubWindow* frame = nullptr;
+  for (QMdiSubWindow* w : mdi().mdiArea()->subWindowList())
+    if (w->widget() == &scan()) frame = w;
+  ASSERT_NE(frame, nullptr);
+  ASSERT_FALSE(frame->isHidden());
+  frame->close();  // the frame's close box
+  EXPECT_TRUE(frame->isHidden());
+  EXPECT_TRUE(scan().isHidden());
+  EXPECT_TRUE(monitoring::FrmGlobalMonitoring::exists());
+  mdi().action("GlobalMonitoring")->trigger();
+  EXPECT_FALSE(frame->isHidden());
+  EXPECT_FALSE(scan().isHidden());
+}
+
+TEST_F(MainWindowTest, StationNamedLikeACommentKeepsItsRecorderMark) {
+  setPorts({"COM3,9600"});
+  addStation("#1", "COM3,9600", "1");
+  addStation(";2", "COM3,9600", "2");
+  const QString ini = dir.path() + "/MSCON.DLL";
+  core::writeIniFile("Maintenance Record", "#1", "-1", ini);
+  start();
+  clock.advance(ms(1500));  // loaded at 300 ms, the recorder applies its settings a second later
+  auto* marks = testing::grid(recorder(), "VSFlexGrid1");
+  ASSERT_EQ(marks->rows(), 3);
+  EXPECT_EQ(marks->textMatrix(1, 0), "-1");
+  EXPECT_EQ(marks->textMatrix(2, 0), "");  // ';' does start a comment: that name has no key
 }
 
 }  // namespace

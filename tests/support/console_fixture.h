@@ -1,13 +1,21 @@
 #pragma once
 // A whole console in one test: a fresh program directory, a virtual clock, a simulated bus and
-// scripted dialogs. start() runs the program's start-up and loads the main window; the forms
-// are destroyed again after each test.
+// scripted dialogs. start() runs the program's start-up and loads the main window; every
+// screen is discarded again after each test, the newest first, through the screen registry.
+//
+// Controls are reached by their object names, as the operator's view names them:
+// control<QRadioButton>(live(), "Option1"), edit(live(), "Text3"), grid(scan(), "VsFList1").
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
 #include <QPlainTextEdit>
 #include <QTemporaryDir>
+#include <stdexcept>
+#include <string>
 
 #include "core/app_state.h"
 #include "core/settings.h"
@@ -20,8 +28,21 @@
 #include "shell/frm_mdi.h"
 #include "support/qt_app.h"
 #include "support/scripted_dialogs.h"
+#include "ui/registry.h"
 
 namespace xl::testing {
+
+// The control of `screen` with the object name `name`; a missing control fails the test.
+template <class W = QWidget>
+W* control(const QObject& screen, const char* name) {
+  W* w = screen.findChild<W*>(QString::fromLatin1(name));
+  if (!w) throw std::runtime_error(std::string("no control ") + name + " on " + screen.objectName().toStdString());
+  return w;
+}
+inline QLineEdit* edit(const QObject& s, const char* name) { return control<QLineEdit>(s, name); }
+inline QComboBox* combo(const QObject& s, const char* name = "Combo1") { return control<QComboBox>(s, name); }
+inline QPushButton* button(const QObject& s, const char* name) { return control<QPushButton>(s, name); }
+inline platform::FlexGrid* grid(const QObject& s, const char* name) { return control<platform::FlexGrid>(s, name); }
 
 class ConsoleFixture : public ::testing::Test {
  protected:
@@ -37,9 +58,8 @@ class ConsoleFixture : public ::testing::Test {
   }
 
   void TearDown() override {
-    shell::FrmMDI::discard();
-    monitoring::FrmGlobalMonitoring::discard();
-    monitoring::FrmMaintenanceRecord::discard();
+    ui::discardAll();
+    EXPECT_EQ(ui::screenCount(), 0);
     platform::setDialogs(nullptr);
     core::setProgramDir({});
     core::configPath.clear();

@@ -1,0 +1,44 @@
+#include "ui/form.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
+
+namespace xl::ui {
+
+QLineEdit* makeBox(QWidget* parent, const Field& field) {
+  auto* box = new QLineEdit(parent);
+  box->setObjectName(QString::fromLatin1(field.name));
+  box->setReadOnly(field.readOnly);
+  box->setMinimumWidth(field.width);
+  return box;
+}
+
+QList<QLineEdit*> addFields(QGridLayout* grid, QWidget* parent, std::span<const Field> fields, int columns,
+                            int firstRow) {
+  QList<QLineEdit*> boxes;
+  int i = 0;
+  for (const Field& f : fields) {
+    QLineEdit* box = makeBox(parent, f);
+    const int row = firstRow + i / columns, column = (i % columns) * 2;
+    if (f.caption) {
+      auto* label = new QLabel(QString::fromUtf8(f.caption), parent);
+      if (f.labelName) label->setObjectName(QString::fromLatin1(f.labelName));
+      label->setBuddy(box);
+      grid->addWidget(label, row, column);
+    }
+    grid->addWidget(box, row, column + 1);
+    boxes.append(box);
+    ++i;
+  }
+  return boxes;
+}
+
+QLabel* labelFor(const QWidget* box) {
+  if (!box || !box->parentWidget()) return nullptr;
+  for (QLabel* label : box->parentWidget()->findChildren<QLabel*>())
+    if (label->buddy() == box) return label;
+  return nullptr;
+}
+
+}  // namespace xl::ui

@@ -1,0 +1,39 @@
+#include "ui/screen.h"
+
+#include <QCloseEvent>
+#include <QMdiSubWindow>
+
+namespace xl::ui {
+
+namespace {
+QIcon& iconStore() {
+  static QIcon icon;
+  return icon;
+}
+}  // namespace
+
+void setMainIcon(const QIcon& icon) { iconStore() = icon; }
+QIcon mainIcon() { return iconStore(); }
+
+Screen::Screen(const char* objectName, const QString& caption, HideOnClose hide) : hide_(hide) {
+  setObjectName(QString::fromLatin1(objectName));
+  setWindowTitle(caption);
+  if (!mainIcon().isNull()) setWindowIcon(mainIcon());
+}
+
+void Screen::hideWithFrame() {
+  hide();
+  if (auto* frame = qobject_cast<QMdiSubWindow*>(parentWidget())) frame->hide();
+}
+
+void Screen::closeEvent(QCloseEvent* event) {
+  if (hide_ == HideOnClose::No) {
+    QWidget::closeEvent(event);
+    return;
+  }
+  // The frame asks its screen first when its close box is clicked; both go out of sight.
+  event->ignore();
+  hideWithFrame();
+}
+
+}  // namespace xl::ui
