@@ -14,6 +14,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/startup.h"
+#include "configuration/frm_control_parameter.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
@@ -143,7 +144,7 @@ void FrmMDI::buildMenus() {
   addItem(device, "RealTimeClock", QStringLiteral("实时时钟"))->setEnabled(false);
   addItem(device, "DeviceParameter", QStringLiteral("设备参数"))->setVisible(false);
   addItem(device, "DeviceIDSetting", QStringLiteral("设备ID设置"));
-  addItem(parameter, "ControlParameter", QStringLiteral("控制参数"));
+  addItem(parameter, "ControlParameter", QStringLiteral("控制参数"), &FrmMDI::ControlParameter_Click);
   QMenu* load = parameter->addMenu(QStringLiteral("负载配置"));
   load->setObjectName("LoadConfiguration");
   addItem(load, "GeneralGLoadConfiguration", QStringLiteral("负载输出模式"));
@@ -241,6 +242,12 @@ void FrmMDI::MDIForm_Load() {
 void FrmMDI::RealTimeMonitoring_Click() { showChild(&monitoring::FrmRealTimeMonitoring::instance()); }
 
 void FrmMDI::Monitoring1_Click() { showChild(&monitoring::FrmMonitoring1::instance()); }
+
+void FrmMDI::ControlParameter_Click() {
+  auto& screen = configuration::FrmControlParameter::instance();
+  screen.ClearAll();
+  screen.showModal();
+}
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

@@ -6,6 +6,7 @@
 #include <QMenu>
 #include <QTreeWidget>
 
+#include "configuration/frm_control_parameter.h"
 #include "core/message_log.h"
 #include "core/settings.h"
 #include "core/station_store.h"
@@ -58,6 +59,7 @@ void FrmMDI::refreshStations() {
   auto& daily = monitoring::FrmMonitoring1::instance();
   auto& scan = monitoring::FrmGlobalMonitoring::instance();
   auto& recorder = monitoring::FrmMaintenanceRecord::instance();
+  configuration::FrmControlParameter::instance();
   ui::clearStationLists();
   live.ClearAll();
   daily.ClearAll();
