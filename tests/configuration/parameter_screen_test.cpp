@@ -323,6 +323,42 @@ TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
   EXPECT_EQ(device->state().param(0xE021), 0x00A7);
 }
 
+TEST_F(ParameterScreenTest, OddDeviceValuesReadAndWriteBackAsTheScreenShowsThem) {
+  setHiddenWords();
+  auto& s = device->state();
+  s.setParam(0xE003, 0x3C5A);  // 60 V: no entry of the list
+  s.setParam(0xE004, 0x0107);  // type 263: unknown
+  s.setParam(0xE007, 0);       // no equalising voltage
+  s.setParam(0xE021, 0xFFA7);  // every mode bit set
+  startAndOpen();
+  chooseStation();
+  read();
+  EXPECT_EQ(list("Combo4")->currentText(), "Auto");
+  EXPECT_EQ(list("Combo2")->currentText(), "User");
+  EXPECT_EQ(list("Combo3")->currentText(), "SOC");
+  EXPECT_TRUE(box("LTextBox24")->isEnabled());
+  EXPECT_TRUE(box("LTextBox44")->isEnabled());
+  EXPECT_TRUE(box("LTextBox16")->text().isEmpty());
+  EXPECT_EQ(box("LTextBox10")->text(), "-3");
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  const auto w = writes(t0);
+  ASSERT_EQ(w.size(), 1u);
+  const Bytes frame = bytesOf(w[0]);
+  EXPECT_EQ(frame[11], 0xFF);  // "Auto"
+  EXPECT_EQ(frame[12], 0x5A);
+  EXPECT_EQ(frame[13], 0x01);  // the type's high byte echoed
+  EXPECT_EQ(frame[14], 0x00);  // "User"
+  EXPECT_EQ(frame[19], 0x00);  // the empty equalising voltage
+  EXPECT_EQ(frame[20], 0x00);
+  EXPECT_EQ(frame[45], 0x00);  // "-3" goes out as 3
+  EXPECT_EQ(frame[46], 0x03);
+  EXPECT_EQ(frame[71], 0x04);  // only the SOC bit survives
+  EXPECT_EQ(s.param(0xE021), 0x04A7);
+  EXPECT_EQ(s.param(0xE003), 0xFF5A);
+  EXPECT_EQ(s.param(0xE004), 0x0100);
+}
+
 // ---- Rules on focus and timers ---------------------------------------------------------------
 
 TEST_F(ParameterScreenTest, LimitsApplyWhenTheCursorLeavesABox) {
