@@ -359,6 +359,43 @@ TEST_F(ParameterScreenTest, OddDeviceValuesReadAndWriteBackAsTheScreenShowsThem)
   EXPECT_EQ(s.param(0xE004), 0x0100);
 }
 
+TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) {
+  addStation(QStringLiteral("二号站"), "COM3,9600", "2");
+  sim::StationOptions o;
+  o.live = false;
+  o.address = 2;
+  o.plant.historyDays = 0;
+  sim::Controller& second = bus.add("COM3", 9600, o);
+  second.state().setParam(0xE01D, 3);
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_TRUE(screen().blockState().dataRead);
+  // The second station: its rated values come, its chained block read is lost.
+  pick(list("Combo1"), QStringLiteral("二号站"));
+  clock.advance(ms(1000));
+  ASSERT_EQ(box("LTextBox1")->text(), "2");
+  ASSERT_EQ(box("LTextBox4")->text(), "20.00");
+  // "恢复默认值" fills every box, SetChargeCurr included; the write still refuses, since the
+  // hidden bytes it would echo are the first station's.
+  clickButton("Command3");
+  ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  EXPECT_TRUE(writes(t0).empty());
+  ASSERT_FALSE(dialogs.shown.empty());
+  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("请先读数据"));
+  // Once its own block is read, the second station is written at its own address.
+  read();
+  clickButton("Command3");
+  clickButton("Command2");
+  const auto w = writes(t0);
+  ASSERT_EQ(w.size(), 1u);
+  EXPECT_EQ(w[0].substr(0, 4), "0210");
+  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("参数设置成功"));
+  EXPECT_EQ(second.state().param(0xE01D), 3);
+}
+
 // ---- Rules on focus and timers ---------------------------------------------------------------
 
 TEST_F(ParameterScreenTest, LimitsApplyWhenTheCursorLeavesABox) {
