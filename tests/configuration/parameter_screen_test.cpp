@@ -396,6 +396,20 @@ TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) 
   EXPECT_EQ(second.state().param(0xE01D), 3);
 }
 
+TEST_F(ParameterScreenTest, AnExceptionOrABadCrcToTheWriteSaysNothing) {
+  startAndOpen();
+  chooseStation();
+  read();
+  device->setFaults({.exception = sim::Exception::IllegalValue});
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  ASSERT_EQ(writes(t0).size(), 1u);
+  device->setFaults({.badCrc = true});
+  clickButton("Command2");
+  EXPECT_EQ(writes(t0).size(), 2u);
+  EXPECT_TRUE(dialogs.shown.empty());
+}
+
 // ---- Rules on focus and timers ---------------------------------------------------------------
 
 TEST_F(ParameterScreenTest, LimitsApplyWhenTheCursorLeavesABox) {
@@ -460,6 +474,26 @@ TEST_F(ParameterScreenTest, LithiumCouplingsFollowTheBoostAndOverDischargeVoltag
   typeInto("LTextBox18", "8");
   leaveTo("LTextBox38");
   EXPECT_EQ(box("LTextBox22")->text(), "8.00");
+}
+
+TEST_F(ParameterScreenTest, SocModeOpensTheChargeLevelBoxesUnderEveryType) {
+  device->state().setParam(0xE021, 0x0400);  // charge by SOC
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_EQ(list("Combo2")->currentText(), "Sealed");
+  ASSERT_EQ(list("Combo3")->currentText(), "SOC");
+  ASSERT_TRUE(box("LTextBox24")->isEnabled());
+  typeInto("LTextBox24", "90");
+  leaveTo("LTextBox44");
+  EXPECT_EQ(box("LTextBox24")->text(), "100");
+  typeInto("LTextBox44", "90");
+  leaveTo("LTextBox24");
+  EXPECT_EQ(box("LTextBox44")->text(), "80");
+  // A change of type closes them again; the mode cannot be edited here.
+  pick(list("Combo2"), "User");
+  EXPECT_FALSE(box("LTextBox24")->isEnabled());
+  EXPECT_FALSE(list("Combo3")->isEnabled());
 }
 
 TEST_F(ParameterScreenTest, LithiumWithAutoBlinksAndIsRefusedTimer2GreysDisabledBoxes) {
