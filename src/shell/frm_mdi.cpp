@@ -19,6 +19,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/startup.h"
+#include "configuration/frm_control_parameter.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
@@ -151,7 +152,7 @@ void FrmMDI::buildMenus() {
   addItem(device, "RealTimeClock", QStringLiteral("实时时钟"))->setEnabled(false);
   addItem(device, "DeviceParameter", QStringLiteral("设备参数"))->setVisible(false);
   addItem(device, "DeviceIDSetting", QStringLiteral("设备ID设置"), &FrmMDI::DeviceIDSetting_Click);
-  addItem(parameter, "ControlParameter", QStringLiteral("控制参数"));
+  addItem(parameter, "ControlParameter", QStringLiteral("控制参数"), &FrmMDI::ControlParameter_Click);
   QMenu* load = parameter->addMenu(QStringLiteral("负载配置"));
   load->setObjectName("LoadConfiguration");
   addItem(load, "GeneralGLoadConfiguration", QStringLiteral("负载输出模式"), &FrmMDI::GeneralGLoadConfiguration_Click);
@@ -267,6 +268,12 @@ void FrmMDI::GeneralGLoadConfiguration_Click() {
 void FrmMDI::DeviceIDSetting_Click() { showModal(&configuration::FrmDeviceIDSetting::instance()); }
 
 void FrmMDI::FactoryOperation_Click() { showModal(&configuration::FrmFactoryOperation::instance()); }
+
+void FrmMDI::ControlParameter_Click() {
+  auto& screen = configuration::FrmControlParameter::instance();
+  screen.ClearAll();
+  showModal(&screen);
+}
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

@@ -66,6 +66,7 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void GeneralGLoadConfiguration_Click();
   void DeviceIDSetting_Click();
   void FactoryOperation_Click();
+  void ControlParameter_Click();
   // Shows a configuration screen as a window of its own that holds the input until it closes.
   void showModal(QWidget* screen);
 

@@ -6,6 +6,7 @@
 #include <QMenu>
 #include <QTreeWidget>
 
+#include "configuration/frm_control_parameter.h"
 #include "configuration/frm_factory_operation.h"
 #include "configuration/frm_general_g_load_configuration.h"
 #include "core/message_log.h"
@@ -62,6 +63,7 @@ void FrmMDI::refreshStations() {
   auto& recorder = monitoring::FrmMaintenanceRecord::instance();
   configuration::FrmGeneralGLoadConfiguration::instance();
   configuration::FrmFactoryOperation::instance();
+  configuration::FrmControlParameter::instance();
   ui::clearStationLists();
   live.ClearAll();
   daily.ClearAll();

@@ -1,0 +1,746 @@
+// The control parameter screen in the whole console, in virtual time against a simulated
+// controller: the controls as the operator sees them, the station choice and the read, the
+// write byte for byte on the wire, the editing rules on real focus changes and timer ticks,
+// the parameter file, and operator input at random that must never send what the boxes do not
+// state.
+
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <algorithm>
+#include <optional>
+#include <random>
+
+#include "configuration/frm_control_parameter.h"
+#include "configuration/parameter_block.h"
+#include "core/settings.h"
+#include "link/frame_codec.h"
+#include "link/vb_numbers.h"
+#include "support/console_fixture.h"
+#include "support/wire_log.h"
+#include "tools/sim/bus.h"
+#include "ui/form.h"
+
+namespace xl {
+namespace {
+
+using configuration::Control;
+using configuration::FrmControlParameter;
+using platform::ms;
+using testing::button;
+using testing::combo;
+using testing::edit;
+
+const QString kStation = QStringLiteral("一号站");
+
+class ParameterScreenTest : public testing::ConsoleFixture {
+ protected:
+  void SetUp() override {
+    ConsoleFixture::SetUp();
+    setPorts({"COM3,9600"});
+    addStation(kStation, "COM3,9600", "1");
+    sim::StationOptions o;
+    o.live = false;
+    o.address = 1;
+    o.plant.historyDays = 0;
+    device = &bus.add("COM3", 9600, o);
+    line = driver.line("COM3");
+  }
+
+  FrmControlParameter& screen() { return FrmControlParameter::instance(); }
+  QLineEdit* box(const char* name) { return edit(screen(), name); }
+  QComboBox* list(const char* name) { return combo(screen(), name); }
+
+  // Start-up and discovery, then the menu item: the screen comes up modal and active.
+  void startAndOpen() {
+    start();
+    clock.advance(ms(8000));
+    mdi().action("ControlParameter")->trigger();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&screen()));
+  }
+
+  // The operator picks an entry of a list with the mouse.
+  void pick(QComboBox* box, const QString& entry) {
+    const int index = box->findText(entry);
+    ASSERT_GE(index, 0) << entry.toStdString();
+    box->setCurrentIndex(index);
+    emit box->activated(index);
+  }
+  void chooseStation() {
+    pick(list("Combo1"), kStation);
+    clock.advance(ms(1000));
+  }
+  void read() {
+    QTest::mouseClick(button(screen(), "Command1"), Qt::LeftButton);
+    clock.advance(ms(1000));
+  }
+  // Clicks into a box, selects what stands there and types `text` over it; the cursor stays.
+  void typeInto(const char* name, const QString& text) {
+    QLineEdit* e = box(name);
+    QTest::mouseClick(e, Qt::LeftButton);
+    QTest::keyClick(e, Qt::Key_A, Qt::ControlModifier);
+    if (text.isEmpty())
+      QTest::keyClick(e, Qt::Key_Delete);
+    else
+      typeKeys(e, text);
+  }
+  // Key presses that carry `text`, one character each; any character, not only ASCII.
+  static void typeKeys(QWidget* w, const QString& text) {
+    for (const QChar ch : text) QTest::sendKeyEvent(QTest::Click, w, Qt::Key_unknown, QString(ch), Qt::NoModifier);
+  }
+  // The cursor moves on to another box with a click.
+  void leaveTo(const char* name) { QTest::mouseClick(box(name), Qt::LeftButton); }
+  void clickButton(const char* name) {
+    QTest::mouseClick(button(screen(), name), Qt::LeftButton);
+    clock.advance(ms(1000));
+  }
+
+  // The screen's frames on the line: anything to or from register 0xE001 or the information
+  // block, leaving out the scan's own polling.
+  std::vector<std::string> screenFrames(std::int64_t fromMs = 0) const {
+    std::vector<std::string> out;
+    for (const auto& s : testing::sentFrames(*line, fromMs))
+      if (s.frame.substr(2, 10) != "0301000023" && s.frame.substr(2, 10) != "03E01D0001") out.push_back(s.frame);
+    return out;
+  }
+  std::vector<std::string> writes(std::int64_t fromMs = 0) const {
+    std::vector<std::string> out;
+    for (const auto& f : screenFrames(fromMs))
+      if (f.substr(2, 2) == "10") out.push_back(f);
+    return out;
+  }
+  std::int64_t now() const { return platform::toMs(clock.now()); }
+
+  // Distinct values in every stretch the screen never shows.
+  void setHiddenWords(std::uint8_t typeHigh = 0x3C) {
+    auto& s = device->state();
+    s.setParam(0xE003, 0xFF5A);
+    s.setParam(0xE004, static_cast<std::uint16_t>(typeHigh << 8 | 2));
+    for (std::uint16_t reg = 0xE015; reg <= 0xE020; ++reg)
+      s.setParam(reg, static_cast<std::uint16_t>(0x1100 * (reg - 0xE014) + reg % 256));
+    s.setParam(0xE01D, 9);       // a load mode the device takes
+    s.setParam(0xE021, 0x00A7);  // voltage compensation, reserved low byte
+  }
+
+  sim::Bus bus{driver};
+  sim::Controller* device = nullptr;
+  platform::SimLine* line = nullptr;
+};
+
+Bytes bytesOf(const std::string& hex) {
+  Bytes b;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+    b.push_back(static_cast<std::uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+  return b;
+}
+
+std::string requestHex(int id, std::string_view literal) { return hexText(requestFrame(id, std::string(literal).c_str())); }
+
+// ---- The form -----------------------------------------------------------------------------
+
+TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionReferenceListsTooltipAndButtons) {
+  startAndOpen();
+  EXPECT_EQ(screen().windowTitle(), QStringLiteral("控制参数"));
+  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  for (Control c : configuration::allControls()) {
+    const QString name = QString::fromUtf8(configuration::controlName(c).data());
+    QWidget* w = screen().findChild<QWidget*>(name);
+    ASSERT_NE(w, nullptr) << name.toStdString();
+    if (c == Control::SetCurrText2) continue;  // the reference box of SetChargeCurr's row
+    QLabel* label = ui::labelFor(w);
+    ASSERT_NE(label, nullptr) << name.toStdString();
+    EXPECT_EQ(label->text(), QString::fromUtf8(configuration::captionOf(c).data())) << name.toStdString();
+  }
+  EXPECT_EQ(ui::labelFor(combo(screen(), "Combo1"))->text(), QStringLiteral("选择站点"));
+  const std::pair<const char*, const char*> references[] = {
+      {"LTextBox5", "Sealed"}, {"LTextBox11", "16.00"}, {"Text2", "15.50"},     {"LTextBox15", "14.60"},
+      {"LTextBox17", "14.40"}, {"LTextBox19", "13.80"}, {"LTextBox21", "13.20"}, {"LTextBox37", "12.60"},
+      {"LTextBox39", "12.00"}, {"LTextBox35", "11.10"}, {"LTextBox33", "10.60"}, {"LTextBox25", "Auto"},
+      {"LTextBox6", "Volt.Comp."}, {"LTextBox31", "30"}, {"LTextBox27", "120"},  {"LTextBox26", "120"},
+      {"LTextBox9", "-3"},     {"LTextBox7", "200"},    {"LTextBox30", "5"},      {"LTextBox23", "100"},
+      {"LTextBox43", "30"}};
+  for (const auto& [name, text] : references) {
+    EXPECT_EQ(box(name)->text(), QString::fromUtf8(text)) << name;
+    EXPECT_TRUE(box(name)->isReadOnly()) << name;
+  }
+  int referenceHeadings = 0, currentHeadings = 0;
+  for (QLabel* l : screen().findChildren<QLabel*>()) {
+    referenceHeadings += l->text() == QStringLiteral("参考值");
+    currentHeadings += l->text() == QStringLiteral("当前参数");
+  }
+  EXPECT_EQ(referenceHeadings, 2);
+  EXPECT_EQ(currentHeadings, 2);
+  const auto items = [this](const char* name) {
+    QStringList out;
+    for (int i = 0; i < list(name)->count(); ++i) out << list(name)->itemText(i);
+    return out;
+  };
+  EXPECT_EQ(items("Combo2"), QStringList({"User", "Flooded", "Sealed", "Gel", "LI"}));
+  EXPECT_EQ(items("Combo3"), QStringList({"Volt.Comp.", "SOC"}));
+  EXPECT_EQ(items("Combo4"), QStringList({"Auto", "12V", "24V", "36V", "48V"}));
+  for (const char* name : {"Combo2", "Combo3", "Combo4"}) EXPECT_FALSE(list(name)->isEditable()) << name;
+  EXPECT_EQ(list("Combo4")->toolTip(), QStringLiteral("蓄电池系统电压设置：系统电压设置后，为安全考虑，需重启才生效！"));
+  const std::pair<const char*, const char*> buttons[] = {{"Command1", "读取"},       {"Command2", "设置"},
+                                                         {"Command3", "恢复默认值"}, {"Command4", "导出设置"},
+                                                         {"Command5", "导入设置"}};
+  for (const auto& [name, caption] : buttons) EXPECT_EQ(button(screen(), name)->text(), QString::fromUtf8(caption));
+  EXPECT_EQ(screen().Timer1.interval(), 1000);
+  EXPECT_EQ(screen().Timer2.interval(), 200);
+  EXPECT_TRUE(screen().Timer1.enabled());
+  EXPECT_TRUE(screen().Timer2.enabled());
+  EXPECT_TRUE(box("Text1")->isHidden());
+  // The shell filled the station list without choosing one.
+  EXPECT_EQ(list("Combo1")->count(), 1);
+  EXPECT_TRUE(list("Combo1")->currentText().isEmpty());
+}
+
+TEST_F(ParameterScreenTest, ClosingHidesAndKeepsTheStateTheMenuClearsTheValuesAgain) {
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_EQ(box("LTextBox20")->text(), "13.80");
+  screen().close();
+  EXPECT_TRUE(FrmControlParameter::exists());
+  EXPECT_TRUE(screen().isHidden());
+  EXPECT_EQ(box("LTextBox20")->text(), "13.80");
+  EXPECT_FALSE(box("LTextBox12")->isEnabled());
+  mdi().action("ControlParameter")->trigger();
+  EXPECT_FALSE(screen().isHidden());
+  // ClearAll: values and rated boxes empty, lists on nothing; the station, the reference column,
+  // the enabled states and the read block stay.
+  for (const char* name : {"LTextBox1", "LTextBox2", "LTextBox4", "LTextBox20", "SetChargeCurr", "SetCurrText2"})
+    EXPECT_TRUE(box(name)->text().isEmpty()) << name;
+  EXPECT_EQ(list("Combo2")->currentIndex(), -1);
+  EXPECT_EQ(list("Combo1")->currentText(), kStation);
+  EXPECT_EQ(box("LTextBox19")->text(), "13.80");
+  EXPECT_FALSE(box("LTextBox12")->isEnabled());
+  EXPECT_TRUE(screen().blockState().dataRead);
+  // With SetChargeCurr empty "设置" refuses.
+  const auto before = writes().size();
+  clickButton("Command2");
+  ASSERT_FALSE(dialogs.shown.empty());
+  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("请先读数据"));
+  EXPECT_EQ(writes().size(), before);
+}
+
+// ---- Station, read, write on the wire -------------------------------------------------------
+
+TEST_F(ParameterScreenTest, StationChoiceAsksForTheRatedValuesAndChainsTheBlockRead) {
+  startAndOpen();
+  const std::int64_t t0 = now();
+  chooseStation();
+  const std::vector<std::string> expected = {requestHex(1, configuration::kDeviceInfoLiteral),
+                                             requestHex(1, configuration::kParameterReadLiteral)};
+  EXPECT_EQ(screenFrames(t0), expected);
+  EXPECT_EQ(box("LTextBox1")->text(), "1");
+  EXPECT_EQ(box("LTextBox2")->text(), "12/24/36/48(V)");
+  EXPECT_EQ(box("LTextBox3")->text(), "20");
+  EXPECT_EQ(box("LTextBox4")->text(), "20.00");
+  EXPECT_EQ(box("SetCurrText2")->text(), "20.00");
+  EXPECT_FALSE(box("Text1")->text().isEmpty());
+  // The chained request went out while the port was closed after it: its answer is lost, the
+  // fields stay empty and "读取" asks again.
+  EXPECT_TRUE(box("SetChargeCurr")->text().isEmpty());
+  EXPECT_FALSE(screen().blockState().dataRead);
+  read();
+  EXPECT_EQ(list("Combo2")->currentText(), "Sealed");
+  EXPECT_EQ(list("Combo3")->currentText(), "Volt.Comp.");
+  EXPECT_EQ(list("Combo4")->currentText(), "Auto");
+  EXPECT_EQ(box("SetChargeCurr")->text(), "20.00");
+  EXPECT_EQ(box("LTextBox10")->text(), "-3");
+  EXPECT_EQ(box("LTextBox20")->text(), "13.80");
+  EXPECT_TRUE(screen().blockState().dataRead);
+}
+
+TEST_F(ParameterScreenTest, ReadingWithoutAStationAsksForOne) {
+  startAndOpen();
+  const std::int64_t t0 = now();
+  clickButton("Command1");
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("选择一个可用的站点名"));
+  EXPECT_TRUE(screenFrames(t0).empty());
+}
+
+TEST_F(ParameterScreenTest, ChangedFloatVoltageIsWrittenAndEveryHiddenByteStays) {
+  setHiddenWords(0);
+  auto& s = device->state();
+  s.setParam(0xE004, 0x0000);  // "User": every voltage editable
+  s.setParam(0xE009, 137);
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_EQ(list("Combo2")->currentText(), "User");
+  ASSERT_EQ(box("LTextBox20")->text(), "13.70");
+  ASSERT_TRUE(box("LTextBox20")->isEnabled());
+  const auto before = s.params;
+
+  typeInto("LTextBox20", "13.5");
+  leaveTo("LTextBox22");
+  EXPECT_EQ(box("LTextBox20")->text(), "13.50");
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  ASSERT_EQ(writes(t0).size(), 1u);
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("参数设置成功"));
+  auto expected = before;
+  expected[0xE009 - 0xE001] = 135;
+  EXPECT_EQ(s.params, expected);
+}
+
+TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
+  setHiddenWords();  // a type high byte of 0x3C reads as "User"
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_EQ(list("Combo2")->currentText(), "User");
+  // The reference column: "Sealed", "Auto", the rated 20.00 A.
+  clickButton("Command3");
+  ASSERT_EQ(list("Combo2")->currentText(), "Sealed");
+  ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  // The 24 echoed bytes of 0xE015..0xE020 as the device holds them.
+  std::string hidden;
+  for (std::uint16_t reg = 0xE015; reg <= 0xE020; ++reg) {
+    const std::uint16_t v = device->state().param(reg);
+    hidden += hexText(Bytes{static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v & 0xFF)});
+  }
+  ASSERT_EQ(hidden.substr(0, 8), "11152216");  // distinct, as set up
+  const std::string body = std::string("0110E001002142") + "07D0" + "00C8" + "FF5A" + "3C02" + "00A0" + "009B" +
+                           "0092" + "0090" + "008A" + "0084" + "007E" + "0078" + "006F" + "006A" + "641E" + "0005" +
+                           "0078" + "0078" + "001E" + "0003" + hidden + "00" + "A7";
+  ASSERT_EQ(body.size(), 73u * 2);
+  const std::vector<std::string> expected = {hexText(appendCrc(bytesOf(body)))};
+  EXPECT_EQ(writes(t0), expected);
+  ASSERT_FALSE(dialogs.shown.empty());
+  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("参数设置成功"));
+  EXPECT_EQ(device->state().param(0xE004), 0x3C02);
+  EXPECT_EQ(device->state().param(0xE021), 0x00A7);
+}
+
+TEST_F(ParameterScreenTest, OddDeviceValuesReadAndWriteBackAsTheScreenShowsThem) {
+  setHiddenWords();
+  auto& s = device->state();
+  s.setParam(0xE003, 0x3C5A);  // 60 V: no entry of the list
+  s.setParam(0xE004, 0x0107);  // type 263: unknown
+  s.setParam(0xE007, 0);       // no equalising voltage
+  s.setParam(0xE021, 0xFFA7);  // every mode bit set
+  startAndOpen();
+  chooseStation();
+  read();
+  EXPECT_EQ(list("Combo4")->currentText(), "Auto");
+  EXPECT_EQ(list("Combo2")->currentText(), "User");
+  EXPECT_EQ(list("Combo3")->currentText(), "SOC");
+  EXPECT_TRUE(box("LTextBox24")->isEnabled());
+  EXPECT_TRUE(box("LTextBox44")->isEnabled());
+  EXPECT_TRUE(box("LTextBox16")->text().isEmpty());
+  EXPECT_EQ(box("LTextBox10")->text(), "-3");
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  const auto w = writes(t0);
+  ASSERT_EQ(w.size(), 1u);
+  const Bytes frame = bytesOf(w[0]);
+  EXPECT_EQ(frame[11], 0xFF);  // "Auto"
+  EXPECT_EQ(frame[12], 0x5A);
+  EXPECT_EQ(frame[13], 0x01);  // the type's high byte echoed
+  EXPECT_EQ(frame[14], 0x00);  // "User"
+  EXPECT_EQ(frame[19], 0x00);  // the empty equalising voltage
+  EXPECT_EQ(frame[20], 0x00);
+  EXPECT_EQ(frame[45], 0x00);  // "-3" goes out as 3
+  EXPECT_EQ(frame[46], 0x03);
+  EXPECT_EQ(frame[71], 0x04);  // only the SOC bit survives
+  EXPECT_EQ(s.param(0xE021), 0x04A7);
+  EXPECT_EQ(s.param(0xE003), 0xFF5A);
+  EXPECT_EQ(s.param(0xE004), 0x0100);
+}
+
+TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) {
+  addStation(QStringLiteral("二号站"), "COM3,9600", "2");
+  sim::StationOptions o;
+  o.live = false;
+  o.address = 2;
+  o.plant.historyDays = 0;
+  sim::Controller& second = bus.add("COM3", 9600, o);
+  second.state().setParam(0xE01D, 3);
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_TRUE(screen().blockState().dataRead);
+  // The second station: its rated values come, its chained block read is lost.
+  pick(list("Combo1"), QStringLiteral("二号站"));
+  clock.advance(ms(1000));
+  ASSERT_EQ(box("LTextBox1")->text(), "2");
+  ASSERT_EQ(box("LTextBox4")->text(), "20.00");
+  // "恢复默认值" fills every box, SetChargeCurr included; the write still refuses, since the
+  // hidden bytes it would echo are the first station's.
+  clickButton("Command3");
+  ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  EXPECT_TRUE(writes(t0).empty());
+  ASSERT_FALSE(dialogs.shown.empty());
+  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("请先读数据"));
+  // Once its own block is read, the second station is written at its own address.
+  read();
+  clickButton("Command3");
+  clickButton("Command2");
+  const auto w = writes(t0);
+  ASSERT_EQ(w.size(), 1u);
+  EXPECT_EQ(w[0].substr(0, 4), "0210");
+  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("参数设置成功"));
+  EXPECT_EQ(second.state().param(0xE01D), 3);
+}
+
+TEST_F(ParameterScreenTest, AnExceptionOrABadCrcToTheWriteSaysNothing) {
+  startAndOpen();
+  chooseStation();
+  read();
+  device->setFaults({.exception = sim::Exception::IllegalValue});
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  ASSERT_EQ(writes(t0).size(), 1u);
+  device->setFaults({.badCrc = true});
+  clickButton("Command2");
+  EXPECT_EQ(writes(t0).size(), 2u);
+  EXPECT_TRUE(dialogs.shown.empty());
+}
+
+// ---- Rules on focus and timers ---------------------------------------------------------------
+
+TEST_F(ParameterScreenTest, LimitsApplyWhenTheCursorLeavesABox) {
+  startAndOpen();
+  chooseStation();
+  read();
+  // Under "Sealed" the capacity, the coefficient and the charge current are open.
+  typeInto("LTextBox8", "5000");
+  EXPECT_EQ(box("LTextBox8")->text(), "5000");  // nothing while the cursor stays
+  leaveTo("SetChargeCurr");
+  EXPECT_EQ(box("LTextBox8")->text(), "3000");
+  typeInto("LTextBox8", "");
+  leaveTo("SetChargeCurr");
+  EXPECT_EQ(box("LTextBox8")->text(), "100");
+  typeInto("LTextBox8", "150.5");
+  leaveTo("SetChargeCurr");
+  EXPECT_EQ(box("LTextBox8")->text(), "150.5");
+  // The temperature coefficient follows each keystroke.
+  typeInto("LTextBox10", "3");
+  EXPECT_EQ(box("LTextBox10")->text(), "-3");
+  typeInto("LTextBox10", "-9");
+  EXPECT_EQ(box("LTextBox10")->text(), "-5");
+  // Above the rated current the charge current takes the rated one.
+  typeInto("SetChargeCurr", "35");
+  leaveTo("LTextBox8");
+  EXPECT_EQ(box("SetChargeCurr")->text(), "20.00");
+  // A box the screen does not open takes no limit: LTextBox45 is off under "Sealed".
+  typeInto("LTextBox45", "");
+  EXPECT_EQ(box("LTextBox45")->text(), "5");
+
+  pick(list("Combo2"), "User");
+  typeInto("LTextBox45", "");
+  leaveTo("LTextBox8");
+  EXPECT_EQ(box("LTextBox45")->text(), "1");
+
+  typeInto("LTextBox12", "18");
+  leaveTo("LTextBox16");
+  EXPECT_EQ(box("LTextBox12")->text(), "17.00");
+  typeInto("LTextBox12", "6.9");
+  QTest::keyClick(box("LTextBox12"), Qt::Key_Tab);
+  EXPECT_EQ(box("LTextBox12")->text(), "7.00");
+}
+
+TEST_F(ParameterScreenTest, LithiumCouplingsFollowTheBoostAndOverDischargeVoltages) {
+  startAndOpen();
+  chooseStation();
+  read();
+  pick(list("Combo4"), "12V");
+  pick(list("Combo2"), "LI");
+  EXPECT_EQ(box("LTextBox12")->text(), "16.40");
+  typeInto("LTextBox18", "14.0");
+  leaveTo("LTextBox38");
+  EXPECT_EQ(box("LTextBox16")->text(), "14.00");
+  EXPECT_EQ(box("LTextBox20")->text(), "14.00");
+  EXPECT_EQ(box("LTextBox12")->text(), "16.00");
+  EXPECT_EQ(box("TextLimit")->text(), "14.00");
+  EXPECT_EQ(box("LTextBox22")->text(), "12.80");
+  typeInto("LTextBox36", "11.5");
+  leaveTo("LTextBox38");
+  EXPECT_EQ(box("LTextBox34")->text(), "11.00");
+  EXPECT_EQ(box("LTextBox40")->text(), "12.50");
+  typeInto("LTextBox18", "8");
+  leaveTo("LTextBox38");
+  EXPECT_EQ(box("LTextBox22")->text(), "8.00");
+}
+
+TEST_F(ParameterScreenTest, SocModeOpensTheChargeLevelBoxesUnderEveryType) {
+  device->state().setParam(0xE021, 0x0400);  // charge by SOC
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_EQ(list("Combo2")->currentText(), "Sealed");
+  ASSERT_EQ(list("Combo3")->currentText(), "SOC");
+  ASSERT_TRUE(box("LTextBox24")->isEnabled());
+  typeInto("LTextBox24", "90");
+  leaveTo("LTextBox44");
+  EXPECT_EQ(box("LTextBox24")->text(), "100");
+  typeInto("LTextBox44", "90");
+  leaveTo("LTextBox24");
+  EXPECT_EQ(box("LTextBox44")->text(), "80");
+  // A change of type closes them again; the mode cannot be edited here.
+  pick(list("Combo2"), "User");
+  EXPECT_FALSE(box("LTextBox24")->isEnabled());
+  EXPECT_FALSE(list("Combo3")->isEnabled());
+}
+
+TEST_F(ParameterScreenTest, LithiumWithAutoBlinksAndIsRefusedTimer2GreysDisabledBoxes) {
+  startAndOpen();
+  chooseStation();
+  read();
+  const QPalette system = QApplication::palette();
+  const QColor red(255, 0, 0);
+  pick(list("Combo2"), "LI");
+  ASSERT_EQ(list("Combo4")->currentText(), "Auto");
+  std::vector<bool> redTicks;
+  for (int i = 0; i < 4; ++i) {
+    clock.advance(ms(1000));
+    redTicks.push_back(list("Combo4")->palette().color(QPalette::Text) == red);
+  }
+  EXPECT_EQ(redTicks, std::vector<bool>({false, true, false, true}));
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  ASSERT_FALSE(dialogs.shown.empty());
+  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("锂电池不支持自动识别!"));
+  EXPECT_TRUE(writes(t0).empty());
+  pick(list("Combo4"), "12V");
+  clock.advance(ms(1000));
+  EXPECT_EQ(list("Combo4")->palette().color(QPalette::Text), system.color(QPalette::Active, QPalette::ButtonText));
+
+  // "User" opens every voltage; "Gel" overwrites and greys within 200 ms.
+  pick(list("Combo2"), "User");
+  clock.advance(ms(200));
+  EXPECT_EQ(box("LTextBox12")->palette().color(QPalette::Base), system.color(QPalette::Active, QPalette::Base));
+  typeInto("LTextBox12", "15");
+  leaveTo("LTextBox16");
+  pick(list("Combo2"), "Gel");
+  EXPECT_EQ(box("LTextBox12")->text(), "16.00");
+  EXPECT_FALSE(box("LTextBox12")->isEnabled());
+  clock.advance(ms(200));
+  EXPECT_EQ(box("LTextBox12")->palette().color(QPalette::Base), system.color(QPalette::Active, QPalette::Button));
+}
+
+// ---- Refusals -------------------------------------------------------------------------------
+
+TEST_F(ParameterScreenTest, ABoxThatIsNoNumberLogsOneLineAndSendsNothing) {
+  startAndOpen();
+  chooseStation();
+  read();
+  typeInto("LTextBox10", "abc");
+  const int linesBefore = logLines().size();
+  const std::int64_t t0 = now();
+  clickButton("Command2");  // the click moves the cursor: the box's own rule keeps the text
+  EXPECT_TRUE(writes(t0).empty());
+  EXPECT_TRUE(dialogs.shown.empty());
+  const QStringList lines = logLines();
+  ASSERT_EQ(lines.size(), linesBefore + 1);
+  EXPECT_TRUE(lines.back().endsWith(QStringLiteral("参数未发送：“温度补偿系数（mV/℃/2V）”的值“abc”不是数字")))
+      << lines.back().toStdString();
+
+  typeInto("LTextBox10", "-3");
+  typeInto("SetChargeCurr", "x1");
+  clickButton("Command2");
+  EXPECT_TRUE(writes(t0).empty());
+  EXPECT_TRUE(logLines().back().endsWith(QStringLiteral("参数未发送：“设置充电电流(A)”的值“x1”不是数字")));
+  EXPECT_TRUE(dialogs.shown.empty());
+}
+
+TEST_F(ParameterScreenTest, GreyedBoxesAndListsTakeNoInputAndSendNothing) {
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_FALSE(box("LTextBox12")->isEnabled());
+  ASSERT_FALSE(list("Combo3")->isEnabled());
+  const std::int64_t t0 = now();
+  QTest::mouseClick(box("LTextBox12"), Qt::LeftButton);
+  QTest::keyClicks(box("LTextBox12"), "99");
+  QTest::mouseClick(list("Combo3"), Qt::LeftButton);
+  QTest::keyClick(list("Combo3"), Qt::Key_Down);
+  clock.advance(ms(1000));
+  EXPECT_EQ(box("LTextBox12")->text(), "16.00");
+  EXPECT_EQ(list("Combo3")->currentText(), "Volt.Comp.");
+  EXPECT_TRUE(screenFrames(t0).empty());
+  EXPECT_TRUE(dialogs.shown.empty());
+}
+
+// ---- The file buttons -----------------------------------------------------------------------
+
+TEST_F(ParameterScreenTest, ExportThenImportRestoresEverythingButTheLimit) {
+  startAndOpen();
+  chooseStation();
+  read();
+  pick(list("Combo2"), "User");
+  typeInto("TextLimit", "16.2");
+  typeInto("LTextBox20", "13.6");
+  leaveTo("LTextBox8");
+  const QString file = dir.path() + "/params";
+  dialogs.fileNames.push_back(file);
+  clickButton("Command4");
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("导出数据成功"));
+  ASSERT_TRUE(QFile::exists(file + ".txt"));
+  EXPECT_EQ(core::readIniFile(QStringLiteral("配置"), QStringLiteral("浮充充电电压(V)"), file + ".txt"), "13.60");
+
+  std::map<QString, QString> saved;
+  for (QLineEdit* e : screen().findChildren<QLineEdit*>()) saved[e->objectName()] = e->text();
+  clickButton("Command3");  // "恢复默认值": the reference column
+  EXPECT_EQ(box("LTextBox20")->text(), "13.80");
+  dialogs.fileNames.push_back(file + ".txt");
+  clickButton("Command5");
+  ASSERT_EQ(dialogs.shown.size(), 2u);
+  EXPECT_EQ(dialogs.shown[1].text, QStringLiteral("导入数据成功"));
+  for (QLineEdit* e : screen().findChildren<QLineEdit*>()) {
+    if (e->objectName() == "TextLimit") {
+      EXPECT_EQ(e->text(), "15.50");
+    } else if (e->objectName() != "Text1") {
+      EXPECT_EQ(e->text(), saved[e->objectName()]) << e->objectName().toStdString();
+    }
+  }
+  EXPECT_EQ(list("Combo2")->currentText(), "User");
+
+  // A system voltage the list lacks stops the import with a line and no success message.
+  core::writeIniFile(QStringLiteral("配置"), QStringLiteral("系统电压"), QStringLiteral("60V"), file + ".txt");
+  dialogs.fileNames.push_back(file + ".txt");
+  clickButton("Command5");
+  EXPECT_EQ(dialogs.shown.size(), 2u);
+  EXPECT_TRUE(logLines().back().contains(QStringLiteral("导入设置未完成"))) << logLines().back().toStdString();
+  // A cancelled dialog does nothing.
+  clickButton("Command5");
+  clickButton("Command4");
+  EXPECT_EQ(dialogs.shown.size(), 2u);
+}
+
+// ---- Operator input at random --------------------------------------------------------------
+
+// What a write must carry, worked out from the boxes as they stand; nullopt when one of them
+// cannot be written. `hidden` holds the device's reply bytes of the last read.
+std::optional<Bytes> stated(FrmControlParameter& s, const Bytes& lastBlock) {
+  const auto t = [&](const char* name) { return edit(s, name)->text().toStdString(); };
+  Bytes out = {1, 0x10, 0xE0, 0x01, 0x00, 0x21, 0x42};
+  bool ok = true;
+  const auto word = [&](const char* name, double scale, bool lenient = false, bool negate = false) {
+    try {
+      double v = lenient ? val(t(name)) : toNumber(t(name));
+      if (negate) v = -v;
+      const double n = roundHalfEven(v * scale);
+      if (!(n >= 0 && n <= 65535)) ok = false;
+      const auto w = ok ? static_cast<std::uint16_t>(n) : 0;
+      out.push_back(static_cast<std::uint8_t>(w >> 8));
+      out.push_back(static_cast<std::uint8_t>(w & 0xFF));
+    } catch (const std::exception&) {
+      ok = false;
+    }
+  };
+  const auto byte = [&](const char* name, bool lenient) {
+    try {
+      const double n = roundHalfEven(lenient ? val(t(name)) : toNumber(t(name)));
+      if (!(n >= 0 && n <= 255)) ok = false;
+      out.push_back(ok ? static_cast<std::uint8_t>(n) : 0);
+    } catch (const std::exception&) {
+      ok = false;
+    }
+  };
+  const std::map<QString, int> volts = {{"Auto", 255}, {"12V", 12}, {"24V", 24}, {"36V", 36}, {"48V", 48}};
+  const std::map<QString, int> types = {{"User", 0}, {"Flooded", 1}, {"Sealed", 2}, {"Gel", 3}, {"LI", 4}};
+  int shared = 0;
+  const QString v4 = combo(s, "Combo4")->currentText(), v2 = combo(s, "Combo2")->currentText();
+  if (volts.count(v4)) shared = volts.at(v4);
+  const int systemCode = shared;
+  if (types.count(v2)) shared = types.at(v2);
+  word("SetChargeCurr", 100);
+  word("LTextBox8", 1);
+  out.push_back(static_cast<std::uint8_t>(systemCode));
+  out.push_back(lastBlock[8]);
+  out.push_back(lastBlock[9]);
+  out.push_back(static_cast<std::uint8_t>(shared));
+  word("LTextBox12", 10);
+  word("TextLimit", 10);
+  word("LTextBox16", 10, true);
+  for (const char* name : {"LTextBox18", "LTextBox20", "LTextBox22", "LTextBox38", "LTextBox40", "LTextBox36", "LTextBox34"})
+    word(name, 10);
+  byte("LTextBox24", true);
+  byte("LTextBox44", false);
+  for (const char* name : {"LTextBox45", "LTextBox28", "LTextBox29", "LTextBox32"}) word(name, 1);
+  word("LTextBox10", 1, false, true);
+  for (std::size_t i = 43; i <= 66; ++i) out.push_back(lastBlock[i]);
+  out.push_back(combo(s, "Combo3")->currentText() == "SOC" ? 4 : 0);
+  out.push_back(lastBlock[68]);
+  if (!ok) return std::nullopt;
+  return appendCrc(out);
+}
+
+TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
+  setHiddenWords(0);
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_TRUE(screen().blockState().dataRead);
+  const Bytes lastBlock(screen().blockState().lastBlock.begin(), screen().blockState().lastBlock.end());
+  const char* boxes[] = {"SetChargeCurr", "LTextBox8",  "LTextBox10", "LTextBox12", "TextLimit",  "LTextBox16",
+                         "LTextBox18",    "LTextBox20", "LTextBox22", "LTextBox24", "LTextBox28", "LTextBox29",
+                         "LTextBox32",    "LTextBox34", "LTextBox36", "LTextBox38", "LTextBox40", "LTextBox44",
+                         "LTextBox45"};
+  const QStringList texts = {"",     "0",    "7",      "13.8",  "18",    "-3",     "3",   "abc", "1e3",
+                             "65535", "99999", "12,5", " 12 ", "中文", "-0",    ".5",  "&H10", "1e308",
+                             "-1e308", "nan", "14.45", "150.5", "-",    "1.2.3", "0.005", "255", "256"};
+  std::mt19937 rng(1234);
+  const auto any = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
+  int sent = 0, refused = 0;
+  for (int round = 0; round < 300; ++round) {
+    const int what = any(10);
+    if (what == 0) {
+      pick(list("Combo2"), list("Combo2")->itemText(any(5)));
+    } else if (what == 1) {
+      pick(list("Combo4"), list("Combo4")->itemText(any(5)));
+    } else if (what == 2) {
+      // "设置": the click moves the cursor first, so the box's rule has run when it is read.
+      const std::int64_t t0 = now();
+      const QStringList logBefore = logLines();
+      const auto shown = dialogs.shown.size();
+      QTest::mouseClick(button(screen(), "Command2"), Qt::LeftButton);
+      // The frame expected is worked out from the boxes as they stand after the click.
+      const auto expected = stated(screen(), lastBlock);
+      const bool forbidden = list("Combo2")->currentText() == "LI" && list("Combo4")->currentText() == "Auto";
+      clock.advance(ms(600));
+      const auto w = writes(t0);
+      if (forbidden) {
+        EXPECT_TRUE(w.empty());
+      } else if (expected) {
+        ASSERT_EQ(w.size(), 1u) << "round " << round;
+        EXPECT_EQ(w[0], hexText(*expected)) << "round " << round;
+        ++sent;
+      } else {
+        EXPECT_TRUE(w.empty()) << "round " << round << ": " << w[0];
+        // One new line in the message window (which keeps only its last 1000 characters).
+        EXPECT_NE(logLines(), logBefore);
+        EXPECT_TRUE(logLines().back().contains(QStringLiteral("参数未发送："))) << logLines().back().toStdString();
+        EXPECT_EQ(dialogs.shown.size(), shown);
+        ++refused;
+      }
+    } else {
+      const char* name = boxes[any(std::size(boxes))];
+      QString text = texts[any(texts.size())];
+      if (any(4) == 0) text = QString::number(any(3000) / (any(3) == 0 ? 7.0 : 1.0), 'f', any(4));
+      typeInto(name, text);
+      if (any(2)) leaveTo(boxes[any(std::size(boxes))]);
+    }
+  }
+  // The run must have tried both sides.
+  EXPECT_GT(sent, 0);
+  EXPECT_GT(refused, 0);
+}
+
+}  // namespace
+}  // namespace xl

@@ -1,0 +1,120 @@
+#!/usr/bin/env bash
+# The control parameter screen in a real X server (Xvfb with openbox), after a read from
+# xinglan-sim, photographed (run by hand).
+#   parameter_screenshot.sh BIN_DIR OUT_DIR
+# The console runs from a fresh program directory with the demo's port and stations. After the
+# discovery the screen is opened from the menu (a click on "参数(P)", Down, Down, Return), a station is
+# chosen in its station box (Down), "读取" is clicked, and the screen is taken:
+#   parameter-chosen.png   after the station choice (rated values, the chained read lost)
+#   parameter-read.png     after "读取"
+# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+set -euo pipefail
+
+# Position of the menu "参数(P)" inside the main window.
+MENU_DX=221
+MENU_DY=11
+# Position of "读取" inside the screen's window (from its upper-left corner).
+READ_DX=${READ_DX:-716}
+READ_DY=${READ_DY:-466}
+
+xsend() {
+  # xsend click X Y | xsend key KEYSYM[+KEYSYM...] (held together, released in reverse)
+  python3 - "$@" <<'PY'
+import ctypes, sys, time
+x11 = ctypes.CDLL("libX11.so.6")
+xtst = ctypes.CDLL("libXtst.so.6")
+x11.XOpenDisplay.restype = ctypes.c_void_p
+x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
+x11.XStringToKeysym.restype = ctypes.c_ulong
+for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent", "XTestFakeKeyEvent"):
+    getattr(xtst, f).argtypes = None
+d = x11.XOpenDisplay(None)
+if not d:
+    sys.exit("no display")
+dp = ctypes.c_void_p(d)
+if sys.argv[1] == "click":
+    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
+    x11.XFlush(dp); time.sleep(0.2)
+    xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
+    xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
+else:
+    codes = [x11.XKeysymToKeycode(dp, x11.XStringToKeysym(k.encode())) for k in sys.argv[2].split("+")]
+    for c in codes:
+        xtst.XTestFakeKeyEvent(dp, c, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
+    for c in reversed(codes):
+        xtst.XTestFakeKeyEvent(dp, c, 0, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
+x11.XFlush(dp)
+x11.XCloseDisplay(dp)
+PY
+}
+
+if [ "${1:-}" = "--inside-x" ]; then
+  bin=$2 out=$3
+  openbox >/dev/null 2>&1 &
+  wm=$!
+  "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
+  sim=$!
+  for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
+  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
+  app=$!
+  status=0
+  for _ in $(seq 1 60); do
+    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
+    sleep 1
+  done
+  sleep 10  # the discovery fills the station lists
+  for _ in 1 2 3; do
+    geometry=$(xwininfo -name "星澜站点监控软件")
+    mx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
+    my=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
+    xsend click $((mx + MENU_DX)) $((my + MENU_DY))
+    sleep 0.7
+    xsend key Down  # "设备参数"
+    sleep 0.3
+    xsend key Down  # "控制参数"
+    sleep 0.3
+    xsend key Return
+    sleep 1.5
+    xwininfo -name "控制参数" >/dev/null 2>&1 && break
+    xsend key Escape
+    sleep 0.5
+  done
+  if ! xwininfo -name "控制参数" >/dev/null 2>&1; then
+    echo "the control parameter screen did not open" >&2
+    status=1
+  fi
+  xsend key Down  # the station box has the focus: the first station
+  sleep 3
+  import -window root "$out/parameter-chosen.png"
+  geometry=$(xwininfo -name "控制参数" || true)
+  echo "$geometry" >"$out/geometry.txt"
+  wx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
+  wy=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
+  if [ "$READ_DX" -gt 0 ]; then
+    xsend click $((wx + READ_DX)) $((wy + READ_DY))
+    sleep 3
+    import -window root "$out/parameter-read.png"
+  fi
+  if ! kill -0 "$app" 2>/dev/null; then
+    echo "the console exited early:" >&2
+    cat "$bin/console.log" >&2
+    status=1
+  fi
+  kill "$app" 2>/dev/null || true
+  kill -INT "$sim" 2>/dev/null || true
+  wait "$sim" 2>/dev/null || true
+  kill "$wm" 2>/dev/null || true
+  exit $status
+fi
+
+src_bin=$(cd "$1" && pwd)
+out=$(realpath -m "$2")
+mkdir -p "$out"
+bin=$(mktemp -d)
+trap 'rm -rf "$bin"' EXIT
+cp "$src_bin/xinglan" "$src_bin/xinglan-sim" "$bin/"
+mkdir -p "$bin/ports"
+"$src_bin/xinglan-seed-demo" "$bin"
+
+xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out"
+cp "$bin/sim.log" "$bin/console.log" "$out/"
