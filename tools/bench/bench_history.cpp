@@ -146,7 +146,8 @@ int main(int argc, char** argv) {
     std::printf("longest gap between heartbeats (5 ms): %.1f ms over %ld beats\n", beats.longest / 1e6, beats.count);
     std::printf("longest gap between paints of the grid: %.1f ms over %ld paints\n", paints.longest / 1e6,
                 paints.count);
-    app.quit();
+    // exit, not quit: quit would close the main window, which asks before it ends.
+    QCoreApplication::exit(0);
   });
   done.start();
   const int status = app.exec();
