@@ -20,6 +20,7 @@
 #include "core/message_log.h"
 #include "core/startup.h"
 #include "configuration/frm_control_parameter.h"
+#include "monitoring/frm_hlstory_monitoring.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
@@ -165,7 +166,7 @@ void FrmMDI::buildMenus() {
   addItem(monitoring, "RealTimeMonitoring", QStringLiteral("实时监控"), &FrmMDI::RealTimeMonitoring_Click);
   addItem(monitoring, "Monitoring1", QStringLiteral("日常监控"), &FrmMDI::Monitoring1_Click);
   addItem(monitoring, "GlobalMonitoring", QStringLiteral("全局监控"), &FrmMDI::GlobalMonitoring_Click);
-  addItem(monitoring, "HlstoryMonitoring", QStringLiteral("历史监控"));
+  addItem(monitoring, "HlstoryMonitoring", QStringLiteral("历史监控"), &FrmMDI::HlstoryMonitoring_Click);
 
   QMenu* maintenance = bar->addMenu(QStringLiteral("数据保存"));
   maintenance->setObjectName("Maintenance");
@@ -274,6 +275,8 @@ void FrmMDI::ControlParameter_Click() {
   screen.ClearAll();
   showModal(&screen);
 }
+
+void FrmMDI::HlstoryMonitoring_Click() { showChild(&monitoring::FrmHlstoryMonitoring::instance()); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

@@ -13,6 +13,7 @@
 #include "core/settings.h"
 #include "core/station_store.h"
 #include "monitoring/frm_global_monitoring.h"
+#include "monitoring/frm_hlstory_monitoring.h"
 #include "monitoring/frm_maintenance_record.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
@@ -59,6 +60,7 @@ void FrmMDI::refreshStations() {
   // The working screens are created here; their lists and the two monitors are emptied.
   auto& live = monitoring::FrmRealTimeMonitoring::instance();
   auto& daily = monitoring::FrmMonitoring1::instance();
+  auto& history = monitoring::FrmHlstoryMonitoring::instance();
   auto& scan = monitoring::FrmGlobalMonitoring::instance();
   auto& recorder = monitoring::FrmMaintenanceRecord::instance();
   configuration::FrmGeneralGLoadConfiguration::instance();
@@ -67,6 +69,7 @@ void FrmMDI::refreshStations() {
   ui::clearStationLists();
   live.ClearAll();
   daily.ClearAll();
+  history.ClearAll();
   recorder.clearStations();
   scan.clearStations();
   VsFList1->setRows(1);

@@ -1,0 +1,63 @@
+#pragma once
+// FrmChart ("图标"): a small modal window that draws one series of numbers as a line chart or
+// as bars, under a title. The history screen opens it for the values of one of its columns.
+// It holds no data of its own and talks to no device.
+//
+// The value axis starts at 0 and ends at the first whole number above 110 percent of the
+// largest value (jiashi); there is no legend and the axis of the rows carries no text.
+// Resizing the window resizes the chart.
+
+#include <QDialog>
+#include <QList>
+#include <functional>
+#include <vector>
+
+#include "ui/registry.h"
+
+class QChartView;
+class QLineEdit;
+
+namespace xl::monitoring {
+
+class FrmChart : public QDialog, public ui::Singleton<FrmChart> {
+  Q_OBJECT
+  friend class ui::Singleton<FrmChart>;
+
+ public:
+  // Chart types as the callers pass them: 3 two-dimensional lines, 1 two-dimensional bars.
+  static constexpr short kLines = 3;
+  static constexpr short kBars = 1;
+
+  // Draws the first `count` values (oldest first, one row each) as `chartType` under `title`,
+  // then shows the window modally; returns when it is closed. Any other chart type draws lines.
+  void showChart(const std::vector<double>& values, int count, short chartType, const QString& title);
+
+  // How the window is shown modally. The program runs its own event loop until it is closed
+  // (timers and serial events go on meanwhile); tests install a runner that looks and returns.
+  using ModalRunner = std::function<void(FrmChart&)>;
+  static void setModalRunner(ModalRunner runner);
+
+  // --- What is drawn, for tests ---------------------------------------------------------------
+  short chartType() const { return chartType_; }
+  QList<double> values() const;
+  double axisMinimum() const;
+  double axisMaximum() const;
+  bool legendShown() const;
+  bool rowLabelsShown() const;
+  QString title() const;
+  QChartView* chartView() const { return MSChart1; }
+
+ protected:
+  void resizeEvent(QResizeEvent* event) override;
+
+ private:
+  FrmChart();
+  ~FrmChart() override;
+  void Form_Resize();
+
+  QLineEdit* Text1;
+  QChartView* MSChart1;
+  short chartType_ = kLines;
+};
+
+}  // namespace xl::monitoring

@@ -1,0 +1,146 @@
+#!/usr/bin/env bash
+# The history screen in a real X server (Xvfb with openbox), fed by xinglan-sim: thirty days
+# read, then the curve and the bars of one item, photographed.
+#   history_screenshot.sh BIN_DIR OUT_DIR
+# The console runs from a fresh program directory with the demo's port and stations. Input
+# goes through the XTEST extension (libXtst), at fixed places in the main window:
+#   history.png   the screen after the reading of 30 days
+#   curve.png     the chart window with the curve of "蓄电池最低电压(V)"
+#   bars.png      the chart window with the bars of the same item
+# Fails when the console does not stay up, when no history request reached the simulator, or
+# when a picture is nearly blank.
+set -euo pipefail
+
+# Places inside the main window's client area (pixels).
+HISTORY_DX=${HISTORY_DX:-390}   # toolbar button "历史监控"
+HISTORY_DY=${HISTORY_DY:-53}
+COMBO1_DX=${COMBO1_DX:-330}     # station box of the history screen
+COMBO1_DY=${COMBO1_DY:-132}
+COMBO2_DX=${COMBO2_DX:-360}     # days box
+COMBO2_DY=${COMBO2_DY:-165}
+READ_DX=${READ_DX:-470}         # "读取"
+READ_DY=${READ_DY:-165}
+COMBO3_DX=${COMBO3_DX:-640}     # item box
+COMBO3_DY=${COMBO3_DY:-165}
+CURVE_DX=${CURVE_DX:-800}       # "曲线"
+CURVE_DY=${CURVE_DY:-165}
+BARS_DX=${BARS_DX:-885}         # "柱状图"
+BARS_DY=${BARS_DY:-165}
+
+xsend() {
+  # xsend click X Y | xsend key KEYSYM...
+  python3 - "$@" <<'PY'
+import ctypes, sys, time
+x11 = ctypes.CDLL("libX11.so.6")
+xtst = ctypes.CDLL("libXtst.so.6")
+x11.XOpenDisplay.restype = ctypes.c_void_p
+x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
+x11.XStringToKeysym.restype = ctypes.c_ulong
+for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent", "XTestFakeKeyEvent"):
+    getattr(xtst, f).argtypes = None
+d = x11.XOpenDisplay(None)
+if not d:
+    sys.exit("no display")
+dp = ctypes.c_void_p(d)
+if sys.argv[1] == "click":
+    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
+    x11.XFlush(dp); time.sleep(0.2)
+    xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
+    xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
+else:
+    for name in sys.argv[2:]:
+        code = x11.XKeysymToKeycode(dp, x11.XStringToKeysym(name.encode()))
+        xtst.XTestFakeKeyEvent(dp, code, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
+        xtst.XTestFakeKeyEvent(dp, code, 0, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
+x11.XFlush(dp)
+x11.XCloseDisplay(dp)
+PY
+}
+
+if [ "${1:-}" = "--inside-x" ]; then
+  bin=$2 out=$3
+  openbox >/dev/null 2>&1 &
+  wm=$!
+  "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
+  sim=$!
+  for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
+  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
+  app=$!
+  status=0
+  for _ in $(seq 1 60); do
+    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
+    sleep 1
+  done
+  sleep 10  # the discovery
+  geometry=$(xwininfo -name "星澜站点监控软件")
+  wx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
+  wy=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
+  at() { echo $((wx + $1)) $((wy + $2)); }
+  xsend click $(at $HISTORY_DX $HISTORY_DY)
+  sleep 1
+  xsend click $(at $COMBO1_DX $COMBO1_DY)
+  sleep 0.5
+  xsend key Down
+  sleep 1
+  xsend click $(at $COMBO2_DX $COMBO2_DY)
+  xsend key 3 0
+  sleep 0.3
+  xsend click $(at $READ_DX $READ_DY)
+  sleep 6  # 31 ticks of 150 ms
+  xsend click $(at $COMBO3_DX $COMBO3_DY)
+  sleep 0.5
+  xsend key Down Return
+  sleep 0.5
+  import -window root "$out/history.png"
+  # The chart window is modal: each picture waits for it; a click into it and Escape close it.
+  chart() {
+    xsend click $(at $1 $2)
+    for _ in $(seq 1 40); do xwininfo -name "图标" 2>/dev/null | grep -q IsViewable && break; sleep 0.25; done
+    sleep 2
+    import -window root "$out/$3.png"
+    local g cx cy
+    g=$(xwininfo -name "图标")
+    cx=$(( $(echo "$g" | sed -n 's/.*Absolute upper-left X: *//p') + 100 ))
+    cy=$(( $(echo "$g" | sed -n 's/.*Absolute upper-left Y: *//p') + 100 ))
+    xsend click $cx $cy
+    sleep 0.3
+    xsend key Escape
+    for _ in $(seq 1 20); do xwininfo -name "图标" 2>/dev/null | grep -q IsViewable || break; sleep 0.25; done
+    sleep 0.5
+  }
+  chart $CURVE_DX $CURVE_DY curve
+  chart $BARS_DX $BARS_DY bars
+  if [ "$(grep -c '03 F0' "$bin/sim.log")" -lt 31 ]; then
+    echo "fewer than 31 history requests reached the simulator" >&2
+    status=1
+  fi
+  if ! kill -0 "$app" 2>/dev/null; then
+    echo "the console exited early:" >&2
+    cat "$bin/console.log" >&2
+    status=1
+  fi
+  kill "$app" 2>/dev/null || true
+  kill -INT "$sim" 2>/dev/null || true
+  wait "$sim" 2>/dev/null || true
+  kill "$wm" 2>/dev/null || true
+  exit $status
+fi
+
+src_bin=$(cd "$1" && pwd)
+out=$(realpath -m "$2")
+mkdir -p "$out"
+bin=$(mktemp -d)
+trap 'rm -rf "$bin"' EXIT
+cp "$src_bin/xinglan" "$src_bin/xinglan-sim" "$bin/"
+mkdir -p "$bin/ports"
+"$src_bin/xinglan-seed-demo" "$bin"
+
+xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out" || status=$?
+
+cp "$bin/sim.log" "$bin/console.log" "$out/"
+for png in "$out"/*.png; do
+  colours=$(convert "$png" -format %k info:)
+  echo "screenshot $png: $colours colours"
+  [ "$colours" -gt 50 ]
+done
+exit "${status:-0}"

@@ -1,0 +1,535 @@
+// The history screen and its chart window in the whole console, against simulated controllers
+// in virtual time: the requests of a reading on the wire tick by tick, the rows of the replies,
+// the day count box, the marks, the charts and the export file byte for byte.
+
+#include <gtest/gtest.h>
+
+#include <QChartView>
+#include <QComboBox>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPushButton>
+#include <QTest>
+
+#include "link/frame_codec.h"
+#include "monitoring/frm_chart.h"
+#include "monitoring/frm_hlstory_monitoring.h"
+#include "platform/gbk.h"
+#include "support/console_fixture.h"
+#include "support/wire_log.h"
+#include "tools/sim/bus.h"
+#include "ui/form.h"
+
+namespace xl {
+namespace {
+
+using monitoring::FrmChart;
+using monitoring::FrmHlstoryMonitoring;
+using platform::ms;
+using testing::Sent;
+using testing::button;
+using testing::combo;
+using testing::edit;
+using testing::grid;
+
+const QString kStation1 = QStringLiteral("一号站");
+const QString kStation2 = QStringLiteral("二号站");
+const QString kHeaderLine = QStringLiteral(
+    "天前,蓄电池最低电压(V),蓄电池最高电压(V),最大充电电流(A),最大放电电流(A),最大充电功率(W),"
+    "最大放电功率(W),充电安时数(Ah),放电安时数(Ah),发电量(KWh),放电量(KWh)");
+
+// What the chart window showed each time it was opened.
+struct ChartSeen {
+  short type = 0;
+  QList<double> values;
+  double axisMin = -1, axisMax = -1;
+  bool legend = true, rowLabels = true;
+  QString title;
+};
+
+class HistoryScreenTest : public testing::ConsoleFixture {
+ protected:
+  void SetUp() override {
+    ConsoleFixture::SetUp();
+    setPorts({"COM3,9600"});
+    addStation(kStation1, "COM3,9600", "1");
+    addStation(kStation2, "COM3,9600", "2");
+    sim::StationOptions frozen;
+    frozen.live = false;
+    frozen.address = 1;
+    station1 = &bus.add("COM3", 9600, frozen);
+    frozen.address = 2;
+    station2 = &bus.add("COM3", 9600, frozen);
+    line = driver.line("COM3");
+    // The record of the example, three days ago: its reply is
+    // 01 03 14 00 7C 00 90 01 F4 00 C8 00 96 00 3C 00 0A 00 05 00 78 00 32 28 09.
+    station1->state().setRecord(3, {124, 144, 500, 200, 150, 60, 10, 5, 120, 50});
+    station1->state().setRecord(2, {});
+    station1->state().setRecord(1, {});
+    station1->state().readings.today = {118, 141, 0, 0, 0, 0, 0, 0, 0, 0};
+    station2->state().setRecord(1, {130, 150, 100, 100, 20, 20, 3, 3, 40, 40});
+    FrmChart::setModalRunner([this](FrmChart& c) {
+      charts.push_back({c.chartType(), c.values(), c.axisMinimum(), c.axisMaximum(), c.legendShown(),
+                        c.rowLabelsShown(), c.title()});
+    });
+  }
+  void TearDown() override {
+    FrmChart::setModalRunner({});
+    ConsoleFixture::TearDown();
+  }
+
+  FrmHlstoryMonitoring& history() { return FrmHlstoryMonitoring::instance(); }
+  platform::FlexGrid* rows() { return grid(history(), "VsFList1"); }
+  QComboBox* days() { return combo(history(), "Combo2"); }
+
+  // Start-up and discovery, then the screen from its menu item.
+  void startAndOpen() {
+    start();
+    mdi().show();
+    clock.advance(ms(8000));
+    mdi().action("HlstoryMonitoring")->trigger();
+  }
+  void choose(const QString& name) {
+    const int index = combo(history())->findText(name);
+    ASSERT_GE(index, 0);
+    combo(history())->setCurrentIndex(index);
+    emit combo(history())->activated(index);
+  }
+  void click(const char* name) { QTest::mouseClick(button(history(), name), Qt::LeftButton); }
+  void pickItem(const QString& item) { combo(history(), "Combo3")->setCurrentIndex(combo(history(), "Combo3")->findText(item)); }
+  // A click on a cell of the grid, as the operator makes it.
+  void clickRow(int row, int column = 3) {
+    auto* g = rows();
+    const QModelIndex index = g->model()->index(row - 1, column);
+    g->scrollTo(index);
+    const QRect cell = g->visualRect(index);
+    QTest::mouseClick(g->viewport(), Qt::LeftButton, {}, cell.center());
+  }
+
+  // The history requests on the wire from `fromMs` on (the scan's requests left out).
+  std::vector<Sent> historyFrames(std::int64_t fromMs) const {
+    std::vector<Sent> out;
+    for (const Sent& s : testing::sentFrames(*line, fromMs))
+      if (s.frame.size() == 16 && s.frame.substr(2, 3) == "03F") out.push_back(s);
+    return out;
+  }
+  std::int64_t nowMs() const { return platform::toMs(clock.now()); }
+  QStringList rowTexts(int row) {
+    QStringList out;
+    for (int c = 0; c < 12; ++c) out << rows()->textMatrix(row, c);
+    return out;
+  }
+  int logCount(const QString& tail) {
+    int n = 0;
+    for (const QString& l : logLines())
+      if (l.trimmed().endsWith(tail)) ++n;
+    return n;
+  }
+  // A reading of `text` days, to its end and the last reply.
+  void readDays(const QString& text, int dayCount) {
+    days()->setEditText(text);
+    click("Command5");
+    clock.advance(ms(150 * (dayCount + 1) + 200));
+  }
+
+  sim::Bus bus{driver};
+  sim::Controller* station1 = nullptr;
+  sim::Controller* station2 = nullptr;
+  platform::SimLine* line = nullptr;
+  std::vector<ChartSeen> charts;
+};
+
+TEST_F(HistoryScreenTest, TheScreenItsControlsAndTheirCaptions) {
+  startAndOpen();
+  EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &history());
+  EXPECT_EQ(history().windowTitle(), QStringLiteral("历史监控"));
+  EXPECT_EQ(combo(history())->count(), 2);  // the stations that answered, none chosen
+  EXPECT_TRUE(combo(history())->currentText().isEmpty());
+  EXPECT_EQ(ui::labelFor(days())->text(), QStringLiteral("读取历史数据"));
+  EXPECT_EQ(days()->count(), 100);
+  EXPECT_EQ(days()->itemText(0), "1");
+  EXPECT_EQ(days()->itemText(99), "100");
+  EXPECT_TRUE(days()->isEditable());
+  EXPECT_TRUE(days()->currentText().isEmpty());
+  EXPECT_EQ(ui::labelFor(combo(history(), "Combo3"))->text(), QStringLiteral("项目选择"));
+  EXPECT_FALSE(combo(history(), "Combo3")->isEditable());
+  EXPECT_EQ(combo(history(), "Combo3")->count(), 10);
+  EXPECT_EQ(combo(history(), "Combo3")->itemText(0), QStringLiteral("蓄电池最低电压(V)"));
+  EXPECT_EQ(combo(history(), "Combo3")->itemText(9), QStringLiteral("放电量(KWh)"));
+  EXPECT_TRUE(combo(history(), "Combo3")->currentText().isEmpty());
+  EXPECT_EQ(button(history(), "Command5")->text(), QStringLiteral("读取"));
+  EXPECT_EQ(button(history(), "Command6")->text(), QStringLiteral("曲线"));
+  EXPECT_EQ(button(history(), "Command7")->text(), QStringLiteral("柱状图"));
+  EXPECT_EQ(button(history(), "Command8")->text(), QStringLiteral("导出到excel表格"));
+  EXPECT_TRUE(edit(history(), "Text2")->isHidden());
+  EXPECT_TRUE(edit(history(), "Text1")->isHidden());
+  EXPECT_TRUE(button(history(), "Command1")->isHidden());
+  EXPECT_EQ(rows()->rows(), 1);
+  EXPECT_EQ(rows()->cols(), 12);
+  EXPECT_EQ(rows()->textMatrix(0, 0), QStringLiteral("选择"));
+  EXPECT_EQ(rows()->textMatrix(0, 1), QStringLiteral("天前"));
+  EXPECT_EQ(history().Timer2.interval(), 150);
+  EXPECT_FALSE(history().Timer2.enabled());
+
+  // Closing hides; the toolbar button brings the screen back.
+  history().close();
+  EXPECT_TRUE(history().isHidden());
+  mdi().action("History Monitoring")->trigger();
+  EXPECT_FALSE(history().isHidden());
+}
+
+TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile) {
+  startAndOpen();
+  choose(kStation1);
+  const std::int64_t chosen = nowMs();
+  clock.advance(ms(400));
+  EXPECT_EQ(testing::sentFrames(*line, chosen).front(), (Sent{chosen, "0103000A0011A5C4"}));
+  EXPECT_EQ(edit(history(), "LTextBox1")->text(), "1");
+  EXPECT_EQ(edit(history(), "LTextBox6")->text(), "XL-MPPT4820");
+  EXPECT_EQ(edit(history(), "LTextBox7")->text(), "V2.1.0");
+  EXPECT_EQ(edit(history(), "LTextBox8")->text(), "16050023");
+  EXPECT_TRUE(history().Timer1.enabled());
+
+  days()->setEditText("3");
+  const std::int64_t t0 = nowMs();
+  click("Command5");
+  EXPECT_EQ(history().pendingRead, 2);
+  EXPECT_FALSE(button(history(), "Command5")->isEnabled());
+  EXPECT_EQ(rows()->rows(), 5);
+  EXPECT_TRUE(days()->isHidden());
+  EXPECT_FALSE(edit(history(), "Text2")->isHidden());
+  EXPECT_EQ(edit(history(), "Text2")->text(), "3");
+  EXPECT_EQ(logCount(QStringLiteral("正在读取历史信息，请稍等...")), 1);
+  // The reading goes on while the screen is hidden.
+  history().close();
+
+  clock.advance(ms(160));
+  EXPECT_EQ(edit(history(), "Text2")->text(), "3(2)");
+  // A greyed "读取" does nothing.
+  QTest::mouseClick(button(history(), "Command5"), Qt::LeftButton);
+  EXPECT_EQ(history().reading().historyDays(), 3);
+  clock.advance(ms(290));
+  EXPECT_EQ(edit(history(), "Text2")->text(), "3(0)");
+  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 0);
+  clock.advance(ms(150));
+  // The last request has left: idle again, the message stands before the last reply.
+  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
+  EXPECT_TRUE(rows()->textMatrix(4, 1).isEmpty());
+  EXPECT_TRUE(button(history(), "Command5")->isEnabled());
+  EXPECT_FALSE(days()->isHidden());
+  EXPECT_TRUE(edit(history(), "Text2")->isHidden());
+  EXPECT_TRUE(edit(history(), "Text2")->text().isEmpty());
+  EXPECT_FALSE(history().Timer2.enabled());
+  clock.advance(ms(300));
+
+  const std::vector<Sent> expected = {{t0 + 150, "0103F003000A06CD"},
+                                      {t0 + 300, "0103F002000A570D"},
+                                      {t0 + 450, "0103F001000AA70D"},
+                                      {t0 + 600, "0103F000000AF6CD"}};
+  EXPECT_EQ(historyFrames(t0), expected);
+  EXPECT_EQ(rowTexts(1), QStringList({"-1", "3", "12.4", "14.4", "5.00", "2.00", "150", "60", "10", "5", "0.120",
+                                      "0.050"}));
+  EXPECT_EQ(rowTexts(2), QStringList({"-1", "2", "0.0", "0.0", "0.00", "0.00", "0", "0", "0", "0", "0.000",
+                                      "0.000"}));
+  EXPECT_EQ(rows()->textMatrix(4, 1), "0");
+  EXPECT_EQ(rows()->textMatrix(4, 2), "11.8");  // today: the running day values
+  EXPECT_EQ(rows()->textMatrix(4, 3), "14.1");
+  EXPECT_EQ(edit(history(), "Text1")->text().left(6), "010314");  // the hex text of the last reply
+
+  mdi().action("HlstoryMonitoring")->trigger();
+  // The export: the header and every row, GBK, CR LF, ".csv" added.
+  dialogs.fileNames.push_back(dir.path() + "/days");
+  click("Command8");
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("导出数据成功"));
+  EXPECT_EQ(logCount(QStringLiteral("保存历史信息成功")), 1);
+  QFile file(dir.path() + "/days.csv");
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  const QByteArray bytes = file.readAll();
+  const QList<QByteArray> lines = bytes.split('\n');
+  ASSERT_EQ(lines.size(), 6);  // five lines and nothing behind the last CR LF
+  EXPECT_EQ(lines[0], platform::toGbk(kHeaderLine) + "\r");
+  EXPECT_EQ(lines[1], QByteArray("3,12.4,14.4,5.00,2.00,150,60,10,5,0.120,0.050\r"));
+  EXPECT_EQ(lines[2], QByteArray("2,0.0,0.0,0.00,0.00,0,0,0,0,0.000,0.000\r"));
+  EXPECT_TRUE(lines[4].startsWith("0,11.8,14.1,"));
+  EXPECT_TRUE(lines[5].isEmpty());
+
+  // The scan was only robbed of the port: its real-time requests go on after the reading.
+  clock.advance(ms(15000));
+  bool scanned = false;
+  for (const Sent& s : testing::sentFrames(*line, t0 + 700)) scanned = scanned || s.frame == "01030100002305EF";
+  EXPECT_TRUE(scanned);
+}
+
+TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwentySevenRows) {
+  startAndOpen();
+  choose(kStation1);
+  clock.advance(ms(400));
+  days()->setEditText("1825");
+  const std::int64_t t0 = nowMs();
+  click("Command5");
+  EXPECT_EQ(rows()->rows(), 1827);
+  clock.advance(ms(150 * 1825));
+  EXPECT_TRUE(history().Timer2.enabled());
+  EXPECT_EQ(edit(history(), "Text2")->text(), "1825(0)");
+  clock.advance(ms(150 + 300));
+  EXPECT_FALSE(history().Timer2.enabled());
+  const std::vector<Sent> sent = historyFrames(t0);
+  ASSERT_EQ(sent.size(), 1826u);
+  EXPECT_EQ(sent.front(), (Sent{t0 + 150, "0103F721000AA7B3"}));
+  EXPECT_EQ(sent.back(), (Sent{t0 + 150 * 1826, "0103F000000AF6CD"}));
+  // One day a tick, on the 150 ms grid. The scan goes on meanwhile and gets the port now and
+  // then between a reply and the next tick; its receive window then holds that tick back
+  // (never by more than the window), and the next one is on the grid again.
+  int late = 0;
+  for (std::size_t i = 0; i < sent.size(); ++i) {
+    const int reg = 0xF721 - static_cast<int>(i);
+    ASSERT_EQ(sent[i].frame, hexText(appendCrc(Bytes{1, 3, static_cast<std::uint8_t>(reg >> 8),
+                                                       static_cast<std::uint8_t>(reg & 0xFF), 0, 10})));
+    const std::int64_t due = t0 + 150 * static_cast<std::int64_t>(i + 1);
+    ASSERT_GE(sent[i].atMs, due) << i;
+    ASSERT_LE(sent[i].atMs, due + 100) << i;
+    late += sent[i].atMs != due;
+  }
+  EXPECT_LT(late, 1826 / 10);
+  EXPECT_EQ(rows()->rows(), 1827);
+  EXPECT_EQ(rows()->textMatrix(1, 1), "1825");
+  EXPECT_EQ(rows()->textMatrix(1823, 1), "3");
+  EXPECT_EQ(rows()->textMatrix(1823, 2), "12.4");
+  EXPECT_EQ(rows()->textMatrix(1826, 1), "0");
+  int filled = 0;
+  for (int r = 1; r < rows()->rows(); ++r) filled += rows()->textMatrix(r, 0) == "-1";
+  EXPECT_EQ(filled, 1826);
+}
+
+TEST_F(HistoryScreenTest, TheDayCountBoxIsClampedWhenTheCursorLeavesIt) {
+  startAndOpen();
+  mdi().activateWindow();
+  ASSERT_TRUE(QTest::qWaitForWindowActive(&mdi()));
+  const auto typeAndLeave = [&](const char* typed) {
+    days()->setFocus();
+    days()->lineEdit()->selectAll();
+    QTest::keyClicks(days(), typed);
+    combo(history(), "Combo3")->setFocus();  // the cursor goes elsewhere
+    return days()->currentText();
+  };
+  EXPECT_EQ(typeAndLeave("3000"), "1825");
+  EXPECT_EQ(typeAndLeave("abc"), "1");
+  EXPECT_EQ(typeAndLeave("0"), "1");
+  EXPECT_EQ(typeAndLeave("2.5"), "2.5");
+  EXPECT_EQ(typeAndLeave("100"), "100");
+  EXPECT_TRUE(dialogs.shown.empty());
+
+  // 2.5 reads two days (half to even): three requests, four rows.
+  choose(kStation1);
+  clock.advance(ms(400));
+  const std::int64_t t0 = nowMs();
+  readDays("2.5", 2);
+  EXPECT_EQ(rows()->rows(), 4);
+  ASSERT_EQ(historyFrames(t0).size(), 3u);
+  EXPECT_EQ(historyFrames(t0)[0].frame, "0103F002000A570D");
+}
+
+TEST_F(HistoryScreenTest, RefusedStartsOnlyComplain) {
+  startAndOpen();
+  // No station: only the message.
+  days()->setEditText("3");
+  click("Command5");
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("选择一个可用的站点名"));
+  choose(kStation1);
+  clock.advance(ms(400));
+  readDays("2", 2);
+  ASSERT_EQ(rows()->rows(), 4);
+  // No days: the grid is cut back, the message comes, nothing is sent.
+  const std::int64_t t0 = nowMs();
+  days()->setEditText("");
+  click("Command5");
+  ASSERT_EQ(dialogs.shown.size(), 2u);
+  EXPECT_EQ(dialogs.shown[1].text, QStringLiteral("读取前先选择天数"));
+  EXPECT_EQ(rows()->rows(), 1);
+  EXPECT_EQ(history().pendingRead, 2);
+  EXPECT_TRUE(button(history(), "Command5")->isEnabled());
+  clock.advance(ms(1000));
+  EXPECT_TRUE(historyFrames(t0).empty());
+}
+
+TEST_F(HistoryScreenTest, AStationChangeDuringAReadingRedirectsItAndDropsTheRecords) {
+  startAndOpen();
+  choose(kStation1);
+  clock.advance(ms(400));
+  days()->setEditText("6");
+  const std::int64_t t0 = nowMs();
+  click("Command5");
+  clock.advance(ms(150 * 3 + 120));  // three requests out, their replies in
+  EXPECT_EQ(rows()->textMatrix(3, 1), "4");
+  const std::int64_t changed = nowMs();
+  choose(kStation2);
+  EXPECT_EQ(history().pendingRead, 1);
+  EXPECT_EQ(edit(history(), "LTextBox1")->text(), "2");
+  clock.advance(ms(1000));
+  const std::vector<Sent> after = testing::sentFrames(*line, changed);
+  ASSERT_FALSE(after.empty());
+  EXPECT_EQ(after.front().frame, hexText(requestFrame(2, " 03 000A 0011")));  // the device information of the new station
+  const std::vector<Sent> records = historyFrames(t0);
+  ASSERT_EQ(records.size(), 7u);
+  EXPECT_EQ(records[2].frame.substr(0, 2), "01");
+  for (std::size_t i = 3; i < records.size(); ++i) EXPECT_EQ(records[i].frame.substr(0, 2), "02") << i;
+  // The new station's records have the wrong length for a device information block.
+  for (int r = 4; r <= 7; ++r) EXPECT_TRUE(rows()->textMatrix(r, 0).isEmpty()) << r;
+  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
+}
+
+TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottom) {
+  startAndOpen();
+  choose(kStation1);
+  clock.advance(ms(400));
+  readDays("3", 3);
+
+  // No item chosen: nothing at all.
+  click("Command6");
+  EXPECT_TRUE(charts.empty());
+
+  pickItem(QStringLiteral("蓄电池最低电压(V)"));
+  click("Command6");
+  ASSERT_EQ(charts.size(), 1u);
+  EXPECT_EQ(charts[0].type, 3);
+  EXPECT_EQ(charts[0].values, (QList<double>{12.4, 0, 0, 11.8}));
+  EXPECT_EQ(charts[0].axisMin, 0);
+  EXPECT_EQ(charts[0].axisMax, 14);  // 12.4 x 1.1 = 13.64
+  EXPECT_FALSE(charts[0].legend);
+  EXPECT_FALSE(charts[0].rowLabels);
+  EXPECT_EQ(charts[0].title, QStringLiteral("蓄电池最低电压(V)"));
+
+  // A click anywhere in a row toggles its mark; unmarked rows stay out.
+  clickRow(2, 0);
+  clickRow(3, 7);
+  EXPECT_EQ(rows()->textMatrix(2, 0), "0");
+  pickItem(QStringLiteral("最大充电功率(W)"));
+  click("Command7");
+  ASSERT_EQ(charts.size(), 2u);
+  EXPECT_EQ(charts[1].type, 1);
+  EXPECT_EQ(charts[1].values, (QList<double>{150, 0}));
+  EXPECT_EQ(charts[1].axisMax, 166);  // 150 x 1.1 = 165
+  clickRow(2);
+  EXPECT_EQ(rows()->textMatrix(2, 0), "-1");
+
+  // Every row unmarked: "曲线" and "柱状图" do nothing, with no message.
+  clickRow(1);
+  clickRow(2);
+  clickRow(4);
+  for (int r = 1; r <= 4; ++r) EXPECT_EQ(rows()->textMatrix(r, 0), "0") << r;
+  click("Command6");
+  click("Command7");
+  EXPECT_EQ(charts.size(), 2u);
+  EXPECT_TRUE(dialogs.shown.empty());
+}
+
+TEST_F(HistoryScreenTest, ExportEdgeCases) {
+  startAndOpen();
+  const QString name = dir.path() + "/export";
+  // Cancelled dialog: nothing. No reading: the dialog first, then only the message.
+  click("Command8");
+  EXPECT_TRUE(dialogs.shown.empty());
+  dialogs.fileNames.push_back(name);
+  click("Command8");
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("导出数据前先读取数据"));
+  EXPECT_TRUE(dialogs.fileNames.empty());
+  EXPECT_FALSE(QFile::exists(name + ".csv"));
+
+  choose(kStation1);
+  clock.advance(ms(400));
+  readDays("1", 1);
+  // A lost reply leaves a blank row, written as a line of commas; a comma in a cell is "，".
+  rows()->setTextMatrix(2, 1, "");
+  for (int c = 0; c < 12; ++c) rows()->setTextMatrix(2, c, "");
+  rows()->setTextMatrix(1, 3, "1,5");
+  // Two exports to one name: one file with the header twice; a typed ending is doubled.
+  dialogs.fileNames = {name, name, name + ".csv"};
+  click("Command8");
+  click("Command8");
+  click("Command8");
+  EXPECT_EQ(dialogs.shown.size(), 4u);
+  QFile file(name + ".csv");
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  const QString text = platform::fromGbk(file.readAll());
+  const QString body = kHeaderLine + "\r\n1,0.0,1，5,0.00,0.00,0,0,0,0,0.000,0.000\r\n,,,,,,,,,,\r\n";
+  EXPECT_EQ(text.toStdString(), (body + body).toStdString());
+  EXPECT_TRUE(QFile::exists(name + ".csv.csv"));
+  // A file that cannot be written: one line in the message window, no success message.
+  dialogs.fileNames = {dir.path() + "/no/such/folder/x"};
+  click("Command8");
+  EXPECT_EQ(dialogs.shown.size(), 4u);
+  EXPECT_EQ(logCount(QStringLiteral("保存历史信息成功")), 3);
+  EXPECT_TRUE(logLines().last().contains(QStringLiteral("导出数据失败")));
+}
+
+TEST_F(HistoryScreenTest, TheListRebuildEmptiesTheIdentityAndTheHiddenButtonFillsAColumn) {
+  startAndOpen();
+  choose(kStation1);
+  clock.advance(ms(400));
+  EXPECT_FALSE(edit(history(), "LTextBox6")->text().isEmpty());
+  mdi().RefreshAllStations_Click();
+  for (const char* box : {"LTextBox1", "LTextBox6", "LTextBox7", "LTextBox8"})
+    EXPECT_TRUE(edit(history(), box)->text().isEmpty()) << box;
+  EXPECT_EQ(combo(history())->count(), 0);
+
+  history().Command1_Click();
+  EXPECT_EQ(rows()->rows(), 100);
+  EXPECT_EQ(rows()->textMatrix(1, 2), "1");
+  EXPECT_EQ(rows()->textMatrix(10, 2), "10");
+  EXPECT_TRUE(rows()->textMatrix(11, 2).isEmpty());
+}
+
+// The chart window alone.
+class ChartWindowTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    testing::testApp();
+    FrmChart::setModalRunner([this](FrmChart&) { ++shown; });
+  }
+  void TearDown() override {
+    FrmChart::setModalRunner({});
+    ui::discardAll();
+  }
+  int shown = 0;
+};
+
+TEST_F(ChartWindowTest, AxisTopsRowsTypesAndResizing) {
+  FrmChart& chart = FrmChart::instance();
+  EXPECT_EQ(chart.windowTitle(), QStringLiteral("图标"));
+  EXPECT_TRUE(chart.isModal());
+
+  chart.showChart({0, 0, 0}, 3, 3, "a");
+  EXPECT_EQ(chart.axisMaximum(), 1);
+  EXPECT_EQ(chart.axisMinimum(), 0);
+  chart.showChart({100}, 1, 1, "b");
+  EXPECT_EQ(chart.axisMaximum(), 111);
+  EXPECT_EQ(chart.values(), QList<double>{100});
+  EXPECT_EQ(chart.chartType(), 1);
+  EXPECT_EQ(chart.title(), "b");
+  // Only `count` values are drawn.
+  chart.showChart({5, 50, 500}, 2, 3, "c");
+  EXPECT_EQ(chart.values(), (QList<double>{5, 50}));
+  EXPECT_EQ(chart.axisMaximum(), 56);
+  EXPECT_FALSE(chart.legendShown());
+  EXPECT_FALSE(chart.rowLabelsShown());
+  EXPECT_EQ(shown, 3);
+
+  // The chart follows the window; a window too small leaves it as it was.
+  chart.show();
+  chart.resize(900, 600);
+  QChartView* view = chart.chartView();
+  EXPECT_EQ(view->width(), 900 - 2 * view->x());
+  EXPECT_EQ(view->height(), 600 - 2 * view->y());
+  chart.resize(20, 20);
+  EXPECT_EQ(view->width(), 900 - 2 * view->x());
+  chart.hide();
+}
+
+}  // namespace
+}  // namespace xl
