@@ -14,6 +14,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/startup.h"
+#include "monitoring/frm_maintenance_record.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
@@ -162,7 +163,7 @@ void FrmMDI::buildMenus() {
   maintenance->setObjectName("Maintenance");
   addItem(maintenance, "ExportData", QStringLiteral("导出数据"))->setVisible(false);
   addItem(maintenance, "ImportData", QStringLiteral("导入数据"))->setVisible(false);
-  addItem(maintenance, "MaintenanceRecord", QStringLiteral("数据保存设置"));
+  addItem(maintenance, "MaintenanceRecord", QStringLiteral("数据保存设置"), &FrmMDI::MaintenanceRecord_Click);
 
   QMenu* help = bar->addMenu(QStringLiteral("帮助(&H)"));
   help->setObjectName("Help");
@@ -241,6 +242,9 @@ void FrmMDI::MDIForm_Load() {
 void FrmMDI::RealTimeMonitoring_Click() { showChild(&monitoring::FrmRealTimeMonitoring::instance()); }
 
 void FrmMDI::Monitoring1_Click() { showChild(&monitoring::FrmMonitoring1::instance()); }
+
+// The recorder's settings are a modal window of their own; closing it only hides it.
+void FrmMDI::MaintenanceRecord_Click() { monitoring::FrmMaintenanceRecord::instance().showModal(this); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

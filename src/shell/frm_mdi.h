@@ -63,6 +63,7 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void AddStation_Click();
   void stationDialog();
   void ViewStation_Click();
+  void MaintenanceRecord_Click();
 
   platform::Timer Timer2;  // port-by-port loading, 300 ms
   int portCursor = 0;
