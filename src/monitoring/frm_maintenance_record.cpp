@@ -98,14 +98,17 @@ FrmMaintenanceRecord::FrmMaintenanceRecord() : ui::Screen("FrmMaintenanceRecord"
     return bar;
   };
   LTextBox1 = makeBox(Frame1, "LTextBox1", 50);
+  LTextBox1->setMaximumWidth(70);
   VScroll1 = makeBar(Frame1, "VScroll1", 5);
   LTextBox3 = makeBox(Frame1, "LTextBox3", 50);
+  LTextBox3->setMaximumWidth(70);
   VScroll2 = makeBar(Frame1, "VScroll2", 59);
   LTextBox2 = makeBox(Frame1, "LTextBox2", 260);
   Command1 = new QPushButton(QStringLiteral("浏览"), Frame1);
   Command1->setObjectName("Command1");
   LTextBox4 = makeBox(Frame1, "LTextBox4", 90);
   LTextBox5 = makeBox(Frame1, "LTextBox5", 50);
+  LTextBox5->setMaximumWidth(60);
   LTextBox5->setValidator(new TwoCharacters(LTextBox5));
 
   VSFlexGrid1 = new platform::FlexGrid(this);
