@@ -283,6 +283,50 @@ TEST_F(RecorderScreenTest, ReadIntervalZeroSmallAndAboveSixty) {
   EXPECT_EQ(scan().readInterval(), 10);
 }
 
+TEST_F(RecorderScreenTest, AcceptBoundsTheLimitsWritesEveryKeyAndAppliesThem) {
+  startRecorder();
+  at(1500);
+  FrmMaintenanceRecord& r = recorder();
+  r.showModal(&mdi());
+  // The folder dialog fills the path box.
+  dialogs.fileNames.push_back(root);
+  QTest::mouseClick(button(r, "Command1"), Qt::LeftButton);
+  EXPECT_EQ(edit(r, "LTextBox2")->text(), root);
+  control<QCheckBox>(r, "Check1")->setChecked(true);
+  edit(r, "LTextBox1")->setText("1");
+  edit(r, "LTextBox3")->setText("30");
+  edit(r, "LTextBox4")->setText("500");
+  edit(r, "LTextBox5")->setText("99");
+  QTest::mouseClick(button(r, "Command3"), Qt::LeftButton);
+  EXPECT_TRUE(r.isHidden());
+  EXPECT_EQ(edit(r, "LTextBox4")->text(), "1000");
+  EXPECT_EQ(edit(r, "LTextBox5")->text(), "50");
+  const auto key = [](const char* k) { return core::readIni("Maintenance Record", QString::fromUtf8(k)); };
+  EXPECT_EQ(key("Auto Saving"), "1");
+  EXPECT_EQ(key("File Path"), root);
+  EXPECT_EQ(key("Save Interval H"), "1");
+  EXPECT_EQ(key("Save Interval M"), "30");
+  EXPECT_EQ(key("Line Count"), "1000");
+  EXPECT_EQ(key("Temporary"), "50");
+  EXPECT_EQ(key("Roof"), "");  // unmarked rows write their empty mark
+  // Applied at once: recording on, 5400 s between cycles.
+  EXPECT_EQ(r.saveInterval, 5400);
+  EXPECT_TRUE(r.Timer2.enabled());
+  EXPECT_EQ(control<QScrollBar>(r, "VScroll1")->value(), 4);
+
+  // The other ends of the bounds.
+  edit(r, "LTextBox4")->setText("70000");
+  edit(r, "LTextBox5")->setText("0");
+  r.Command3_Click();
+  EXPECT_EQ(key("Line Count"), "60000");
+  EXPECT_EQ(key("Temporary"), "1");
+  // A cancelled folder dialog empties the box; the next apply falls back to the program folder.
+  QTest::mouseClick(button(r, "Command1"), Qt::LeftButton);
+  EXPECT_EQ(edit(r, "LTextBox2")->text(), "");
+  r.Command3_Click();
+  EXPECT_EQ(edit(r, "LTextBox2")->text(), core::programDir());
+}
+
 TEST_F(RecorderScreenTest, SaveCycleWritesTheExampleLineByteForByte) {
   recordEverything();
   startRecorder();
