@@ -1,19 +1,47 @@
 #pragma once
-// FrmMaintenanceRecord ("数据保存"): the data recorder's screen.
+// FrmMaintenanceRecord ("数据保存"): the data recorder.
 //
-// What stands so far: its station grid VSFlexGrid1 (one row per station, in the same order as
-// the global monitor's table, holding each station's last real-time reply as cell data of
-// column 0, and the station's mark), and Timer1, which applies the configuration: the marks and
-// the read interval of the global monitor. The CSV saving is not built yet.
+// The screen saves the readings of the marked stations to numbered CSV files on a fixed
+// interval, with nobody at the keyboard, and holds the read interval of the global monitor's
+// polling. It is made with the station lists at start-up and lives to the end of the program;
+// the menu only shows it, modally, and closing it only hides it.
+//
+// It writes no request. The scan leaves each station's last real-time reply in the station grid
+// (cell data of column 0, storedReply); on each save cycle the recorder turns the reply of every
+// marked row into a queue row and flushes the queue into the station's current file. The rules
+// of rows, lines, files and settings live apart in recorder_line, recorder_files and
+// recorder_settings; this screen moves data between its controls, its timers and those rules.
+//
+// Timers, each with its tag:
+//   Timer1 "读配置"     1000 ms  applies the configuration once, then turns itself off
+//   Timer2 "保存数据"   1000 ms  counts seconds while Check1 is on, starts a save cycle
+//   Timer3 "读数据"      300 ms  one station row per tick during a save cycle
+//   Timer4 "启动读数据" 60000 ms, then the read interval in seconds; its tick does nothing
 
+#include <QDateTime>
+#include <deque>
+#include <functional>
+
+#include "monitoring/recorder_files.h"
 #include "platform/flex_grid.h"
 #include "platform/timer.h"
 #include "ui/registry.h"
 #include "ui/screen.h"
 
+class QCheckBox;
 class QComboBox;
+class QGroupBox;
+class QLineEdit;
+class QPushButton;
+class QScrollBar;
 
 namespace xl::monitoring {
+
+// A timer of this screen with the tag it bears.
+struct TaggedTimer : platform::Timer {
+  explicit TaggedTimer(const char* t) : tag(QString::fromUtf8(t)) {}
+  const QString tag;
+};
 
 class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintenanceRecord> {
   Q_OBJECT
@@ -25,10 +53,42 @@ class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintena
   // station has the configuration applied again a second later.
   void clearStations();
   void appendStation(const QString& name, const QString& deviceId);
+  // Where the time stamps of the rows come from (the present time unless set; tests give the
+  // virtual clock's time). An empty function restores the present time.
+  void setTimeSource(std::function<QDateTime()> now);
 
-  // Applies the configuration once, then turns itself off.
-  void Timer1_Timer();
-  platform::Timer Timer1;
+  // --- Handlers ---
+  void Timer1_Timer();  // applies the configuration; also run by Command3_Click
+  void Timer2_Timer();
+  void Timer3_Timer();
+  void Command1_Click();
+  void Command3_Click();
+  void Command4_Click();
+  void Combo1_Change();
+  void VScroll1_Change();
+  void VScroll2_Change();
+  void LTextBox1_Change();
+  void LTextBox3_Change();
+  void VSFlexGrid1_Click(int row);
+  // Appends one queue row for the current row of the pass from `reply` (its storedReply).
+  void parseReading(const QVariant& reply);
+  // Chooses each marked station's file and writes out the queue.
+  void flushReadings();
+
+  TaggedTimer Timer1{"读配置"};
+  TaggedTimer Timer2{"保存数据"};
+  TaggedTimer Timer3{"读数据"};
+  TaggedTimer Timer4{"启动读数据"};
+
+  std::int32_t saveInterval = 0;   // seconds between save cycles
+  std::int32_t saveTicks = 0;      // seconds counted toward saveInterval
+  std::int32_t recordCounter = 0;  // save cycles since the last roll of any file; one for all
+  int passRow = 0;                 // the row of the save cycle's pass (the grid's Row)
+
+  // The queue of lines on their way to the files (the never-visible VSFlexGrid2).
+  const std::deque<PendingRow>& queue() const { return queue_; }
+  // Lines dropped so far because they could not be written (a refused folder, a failed write).
+  int droppedLines() const { return dropped_; }
 
  private:
   FrmMaintenanceRecord();
@@ -36,9 +96,29 @@ class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintena
   void Form_Load();
   // The scan leaves a station's last real-time reply here (storedReply).
   void storeReply(int row, const QByteArray& reply);
+  QDateTime now() const;
+  // Val of the read interval box, as the scan and the real-time screen take it.
+  double readIntervalValue() const;
 
+  QComboBox* Combo1;            // "读取间隔(秒)", the read interval
+  QGroupBox* Frame1;            // the group "  自动保存"
+  QCheckBox* Check1;            // its switch
+  QLineEdit* LTextBox1;         // hours of the save interval
+  QScrollBar* VScroll1;         // 0..5, upward
+  QLineEdit* LTextBox3;         // minutes of the save interval
+  QScrollBar* VScroll2;         // 0..59, upward
+  QLineEdit* LTextBox2;         // "文件保存路径：", the root folder
+  QPushButton* Command1;        // "浏览"
+  QLineEdit* LTextBox4;         // "行计数", the line limit
+  QLineEdit* LTextBox5;         // "临时文件大小限制(MB)", the size limit
   platform::FlexGrid* VSFlexGrid1;  // 0 mark, 1 StationName, 2 DeviceID, 3 file (hidden), 4 (hidden)
-  QComboBox* Combo1;                // "读取间隔(秒)"
+  QPushButton* Command3;        // "确定"
+  QPushButton* Command4;        // "取消"
+
+  std::deque<PendingRow> queue_;
+  RecorderFiles files_;
+  int dropped_ = 0;
+  std::function<QDateTime()> now_;
 };
 
 }  // namespace xl::monitoring

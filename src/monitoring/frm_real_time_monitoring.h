@@ -78,6 +78,10 @@ class FrmRealTimeMonitoring : public ui::Screen,
   std::int16_t downKeyFlag = 0;
   double voltageMax = 0, currentMax = 0, powerMax = 0;
   std::int32_t chartPoints = 0;
+  // Intervals the recorder writes here when it applies its settings (seconds: the read interval,
+  // and for Timer3 0 below 10). Nothing reads them; the timers they name have no behaviour.
+  std::int32_t timer3Interval = 0;
+  std::int32_t timer4Interval = 0;
 
  private:
   FrmRealTimeMonitoring();

@@ -21,6 +21,7 @@
 #include "core/startup.h"
 #include "configuration/frm_control_parameter.h"
 #include "monitoring/frm_hlstory_monitoring.h"
+#include "monitoring/frm_maintenance_record.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
@@ -172,7 +173,7 @@ void FrmMDI::buildMenus() {
   maintenance->setObjectName("Maintenance");
   addItem(maintenance, "ExportData", QStringLiteral("导出数据"))->setVisible(false);
   addItem(maintenance, "ImportData", QStringLiteral("导入数据"))->setVisible(false);
-  addItem(maintenance, "MaintenanceRecord", QStringLiteral("数据保存设置"));
+  addItem(maintenance, "MaintenanceRecord", QStringLiteral("数据保存设置"), &FrmMDI::MaintenanceRecord_Click);
 
   QMenu* help = bar->addMenu(QStringLiteral("帮助(&H)"));
   help->setObjectName("Help");
@@ -252,13 +253,7 @@ void FrmMDI::RealTimeMonitoring_Click() { showChild(&monitoring::FrmRealTimeMoni
 
 void FrmMDI::Monitoring1_Click() { showChild(&monitoring::FrmMonitoring1::instance()); }
 
-void FrmMDI::showModal(QWidget* screen) {
-  screen->setWindowFlag(Qt::Dialog);
-  screen->setWindowModality(Qt::ApplicationModal);
-  screen->show();
-  screen->raise();
-  screen->activateWindow();
-}
+void FrmMDI::showModal(QWidget* screen) { ui::showModal(screen, this); }
 
 void FrmMDI::GeneralGLoadConfiguration_Click() {
   auto& screen = configuration::FrmGeneralGLoadConfiguration::instance();
@@ -277,6 +272,9 @@ void FrmMDI::ControlParameter_Click() {
 }
 
 void FrmMDI::HlstoryMonitoring_Click() { showChild(&monitoring::FrmHlstoryMonitoring::instance()); }
+
+// The recorder's settings are a modal window of their own; closing it only hides it.
+void FrmMDI::MaintenanceRecord_Click() { showModal(&monitoring::FrmMaintenanceRecord::instance()); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

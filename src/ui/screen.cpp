@@ -36,4 +36,16 @@ void Screen::closeEvent(QCloseEvent* event) {
   hideWithFrame();
 }
 
+void showModal(QWidget* screen, QWidget* over) {
+  screen->setWindowFlag(Qt::Dialog, true);
+  screen->setWindowModality(Qt::ApplicationModal);
+  if (over) {
+    const QPoint centre = over->geometry().center();
+    screen->move(centre.x() - screen->width() / 2, centre.y() - screen->height() / 2);
+  }
+  screen->show();
+  screen->raise();
+  screen->activateWindow();
+}
+
 }  // namespace xl::ui

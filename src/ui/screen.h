@@ -39,4 +39,8 @@ class Screen : public QWidget {
   HideOnClose hide_;
 };
 
+// Shows `screen` as a window of its own that holds the program's input until it is closed,
+// centred over `over` when given. No nested event loop: timers and serial events run on.
+void showModal(QWidget* screen, QWidget* over = nullptr);
+
 }  // namespace xl::ui

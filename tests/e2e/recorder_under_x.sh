@@ -1,0 +1,134 @@
+#!/usr/bin/env bash
+# The data recorder in a real X server (Xvfb with openbox), fed by xinglan-sim.
+#   recorder_under_x.sh BIN_DIR OUT_DIR
+# The console runs from a fresh program directory with the demo's port and three stations; its
+# settings mark the first two for saving, with automatic saving on and no save interval (a
+# cycle every second) into data/ of that directory. The script demands that the two marked
+# stations' files appear and grow and that the unmarked station gets none, then opens the
+# recorder from the toolbar and photographs it:
+#   recorder.png       the screen over the main window
+#   lines.txt          the first and last lines of a marked station's file (as UTF-8)
+# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+# Fails when the console does not stay up, a file is missing or does not grow, or the picture
+# is nearly blank.
+set -euo pipefail
+
+# The place of the toolbar button "数据保存设置" inside the main window.
+RECORD_DX=438
+RECORD_DY=53
+
+xclick() {
+  python3 - "$@" <<'PY'
+import ctypes, sys, time
+x11 = ctypes.CDLL("libX11.so.6")
+xtst = ctypes.CDLL("libXtst.so.6")
+x11.XOpenDisplay.restype = ctypes.c_void_p
+for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent"):
+    getattr(xtst, f).argtypes = None
+d = x11.XOpenDisplay(None)
+if not d:
+    sys.exit("no display")
+dp = ctypes.c_void_p(d)
+xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[1]), int(sys.argv[2]), ctypes.c_ulong(0))
+x11.XFlush(dp); time.sleep(0.2)
+xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
+xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
+x11.XFlush(dp)
+x11.XCloseDisplay(dp)
+PY
+}
+
+size_of() { stat -c %s "$1" 2>/dev/null || echo 0; }
+
+if [ "${1:-}" = "--inside-x" ]; then
+  bin=$2 out=$3
+  openbox >/dev/null 2>&1 &
+  wm=$!
+  "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
+  sim=$!
+  for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
+  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
+  app=$!
+  status=0
+  for _ in $(seq 1 60); do
+    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
+    sleep 1
+  done
+  one="$bin/data/东山一号站/1.csv"
+  two="$bin/data/东山二号站/1.csv"
+  # The files appear with the first save cycle, a second or two after the start.
+  for _ in $(seq 1 40); do
+    [ -s "$one" ] && [ -s "$two" ] && break
+    sleep 1
+  done
+  # The first round of polling follows the discovery and a rest of the read interval; until
+  # then the lines are the zero reading.
+  for _ in $(seq 1 40); do
+    [ -s "$one" ] && [ "$(tail -n 1 "$one" | cut -d, -f8)" != "0.0" ] && break
+    sleep 1
+  done
+  before1=$(size_of "$one") before2=$(size_of "$two")
+  sleep 5
+  after1=$(size_of "$one") after2=$(size_of "$two")
+  echo "files: $one $before1 -> $after1 bytes, $two $before2 -> $after2 bytes"
+  if [ "$before1" -eq 0 ] || [ "$before2" -eq 0 ]; then
+    echo "a marked station's file did not appear" >&2
+    status=1
+  elif [ "$after1" -le "$before1" ] || [ "$after2" -le "$before2" ]; then
+    echo "a marked station's file did not grow" >&2
+    status=1
+  fi
+  if [ -e "$bin/data/西岭三号站" ]; then
+    echo "the unmarked station got a folder" >&2
+    status=1
+  fi
+  { head -n 3 "$one"; echo ...; tail -n 2 "$one"; } | iconv -f GBK -t UTF-8 >"$out/lines.txt" || status=1
+  if [ "$(tail -n 1 "$one" | cut -d, -f8)" = "0.0" ]; then
+    echo "the last line has no battery voltage: no reply reached the recorder" >&2
+    status=1
+  fi
+
+  # The window manager may still move the window, so its place is read anew for each try.
+  for _ in 1 2 3 4 5; do
+    geometry=$(xwininfo -name "星澜站点监控软件")
+    wx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
+    wy=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
+    xclick $((wx + RECORD_DX)) $((wy + RECORD_DY))
+    sleep 2
+    xwininfo -name "数据保存" >/dev/null 2>&1 && break
+  done
+  if ! xwininfo -name "数据保存" >/dev/null 2>&1; then
+    echo "the toolbar button did not open the recorder (window at $wx,$wy)" >&2
+    status=1
+  fi
+  import -window root "$out/recorder.png"
+  if [ -z "$(ps -o stat= -p "$app" | grep -v Z)" ]; then
+    echo "the console exited early:" >&2
+    cat "$bin/console.log" >&2
+    status=1
+  fi
+  kill "$app" 2>/dev/null || true
+  kill -INT "$sim" 2>/dev/null || true
+  wait "$sim" 2>/dev/null || true
+  kill "$wm" 2>/dev/null || true
+  exit $status
+fi
+
+src_bin=$(cd "$1" && pwd)
+out=$(realpath -m "$2")
+mkdir -p "$out"
+bin=$(mktemp -d)
+trap 'rm -rf "$bin"' EXIT
+cp "$src_bin/xinglan" "$src_bin/xinglan-sim" "$bin/"
+mkdir -p "$bin/ports" "$bin/data"
+"$src_bin/xinglan-seed-demo" "$bin"
+# The recorder's settings, in the settings file's GBK with CR LF.
+printf '[Maintenance Record]\r\nRead Interval=10\r\nAuto Saving=1\r\nFile Path=%s\r\nSave Interval H=0\r\nSave Interval M=0\r\n东山一号站=-1\r\n东山二号站=-1\r\n' \
+  "$bin/data" | iconv -f UTF-8 -t GBK >>"$bin/MSCON.DLL"
+
+xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out"
+
+cp "$bin/sim.log" "$bin/console.log" "$out/"
+colours=$(convert "$out/recorder.png" -format %k info:)
+echo "screenshot $out/recorder.png: $colours colours"
+[ "$colours" -gt 50 ]
