@@ -46,6 +46,11 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   // --- station explorer ---
   void refreshStations();
   void fullRefresh();
+  // A full refresh after its first step (refreshStations): the port-by-port loading starts
+  // over and the two monitors of one station stop.
+  void restOfRefresh();
+  // At start, a line that tells the operator of a site without ports or stations what to do.
+  void logEmptySiteHint();
   void Timer2_Timer();
   void getStations(const QString& port);
   void loadStationsOfPort(const QString& port);
@@ -61,8 +66,25 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void RealTimeMonitoring_Click();
   void Monitoring1_Click();
   void AddStation_Click();
-  void stationDialog();
   void ViewStation_Click();
+  void EditStation1_Click();
+  void DeleteStation_Click();
+  // The station editor on the selected station in one of the modes of the tree's pop-up.
+  enum class StationMode { View, Update, Delete };
+  void stationDialog(StationMode mode);
+  void PortConfiguration_Click();
+  void LogOff_Click();
+  void UserSwitch_Click();
+  void ChangePassword_Click();
+  void About_Click();
+  void RealTimeClock_Click();
+  void SystemConfiguration_Click();
+  void DeviceInformation_Click();
+  void DeviceParameter_Click();
+  void PrintSetup_Click();
+  void PrintPreview_Click();
+  void ExportData_Click();
+  void ImportData_Click();
 
   platform::Timer Timer2;  // port-by-port loading, 300 ms
   int portCursor = 0;
