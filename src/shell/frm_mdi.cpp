@@ -104,6 +104,7 @@ QAction* FrmMDI::addItem(QMenu* menu, const char* name, const QString& caption, 
   a->setObjectName(name);
   actions_.insert(name, a);
   if (handler) connect(a, &QAction::triggered, this, [this, handler] { (this->*handler)(); });
+  a->setProperty("command", handler != nullptr);  // an item with no command is dead
   return a;
 }
 
