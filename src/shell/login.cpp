@@ -14,8 +14,10 @@
 #include "core/startup.h"
 #include "platform/dialogs.h"
 #include "shell/frm_mdi.h"
+#include "shell/icons.h"
 #include "shell/login_rules.h"
 #include "ui/input.h"
+#include "ui/screen.h"
 
 namespace xl::shell {
 
@@ -131,6 +133,8 @@ void Login::logIn() {
 }
 
 void showFirstWindow() {
+  // No main window yet: the login takes the program's icon that the main window will carry.
+  ui::setMainIcon(appIcon());
   Login& login = Login::instance();
   login.show();
 }
