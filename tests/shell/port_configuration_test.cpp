@@ -83,12 +83,19 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
   driver.addLine("COM5", 9600);
   writeSettings("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=4\r\n1=COM3,9600\r\n2=COM4,9600\r\n3=COM6,9600\r\n"
                 "4=COM8,9600\r\n");
+  // Stations on entries that change: their rows stay, they drop out of the tree.
+  addStation("S3", "COM3,9600", "1");
+  addStation("S4", "COM4,9600", "2");
+  addStation("S6", "COM6,9600", "3");
   start();
+  clock.advance(ms(300 * 5));
+  ASSERT_NE(mdi().node("COM3,9600,1"), nullptr);
+  ASSERT_NE(mdi().node("COM4,9600,2"), nullptr);
   const int linesBefore = logLines().size();
   drivers.push_back([&](DialogForm& form) {
     auto& f = static_cast<FrmPortConfiguration&>(form);
     QComboBox* ports = combo(f, "Combo1");
-    // Update COM3 to 4800.
+    // Update COM3 to 4800: the refresh after OK rebuilds the tree from the new list.
     EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
     type(combo(f, "Combo2"), "4800");
     click(f, "Command1");
@@ -128,6 +135,12 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
   EXPECT_EQ(root->child(2)->text(0), "COM5,19200");
   EXPECT_EQ(mdi().portCursor, 0);
   EXPECT_TRUE(mdi().Timer2.enabled());
+  clock.advance(ms(300 * 4));
+  EXPECT_EQ(mdi().node("COM3,9600,1"), nullptr);  // its entry has another baud rate now
+  EXPECT_EQ(mdi().node("COM4,9600,2"), nullptr);  // its entry is gone
+  EXPECT_NE(mdi().node("COM6,9600,3"), nullptr);
+  EXPECT_TRUE(core::findStation("S3"));
+  EXPECT_TRUE(core::findStation("S4"));
 }
 
 TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
