@@ -8,7 +8,7 @@
 #include "platform/port_names.h"
 #include "platform/qt_scheduler.h"
 #include "platform/qt_serial_port.h"
-#include "shell/frm_mdi.h"
+#include "shell/login.h"
 #include "ui/registry.h"
 #include "ui/translations.h"
 
@@ -27,11 +27,8 @@ int main(int argc, char** argv) {
   xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"));
   xl::platform::setDialogs(&dialogs);
 
-  xl::core::Main([] {
-    auto& mdi = xl::shell::FrmMDI::instance();
-    mdi.show();
-    mdi.MDIForm_Load();
-  });
+  // The first window is the login; it shows the main window when a user has logged in.
+  xl::core::Main([] { xl::shell::showFirstWindow(); });
   const int status = app.exec();
   xl::ui::discardAll();
   return status;

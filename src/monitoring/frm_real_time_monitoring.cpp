@@ -253,7 +253,7 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
   for (auto [box, which] : {std::pair{LTextBox3, Identity::Model}, std::pair{LTextBox4, Identity::DeviceVersion},
                             std::pair{LTextBox5, Identity::SerialNumber}}) {
     connect(box, &QLineEdit::textChanged, this,
-            [which](const QString& t) { FrmMonitoring1::instance().setIdentityText(which, t); });
+            [which = which](const QString& t) { FrmMonitoring1::instance().setIdentityText(which, t); });
   }
 
   Timer1.setInterval(300);

@@ -1,7 +1,9 @@
 #include "platform/qt_serial_port.h"
 
 #include <QSerialPort>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include "platform/failure.h"
 
@@ -62,8 +64,16 @@ class QtChannel : public PortChannel {
 QtPortDriver::QtPortDriver(std::function<std::string(const std::string&)> resolve) : resolve_(std::move(resolve)) {}
 
 std::unique_ptr<PortChannel> QtPortDriver::open(const std::string& name, const LineSettings& settings) {
+  const std::string path = resolve_(name);
+#ifndef _WIN32
+  // A device that is not there fails at once: Qt would first make (and sync to disk) a lock
+  // file for it, some milliseconds a number, which the port dialog's probe of 100 numbers
+  // would pay a hundred times.
+  std::error_code ec;
+  if (!std::filesystem::exists(path, ec)) fail(Failure::PortUnavailable, name + ": no such device");
+#endif
   auto port = std::make_unique<QSerialPort>();
-  port->setPortName(QString::fromStdString(resolve_(name)));
+  port->setPortName(QString::fromStdString(path));
   port->setReadBufferSize(settings.inBufferSize);
   if (!port->open(QIODevice::ReadWrite)) fail(Failure::PortUnavailable, name + ": " + port->errorString().toStdString());
   if (!port->setBaudRate(settings.baud) || !port->setDataBits(QSerialPort::Data8) ||

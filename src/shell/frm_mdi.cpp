@@ -26,6 +26,7 @@
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
 #include "shell/icons.h"
+#include "shell/login.h"
 #include "ui/input.h"
 #include "ui/screen.h"
 
@@ -114,6 +115,7 @@ QAction* FrmMDI::addItem(QMenu* menu, const char* name, const QString& caption, 
   a->setObjectName(name);
   actions_.insert(name, a);
   if (handler) connect(a, &QAction::triggered, this, [this, handler] { (this->*handler)(); });
+  a->setProperty("command", handler != nullptr);  // an item with no command is dead
   return a;
 }
 
@@ -122,11 +124,11 @@ void FrmMDI::buildMenus() {
 
   QMenu* system = bar->addMenu(QStringLiteral("系统(&S)"));
   system->setObjectName("System");
-  addItem(system, "LogOff", QStringLiteral("注销"));
-  addItem(system, "UserSwitch", QStringLiteral("切换用户"));
-  addItem(system, "ChangePassword", QStringLiteral("修改密码"));
-  addItem(system, "PrintSetup", QStringLiteral("打印设置"))->setVisible(false);
-  addItem(system, "PrintPreview", QStringLiteral("打印预览"))->setVisible(false);
+  addItem(system, "LogOff", QStringLiteral("注销"), &FrmMDI::LogOff_Click);
+  addItem(system, "UserSwitch", QStringLiteral("切换用户"), &FrmMDI::UserSwitch_Click);
+  addItem(system, "ChangePassword", QStringLiteral("修改密码"), &FrmMDI::ChangePassword_Click);
+  addItem(system, "PrintSetup", QStringLiteral("打印设置"), &FrmMDI::PrintSetup_Click)->setVisible(false);
+  addItem(system, "PrintPreview", QStringLiteral("打印预览"), &FrmMDI::PrintPreview_Click)->setVisible(false);
   addItem(system, "Exit", QStringLiteral("退出"), &FrmMDI::Exit_Click);
 
   QMenu* view = bar->addMenu(QStringLiteral("视图(&V)"));
@@ -143,7 +145,7 @@ void FrmMDI::buildMenus() {
 
   QMenu* comm = bar->addMenu(QStringLiteral("通讯设置(&C)"));
   comm->setObjectName("Communication");
-  addItem(comm, "PortConfiguration", QStringLiteral("端口配置"));
+  addItem(comm, "PortConfiguration", QStringLiteral("端口配置"), &FrmMDI::PortConfiguration_Click);
   addItem(comm, "AddStation", QStringLiteral("添加站点"), &FrmMDI::AddStation_Click);
   addItem(comm, "RefreshAllStations", QStringLiteral("刷新所有站点"), &FrmMDI::RefreshAllStations_Click);
 
@@ -151,16 +153,16 @@ void FrmMDI::buildMenus() {
   parameter->setObjectName("Parameter");
   QMenu* device = parameter->addMenu(QStringLiteral("设备参数"));
   device->setObjectName("DrviceParameter");
-  addItem(device, "RealTimeClock", QStringLiteral("实时时钟"))->setEnabled(false);
-  addItem(device, "DeviceParameter", QStringLiteral("设备参数"))->setVisible(false);
+  addItem(device, "RealTimeClock", QStringLiteral("实时时钟"), &FrmMDI::RealTimeClock_Click)->setEnabled(false);
+  addItem(device, "DeviceParameter", QStringLiteral("设备参数"), &FrmMDI::DeviceParameter_Click)->setVisible(false);
   addItem(device, "DeviceIDSetting", QStringLiteral("设备ID设置"), &FrmMDI::DeviceIDSetting_Click);
   addItem(parameter, "ControlParameter", QStringLiteral("控制参数"), &FrmMDI::ControlParameter_Click);
   QMenu* load = parameter->addMenu(QStringLiteral("负载配置"));
   load->setObjectName("LoadConfiguration");
   addItem(load, "GeneralGLoadConfiguration", QStringLiteral("负载输出模式"), &FrmMDI::GeneralGLoadConfiguration_Click);
-  addItem(parameter, "SystemConfiguration", QStringLiteral("系统配置"))->setVisible(false);
+  addItem(parameter, "SystemConfiguration", QStringLiteral("系统配置"), &FrmMDI::SystemConfiguration_Click)->setVisible(false);
   addItem(parameter, "FactoryOperation", QStringLiteral("系统设置"), &FrmMDI::FactoryOperation_Click);
-  addItem(parameter, "DeviceInformation", QStringLiteral("设备信息"))->setVisible(false);
+  addItem(parameter, "DeviceInformation", QStringLiteral("设备信息"), &FrmMDI::DeviceInformation_Click)->setVisible(false);
 
   QMenu* monitoring = bar->addMenu(QStringLiteral("监控(&M)"));
   monitoring->setObjectName("Monitoring");
@@ -171,8 +173,8 @@ void FrmMDI::buildMenus() {
 
   QMenu* maintenance = bar->addMenu(QStringLiteral("数据保存"));
   maintenance->setObjectName("Maintenance");
-  addItem(maintenance, "ExportData", QStringLiteral("导出数据"))->setVisible(false);
-  addItem(maintenance, "ImportData", QStringLiteral("导入数据"))->setVisible(false);
+  addItem(maintenance, "ExportData", QStringLiteral("导出数据"), &FrmMDI::ExportData_Click)->setVisible(false);
+  addItem(maintenance, "ImportData", QStringLiteral("导入数据"), &FrmMDI::ImportData_Click)->setVisible(false);
   addItem(maintenance, "MaintenanceRecord", QStringLiteral("数据保存设置"), &FrmMDI::MaintenanceRecord_Click);
 
   QMenu* help = bar->addMenu(QStringLiteral("帮助(&H)"));
@@ -180,15 +182,15 @@ void FrmMDI::buildMenus() {
   QAction* manual = addItem(help, "sysc", QStringLiteral("使用手册"));
   manual->setVisible(false);
   manual->setEnabled(false);
-  addItem(help, "About", QStringLiteral("关于"));
+  addItem(help, "About", QStringLiteral("关于"), &FrmMDI::About_Click);
 
   // The pop-up of a station node; never part of the menu bar.
   editStation_ = new QMenu(QStringLiteral("编辑站点"), this);
   editStation_->setObjectName("EditStation");
   addItem(editStation_, "ViewStation", QStringLiteral("预览站点"), &FrmMDI::ViewStation_Click);
   addItem(editStation_, "AddStation1", QStringLiteral("添加站点"), &FrmMDI::AddStation_Click);
-  addItem(editStation_, "EditStation1", QStringLiteral("编辑站点"), &FrmMDI::stationDialog);
-  addItem(editStation_, "DeleteStation", QStringLiteral("删除站点"), &FrmMDI::stationDialog);
+  addItem(editStation_, "EditStation1", QStringLiteral("编辑站点"), &FrmMDI::EditStation1_Click);
+  addItem(editStation_, "DeleteStation", QStringLiteral("删除站点"), &FrmMDI::DeleteStation_Click);
 }
 
 void FrmMDI::buildToolbar() {
@@ -246,7 +248,9 @@ void FrmMDI::MDIForm_Load() {
   refreshStations();
   Timer2.setEnabled(true);
   RealTimeMonitoring_Click();  // the real-time monitor is always open after start
+  upUsers(core::currentUser);
   core::appendLog(QStringLiteral("星澜站点监控启动"));
+  logEmptySiteHint();
 }
 
 void FrmMDI::RealTimeMonitoring_Click() { showChild(&monitoring::FrmRealTimeMonitoring::instance()); }

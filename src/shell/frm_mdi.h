@@ -46,6 +46,11 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   // --- station explorer ---
   void refreshStations();
   void fullRefresh();
+  // A full refresh after its first step (refreshStations): the port-by-port loading starts
+  // over and the two monitors of one station stop.
+  void restOfRefresh();
+  // At start, a line that tells the operator of a site without ports or stations what to do.
+  void logEmptySiteHint();
   void Timer2_Timer();
   void getStations(const QString& port);
   void loadStationsOfPort(const QString& port);
@@ -62,7 +67,6 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void Monitoring1_Click();
   void HlstoryMonitoring_Click();
   void AddStation_Click();
-  void stationDialog();
   void ViewStation_Click();
   void GeneralGLoadConfiguration_Click();
   void DeviceIDSetting_Click();
@@ -71,6 +75,24 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void MaintenanceRecord_Click();
   // Shows a configuration screen as a window of its own that holds the input until it closes.
   void showModal(QWidget* screen);
+  void EditStation1_Click();
+  void DeleteStation_Click();
+  // The station editor on the selected station in one of the modes of the tree's pop-up.
+  enum class StationMode { View, Update, Delete };
+  void stationDialog(StationMode mode);
+  void PortConfiguration_Click();
+  void LogOff_Click();
+  void UserSwitch_Click();
+  void ChangePassword_Click();
+  void About_Click();
+  void RealTimeClock_Click();
+  void SystemConfiguration_Click();
+  void DeviceInformation_Click();
+  void DeviceParameter_Click();
+  void PrintSetup_Click();
+  void PrintPreview_Click();
+  void ExportData_Click();
+  void ImportData_Click();
 
   platform::Timer Timer2;  // port-by-port loading, 300 ms
   int portCursor = 0;

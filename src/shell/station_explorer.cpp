@@ -18,8 +18,11 @@
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/failure.h"
+#include "shell/frm_add_station.h"
 #include "shell/frm_mdi.h"
 #include "shell/icons.h"
+#include "shell/modal.h"
+#include "shell/station_form.h"
 #include "ui/station_box.h"
 
 namespace xl::shell {
@@ -87,6 +90,10 @@ void FrmMDI::refreshStations() {
 
 void FrmMDI::fullRefresh() {
   refreshStations();
+  restOfRefresh();
+}
+
+void FrmMDI::restOfRefresh() {
   portCursor = 0;
   Timer2.setEnabled(true);
   monitoring::FrmRealTimeMonitoring::instance().Command9Click();
@@ -94,6 +101,13 @@ void FrmMDI::fullRefresh() {
 }
 
 void FrmMDI::RefreshAllStations_Click() { fullRefresh(); }
+
+void FrmMDI::logEmptySiteHint() {
+  const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
+  int stations = 0;
+  for (int i = 1; i <= count; ++i) stations += static_cast<int>(core::getStations(core::readIni(kPorts, QString::number(i))).size());
+  if (const QString hint = emptySiteHint(count, stations); !hint.isEmpty()) core::appendLog(hint);
+}
 
 void FrmMDI::Timer2_Timer() {
   const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
@@ -158,15 +172,26 @@ void FrmMDI::treeMouseUp(Qt::MouseButton button) {
     editStation_->popup(QCursor::pos());
 }
 
-void FrmMDI::ViewStation_Click() { stationDialog(); }
+void FrmMDI::ViewStation_Click() { stationDialog(StationMode::View); }
+void FrmMDI::EditStation1_Click() { stationDialog(StationMode::Update); }
+void FrmMDI::DeleteStation_Click() { stationDialog(StationMode::Delete); }
 
-void FrmMDI::stationDialog() {
+void FrmMDI::stationDialog(StationMode mode) {
   if (!selected_.set || !selected_.hasParent || !selected_.parentText.startsWith(QStringLiteral("COM"))) return;
-  // The station editor opens here, with a full refresh when it closes, once it exists.
+  auto& editor = FrmAddStation::instance();
+  editor.setModeButtons(false, mode == StationMode::Update, mode == StationMode::Delete);
+  editor.setEnabled(mode != StationMode::View);
+  editor.openStation(selected_.text);
+  // Looking at a station rescans the bus too.
+  fullRefresh();
 }
 
 void FrmMDI::AddStation_Click() {
-  // The station editor opens here, with a full refresh when it closes, once it exists.
+  auto& editor = FrmAddStation::instance();
+  editor.setModeButtons(true, false, false);
+  editor.setEnabled(true);
+  showModal(editor);
+  fullRefresh();
 }
 
 void FrmMDI::GlobalMonitoring_Click() { showChild(&monitoring::FrmGlobalMonitoring::instance()); }

@@ -33,9 +33,11 @@ TEST_F(MainWindowTest, LoadWithoutPortsShowsTheRootAndStartsAnEmptyScan) {
   EXPECT_EQ(mdi().windowTitle(), QStringLiteral("星澜站点监控软件"));
   EXPECT_EQ(core::appStarted, "1");
   EXPECT_EQ(core::configPath, dir.path() + "/MSCON.DLL");
-  // The refresh writes the first line, without a leading break; the load writes the second.
+  // The refresh writes the first line, without a leading break; the load writes the second;
+  // a site without ports gets a third that tells the operator where to begin.
   const QStringList lines = logLines();
-  ASSERT_EQ(lines.size(), 2);
+  ASSERT_EQ(lines.size(), 3);
+  EXPECT_TRUE(lines[2].contains(QStringLiteral("端口配置"))) << lines[2].toStdString();
   EXPECT_TRUE(lines[0].startsWith("[")) << lines[0].toStdString();
   EXPECT_TRUE(lines[0].endsWith(QStringLiteral("]刷新所有站点，请稍等...")));
   EXPECT_TRUE(lines[1].endsWith(QStringLiteral("]星澜站点监控启动")));

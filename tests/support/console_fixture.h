@@ -64,6 +64,7 @@ class ConsoleFixture : public ::testing::Test {
     core::setProgramDir({});
     core::configPath.clear();
     core::appStarted.clear();
+    core::currentUser.clear();
   }
 
   // The port list of the settings file.
@@ -82,8 +83,10 @@ class ConsoleFixture : public ::testing::Test {
     ASSERT_TRUE(core::insertStation(s));
   }
 
-  // Start-up: the store test, configPath, the main window and its load.
+  // Start-up: the store test, configPath, the main window and its load, with the administrator
+  // logged in (the default login).
   void start() {
+    core::currentUser = QStringLiteral("administrator");
     core::Main([] {
       auto& mdi = shell::FrmMDI::instance();
       mdi.MDIForm_Load();

@@ -1,0 +1,57 @@
+#pragma once
+// FrmPortConfiguration ("通讯端口配置"): the modal dialog that edits the port list, section
+// COMS of the settings file. It finds the serial ports that exist by opening each of the
+// numbers 1 to 100, and takes the bus scan off the line while it does.
+
+#include "platform/serial_port.h"
+#include "platform/timer.h"
+#include "shell/modal.h"
+
+class QComboBox;
+class QListWidget;
+class QPushButton;
+
+namespace xl::shell {
+
+class FrmPortConfiguration : public ModalForm<FrmPortConfiguration> {
+  Q_OBJECT
+  friend class ui::Singleton<FrmPortConfiguration>;
+
+ public:
+  // True once OK has saved the list; read by the main window after the dialog.
+  bool accepted = false;
+  // The list index of the entry that the port in Combo1 matches.
+  int editIndex = 0;
+
+  // --- Handlers, public for tests ---
+  void Combo1_Change();
+  void Command1_Click();
+  void Command2_Click();
+  void Command3_Click();
+  void Command4_Click();
+  void Timer1_Timer();
+
+  // The entries of List1, in order.
+  QStringList entries() const;
+
+  platform::Timer Timer1;  // 300 ms: OK only with at least one entry
+  platform::SerialControl MSComm1{"FrmPortConfiguration.MSComm1"};
+
+ protected:
+  void closeBox() override { Command4_Click(); }
+  void Form_Load() override;
+
+ private:
+  FrmPortConfiguration();
+  ~FrmPortConfiguration() override;
+
+  QComboBox* Combo1;
+  QComboBox* Combo2;
+  QListWidget* List1;
+  QPushButton* Command1;
+  QPushButton* Command2;
+  QPushButton* Command3;
+  QPushButton* Command4;
+};
+
+}  // namespace xl::shell

@@ -1,0 +1,66 @@
+#include "shell/port_list.h"
+
+#include <exception>
+
+#include "platform/serial_port.h"
+
+namespace xl::shell {
+
+int findPortEntry(const QStringList& entries, const QString& port) {
+  const QString needle = port + QLatin1Char(',');
+  for (int i = 0; i < entries.size(); ++i)
+    if (entries[i].contains(needle, Qt::CaseInsensitive)) return i;
+  return -1;
+}
+
+QString portEntry(const QString& port, const QString& baud) {
+  if (port.isEmpty() || baud.isEmpty()) return {};
+  return port + QLatin1Char(',') + baud;
+}
+
+namespace {
+
+// One statement whose failure is ignored: the probe goes on with the next one.
+template <class Fn>
+void ignoreFailure(Fn&& fn) {
+  try {
+    fn();
+  } catch (const std::exception&) {
+  }
+}
+
+}  // namespace
+
+std::vector<int> probePorts(platform::SerialControl& probe, int first, int last) {
+  std::vector<int> found;
+  for (int i = first; i <= last; ++i) {
+    ignoreFailure([&] {
+      if (probe.portOpen()) probe.setPortOpen(false);
+    });
+    // The receiving setup of the control. The two buffer counts can only be cleared on an
+    // open port; on a closed one they fail and are passed over, as every step here may be.
+    ignoreFailure([&] { probe.setInputMode(1); });
+    ignoreFailure([&] { probe.setInputLen(0); });
+    ignoreFailure([&] { probe.setInBufferSize(1024); });
+    ignoreFailure([&] { probe.setOutBufferSize(512); });
+    ignoreFailure([&] { probe.setSThreshold(0); });
+    ignoreFailure([&] { probe.setRThreshold(1); });
+    ignoreFailure([&] { probe.setInBufferCount(0); });
+    ignoreFailure([&] { probe.setOutBufferCount(0); });
+    bool exists = true;
+    try {
+      probe.setCommPort(i);
+      probe.setPortOpen(true);
+      probe.setPortOpen(false);
+    } catch (const std::exception&) {
+      exists = false;
+    }
+    if (exists) found.push_back(i);
+  }
+  ignoreFailure([&] {
+    if (probe.portOpen()) probe.setPortOpen(false);
+  });
+  return found;
+}
+
+}  // namespace xl::shell

@@ -1,0 +1,147 @@
+#!/usr/bin/env bash
+# The login and the new dialogs in a real X server (Xvfb with openbox), photographed.
+#   login_under_x.sh BIN_DIR OUT_DIR
+# 1. With the default password and the simulator: the login appears first, the main window
+#    follows by itself within six seconds of it; then the port list, the station editor, the
+#    password change, About and the user switch are opened from the keyboard (Alt and the
+#    menus' keys) and photographed:
+#      login.png main.png port_configuration.png add_station.png change_password.png
+#      about.png user_switch.png
+# 2. With a changed password: the login stays, and no main window comes (login_changed.png).
+# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+set -euo pipefail
+
+xkeys() {
+  # xkeys KEY...  where KEY is a keysym ("Return") or two joined by "+" ("Alt_L+c")
+  python3 - "$@" <<'PY'
+import ctypes, sys, time
+x11 = ctypes.CDLL("libX11.so.6")
+xtst = ctypes.CDLL("libXtst.so.6")
+x11.XOpenDisplay.restype = ctypes.c_void_p
+x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
+x11.XStringToKeysym.restype = ctypes.c_ulong
+xtst.XTestFakeKeyEvent.argtypes = None
+d = x11.XOpenDisplay(None)
+if not d:
+    sys.exit("no display")
+dp = ctypes.c_void_p(d)
+def key(name, down):
+    code = x11.XKeysymToKeycode(dp, x11.XStringToKeysym(name.encode()))
+    xtst.XTestFakeKeyEvent(dp, code, 1 if down else 0, ctypes.c_ulong(0))
+    x11.XFlush(dp)
+    time.sleep(0.05)
+for arg in sys.argv[1:]:
+    parts = arg.split("+")
+    for p in parts: key(p, True)
+    for p in reversed(parts): key(p, False)
+    time.sleep(0.4)
+x11.XCloseDisplay(dp)
+PY
+}
+
+window_up() { xwininfo -name "$1" >/dev/null 2>&1; }
+
+# wait_for NAME SECONDS: true as soon as a window of that name exists.
+wait_for() {
+  local name=$1 limit=$2 i
+  for i in $(seq 1 $((limit * 10))); do
+    window_up "$name" && return 0
+    sleep 0.1
+  done
+  return 1
+}
+
+# shoot_dialog KEYS... -- NAME FILE: opens a dialog from the keyboard, photographs it, cancels it.
+shoot_dialog() {
+  local keys=()
+  while [ "$1" != "--" ]; do keys+=("$1"); shift; done
+  local name=$2 file=$3
+  xkeys "${keys[@]}"
+  if ! wait_for "$name" 5; then
+    echo "the dialog $name did not open" >&2
+    return 1
+  fi
+  sleep 1
+  import -window root "$out/$file"
+  xkeys Escape
+  sleep 1
+}
+
+if [ "${1:-}" = "--inside-x" ]; then
+  bin=$2 out=$3 changed=$4
+  openbox >/dev/null 2>&1 &
+  wm=$!
+  sim=""
+  if [ "$changed" = 0 ]; then
+    "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
+    sim=$!
+    for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
+  fi
+  sleep 1
+  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
+  app=$!
+  status=0
+  if ! wait_for "登录" 10; then
+    echo "no login window" >&2
+    status=1
+  elif window_up "星澜站点监控软件"; then
+    echo "the main window came before the login" >&2
+    status=1
+  fi
+  shown=$(date +%s.%N)
+  if [ $status = 0 ] && [ "$changed" = 0 ]; then
+    sleep 1
+    import -window root "$out/login.png"
+    if ! wait_for "星澜站点监控软件" 6; then
+      echo "no main window within six seconds of the login" >&2
+      status=1
+    else
+      echo "main window $(awk "BEGIN{printf \"%.1f\", $(date +%s.%N) - $shown}") s after the login appeared"
+      sleep 4
+      import -window root "$out/main.png"
+      shoot_dialog Alt_L+c Return -- "通讯端口配置" port_configuration.png || status=1
+      shoot_dialog Alt_L+c Down Return -- "添加站点" add_station.png || status=1
+      shoot_dialog Alt_L+s Down Down Return -- "修改密码" change_password.png || status=1
+      shoot_dialog Alt_L+h Return -- "关于" about.png || status=1
+      shoot_dialog Alt_L+s Down Return -- "登录" user_switch.png || status=1
+    fi
+  elif [ $status = 0 ]; then
+    sleep 8
+    import -window root "$out/login_changed.png"
+    if window_up "星澜站点监控软件" || ! window_up "登录"; then
+      echo "with a changed password the main window came by itself" >&2
+      status=1
+    fi
+  fi
+  if [ -z "$(ps -o stat= -p "$app" | grep -v Z)" ]; then
+    echo "the console exited:" >&2
+    cat "$bin/console.log" >&2
+    status=1
+  fi
+  kill "$app" 2>/dev/null || true
+  if [ -n "$sim" ]; then
+    kill -INT "$sim" 2>/dev/null || true
+    wait "$sim" 2>/dev/null || true
+  fi
+  kill "$wm" 2>/dev/null || true
+  exit $status
+fi
+
+src_bin=$(cd "$1" && pwd)
+out=$(realpath -m "$2")
+mkdir -p "$out"
+status=0
+for changed in 0 1; do
+  bin=$(mktemp -d)
+  cp "$src_bin/xinglan" "$bin/"
+  if [ $changed = 0 ]; then
+    cp "$src_bin/xinglan-sim" "$bin/"
+    mkdir -p "$bin/ports"
+    "$src_bin/xinglan-seed-demo" "$bin"
+  else
+    printf '[Main]\r\nconfig=changed\r\n' >"$bin/MSCON.DLL"
+  fi
+  xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out" "$changed" || status=1
+  rm -rf "$bin"
+done
+exit $status

@@ -1,0 +1,272 @@
+// The station editor through its controls in its four modes, from the menu and from the
+// tree's pop-up: the order of the checks and their messages, the store afterwards, the log
+// lines, and the full refresh after the dialog.
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <QAction>
+#include <QTreeWidget>
+
+#include "core/app_state.h"
+#include "shell/frm_add_station.h"
+#include "shell/login.h"
+#include "shell_fixture.h"
+
+namespace xl::shell {
+namespace {
+
+using platform::ms;
+using testing::button;
+using testing::combo;
+using testing::edit;
+
+class AddStationTest : public testing::ShellFixture {
+ protected:
+  void SetUp() override {
+    ShellFixture::SetUp();
+    setPorts({"COM3,9600", "COM4,4800"});
+  }
+  // Starts the console and lets the stations load into the tree.
+  void startAndLoad() {
+    start();
+    mdi().show();
+    clock.advance(ms(300 * 3));
+  }
+  void type(QLineEdit* box, const QString& text) {
+    box->selectAll();
+    QTest::keyClick(box, Qt::Key_Delete);
+    testing::typeText(box, text);
+  }
+  void choose(QComboBox* list, const QString& text) {
+    const int i = list->findText(text);
+    ASSERT_GE(i, 0) << text.toStdString();
+    list->setCurrentIndex(i);
+  }
+  // A left click (or a double click) on the node `text` of the tree.
+  void clickNode(const QString& text, bool dbl = false) {
+    QTreeWidget* tree = mdi().TreeView1();
+    const auto found = tree->findItems(text, Qt::MatchExactly | Qt::MatchRecursive);
+    ASSERT_EQ(found.size(), 1) << text.toStdString();
+    tree->scrollToItem(found[0]);
+    QCoreApplication::processEvents();
+    const QPoint at = tree->visualItemRect(found[0]).center();
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, at);
+    // The second press of a double click arrives as the double click.
+    if (dbl) QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, at);
+  }
+  // A left click on the station node, then the pop-up item `item`.
+  void popup(const QString& station, const char* item) {
+    clickNode(station);
+    mdi().action(item)->trigger();
+  }
+  int lastLineCount(const QString& text) {
+    int n = 0;
+    for (const QString& l : logLines()) n += l.endsWith(text);
+    return n;
+  }
+};
+
+TEST_F(AddStationTest, AddChecksInOrderThenStoresAllThirteenFields) {
+  startAndLoad();
+  drivers.push_back([&](DialogForm& f) {
+    EXPECT_EQ(f.windowTitle(), QStringLiteral("添加站点"));
+    EXPECT_TRUE(button(f, "Command1")->isEnabled());
+    EXPECT_FALSE(button(f, "Command3")->isEnabled());
+    EXPECT_FALSE(button(f, "Command4")->isEnabled());
+    // The port list holds the configured entries; nothing is chosen yet.
+    QComboBox* port = combo(f, "Port");
+    EXPECT_EQ(port->count(), 2);
+    EXPECT_EQ(port->currentText(), "");
+    EXPECT_EQ(testing::labelText(edit(f, "StationNameSS")), QStringLiteral("设置站点名称"));
+    EXPECT_EQ(testing::labelText(edit(f, "DeviceID")), QStringLiteral("绑定的设备ID"));
+    EXPECT_EQ(testing::labelText(port), QStringLiteral("选择通讯端口"));
+    EXPECT_EQ(testing::labelText(edit(f, "Capacity")), QStringLiteral("容量(Ah)"));
+    // Everything empty: only the name is asked for.
+    click(f, "Command1");
+    type(edit(f, "StationNameSS"), "O'Brien 站");
+    click(f, "Command1");
+    type(edit(f, "DeviceID"), "7");
+    click(f, "Command1");
+    choose(port, "COM4,4800");
+    choose(combo(f, "ArraysType"), "Thin-Film");
+    type(edit(f, "PeakPower"), "250");
+    type(edit(f, "Voc"), "44.5");
+    type(edit(f, "Vmp"), "36");
+    choose(combo(f, "BatteryType"), "LI");
+    type(edit(f, "Capacity"), "100");
+    type(edit(f, "Voltage"), "24");
+    choose(combo(f, "LoadType"), "AC+DC");
+    type(edit(f, "Power"), "60");
+    type(edit(f, "Remarks"), "屋顶, 东");
+    click(f, "Command1");
+    // The dialog stays with its fields; a second add of the name is a duplicate.
+    EXPECT_TRUE(f.isVisible());
+    click(f, "Command1");
+    click(f, "Command2");
+  });
+  mdi().action("AddStation")->trigger();
+  EXPECT_EQ(messages(), (QStringList{"必须填写站点名称", "必须填写设备ID", "必须填写端口", "添加站点成功", "站点名称重复"}));
+  core::Station want;
+  want.StationName = "O'Brien 站";
+  want.Port = "COM4,4800";
+  want.DeviceID = "7";
+  want.ArraysType = "Thin-Film";
+  want.PeakPower = "250";
+  want.Voc = "44.5";
+  want.Vmp = "36";
+  want.BatteryType = "LI";
+  want.Capacity = "100";
+  want.Voltage = "24";
+  want.LoadType = "AC+DC";
+  want.Power = "60";
+  want.Remarks = "屋顶, 东";
+  EXPECT_EQ(core::getStations("COM4,4800"), std::vector<core::Station>{want});
+  EXPECT_EQ(lastLineCount(QStringLiteral("]添加 O'Brien 站 站点成功")), 1);
+  // Cancel unloaded the dialog, and the full refresh rebuilt the tree and loads again.
+  EXPECT_FALSE(FrmAddStation::exists());
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("刷新所有站点，请稍等...")));
+  clock.advance(ms(900));
+  EXPECT_NE(mdi().node("COM4,4800,7"), nullptr);
+}
+
+TEST_F(AddStationTest, AStillLoadedFormKeepsItsFieldsForTheNextAdd) {
+  startAndLoad();
+  drivers.push_back([&](DialogForm& f) {
+    type(edit(f, "StationNameSS"), "A");
+    f.hide();  // closed without unloading (as by the window system)
+  });
+  drivers.push_back([&](DialogForm& f) { EXPECT_EQ(edit(f, "StationNameSS")->text(), "A"); });
+  mdi().AddStation_Click();
+  ASSERT_TRUE(FrmAddStation::exists());
+  mdi().AddStation_Click();
+}
+
+TEST_F(AddStationTest, UpdateFromThePopupRenamesWithItsOwnWordsAndNoDuplicateTest) {
+  addStation("S1", "COM3,9600", "1");
+  addStation("S2", "COM3,9600", "2");
+  startAndLoad();
+  drivers.push_back([&](DialogForm& f) {
+    EXPECT_FALSE(button(f, "Command1")->isEnabled());
+    EXPECT_TRUE(button(f, "Command3")->isEnabled());
+    EXPECT_FALSE(button(f, "Command4")->isEnabled());
+    EXPECT_EQ(edit(f, "StationNameSS")->text(), "S1");
+    EXPECT_EQ(combo(f, "Port")->currentText(), "COM3,9600");
+    type(edit(f, "StationNameSS"), "");
+    click(f, "Command3");
+    type(edit(f, "StationNameSS"), "S2");  // onto an existing name: taken as it is
+    type(edit(f, "DeviceID"), "9");
+    click(f, "Command3");
+    click(f, "Command2");
+  });
+  popup("S1", "EditStation1");
+  EXPECT_EQ(modals, QStringList{"FrmAddStation"});
+  EXPECT_EQ(messages(), (QStringList{"必须填写站点名", "更新站点成功"}));
+  EXPECT_FALSE(core::findStation("S1"));
+  const auto rows = core::getStations("COM3,9600");
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[1].StationName, "S2");
+  EXPECT_EQ(rows[1].DeviceID, "9");
+  EXPECT_EQ(lastLineCount(QStringLiteral("]修改站点 S2 成功")), 1);
+}
+
+TEST_F(AddStationTest, AFailedInsertOfAnUpdateLosesNothing) {
+  addStation("S1", "COM3,9600", "1");
+  startAndLoad();
+  {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(core::stationStorePath().toUtf8().constData(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db,
+                           "create trigger refuse before insert on Station when new.StationName = 'Bad' "
+                           "begin select raise(abort, 'refused'); end",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(db);
+  }
+  drivers.push_back([&](DialogForm& f) {
+    type(edit(f, "StationNameSS"), "Bad");
+    click(f, "Command3");
+    click(f, "Command2");
+  });
+  popup("S1", "EditStation1");
+  EXPECT_TRUE(messages().isEmpty());  // no success
+  EXPECT_EQ(core::getStationDeviceID("S1"), "1");
+  EXPECT_EQ(lastLineCount(QStringLiteral("]更新站点失败：站点库无法写入，站点保持原样")), 1);
+}
+
+TEST_F(AddStationTest, DeleteAsksAndOnlyYesDeletes) {
+  addStation("S1", "COM3,9600", "1");
+  startAndLoad();
+  dialogs.answers = {platform::kNo, platform::kYes};
+  drivers.push_back([&](DialogForm& f) {
+    EXPECT_TRUE(button(f, "Command4")->isEnabled());
+    EXPECT_FALSE(button(f, "Command3")->isEnabled());
+    click(f, "Command4");
+    EXPECT_TRUE(f.isVisible());
+    EXPECT_TRUE(core::findStation("S1"));
+    click(f, "Command4");
+    EXPECT_FALSE(f.isVisible());
+  });
+  popup("S1", "DeleteStation");
+  ASSERT_EQ(dialogs.shown.size(), 3u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("确定要删除站点?"));
+  EXPECT_EQ(dialogs.shown[0].style, platform::kYesNo);
+  EXPECT_EQ(dialogs.shown[2].text, QStringLiteral("删除站点成功"));
+  EXPECT_FALSE(core::findStation("S1"));
+  EXPECT_FALSE(FrmAddStation::exists());
+  EXPECT_EQ(lastLineCount(QStringLiteral("]删除站点 S1 成功")), 1);
+  clock.advance(ms(900));
+  EXPECT_EQ(mdi().node("COM3,9600,1"), nullptr);
+}
+
+TEST_F(AddStationTest, ViewShowsTheStationAndNothingButCancelActs) {
+  addStation("S1", "COM3,9600", "1");
+  startAndLoad();
+  drivers.push_back([&](DialogForm& f) {
+    EXPECT_EQ(edit(f, "DeviceID")->text(), "1");
+    for (const char* b : {"Command1", "Command3", "Command4"}) {
+      EXPECT_FALSE(button(f, b)->isEnabled()) << b;
+      click(f, b);
+    }
+    for (const char* box : {"StationNameSS", "DeviceID", "Remarks"}) {
+      EXPECT_FALSE(edit(f, box)->isEnabled()) << box;
+      testing::typeText(edit(f, box), "x");
+    }
+    EXPECT_FALSE(combo(f, "Port")->isEnabled());
+    EXPECT_EQ(edit(f, "StationNameSS")->text(), "S1");
+    click(f, "Command2");
+  });
+  const int before = logLines().size();
+  popup("S1", "ViewStation");
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(core::getStations("COM3,9600").size(), 1u);
+  // Looking at a station rescans the bus as well.
+  EXPECT_EQ(logLines().size(), before + 1);
+  // A double click on the node is a preview too.
+  drivers.push_back([&](DialogForm& f) { EXPECT_FALSE(button(f, "Command1")->isEnabled()); });
+  clock.advance(ms(900));
+  clickNode("S1", true);
+  EXPECT_EQ(modals.size(), 2);
+}
+
+TEST_F(AddStationTest, TheGuestReachesTheEditorThroughThePopupOnly) {
+  addStation("S1", "COM3,9600", "1");
+  startAndLoad();
+  mdi().LogOff_Click();
+  EXPECT_FALSE(mdi().action("AddStation")->isEnabled());
+  for (const char* item : {"ViewStation", "AddStation1", "EditStation1", "DeleteStation"})
+    EXPECT_TRUE(mdi().action(item)->isEnabled()) << item;
+  drivers.push_back([&](DialogForm& f) { EXPECT_TRUE(button(f, "Command1")->isEnabled()); });
+  mdi().action("AddStation1")->trigger();
+  clock.advance(ms(900));
+  drivers.push_back([&](DialogForm& f) { EXPECT_TRUE(button(f, "Command3")->isEnabled()); });
+  popup("S1", "EditStation1");
+  EXPECT_EQ(modals, (QStringList{"FrmAddStation", "FrmAddStation"}));
+  // A node that is no station (a port) opens nothing.
+  clock.advance(ms(900));
+  popup("COM3,9600", "EditStation1");
+  EXPECT_EQ(modals.size(), 2);
+}
+
+}  // namespace
+}  // namespace xl::shell

@@ -1,0 +1,275 @@
+// The login as the first window and as the user switch, the automatic login, the rights of
+// the two users, log-off and the password change, through the dialogs' controls.
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QMenu>
+#include <QMenuBar>
+#include <QRegularExpression>
+#include <QToolBar>
+
+#include "core/app_state.h"
+#include "shell/idle_screens.h"
+#include "shell/login.h"
+#include "shell_fixture.h"
+
+namespace xl::shell {
+namespace {
+
+using platform::ms;
+using testing::button;
+using testing::combo;
+using testing::edit;
+
+class LoginTest : public testing::ShellFixture {
+ protected:
+  // The program's start: Main shows Login first.
+  void startAtLogin() { core::Main([] { showFirstWindow(); }); }
+  Login& login() { return Login::instance(); }
+  bool mainWindowUp() { return !core::appStarted.isEmpty() && FrmMDI::exists() && mdi().isVisible(); }
+  // The eight items of the administrator, enabled or not, by name.
+  std::vector<bool> rights() {
+    std::vector<bool> on;
+    for (const char* n : {"LogOff", "ChangePassword", "AddStation", "Port Configuration", "Data Save Seting"})
+      on.push_back(mdi().action(n)->isEnabled());
+    for (const char* n : {"Communication", "Parameter", "Maintenance"})
+      on.push_back(mdi().findChild<QMenu*>(n)->menuAction()->isEnabled());
+    return on;
+  }
+};
+
+TEST_F(LoginTest, TheUntouchedDefaultLogsTheAdministratorInAfterFiveSeconds) {
+  startAtLogin();
+  ASSERT_TRUE(Login::exists());
+  EXPECT_TRUE(login().isVisible());
+  EXPECT_EQ(login().windowTitle(), QStringLiteral("登录"));
+  EXPECT_EQ(combo(login())->currentText(), "administrator");
+  EXPECT_EQ(edit(login(), "Text1")->text(), "426813");
+  EXPECT_FALSE(FrmMDI::exists());
+  // Typing in the password box does not hold the five seconds back.
+  testing::typeText(edit(login(), "Text1"), "9");
+  clock.advance(ms(4999));
+  EXPECT_FALSE(mainWindowUp());
+  clock.advance(ms(1));
+  EXPECT_TRUE(mainWindowUp());
+  EXPECT_EQ(core::currentUser, "administrator");
+  EXPECT_EQ(rights(), std::vector<bool>(8, true));
+  clock.advance(ms(0));
+  EXPECT_FALSE(Login::exists());  // unloaded after its handler
+  EXPECT_TRUE(logLines()[1].endsWith(QStringLiteral("]星澜站点监控启动")));
+}
+
+TEST_F(LoginTest, AChangedPasswordWaitsForTheButtonWithItsMessages) {
+  writeSettings("[Main]\r\nconfig=Secret\r\n");
+  startAtLogin();
+  EXPECT_EQ(edit(login(), "Text1")->text(), "");
+  clock.advance(ms(60000));
+  EXPECT_FALSE(mainWindowUp());
+  EXPECT_TRUE(login().isVisible());
+  QLineEdit* user = combo(login())->lineEdit();
+  user->selectAll();
+  testing::typeText(user, "Administrator");
+  click(login(), "Command1");
+  user->selectAll();
+  testing::typeText(user, "administrator");
+  click(login(), "Command1");
+  testing::typeText(edit(login(), "Text1"), "secret");
+  click(login(), "Command1");
+  EXPECT_FALSE(mainWindowUp());
+  edit(login(), "Text1")->clear();
+  testing::typeText(edit(login(), "Text1"), "Secret");
+  click(login(), "Command1");
+  EXPECT_EQ(messages(), (QStringList{"请选择登陆用户名！", "密码不能为空！", "密码错误，请重新输入！"}));
+  EXPECT_TRUE(mainWindowUp());
+  EXPECT_EQ(core::currentUser, "administrator");
+}
+
+TEST_F(LoginTest, ATouchOfTheUserBoxOrAClickInThePasswordBoxStopsTheTimer) {
+  // A click in the password box; the button then needs the text that stands pre-filled.
+  startAtLogin();
+  QTest::mouseClick(edit(login(), "Text1"), Qt::LeftButton);
+  clock.advance(ms(10000));
+  EXPECT_FALSE(mainWindowUp());
+  click(login(), "Command1");
+  EXPECT_TRUE(mainWindowUp());
+  EXPECT_TRUE(messages().isEmpty());
+}
+
+TEST_F(LoginTest, ChoosingTheGuestStopsTheTimerAndTheGuestNeedsNoPassword) {
+  startAtLogin();
+  QComboBox* user = combo(login());
+  user->setCurrentIndex(1);
+  emit user->activated(1);
+  EXPECT_FALSE(login().Timer1.enabled());
+  clock.advance(ms(10000));
+  EXPECT_FALSE(mainWindowUp());
+  edit(login(), "Text1")->clear();
+  click(login(), "Command1");
+  EXPECT_TRUE(mainWindowUp());
+  EXPECT_EQ(core::currentUser, "guest");
+  EXPECT_EQ(rights(), std::vector<bool>(8, false));
+  // Everything else stays for the guest.
+  for (const char* n : {"UserSwitch", "Exit", "RealTimeMonitoring", "GlobalMonitoring", "About", "User Switch",
+                        "Real Time Monitoring", "Daily Monitoring", "Global Monitoring", "History Monitoring"})
+    EXPECT_TRUE(mdi().action(n)->isEnabled()) << n;
+  for (const char* n : {"View", "Monitoring", "Help", "System"})
+    EXPECT_TRUE(mdi().findChild<QMenu*>(n)->menuAction()->isEnabled()) << n;
+}
+
+TEST_F(LoginTest, TypingInTheUserBoxStopsTheTimerAndCancelEndsTheProgram) {
+  startAtLogin();
+  testing::typeText(combo(login())->lineEdit(), "x");
+  clock.advance(ms(10000));
+  EXPECT_FALSE(mainWindowUp());
+  EXPECT_EQ(ended, 0);
+  click(login(), "Command2");
+  EXPECT_EQ(ended, 1);
+}
+
+TEST_F(LoginTest, TheGuestsTimerBranchLogsInWhateverThePassword) {
+  writeSettings("[Main]\r\nconfig=Secret\r\n");
+  startAtLogin();
+  combo(login())->setEditText("guest");  // set by code: no touch
+  clock.advance(ms(5000));
+  EXPECT_TRUE(mainWindowUp());
+  EXPECT_EQ(core::currentUser, "guest");
+}
+
+TEST_F(LoginTest, UserSwitchIsModalAndLogsEvenWhenCancelled) {
+  startAtLogin();
+  clock.advance(ms(5000));
+  ASSERT_TRUE(mainWindowUp());
+  clock.advance(ms(0));
+  mdi().LogOff_Click();
+  EXPECT_EQ(core::currentUser, "guest");
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("注销成功"));
+  EXPECT_EQ(dialogs.shown[0].style, platform::kInformation);
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
+  EXPECT_EQ(rights(), std::vector<bool>(8, false));
+
+  // A switch that is cancelled: the guest stays guest; the dialog stays loaded and hidden.
+  drivers.push_back([&](DialogForm& f) {
+    EXPECT_EQ(f.objectName(), "Login");
+    EXPECT_TRUE(login().Timer1.enabled());  // a fresh load, automatic login included
+    click(f, "Command2");
+  });
+  const int linesBefore = logLines().size();
+  mdi().action("User Switch")->trigger();
+  EXPECT_EQ(ended, 0);
+  EXPECT_EQ(core::currentUser, "guest");
+  EXPECT_EQ(logLines().size(), linesBefore + 1);
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
+  ASSERT_TRUE(Login::exists());
+  EXPECT_FALSE(login().isVisible());
+
+  // Shown again without a load: no timer, the last text stays; the button logs in.
+  drivers.push_back([&](DialogForm& f) {
+    EXPECT_FALSE(login().Timer1.enabled());
+    clock.advance(ms(6000));
+    EXPECT_TRUE(f.isVisible());
+    click(f, "Command1");
+  });
+  mdi().UserSwitch_Click();
+  EXPECT_EQ(core::currentUser, "administrator");
+  EXPECT_EQ(rights(), std::vector<bool>(8, true));
+  EXPECT_FALSE(Login::exists());
+
+  // A switch by the five seconds, inside the modal dialog.
+  drivers.push_back([&](DialogForm& f) {
+    clock.advance(ms(5000));
+    EXPECT_FALSE(f.isVisible());
+  });
+  mdi().LogOff_Click();
+  mdi().UserSwitch_Click();
+  EXPECT_EQ(core::currentUser, "administrator");
+  EXPECT_EQ(modals, (QStringList{"Login", "Login", "Login"}));
+}
+
+TEST_F(LoginTest, PasswordChangeWithItsThreeMessagesAndThePlainFile) {
+  start();
+  drivers.push_back([&](DialogForm& f) {
+    EXPECT_EQ(f.windowTitle(), QStringLiteral("修改密码"));
+    EXPECT_EQ(edit(f, "Text1")->toolTip(), QStringLiteral("初始密码 426813"));
+    testing::typeText(edit(f, "Text1"), "111111");
+    click(f, "Command1");
+    edit(f, "Text1")->clear();
+    testing::typeText(edit(f, "Text1"), "426813");
+    testing::typeText(edit(f, "Text2"), "新pw");
+    testing::typeText(edit(f, "Text3"), "新pW");
+    click(f, "Command1");
+    edit(f, "Text3")->clear();
+    testing::typeText(edit(f, "Text3"), "新pw");
+    click(f, "Command1");
+  });
+  mdi().action("ChangePassword")->trigger();
+  EXPECT_EQ(messages(), (QStringList{"错误密码", "新密码和确认密码不匹配", "密码更改成功！"}));
+  EXPECT_FALSE(FrmChangePassword::exists());
+  // Plain in the file, GBK on disk.
+  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\xd0\xc2pw\r\n"));
+  EXPECT_EQ(core::getPassword(), QStringLiteral("新pw"));
+
+  // An empty new password is taken and brings the default back; cancel changes nothing.
+  drivers.push_back([&](DialogForm& f) {
+    testing::typeText(edit(f, "Text1"), "新pw");
+    click(f, "Command1");
+  });
+  mdi().ChangePassword_Click();
+  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n"));
+  EXPECT_EQ(core::getPassword(), "426813");
+  drivers.push_back([&](DialogForm& f) {
+    testing::typeText(edit(f, "Text1"), "426813");
+    testing::typeText(edit(f, "Text2"), "x");
+    testing::typeText(edit(f, "Text3"), "x");
+    click(f, "Command2");
+  });
+  mdi().ChangePassword_Click();
+  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n"));
+}
+
+TEST_F(LoginTest, AboutAndTheIdleScreensAndNoDeadItem) {
+  start();
+  drivers.push_back([&](DialogForm& f) {
+    EXPECT_EQ(f.objectName(), "FrmAbout");
+    EXPECT_FALSE(f.windowIcon().isNull());
+    bool named = false;
+    for (QLabel* l : f.findChildren<QLabel*>()) named = named || l->text() == QStringLiteral("星澜站点监控软件");
+    EXPECT_TRUE(named);
+    click(f, "Command1");
+  });
+  mdi().action("About")->trigger();
+  EXPECT_FALSE(FrmAbout::exists());
+  drivers.push_back([&](DialogForm& f) {
+    const QString t = edit(f, "LTextBox2")->text();
+    EXPECT_TRUE(QRegularExpression("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d$").match(t).hasMatch()) << t.toStdString();
+  });
+  mdi().RealTimeClock_Click();
+  for (auto open : {&FrmMDI::SystemConfiguration_Click, &FrmMDI::DeviceInformation_Click, &FrmMDI::DeviceParameter_Click,
+                    &FrmMDI::PrintSetup_Click, &FrmMDI::PrintPreview_Click})
+    (mdi().*open)();
+  EXPECT_EQ(modals, (QStringList{"FrmAbout", "FrmRealTimeClock", "FrmSystemConfiguration", "FrmDeviceInformation",
+                                 "FrmDeviceParameter", "FrmPrintSetup", "FrmPrintPreview"}));
+
+  // Every visible, enabled item of the menus and the toolbar has a command, except those whose
+  // screens are not built yet.
+  const QStringList pending{"DeviceIDSetting", "ControlParameter", "GeneralGLoadConfiguration", "FactoryOperation",
+                            "HlstoryMonitoring", "MaintenanceRecord"};
+  QStringList dead;
+  std::function<void(QMenu*)> walk = [&](QMenu* menu) {
+    for (QAction* a : menu->actions()) {
+      if (a->isSeparator() || !a->isVisible() || !a->isEnabled()) continue;
+      if (a->menu()) {
+        walk(a->menu());
+        continue;
+      }
+      // The view checks flip their panes (tested with the main window).
+      if (!a->isCheckable() && !a->property("command").toBool()) dead << a->objectName();
+    }
+  };
+  for (QAction* top : mdi().menuBar()->actions()) walk(top->menu());
+  EXPECT_EQ(dead, pending);
+}
+
+}  // namespace
+}  // namespace xl::shell

@@ -1,0 +1,202 @@
+// The port list dialog through its controls: the probe, the match, add, update, delete, the
+// OK rule, the settings file afterwards, and the main window's refresh after OK only.
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QListWidget>
+#include <QTreeWidget>
+
+#include "shell/frm_port_configuration.h"
+#include "shell_fixture.h"
+
+namespace xl::shell {
+namespace {
+
+using platform::ms;
+using testing::button;
+using testing::combo;
+using testing::control;
+
+class PortConfigurationTest : public testing::ShellFixture {
+ protected:
+  QListWidget* list(const QObject& f) { return control<QListWidget>(f, "List1"); }
+  QStringList items(const QObject& f) {
+    QStringList l;
+    for (int i = 0; i < list(f)->count(); ++i) l << list(f)->item(i)->text();
+    return l;
+  }
+  // Types `text` into an editable box as the operator does.
+  void type(QComboBox* box, const QString& text) {
+    box->lineEdit()->selectAll();
+    testing::typeText(box->lineEdit(), text);
+  }
+};
+
+TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
+  driver.addLine("COM3", 9600);
+  driver.addLine("COM12", 9600);
+  setPorts({"COM12,4800", "COM7,9600"});
+  start();
+  scan().setReadInterval(10);
+  scan().Timer2.setEnabled(true);
+  drivers.push_back([&](DialogForm& form) {
+    auto& f = static_cast<FrmPortConfiguration&>(form);
+    QComboBox* ports = combo(f, "Combo1");
+    ASSERT_EQ(ports->count(), 2);
+    EXPECT_EQ(ports->itemText(0), "COM3");
+    EXPECT_EQ(ports->itemText(1), "COM12");
+    EXPECT_EQ(ports->currentText(), "COM3");  // the first port found
+    EXPECT_EQ(items(f), (QStringList{"COM12,4800", "COM7,9600"}));
+    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("添加"));
+    EXPECT_EQ(combo(f, "Combo2")->currentText(), "9600");
+    EXPECT_EQ(combo(f, "Combo3")->currentText(), "8");
+    EXPECT_EQ(combo(f, "Combo4")->currentText(), "1");
+    EXPECT_EQ(combo(f, "Combo5")->currentText(), "None");
+    EXPECT_FALSE(combo(f, "Combo3")->isEnabled());
+    EXPECT_EQ(testing::labelText(ports), QStringLiteral("端口"));
+    EXPECT_EQ(testing::labelText(combo(f, "Combo5")), QStringLiteral("奇偶校验位"));
+    EXPECT_TRUE(list(f)->toolTip().startsWith(QStringLiteral("选择->通讯COM口配置:端口COMx->点击添加->确定；")));
+    EXPECT_EQ(f.windowTitle(), QStringLiteral("通讯端口配置"));
+    // The scan has its rest counter back once the load is done.
+    EXPECT_TRUE(scan().Timer2.enabled());
+    // Choosing a listed port turns the button into an update of that entry.
+    ports->setCurrentIndex(1);
+    emit ports->activated(1);
+    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
+    EXPECT_EQ(f.editIndex, 0);
+    // Typing: "COM1" is not "COM12"; "M7" is in the middle of an entry and matches.
+    type(ports, "COM1");
+    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("添加"));
+    type(ports, "m7");
+    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
+    EXPECT_EQ(f.editIndex, 1);
+    click(f, "Command4");
+  });
+  mdi().PortConfiguration_Click();
+  EXPECT_EQ(modals, QStringList{"FrmPortConfiguration"});
+  EXPECT_FALSE(FrmPortConfiguration::exists());
+}
+
+TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
+  driver.addLine("COM3", 9600);
+  driver.addLine("COM5", 9600);
+  writeSettings("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=4\r\n1=COM3,9600\r\n2=COM4,9600\r\n3=COM6,9600\r\n"
+                "4=COM8,9600\r\n");
+  // Stations on entries that change: their rows stay, they drop out of the tree.
+  addStation("S3", "COM3,9600", "1");
+  addStation("S4", "COM4,9600", "2");
+  addStation("S6", "COM6,9600", "3");
+  start();
+  clock.advance(ms(300 * 5));
+  ASSERT_NE(mdi().node("COM3,9600,1"), nullptr);
+  ASSERT_NE(mdi().node("COM4,9600,2"), nullptr);
+  const int linesBefore = logLines().size();
+  drivers.push_back([&](DialogForm& form) {
+    auto& f = static_cast<FrmPortConfiguration&>(form);
+    QComboBox* ports = combo(f, "Combo1");
+    // Update COM3 to 4800: the refresh after OK rebuilds the tree from the new list.
+    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
+    type(combo(f, "Combo2"), "4800");
+    click(f, "Command1");
+    // Add COM5 at 19200, chosen from the list.
+    ports->setCurrentIndex(1);
+    emit ports->activated(1);
+    combo(f, "Combo2")->setCurrentText("19200");
+    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("添加"));
+    click(f, "Command1");
+    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));  // now in the list
+    // An empty baud rate adds nothing.
+    type(ports, "COM9");
+    combo(f, "Combo2")->setCurrentText("");
+    click(f, "Command1");
+    // Delete needs a selected entry; then COM4 goes.
+    click(f, "Command2");
+    EXPECT_EQ(items(f).size(), 5);
+    list(f)->setCurrentRow(1);
+    click(f, "Command2");
+    list(f)->setCurrentRow(2);
+    click(f, "Command2");
+    EXPECT_EQ(items(f), (QStringList{"COM3,4800", "COM6,9600", "COM5,19200"}));
+    click(f, "Command3");
+    EXPECT_TRUE(f.accepted);
+  });
+  mdi().PortConfiguration_Click();
+  EXPECT_FALSE(FrmPortConfiguration::exists());  // unloaded by the caller
+  // Keys above the new count stay behind; the rest is written in place, byte for byte.
+  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=3\r\n1=COM3,4800\r\n2=COM6,9600\r\n"
+                                        "3=COM5,19200\r\n4=COM8,9600\r\n"));
+  // The full refresh: a rebuilt tree with the new entries, loading from the first port again.
+  const QStringList lines = logLines();
+  EXPECT_EQ(lines.size(), linesBefore + 1);
+  EXPECT_TRUE(lines.last().endsWith(QStringLiteral("刷新所有站点，请稍等...")));
+  QTreeWidgetItem* root = mdi().TreeView1()->topLevelItem(0);
+  ASSERT_EQ(root->childCount(), 3);
+  EXPECT_EQ(root->child(2)->text(0), "COM5,19200");
+  EXPECT_EQ(mdi().portCursor, 0);
+  EXPECT_TRUE(mdi().Timer2.enabled());
+  clock.advance(ms(300 * 4));
+  EXPECT_EQ(mdi().node("COM3,9600,1"), nullptr);  // its entry has another baud rate now
+  EXPECT_EQ(mdi().node("COM4,9600,2"), nullptr);  // its entry is gone
+  EXPECT_NE(mdi().node("COM6,9600,3"), nullptr);
+  EXPECT_TRUE(core::findStation("S3"));
+  EXPECT_TRUE(core::findStation("S4"));
+}
+
+TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
+  const QByteArray before = "[COMS]\r\nListCount=1\r\n1=COM3,9600\r\n";
+  writeSettings(before);
+  start();
+  clock.advance(ms(20000));
+  const QStringList linesBefore = logLines();
+  drivers.push_back([&](DialogForm& form) {
+    auto& f = static_cast<FrmPortConfiguration&>(form);
+    EXPECT_EQ(combo(f, "Combo1")->count(), 0);  // no port exists on this bus
+    EXPECT_TRUE(button(f, "Command3")->isEnabled());
+    list(f)->setCurrentRow(0);
+    click(f, "Command2");
+    // Within 300 ms OK is grey, and a click on it does nothing.
+    clock.advance(ms(300));
+    EXPECT_FALSE(button(f, "Command3")->isEnabled());
+    click(f, "Command3");
+    EXPECT_FALSE(f.accepted);
+    EXPECT_TRUE(f.isVisible());
+    click(f, "Command4");
+  });
+  mdi().PortConfiguration_Click();
+  EXPECT_EQ(settingsBytes(), before);
+  EXPECT_EQ(logLines(), linesBefore);  // no refresh
+  EXPECT_FALSE(FrmPortConfiguration::exists());
+  // The close box is a cancel as well.
+  drivers.push_back([&](DialogForm& form) { form.close(); });
+  mdi().action("Port Configuration")->trigger();
+  EXPECT_EQ(modals.size(), 2);
+  EXPECT_EQ(settingsBytes(), before);
+  EXPECT_FALSE(FrmPortConfiguration::exists());
+}
+
+TEST_F(PortConfigurationTest, TheProbeClosesTheScansPortFirstAndSkipsHeldPorts) {
+  driver.addLine("COM3", 9600);
+  driver.addLine("COM4", 9600);
+  platform::SerialControl holder("Holder");
+  holder.setCommPort(4);
+  holder.setPortOpen(true);
+  start();
+  platform::SerialControl* scanPort = link::SerialSession::scanControl();
+  ASSERT_NE(scanPort, nullptr);
+  scanPort->setCommPort(3);
+  scanPort->setPortOpen(true);
+  drivers.push_back([&](DialogForm& form) {
+    // COM3 was closed for the probe and found; COM4, held, is absent.
+    EXPECT_FALSE(scanPort->portOpen());
+    QComboBox* ports = combo(form, "Combo1");
+    ASSERT_EQ(ports->count(), 1);
+    EXPECT_EQ(ports->itemText(0), "COM3");
+    click(form, "Command4");
+  });
+  mdi().PortConfiguration_Click();
+  holder.setPortOpen(false);
+}
+
+}  // namespace
+}  // namespace xl::shell

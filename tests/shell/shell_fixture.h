@@ -1,0 +1,75 @@
+#pragma once
+// A whole console whose modal dialogs are driven by the test: each modal form that is shown
+// is handed to the next driver in `drivers` (none left: it is closed at once), and its object
+// name is recorded in `modals`.
+
+#include <QFile>
+#include <QLabel>
+#include <QTest>
+#include <deque>
+#include <functional>
+
+#include "shell/modal.h"
+#include "support/console_fixture.h"
+#include "ui/form.h"
+
+// Readable QStrings in the failures of a test.
+inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
+
+namespace xl::testing {
+
+// Types `text` into `w` key by key, as the operator does; any character, not only ASCII.
+inline void typeText(QWidget* w, const QString& text) {
+  for (QChar c : text) {
+    QTest::sendKeyEvent(QTest::Press, w, Qt::Key_unknown, QString(c), Qt::NoModifier);
+    QTest::sendKeyEvent(QTest::Release, w, Qt::Key_unknown, QString(c), Qt::NoModifier);
+  }
+}
+
+// The caption of a box: the text of the label whose buddy it is.
+inline QString labelText(const QWidget* box) {
+  QLabel* label = ui::labelFor(box);
+  return label ? label->text() : QStringLiteral("<no label>");
+}
+
+class ShellFixture : public ConsoleFixture {
+ protected:
+  using Driver = std::function<void(shell::DialogForm&)>;
+
+  void SetUp() override {
+    ConsoleFixture::SetUp();
+    shell::setModalRunner([this](shell::DialogForm& form) {
+      modals << form.objectName();
+      if (drivers.empty()) return;
+      Driver d = std::move(drivers.front());
+      drivers.pop_front();
+      d(form);
+    });
+  }
+  void TearDown() override {
+    shell::setModalRunner({});
+    ConsoleFixture::TearDown();
+  }
+
+  QByteArray settingsBytes() {
+    QFile f(dir.path() + "/MSCON.DLL");
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+  }
+  void writeSettings(const QByteArray& bytes) {
+    QFile f(dir.path() + "/MSCON.DLL");
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(bytes);
+  }
+  // The texts of the message boxes shown so far.
+  QStringList messages() const {
+    QStringList m;
+    for (const auto& s : dialogs.shown) m << s.text;
+    return m;
+  }
+  void click(const QObject& form, const char* name) { QTest::mouseClick(button(form, name), Qt::LeftButton); }
+
+  std::deque<Driver> drivers;
+  QStringList modals;
+};
+
+}  // namespace xl::testing
