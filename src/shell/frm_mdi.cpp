@@ -257,28 +257,26 @@ void FrmMDI::RealTimeMonitoring_Click() { showChild(&monitoring::FrmRealTimeMoni
 
 void FrmMDI::Monitoring1_Click() { showChild(&monitoring::FrmMonitoring1::instance()); }
 
-void FrmMDI::showModal(QWidget* screen) { ui::showModal(screen, this); }
-
 void FrmMDI::GeneralGLoadConfiguration_Click() {
   auto& screen = configuration::FrmGeneralGLoadConfiguration::instance();
   screen.ClearAll();
-  showModal(&screen);
+  ui::showModal(&screen, this);
 }
 
-void FrmMDI::DeviceIDSetting_Click() { showModal(&configuration::FrmDeviceIDSetting::instance()); }
+void FrmMDI::DeviceIDSetting_Click() { ui::showModal(&configuration::FrmDeviceIDSetting::instance(), this); }
 
-void FrmMDI::FactoryOperation_Click() { showModal(&configuration::FrmFactoryOperation::instance()); }
+void FrmMDI::FactoryOperation_Click() { ui::showModal(&configuration::FrmFactoryOperation::instance(), this); }
 
 void FrmMDI::ControlParameter_Click() {
   auto& screen = configuration::FrmControlParameter::instance();
   screen.ClearAll();
-  showModal(&screen);
+  ui::showModal(&screen, this);
 }
 
 void FrmMDI::HlstoryMonitoring_Click() { showChild(&monitoring::FrmHlstoryMonitoring::instance()); }
 
 // The recorder's settings are a modal window of their own; closing it only hides it.
-void FrmMDI::MaintenanceRecord_Click() { showModal(&monitoring::FrmMaintenanceRecord::instance()); }
+void FrmMDI::MaintenanceRecord_Click() { ui::showModal(&monitoring::FrmMaintenanceRecord::instance(), this); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

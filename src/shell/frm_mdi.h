@@ -73,8 +73,6 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void FactoryOperation_Click();
   void ControlParameter_Click();
   void MaintenanceRecord_Click();
-  // Shows a configuration screen as a window of its own that holds the input until it closes.
-  void showModal(QWidget* screen);
   void EditStation1_Click();
   void DeleteStation_Click();
   // The station editor on the selected station in one of the modes of the tree's pop-up.

@@ -251,10 +251,7 @@ TEST_F(LoginTest, AboutAndTheIdleScreensAndNoDeadItem) {
   EXPECT_EQ(modals, (QStringList{"FrmAbout", "FrmRealTimeClock", "FrmSystemConfiguration", "FrmDeviceInformation",
                                  "FrmDeviceParameter", "FrmPrintSetup", "FrmPrintPreview"}));
 
-  // Every visible, enabled item of the menus and the toolbar has a command, except those whose
-  // screens are not built yet.
-  const QStringList pending{"DeviceIDSetting", "ControlParameter", "GeneralGLoadConfiguration", "FactoryOperation",
-                            "HlstoryMonitoring", "MaintenanceRecord"};
+  // Every visible, enabled item of the menus has a command.
   QStringList dead;
   std::function<void(QMenu*)> walk = [&](QMenu* menu) {
     for (QAction* a : menu->actions()) {
@@ -268,7 +265,7 @@ TEST_F(LoginTest, AboutAndTheIdleScreensAndNoDeadItem) {
     }
   };
   for (QAction* top : mdi().menuBar()->actions()) walk(top->menu());
-  EXPECT_EQ(dead, pending);
+  EXPECT_TRUE(dead.isEmpty()) << dead.join(' ').toStdString();
 }
 
 }  // namespace

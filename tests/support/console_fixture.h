@@ -89,6 +89,8 @@ class ConsoleFixture : public ::testing::Test {
     core::currentUser = QStringLiteral("administrator");
     core::Main([] {
       auto& mdi = shell::FrmMDI::instance();
+      // The offscreen screen is 800 x 600, smaller than the window the operator sees.
+      mdi.resize(1180, 760);
       mdi.MDIForm_Load();
     });
   }
