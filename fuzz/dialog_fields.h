@@ -33,7 +33,7 @@
 #include "shell/frm_add_station.h"
 #include "shell/frm_mdi.h"
 #include "shell/frm_port_configuration.h"
-#include "shell/modal.h"
+#include "ui/modal.h"
 #include "shell/station_form.h"
 #include "support/scripted_dialogs.h"
 #include "ui/registry.h"
@@ -57,7 +57,7 @@ class DialogConsole {
     driver_.addLine("COM3", 9600);
     core::currentUser = QStringLiteral("administrator");
     core::Main([] { shell::FrmMDI::instance().MDIForm_Load(); });
-    shell::setModalRunner([this](shell::DialogForm& f) {
+    ui::setModalRunner([this](ui::DialogForm& f) {
       if (drivers_.empty()) return;
       auto d = std::move(drivers_.front());
       drivers_.pop_front();
@@ -66,7 +66,7 @@ class DialogConsole {
   }
 
   ~DialogConsole() {
-    shell::setModalRunner({});
+    ui::setModalRunner({});
     ui::discardAll();
     platform::setDialogs(nullptr);
     platform::setPortDriver(nullptr);
@@ -119,7 +119,7 @@ class DialogConsole {
     auto& mdi = shell::FrmMDI::instance();
     const std::size_t before = countStations();
     core::Station added;
-    drivers_.push_back([&](shell::DialogForm& form) {
+    drivers_.push_back([&](ui::DialogForm& form) {
       auto& f = static_cast<shell::FrmAddStation&>(form);
       fill(f, mode, t);
       added = f.fields();
@@ -146,7 +146,7 @@ class DialogConsole {
     auto& editor = shell::FrmAddStation::instance();
     editor.setModeButtons(false, true, true);
     editor.setEnabled(true);
-    drivers_.push_back([&](shell::DialogForm& form) {
+    drivers_.push_back([&](ui::DialogForm& form) {
       auto& f = static_cast<shell::FrmAddStation&>(form);
       QStringList rotated = t.mid(0, 13);
       if (mode & 2) std::rotate(rotated.begin(), rotated.begin() + 1, rotated.end());
@@ -165,7 +165,7 @@ class DialogConsole {
   void runPortList(std::uint8_t mode, const QStringList& t) {
     QStringList shown;
     bool saved = false;
-    drivers_.push_back([&](shell::DialogForm& form) {
+    drivers_.push_back([&](ui::DialogForm& form) {
       auto& f = static_cast<shell::FrmPortConfiguration&>(form);
       QComboBox* port = list(f, "Combo1");
       QComboBox* baud = list(f, "Combo2");
@@ -220,7 +220,7 @@ class DialogConsole {
   platform::VirtualClock clock_;
   platform::SimBusDriver driver_;
   testing::ScriptedDialogs dialogs_;
-  std::deque<std::function<void(shell::DialogForm&)>> drivers_;
+  std::deque<std::function<void(ui::DialogForm&)>> drivers_;
 };
 
 }  // namespace xl::fuzzing

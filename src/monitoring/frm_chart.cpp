@@ -20,11 +20,6 @@ namespace xl::monitoring {
 
 namespace {
 
-FrmChart::ModalRunner& runner() {
-  static FrmChart::ModalRunner r;
-  return r;
-}
-
 // The classic layout in pixels (15 twips a pixel): the title 60 twips from the top, the
 // chart 8 pixels in from the left.
 constexpr int kTitleTop = 60 / 15;
@@ -37,12 +32,7 @@ QValueAxis* valueAxisOf(const QChart* chart) {
 
 }  // namespace
 
-void FrmChart::setModalRunner(ModalRunner r) { runner() = std::move(r); }
-
-FrmChart::FrmChart() {
-  setObjectName("FrmChart");
-  setWindowTitle(QStringLiteral("图标"));
-  if (!ui::mainIcon().isNull()) setWindowIcon(ui::mainIcon());
+FrmChart::FrmChart() : ui::ModalForm<FrmChart>("FrmChart", QStringLiteral("图标")) {
   setModal(true);
   setSizeGripEnabled(true);
 
@@ -120,8 +110,7 @@ void FrmChart::showChart(const std::vector<double>& values, int count, short cha
   delete old;
   Form_Resize();
 
-  if (runner()) runner()(*this);
-  else exec();
+  ui::showModal(*this);
 }
 
 void FrmChart::resizeEvent(QResizeEvent* event) {

@@ -12,14 +12,14 @@
 #include <functional>
 #include <vector>
 
-#include "ui/registry.h"
+#include "ui/modal.h"
 
 class QChartView;
 class QLineEdit;
 
 namespace xl::monitoring {
 
-class FrmChart : public QDialog, public ui::Singleton<FrmChart> {
+class FrmChart : public ui::ModalForm<FrmChart> {
   Q_OBJECT
   friend class ui::Singleton<FrmChart>;
 
@@ -29,13 +29,9 @@ class FrmChart : public QDialog, public ui::Singleton<FrmChart> {
   static constexpr short kBars = 1;
 
   // Draws the first `count` values (oldest first, one row each) as `chartType` under `title`,
-  // then shows the window modally; returns when it is closed. Any other chart type draws lines.
+  // then shows the window modally (ui::showModal: timers and serial events go on meanwhile);
+  // returns when it is closed, and the window is gone then. Any other chart type draws lines.
   void showChart(const std::vector<double>& values, int count, short chartType, const QString& title);
-
-  // How the window is shown modally. The program runs its own event loop until it is closed
-  // (timers and serial events go on meanwhile); tests install a runner that looks and returns.
-  using ModalRunner = std::function<void(FrmChart&)>;
-  static void setModalRunner(ModalRunner runner);
 
   // --- What is drawn, for tests ---------------------------------------------------------------
   short chartType() const { return chartType_; }

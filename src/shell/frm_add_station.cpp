@@ -56,7 +56,7 @@ void setListText(QComboBox* list, const QString& text) {
 
 }  // namespace
 
-FrmAddStation::FrmAddStation() : ModalForm<FrmAddStation>("FrmAddStation", QStringLiteral("添加站点")) {
+FrmAddStation::FrmAddStation() : ui::ModalForm<FrmAddStation>("FrmAddStation", QStringLiteral("添加站点")) {
   auto* top = new QVBoxLayout(this);
 
   auto* station = new QGroupBox(QStringLiteral("站点"), this);
@@ -176,7 +176,7 @@ void FrmAddStation::showStation(const core::Station& s) {
 void FrmAddStation::openStation(const QString& name) {
   openedName_ = name;
   if (const auto station = core::findStation(name)) showStation(*station);
-  showModal(*this);
+  ui::showModal(*this);
 }
 
 void FrmAddStation::Command1_Click() {

@@ -4,7 +4,7 @@
 // (Command1 add, Command3 update, Command4 delete) before showing it.
 
 #include "core/station_store.h"
-#include "shell/modal.h"
+#include "ui/modal.h"
 
 class QComboBox;
 class QLineEdit;
@@ -12,7 +12,7 @@ class QPushButton;
 
 namespace xl::shell {
 
-class FrmAddStation : public ModalForm<FrmAddStation> {
+class FrmAddStation : public ui::ModalForm<FrmAddStation> {
   Q_OBJECT
   friend class ui::Singleton<FrmAddStation>;
 

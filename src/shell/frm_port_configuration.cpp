@@ -45,7 +45,7 @@ void resumeScan() {
 }  // namespace
 
 FrmPortConfiguration::FrmPortConfiguration()
-    : ModalForm<FrmPortConfiguration>("FrmPortConfiguration", QStringLiteral("通讯端口配置")) {
+    : ui::ModalForm<FrmPortConfiguration>("FrmPortConfiguration", QStringLiteral("通讯端口配置")) {
   auto* top = new QHBoxLayout(this);
 
   auto* settings = new QGroupBox(QStringLiteral("通讯COM口配置"), this);
@@ -196,7 +196,7 @@ void FrmPortConfiguration::Command4_Click() {
 
 void FrmMDI::PortConfiguration_Click() {
   auto& dialog = FrmPortConfiguration::instance();
-  showModal(dialog);
+  ui::showModal(dialog);
   // A cancelled dialog is gone; the next touch would make a fresh one that reads false.
   if (!FrmPortConfiguration::exists() || !FrmPortConfiguration::instance().accepted) return;
   refreshStations();

@@ -5,7 +5,7 @@
 
 #include "platform/serial_port.h"
 #include "platform/timer.h"
-#include "shell/modal.h"
+#include "ui/modal.h"
 
 class QComboBox;
 class QListWidget;
@@ -13,7 +13,7 @@ class QPushButton;
 
 namespace xl::shell {
 
-class FrmPortConfiguration : public ModalForm<FrmPortConfiguration> {
+class FrmPortConfiguration : public ui::ModalForm<FrmPortConfiguration> {
   Q_OBJECT
   friend class ui::Singleton<FrmPortConfiguration>;
 

@@ -16,7 +16,7 @@
 
 namespace xl::shell {
 
-FrmAbout::FrmAbout() : ModalForm<FrmAbout>("FrmAbout", QStringLiteral("关于")) {
+FrmAbout::FrmAbout() : ui::ModalForm<FrmAbout>("FrmAbout", QStringLiteral("关于")) {
   auto* top = new QHBoxLayout(this);
   auto* icon = new QLabel(this);
   icon->setObjectName("Image1");
@@ -52,7 +52,7 @@ FrmAbout::FrmAbout() : ModalForm<FrmAbout>("FrmAbout", QStringLiteral("关于"))
 
 QString clockText(const QDateTime& when) { return when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")); }
 
-FrmRealTimeClock::FrmRealTimeClock() : ModalForm<FrmRealTimeClock>("FrmRealTimeClock", QStringLiteral("实时时钟")) {
+FrmRealTimeClock::FrmRealTimeClock() : ui::ModalForm<FrmRealTimeClock>("FrmRealTimeClock", QStringLiteral("实时时钟")) {
   auto* top = new QHBoxLayout(this);
   LTextBox2 = new QLineEdit(this);
   LTextBox2->setObjectName("LTextBox2");
@@ -63,23 +63,23 @@ FrmRealTimeClock::FrmRealTimeClock() : ModalForm<FrmRealTimeClock>("FrmRealTimeC
 }
 
 FrmSystemConfiguration::FrmSystemConfiguration()
-    : ModalForm<FrmSystemConfiguration>("FrmSystemConfiguration", QStringLiteral("系统配置")) {}
+    : ui::ModalForm<FrmSystemConfiguration>("FrmSystemConfiguration", QStringLiteral("系统配置")) {}
 FrmDeviceInformation::FrmDeviceInformation()
-    : ModalForm<FrmDeviceInformation>("FrmDeviceInformation", QStringLiteral("设备信息")) {}
+    : ui::ModalForm<FrmDeviceInformation>("FrmDeviceInformation", QStringLiteral("设备信息")) {}
 FrmDeviceParameter::FrmDeviceParameter()
-    : ModalForm<FrmDeviceParameter>("FrmDeviceParameter", QStringLiteral("设备参数")) {}
-FrmPrintSetup::FrmPrintSetup() : ModalForm<FrmPrintSetup>("FrmPrintSetup", QStringLiteral("打印设置")) {}
-FrmPrintPreview::FrmPrintPreview() : ModalForm<FrmPrintPreview>("FrmPrintPreview", QStringLiteral("打印预览")) {}
+    : ui::ModalForm<FrmDeviceParameter>("FrmDeviceParameter", QStringLiteral("设备参数")) {}
+FrmPrintSetup::FrmPrintSetup() : ui::ModalForm<FrmPrintSetup>("FrmPrintSetup", QStringLiteral("打印设置")) {}
+FrmPrintPreview::FrmPrintPreview() : ui::ModalForm<FrmPrintPreview>("FrmPrintPreview", QStringLiteral("打印预览")) {}
 
 // --- the main window's commands -----------------------------------------------------------
 
-void FrmMDI::About_Click() { showModal(FrmAbout::instance()); }
-void FrmMDI::RealTimeClock_Click() { showModal(FrmRealTimeClock::instance()); }
-void FrmMDI::SystemConfiguration_Click() { showModal(FrmSystemConfiguration::instance()); }
-void FrmMDI::DeviceInformation_Click() { showModal(FrmDeviceInformation::instance()); }
-void FrmMDI::DeviceParameter_Click() { showModal(FrmDeviceParameter::instance()); }
-void FrmMDI::PrintSetup_Click() { showModal(FrmPrintSetup::instance()); }
-void FrmMDI::PrintPreview_Click() { showModal(FrmPrintPreview::instance()); }
+void FrmMDI::About_Click() { ui::showModal(FrmAbout::instance()); }
+void FrmMDI::RealTimeClock_Click() { ui::showModal(FrmRealTimeClock::instance()); }
+void FrmMDI::SystemConfiguration_Click() { ui::showModal(FrmSystemConfiguration::instance()); }
+void FrmMDI::DeviceInformation_Click() { ui::showModal(FrmDeviceInformation::instance()); }
+void FrmMDI::DeviceParameter_Click() { ui::showModal(FrmDeviceParameter::instance()); }
+void FrmMDI::PrintSetup_Click() { ui::showModal(FrmPrintSetup::instance()); }
+void FrmMDI::PrintPreview_Click() { ui::showModal(FrmPrintPreview::instance()); }
 // The file dialogs of the data menu; their result is not used.
 void FrmMDI::ExportData_Click() { platform::dialogs().saveFileName(QStringLiteral("导出数据"), {}); }
 void FrmMDI::ImportData_Click() { platform::dialogs().openFileName(QStringLiteral("导入数据"), {}); }

@@ -5,13 +5,13 @@
 
 #include <QDateTime>
 
-#include "shell/modal.h"
+#include "ui/modal.h"
 
 class QLineEdit;
 
 namespace xl::shell {
 
-class FrmAbout : public ModalForm<FrmAbout> {
+class FrmAbout : public ui::ModalForm<FrmAbout> {
   Q_OBJECT
   friend class ui::Singleton<FrmAbout>;
 
@@ -22,7 +22,7 @@ class FrmAbout : public ModalForm<FrmAbout> {
 // The time text of the clock screen: "YYYY-MM-DD HH:MM:SS".
 QString clockText(const QDateTime& when);
 
-class FrmRealTimeClock : public ModalForm<FrmRealTimeClock> {
+class FrmRealTimeClock : public ui::ModalForm<FrmRealTimeClock> {
   Q_OBJECT
   friend class ui::Singleton<FrmRealTimeClock>;
 
@@ -35,7 +35,7 @@ class FrmRealTimeClock : public ModalForm<FrmRealTimeClock> {
 
 // The empty ones, told apart by name.
 #define XL_IDLE_SCREEN(Name)            \
-  class Name : public ModalForm<Name> { \
+  class Name : public ui::ModalForm<Name> { \
     friend class ui::Singleton<Name>;   \
                                         \
    private:                             \

@@ -46,7 +46,7 @@ QLineEdit* addPasswordBox(QGridLayout* grid, QWidget* parent, int row, const cha
 
 // --- Login ----------------------------------------------------------------------------------
 
-Login::Login() : ModalForm<Login>("Login", QStringLiteral("登录")) {
+Login::Login() : ui::ModalForm<Login>("Login", QStringLiteral("登录")) {
   auto* grid = new QGridLayout(this);
   Combo1 = new QComboBox(this);
   Combo1->setObjectName("Combo1");
@@ -141,7 +141,7 @@ void showFirstWindow() {
 
 // --- FrmChangePassword ------------------------------------------------------------------------
 
-FrmChangePassword::FrmChangePassword() : ModalForm<FrmChangePassword>("FrmChangePassword", QStringLiteral("修改密码")) {
+FrmChangePassword::FrmChangePassword() : ui::ModalForm<FrmChangePassword>("FrmChangePassword", QStringLiteral("修改密码")) {
   auto* grid = new QGridLayout(this);
   Text1 = addPasswordBox(grid, this, 0, "Text1", QStringLiteral("原密码"));
   Text1->setToolTip(QStringLiteral("初始密码 426813"));
@@ -193,11 +193,11 @@ void FrmMDI::LogOff_Click() {
 }
 
 void FrmMDI::UserSwitch_Click() {
-  showModal(Login::instance());
+  ui::showModal(Login::instance());
   upUsers(core::currentUser);
   core::appendLog(QStringLiteral("切换用户成功"));
 }
 
-void FrmMDI::ChangePassword_Click() { showModal(FrmChangePassword::instance()); }
+void FrmMDI::ChangePassword_Click() { ui::showModal(FrmChangePassword::instance()); }
 
 }  // namespace xl::shell

@@ -8,7 +8,7 @@
 // operator touches the user box or clicks into the password box first.
 
 #include "platform/timer.h"
-#include "shell/modal.h"
+#include "ui/modal.h"
 
 class QComboBox;
 class QLineEdit;
@@ -16,7 +16,7 @@ class QPushButton;
 
 namespace xl::shell {
 
-class Login : public ModalForm<Login> {
+class Login : public ui::ModalForm<Login> {
   Q_OBJECT
   friend class ui::Singleton<Login>;
 
@@ -49,7 +49,7 @@ class Login : public ModalForm<Login> {
   QPushButton* Command2;
 };
 
-class FrmChangePassword : public ModalForm<FrmChangePassword> {
+class FrmChangePassword : public ui::ModalForm<FrmChangePassword> {
   Q_OBJECT
   friend class ui::Singleton<FrmChangePassword>;
 

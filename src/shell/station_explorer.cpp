@@ -21,7 +21,7 @@
 #include "shell/frm_add_station.h"
 #include "shell/frm_mdi.h"
 #include "shell/icons.h"
-#include "shell/modal.h"
+#include "ui/modal.h"
 #include "shell/station_form.h"
 #include "ui/station_box.h"
 
@@ -190,7 +190,7 @@ void FrmMDI::AddStation_Click() {
   auto& editor = FrmAddStation::instance();
   editor.setModeButtons(true, false, false);
   editor.setEnabled(true);
-  showModal(editor);
+  ui::showModal(editor);
   fullRefresh();
 }
 

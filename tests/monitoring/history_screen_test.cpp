@@ -71,13 +71,14 @@ class HistoryScreenTest : public testing::ConsoleFixture {
     station1->state().setRecord(1, {});
     station1->state().readings.today = {118, 141, 0, 0, 0, 0, 0, 0, 0, 0};
     station2->state().setRecord(1, {130, 150, 100, 100, 20, 20, 3, 3, 40, 40});
-    FrmChart::setModalRunner([this](FrmChart& c) {
+    ui::setModalRunner([this](ui::DialogForm& form) {
+      const auto& c = static_cast<FrmChart&>(form);
       charts.push_back({c.chartType(), c.values(), c.axisMinimum(), c.axisMaximum(), c.legendShown(),
                         c.rowLabelsShown(), c.title()});
     });
   }
   void TearDown() override {
-    FrmChart::setModalRunner({});
+    ui::setModalRunner({});
     ConsoleFixture::TearDown();
   }
 
@@ -490,10 +491,10 @@ class ChartWindowTest : public ::testing::Test {
  protected:
   void SetUp() override {
     testing::testApp();
-    FrmChart::setModalRunner([this](FrmChart&) { ++shown; });
+    ui::setModalRunner([this](ui::DialogForm&) { ++shown; });
   }
   void TearDown() override {
-    FrmChart::setModalRunner({});
+    ui::setModalRunner({});
     ui::discardAll();
   }
   int shown = 0;

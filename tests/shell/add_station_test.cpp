@@ -69,7 +69,7 @@ class AddStationTest : public testing::ShellFixture {
 
 TEST_F(AddStationTest, AddChecksInOrderThenStoresAllThirteenFields) {
   startAndLoad();
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_EQ(f.windowTitle(), QStringLiteral("添加站点"));
     EXPECT_TRUE(button(f, "Command1")->isEnabled());
     EXPECT_FALSE(button(f, "Command3")->isEnabled());
@@ -132,11 +132,11 @@ TEST_F(AddStationTest, AddChecksInOrderThenStoresAllThirteenFields) {
 
 TEST_F(AddStationTest, AStillLoadedFormKeepsItsFieldsForTheNextAdd) {
   startAndLoad();
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     type(edit(f, "StationNameSS"), "A");
     f.hide();  // closed without unloading (as by the window system)
   });
-  drivers.push_back([&](DialogForm& f) { EXPECT_EQ(edit(f, "StationNameSS")->text(), "A"); });
+  drivers.push_back([&](ui::DialogForm& f) { EXPECT_EQ(edit(f, "StationNameSS")->text(), "A"); });
   mdi().AddStation_Click();
   ASSERT_TRUE(FrmAddStation::exists());
   mdi().AddStation_Click();
@@ -146,7 +146,7 @@ TEST_F(AddStationTest, UpdateFromThePopupRenamesWithItsOwnWordsAndNoDuplicateTes
   addStation("S1", "COM3,9600", "1");
   addStation("S2", "COM3,9600", "2");
   startAndLoad();
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_FALSE(button(f, "Command1")->isEnabled());
     EXPECT_TRUE(button(f, "Command3")->isEnabled());
     EXPECT_FALSE(button(f, "Command4")->isEnabled());
@@ -183,7 +183,7 @@ TEST_F(AddStationTest, AFailedInsertOfAnUpdateLosesNothing) {
               SQLITE_OK);
     sqlite3_close(db);
   }
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     type(edit(f, "StationNameSS"), "Bad");
     click(f, "Command3");
     click(f, "Command2");
@@ -198,7 +198,7 @@ TEST_F(AddStationTest, DeleteAsksAndOnlyYesDeletes) {
   addStation("S1", "COM3,9600", "1");
   startAndLoad();
   dialogs.answers = {platform::kNo, platform::kYes};
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_TRUE(button(f, "Command4")->isEnabled());
     EXPECT_FALSE(button(f, "Command3")->isEnabled());
     click(f, "Command4");
@@ -222,7 +222,7 @@ TEST_F(AddStationTest, DeleteAsksAndOnlyYesDeletes) {
 TEST_F(AddStationTest, ViewShowsTheStationAndNothingButCancelActs) {
   addStation("S1", "COM3,9600", "1");
   startAndLoad();
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_EQ(edit(f, "DeviceID")->text(), "1");
     for (const char* b : {"Command1", "Command3", "Command4"}) {
       EXPECT_FALSE(button(f, b)->isEnabled()) << b;
@@ -243,7 +243,7 @@ TEST_F(AddStationTest, ViewShowsTheStationAndNothingButCancelActs) {
   // Looking at a station rescans the bus as well.
   EXPECT_EQ(logLines().size(), before + 1);
   // A double click on the node is a preview too.
-  drivers.push_back([&](DialogForm& f) { EXPECT_FALSE(button(f, "Command1")->isEnabled()); });
+  drivers.push_back([&](ui::DialogForm& f) { EXPECT_FALSE(button(f, "Command1")->isEnabled()); });
   clock.advance(ms(900));
   clickNode("S1", true);
   EXPECT_EQ(modals.size(), 2);
@@ -256,10 +256,10 @@ TEST_F(AddStationTest, TheGuestReachesTheEditorThroughThePopupOnly) {
   EXPECT_FALSE(mdi().action("AddStation")->isEnabled());
   for (const char* item : {"ViewStation", "AddStation1", "EditStation1", "DeleteStation"})
     EXPECT_TRUE(mdi().action(item)->isEnabled()) << item;
-  drivers.push_back([&](DialogForm& f) { EXPECT_TRUE(button(f, "Command1")->isEnabled()); });
+  drivers.push_back([&](ui::DialogForm& f) { EXPECT_TRUE(button(f, "Command1")->isEnabled()); });
   mdi().action("AddStation1")->trigger();
   clock.advance(ms(900));
-  drivers.push_back([&](DialogForm& f) { EXPECT_TRUE(button(f, "Command3")->isEnabled()); });
+  drivers.push_back([&](ui::DialogForm& f) { EXPECT_TRUE(button(f, "Command3")->isEnabled()); });
   popup("S1", "EditStation1");
   EXPECT_EQ(modals, (QStringList{"FrmAddStation", "FrmAddStation"}));
   // A node that is no station (a port) opens nothing.

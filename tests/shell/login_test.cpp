@@ -150,7 +150,7 @@ TEST_F(LoginTest, UserSwitchIsModalAndLogsEvenWhenCancelled) {
   EXPECT_EQ(rights(), std::vector<bool>(8, false));
 
   // A switch that is cancelled: the guest stays guest; the dialog stays loaded and hidden.
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_EQ(f.objectName(), "Login");
     EXPECT_TRUE(login().Timer1.enabled());  // a fresh load, automatic login included
     click(f, "Command2");
@@ -165,7 +165,7 @@ TEST_F(LoginTest, UserSwitchIsModalAndLogsEvenWhenCancelled) {
   EXPECT_FALSE(login().isVisible());
 
   // Shown again without a load: no timer, the last text stays; the button logs in.
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_FALSE(login().Timer1.enabled());
     clock.advance(ms(6000));
     EXPECT_TRUE(f.isVisible());
@@ -177,7 +177,7 @@ TEST_F(LoginTest, UserSwitchIsModalAndLogsEvenWhenCancelled) {
   EXPECT_FALSE(Login::exists());
 
   // A switch by the five seconds, inside the modal dialog.
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     clock.advance(ms(5000));
     EXPECT_FALSE(f.isVisible());
   });
@@ -189,7 +189,7 @@ TEST_F(LoginTest, UserSwitchIsModalAndLogsEvenWhenCancelled) {
 
 TEST_F(LoginTest, PasswordChangeWithItsThreeMessagesAndThePlainFile) {
   start();
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_EQ(f.windowTitle(), QStringLiteral("修改密码"));
     EXPECT_EQ(edit(f, "Text1")->toolTip(), QStringLiteral("初始密码 426813"));
     testing::typeText(edit(f, "Text1"), "111111");
@@ -211,14 +211,14 @@ TEST_F(LoginTest, PasswordChangeWithItsThreeMessagesAndThePlainFile) {
   EXPECT_EQ(core::getPassword(), QStringLiteral("新pw"));
 
   // An empty new password is taken and brings the default back; cancel changes nothing.
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     testing::typeText(edit(f, "Text1"), "新pw");
     click(f, "Command1");
   });
   mdi().ChangePassword_Click();
   EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n"));
   EXPECT_EQ(core::getPassword(), "426813");
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     testing::typeText(edit(f, "Text1"), "426813");
     testing::typeText(edit(f, "Text2"), "x");
     testing::typeText(edit(f, "Text3"), "x");
@@ -230,7 +230,7 @@ TEST_F(LoginTest, PasswordChangeWithItsThreeMessagesAndThePlainFile) {
 
 TEST_F(LoginTest, AboutAndTheIdleScreensAndNoDeadItem) {
   start();
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_EQ(f.objectName(), "FrmAbout");
     EXPECT_FALSE(f.windowIcon().isNull());
     bool named = false;
@@ -240,7 +240,7 @@ TEST_F(LoginTest, AboutAndTheIdleScreensAndNoDeadItem) {
   });
   mdi().action("About")->trigger();
   EXPECT_FALSE(FrmAbout::exists());
-  drivers.push_back([&](DialogForm& f) {
+  drivers.push_back([&](ui::DialogForm& f) {
     const QString t = edit(f, "LTextBox2")->text();
     EXPECT_TRUE(QRegularExpression("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d$").match(t).hasMatch()) << t.toStdString();
   });

@@ -40,7 +40,7 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
   start();
   scan().setReadInterval(10);
   scan().Timer2.setEnabled(true);
-  drivers.push_back([&](DialogForm& form) {
+  drivers.push_back([&](ui::DialogForm& form) {
     auto& f = static_cast<FrmPortConfiguration&>(form);
     QComboBox* ports = combo(f, "Combo1");
     ASSERT_EQ(ports->count(), 2);
@@ -92,7 +92,7 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
   ASSERT_NE(mdi().node("COM3,9600,1"), nullptr);
   ASSERT_NE(mdi().node("COM4,9600,2"), nullptr);
   const int linesBefore = logLines().size();
-  drivers.push_back([&](DialogForm& form) {
+  drivers.push_back([&](ui::DialogForm& form) {
     auto& f = static_cast<FrmPortConfiguration&>(form);
     QComboBox* ports = combo(f, "Combo1");
     // Update COM3 to 4800: the refresh after OK rebuilds the tree from the new list.
@@ -149,7 +149,7 @@ TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
   start();
   clock.advance(ms(20000));
   const QStringList linesBefore = logLines();
-  drivers.push_back([&](DialogForm& form) {
+  drivers.push_back([&](ui::DialogForm& form) {
     auto& f = static_cast<FrmPortConfiguration&>(form);
     EXPECT_EQ(combo(f, "Combo1")->count(), 0);  // no port exists on this bus
     EXPECT_TRUE(button(f, "Command3")->isEnabled());
@@ -168,7 +168,7 @@ TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
   EXPECT_EQ(logLines(), linesBefore);  // no refresh
   EXPECT_FALSE(FrmPortConfiguration::exists());
   // The close box is a cancel as well.
-  drivers.push_back([&](DialogForm& form) { form.close(); });
+  drivers.push_back([&](ui::DialogForm& form) { form.close(); });
   mdi().action("Port Configuration")->trigger();
   EXPECT_EQ(modals.size(), 2);
   EXPECT_EQ(settingsBytes(), before);
@@ -186,7 +186,7 @@ TEST_F(PortConfigurationTest, TheProbeClosesTheScansPortFirstAndSkipsHeldPorts) 
   ASSERT_NE(scanPort, nullptr);
   scanPort->setCommPort(3);
   scanPort->setPortOpen(true);
-  drivers.push_back([&](DialogForm& form) {
+  drivers.push_back([&](ui::DialogForm& form) {
     // COM3 was closed for the probe and found; COM4, held, is absent.
     EXPECT_FALSE(scanPort->portOpen());
     QComboBox* ports = combo(form, "Combo1");

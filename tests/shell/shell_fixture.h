@@ -9,7 +9,7 @@
 #include <deque>
 #include <functional>
 
-#include "shell/modal.h"
+#include "ui/modal.h"
 #include "support/console_fixture.h"
 #include "ui/form.h"
 
@@ -34,11 +34,11 @@ inline QString labelText(const QWidget* box) {
 
 class ShellFixture : public ConsoleFixture {
  protected:
-  using Driver = std::function<void(shell::DialogForm&)>;
+  using Driver = std::function<void(ui::DialogForm&)>;
 
   void SetUp() override {
     ConsoleFixture::SetUp();
-    shell::setModalRunner([this](shell::DialogForm& form) {
+    ui::setModalRunner([this](ui::DialogForm& form) {
       modals << form.objectName();
       if (drivers.empty()) return;
       Driver d = std::move(drivers.front());
@@ -47,7 +47,7 @@ class ShellFixture : public ConsoleFixture {
     });
   }
   void TearDown() override {
-    shell::setModalRunner({});
+    ui::setModalRunner({});
     ConsoleFixture::TearDown();
   }
 

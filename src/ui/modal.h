@@ -15,7 +15,7 @@
 
 #include "ui/registry.h"
 
-namespace xl::shell {
+namespace xl::ui {
 
 class DialogForm : public QDialog {
   Q_OBJECT
@@ -68,4 +68,4 @@ void showModal(DialogForm& form);
 using ModalRunner = std::function<void(DialogForm& form)>;
 void setModalRunner(ModalRunner runner);
 
-}  // namespace xl::shell
+}  // namespace xl::ui

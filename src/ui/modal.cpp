@@ -1,11 +1,11 @@
-#include "shell/modal.h"
+#include "ui/modal.h"
 
 #include <QPointer>
 
 #include "platform/scheduler.h"
 #include "ui/screen.h"
 
-namespace xl::shell {
+namespace xl::ui {
 
 namespace {
 ModalRunner gRunner;
@@ -48,4 +48,4 @@ void showModal(DialogForm& form) {
 
 void setModalRunner(ModalRunner runner) { gRunner = std::move(runner); }
 
-}  // namespace xl::shell
+}  // namespace xl::ui
