@@ -94,11 +94,7 @@ FrmControlParameter::~FrmControlParameter() { ui::registerStationList(ui::Statio
 void FrmControlParameter::build() {
   // --- The station and its rated values ---------------------------------------------------
   auto* top = new QGridLayout;
-  Combo1 = new ui::StationBox(this);
-  auto* stationLabel = new QLabel(QStringLiteral("选择站点"), this);
-  stationLabel->setBuddy(Combo1);
-  top->addWidget(stationLabel, 0, 0);
-  top->addWidget(Combo1, 0, 1);
+  Combo1 = ui::addStationBox(top, this);
   const auto rated = ui::addFields(top, this, kRated, 2, 1);
   widgets_.insert(static_cast<int>(Control::LTextBox1), rated[0]);
   widgets_.insert(static_cast<int>(Control::LTextBox2), rated[1]);

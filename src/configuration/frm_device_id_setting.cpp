@@ -57,15 +57,9 @@ FrmDeviceIDSetting::FrmDeviceIDSetting()
   Combo1 = new QComboBox(this);
   Combo1->setObjectName("Combo1");
   Combo1->setMinimumWidth(140);
-  auto* portLabel = new QLabel(QStringLiteral("端口"), this);
-  portLabel->setBuddy(Combo1);
-  fields->addWidget(portLabel, 0, 0);
-  fields->addWidget(Combo1, 0, 1);
+  ui::addCaptioned(fields, this, 0, 0, QStringLiteral("端口"), Combo1);
   LTextBox2 = ui::makeBox(this, {.name = "LTextBox2", .readOnly = false, .width = 80});
-  auto* idLabel = new QLabel(QStringLiteral("当前设备ID"), this);
-  idLabel->setBuddy(LTextBox2);
-  fields->addWidget(idLabel, 1, 0);
-  fields->addWidget(LTextBox2, 1, 1);
+  ui::addCaptioned(fields, this, 1, 0, QStringLiteral("当前设备ID"), LTextBox2);
   fields->setColumnStretch(2, 1);
 
   Command1 = new QPushButton(QStringLiteral("读取设备ID"), this);

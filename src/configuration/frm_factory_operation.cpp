@@ -32,16 +32,9 @@ FrmFactoryOperation::FrmFactoryOperation()
               }(),
               [this](Bytes& reply, const std::string&) { onReply(reply); }) {
   auto* top = new QGridLayout;
-  Combo1 = new ui::StationBox(this);
-  auto* stationLabel = new QLabel(QStringLiteral("选择站点"), this);
-  stationLabel->setBuddy(Combo1);
-  top->addWidget(stationLabel, 0, 0);
-  top->addWidget(Combo1, 0, 1);
+  Combo1 = ui::addStationBox(top, this);
   LTextBox1 = ui::makeBox(this, {.name = "LTextBox1", .width = 60});
-  auto* idLabel = new QLabel(QStringLiteral("设备ID"), this);
-  idLabel->setBuddy(LTextBox1);
-  top->addWidget(idLabel, 0, 2);
-  top->addWidget(LTextBox1, 0, 3);
+  ui::addCaptioned(top, this, 0, 2, QStringLiteral("设备ID"), LTextBox1);
   top->setColumnStretch(4, 1);
 
   Text1 = ui::makeBox(this, {.name = "Text1", .width = 260});

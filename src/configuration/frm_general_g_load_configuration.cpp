@@ -40,15 +40,6 @@ QComboBox* numberList(QWidget* parent, const char* name, int from, int to) {
   return box;
 }
 
-// The caption of a box, a label set as its buddy, in the cell before it.
-QLabel* caption(QGridLayout* grid, QWidget* parent, int row, int column, const char* text, QWidget* box) {
-  auto* label = new QLabel(QString::fromUtf8(text), parent);
-  label->setBuddy(box);
-  grid->addWidget(label, row, column);
-  grid->addWidget(box, row, column + 1);
-  return label;
-}
-
 QRadioButton* option(QWidget* parent, const char* name, LoadOption which) {
   auto* b = new QRadioButton(q(std::string(loadOptionCaption(which))), parent);
   b->setObjectName(QString::fromLatin1(name));
@@ -75,10 +66,9 @@ FrmGeneralGLoadConfiguration::FrmGeneralGLoadConfiguration()
               [this](Bytes& reply, const std::string&) { onReply(reply); }) {
   // The station and its address.
   auto* top = new QGridLayout;
-  Combo1 = new ui::StationBox(this);
-  caption(top, this, 0, 0, "选择站点", Combo1);
+  Combo1 = ui::addStationBox(top, this);
   LTextBox1 = ui::makeBox(this, {.name = "LTextBox1", .width = 60});
-  caption(top, this, 0, 2, "设备ID", LTextBox1);
+  ui::addCaptioned(top, this, 0, 2, QStringLiteral("设备ID"), LTextBox1);
   top->setColumnStretch(4, 1);
 
   // The five modes, each with the boxes that belong to it.
@@ -94,10 +84,10 @@ FrmGeneralGLoadConfiguration::FrmGeneralGLoadConfiguration()
   LTextBox3 = numberList(Frame1, "LTextBox3", 1, 60);
   Combo2 = numberList(Frame1, "Combo2", 1, 14);
   modes->addWidget(Option3, 0, 0);
-  caption(modes, Frame1, 0, 1, "光控开电压（V）", LTextBox2);
-  caption(modes, Frame1, 1, 1, "延时（分钟）", LTextBox3);
+  ui::addCaptioned(modes, Frame1, 0, 1, QStringLiteral("光控开电压（V）"), LTextBox2);
+  ui::addCaptioned(modes, Frame1, 1, 1, QStringLiteral("延时（分钟）"), LTextBox3);
   modes->addWidget(Option5, 2, 0);
-  caption(modes, Frame1, 2, 1, "工作时间  (小时)", Combo2);
+  ui::addCaptioned(modes, Frame1, 2, 1, QStringLiteral("工作时间  (小时)"), Combo2);
   modes->addWidget(Option4, 3, 0);
   modes->addWidget(Option6, 4, 0);
   modes->addWidget(Option7, 5, 0);
@@ -118,7 +108,7 @@ FrmGeneralGLoadConfiguration::FrmGeneralGLoadConfiguration()
                 {"晚上工作时间（小时）", LTextBox8, false}};
   int row = 6;
   for (const auto& h : hidden) {
-    QLabel* label = caption(modes, Frame1, row++, 1, h.text, h.box);
+    QLabel* label = ui::addCaptioned(modes, Frame1, row++, 1, QString::fromUtf8(h.text), h.box);
     label->setVisible(false);
     h.box->setVisible(false);
     h.box->setEnabled(h.enabled);

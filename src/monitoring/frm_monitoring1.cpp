@@ -78,11 +78,7 @@ FrmMonitoring1::FrmMonitoring1()
               }) {
   // Identity row: the station box, the four boxes, start and stop.
   auto* identity = new QGridLayout;
-  Combo1 = new ui::StationBox(this);
-  auto* stationLabel = new QLabel(QStringLiteral("选择站点"), this);
-  stationLabel->setBuddy(Combo1);
-  identity->addWidget(stationLabel, 0, 0);
-  identity->addWidget(Combo1, 0, 1);
+  Combo1 = ui::addStationBox(identity, this);
   auto* identityBoxes = new QGridLayout;
   const auto ids = ui::addFields(identityBoxes, this, kIdentity, 4);
   LTextBox2 = ids[0];

@@ -168,11 +168,7 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
   // Identity row: the station box and four boxes; the software version hides under the
   // device version.
   auto* identity = new QGridLayout;
-  Combo1 = new ui::StationBox(this);
-  auto* stationLabel = new QLabel(QStringLiteral("选择站点"), this);
-  stationLabel->setBuddy(Combo1);
-  identity->addWidget(stationLabel, 0, 0);
-  identity->addWidget(Combo1, 0, 1);
+  Combo1 = ui::addStationBox(identity, this);
   auto* identityBoxes = new QGridLayout;
   const auto ids = ui::addFields(identityBoxes, this, kIdentity, 2);
   identity->addLayout(identityBoxes, 0, 2);

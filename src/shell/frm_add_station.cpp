@@ -13,6 +13,7 @@
 #include "platform/dialogs.h"
 #include "shell/frm_mdi.h"
 #include "shell/station_form.h"
+#include "ui/form.h"
 
 namespace xl::shell {
 
@@ -27,10 +28,7 @@ Box* addBox(QGridLayout* grid, QWidget* parent, int row, const char* name, const
   auto* box = new Box(parent);
   box->setObjectName(QString::fromLatin1(name));
   box->setMinimumWidth(150);
-  auto* label = new QLabel(QString::fromUtf8(caption), parent);
-  label->setBuddy(box);
-  grid->addWidget(label, row, 0);
-  grid->addWidget(box, row, 1);
+  ui::addCaptioned(grid, parent, row, 0, QString::fromUtf8(caption), box);
   if (required) {
     auto* star = new QLabel(QStringLiteral("*"), parent);
     star->setStyleSheet(QStringLiteral("color: red"));

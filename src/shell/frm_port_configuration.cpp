@@ -14,6 +14,7 @@
 #include "monitoring/frm_global_monitoring.h"
 #include "shell/frm_mdi.h"
 #include "shell/port_list.h"
+#include "ui/form.h"
 
 namespace xl::shell {
 
@@ -23,10 +24,7 @@ const QString kPorts = QStringLiteral("COMS");
 
 // A caption with its box: a label set as the box's buddy.
 void addRow(QGridLayout* grid, int row, const QString& caption, QWidget* box) {
-  auto* label = new QLabel(caption, box->parentWidget());
-  label->setBuddy(box);
-  grid->addWidget(label, row, 0);
-  grid->addWidget(box, row, 1);
+  ui::addCaptioned(grid, box->parentWidget(), row, 0, caption, box);
 }
 
 QComboBox* displayOnly(QWidget* parent, const char* name, const QString& text) {

@@ -16,6 +16,7 @@
 #include "shell/frm_mdi.h"
 #include "shell/icons.h"
 #include "shell/login_rules.h"
+#include "ui/form.h"
 #include "ui/input.h"
 #include "ui/screen.h"
 
@@ -35,10 +36,7 @@ QLineEdit* addPasswordBox(QGridLayout* grid, QWidget* parent, int row, const cha
   box->setObjectName(QString::fromLatin1(name));
   box->setEchoMode(QLineEdit::Password);
   box->setMinimumWidth(160);
-  auto* label = new QLabel(caption, parent);
-  label->setBuddy(box);
-  grid->addWidget(label, row, 0);
-  grid->addWidget(box, row, 1);
+  ui::addCaptioned(grid, parent, row, 0, caption, box);
   return box;
 }
 

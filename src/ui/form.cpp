@@ -34,6 +34,14 @@ QList<QLineEdit*> addFields(QGridLayout* grid, QWidget* parent, std::span<const 
   return boxes;
 }
 
+QLabel* addCaptioned(QGridLayout* grid, QWidget* parent, int row, int column, const QString& caption, QWidget* box) {
+  auto* label = new QLabel(caption, parent);
+  label->setBuddy(box);
+  grid->addWidget(label, row, column);
+  grid->addWidget(box, row, column + 1);
+  return label;
+}
+
 QLabel* labelFor(const QWidget* box) {
   if (!box || !box->parentWidget()) return nullptr;
   for (QLabel* label : box->parentWidget()->findChildren<QLabel*>())

@@ -37,6 +37,10 @@ QLineEdit* makeBox(QWidget* parent, const Field& field);
 QList<QLineEdit*> addFields(QGridLayout* grid, QWidget* parent, std::span<const Field> fields, int columns = 1,
                             int firstRow = 0);
 
+// Any control with its caption: the label, set as the box's buddy, at (row, column) of `grid`
+// and the box in the cell after it. Returns the label.
+QLabel* addCaptioned(QGridLayout* grid, QWidget* parent, int row, int column, const QString& caption, QWidget* box);
+
 // The label whose buddy is `box`, if any.
 QLabel* labelFor(const QWidget* box);
 

@@ -5,6 +5,7 @@
 #include <QSignalBlocker>
 #include <array>
 
+#include "ui/form.h"
 #include "ui/input.h"
 
 namespace xl::ui {
@@ -57,6 +58,12 @@ std::array<QPointer<StationBox>, static_cast<std::size_t>(StationList::Count)>& 
   return l;
 }
 }  // namespace
+
+StationBox* addStationBox(QGridLayout* grid, QWidget* parent, int row, int column) {
+  auto* box = new StationBox(parent);
+  addCaptioned(grid, parent, row, column, QStringLiteral("选择站点"), box);
+  return box;
+}
 
 void registerStationList(StationList which, StationBox* box) { lists()[static_cast<std::size_t>(which)] = box; }
 

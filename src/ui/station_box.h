@@ -9,6 +9,7 @@
 // chooses a station and never changes the text that stands in the box.
 
 #include <QComboBox>
+#include <QGridLayout>
 #include <functional>
 
 namespace xl::ui {
@@ -38,6 +39,10 @@ class StationBox : public QComboBox {
   std::function<void()> click_;
   std::function<void()> change_;
 };
+
+// The station box of a screen with its caption "选择站点", at (row, column) of `grid` and the
+// cell after it.
+StationBox* addStationBox(QGridLayout* grid, QWidget* parent, int row = 0, int column = 0);
 
 // The station lists of the working screens, in the order in which the shell fills them.
 enum class StationList { RealTime, Daily, History, ControlParameter, LoadConfiguration, Factory, Count };
