@@ -13,44 +13,10 @@
 # with the message box up; they show where the buttons are when the layout changes (the
 # offsets from the window's lower right corner can be given as LOAD_READ_DX/_DY, FACTORY_DX/_DY,
 # ID_READ_DX/_DY).
-# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+# Input goes through the XTEST extension (x_input.py).
 set -euo pipefail
 
-xsend() {
-  # xsend click X Y | xsend key KEYSYM [MODIFIER_KEYSYM]
-  python3 - "$@" <<'PY'
-import ctypes, sys, time
-x11 = ctypes.CDLL("libX11.so.6")
-xtst = ctypes.CDLL("libXtst.so.6")
-x11.XOpenDisplay.restype = ctypes.c_void_p
-x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
-x11.XStringToKeysym.restype = ctypes.c_ulong
-for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent", "XTestFakeKeyEvent"):
-    getattr(xtst, f).argtypes = None
-d = x11.XOpenDisplay(None)
-if not d:
-    sys.exit("no display")
-dp = ctypes.c_void_p(d)
-def code(name):
-    return x11.XKeysymToKeycode(dp, x11.XStringToKeysym(name.encode()))
-if sys.argv[1] == "click":
-    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
-    x11.XFlush(dp); time.sleep(0.2)
-    xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
-    xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
-else:
-    mod = code(sys.argv[3]) if len(sys.argv) > 3 else None
-    if mod:
-        xtst.XTestFakeKeyEvent(dp, mod, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
-    xtst.XTestFakeKeyEvent(dp, code(sys.argv[2]), 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
-    xtst.XTestFakeKeyEvent(dp, code(sys.argv[2]), 0, ctypes.c_ulong(0))
-    if mod:
-        x11.XFlush(dp); time.sleep(0.05)
-        xtst.XTestFakeKeyEvent(dp, mod, 0, ctypes.c_ulong(0))
-x11.XFlush(dp)
-x11.XCloseDisplay(dp)
-PY
-}
+source "$(dirname "$0")/x_lib.sh"
 
 keys() { for k in "$@"; do xsend key "$k"; sleep 0.4; done; }
 
@@ -85,17 +51,17 @@ if [ "${1:-}" = "--inside-x" ]; then
   sleep 10  # the discovery fills the station lists
 
   # 参数 > 负载配置 > 负载输出模式; the first station; 读取.
-  xsend key p Alt_L; sleep 0.5
+  xsend key Alt_L+p; sleep 0.5
   keys Down Down Right Return
   sleep 1.5
   keys Down
   click_from_corner "负载控制配置" "${LOAD_READ_DX:-137}" "${LOAD_READ_DY:-24}"
   sleep 2
   import -window root "$out/load.png"
-  xsend key F4 Alt_L; sleep 0.5
+  xsend key Alt_L+F4; sleep 0.5
 
   # 参数 > 系统设置; the first station; RS485用于并机模式, then the message box closed.
-  xsend key p Alt_L; sleep 0.5
+  xsend key Alt_L+p; sleep 0.5
   keys Down Down Down Return
   sleep 1.5
   keys Down
@@ -106,10 +72,10 @@ if [ "${1:-}" = "--inside-x" ]; then
   keys Return
   sleep 1
   import -window root "$out/factory.png"
-  xsend key F4 Alt_L; sleep 0.5
+  xsend key Alt_L+F4; sleep 0.5
 
   # 参数 > 设备参数 > 设备ID设置; the port; 读取设备ID.
-  xsend key p Alt_L; sleep 0.5
+  xsend key Alt_L+p; sleep 0.5
   keys Right Return
   sleep 1.5
   keys Down

@@ -27,35 +27,7 @@ CURVE_DY=${CURVE_DY:-165}
 BARS_DX=${BARS_DX:-885}         # "柱状图"
 BARS_DY=${BARS_DY:-165}
 
-xsend() {
-  # xsend click X Y | xsend key KEYSYM...
-  python3 - "$@" <<'PY'
-import ctypes, sys, time
-x11 = ctypes.CDLL("libX11.so.6")
-xtst = ctypes.CDLL("libXtst.so.6")
-x11.XOpenDisplay.restype = ctypes.c_void_p
-x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
-x11.XStringToKeysym.restype = ctypes.c_ulong
-for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent", "XTestFakeKeyEvent"):
-    getattr(xtst, f).argtypes = None
-d = x11.XOpenDisplay(None)
-if not d:
-    sys.exit("no display")
-dp = ctypes.c_void_p(d)
-if sys.argv[1] == "click":
-    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
-    x11.XFlush(dp); time.sleep(0.2)
-    xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
-    xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
-else:
-    for name in sys.argv[2:]:
-        code = x11.XKeysymToKeycode(dp, x11.XStringToKeysym(name.encode()))
-        xtst.XTestFakeKeyEvent(dp, code, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
-        xtst.XTestFakeKeyEvent(dp, code, 0, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
-x11.XFlush(dp)
-x11.XCloseDisplay(dp)
-PY
-}
+source "$(dirname "$0")/x_lib.sh"
 
 if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3
@@ -72,9 +44,7 @@ if [ "${1:-}" = "--inside-x" ]; then
     sleep 1
   done
   sleep 10  # the discovery
-  geometry=$(xwininfo -name "星澜站点监控软件")
-  wx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
-  wy=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
+  window_origin "星澜站点监控软件"
   at() { echo $((wx + $1)) $((wy + $2)); }
   xsend click $(at $HISTORY_DX $HISTORY_DY)
   sleep 1

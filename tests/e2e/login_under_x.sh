@@ -8,36 +8,13 @@
 #      login.png main.png port_configuration.png add_station.png change_password.png
 #      about.png user_switch.png
 # 2. With a changed password: the login stays, and no main window comes (login_changed.png).
-# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+# Input goes through the XTEST extension (x_input.py).
 set -euo pipefail
 
-xkeys() {
-  # xkeys KEY...  where KEY is a keysym ("Return") or two joined by "+" ("Alt_L+c")
-  python3 - "$@" <<'PY'
-import ctypes, sys, time
-x11 = ctypes.CDLL("libX11.so.6")
-xtst = ctypes.CDLL("libXtst.so.6")
-x11.XOpenDisplay.restype = ctypes.c_void_p
-x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
-x11.XStringToKeysym.restype = ctypes.c_ulong
-xtst.XTestFakeKeyEvent.argtypes = None
-d = x11.XOpenDisplay(None)
-if not d:
-    sys.exit("no display")
-dp = ctypes.c_void_p(d)
-def key(name, down):
-    code = x11.XKeysymToKeycode(dp, x11.XStringToKeysym(name.encode()))
-    xtst.XTestFakeKeyEvent(dp, code, 1 if down else 0, ctypes.c_ulong(0))
-    x11.XFlush(dp)
-    time.sleep(0.05)
-for arg in sys.argv[1:]:
-    parts = arg.split("+")
-    for p in parts: key(p, True)
-    for p in reversed(parts): key(p, False)
-    time.sleep(0.4)
-x11.XCloseDisplay(dp)
-PY
-}
+source "$(dirname "$0")/x_lib.sh"
+
+# xkeys KEY...: keys one after another, with a pause for the dialogs after each.
+xkeys() { for k in "$@"; do xsend key "$k"; sleep 0.4; done; }
 
 window_up() { xwininfo -name "$1" >/dev/null 2>&1; }
 

@@ -7,7 +7,7 @@
 # box, then the Down arrow), the automatic start is awaited, and the screens are taken:
 #   realtime-1.png, realtime-2.png   the real-time monitor, a few seconds apart
 #   daily-1.png, daily-2.png         the daily monitor (opened from the toolbar), the same
-# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+# Input goes through the XTEST extension (x_input.py).
 # Fails when the console does not stay up or a picture is nearly blank.
 set -euo pipefail
 
@@ -19,34 +19,7 @@ REALTIME_DY=53
 DAILY_DX=230
 DAILY_DY=53
 
-xsend() {
-  # xsend click X Y | xsend key KEYSYM
-  python3 - "$@" <<'PY'
-import ctypes, sys, time
-x11 = ctypes.CDLL("libX11.so.6")
-xtst = ctypes.CDLL("libXtst.so.6")
-x11.XOpenDisplay.restype = ctypes.c_void_p
-x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
-x11.XStringToKeysym.restype = ctypes.c_ulong
-for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent", "XTestFakeKeyEvent"):
-    getattr(xtst, f).argtypes = None
-d = x11.XOpenDisplay(None)
-if not d:
-    sys.exit("no display")
-dp = ctypes.c_void_p(d)
-if sys.argv[1] == "click":
-    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
-    x11.XFlush(dp); time.sleep(0.2)
-    xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
-    xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
-else:
-    code = x11.XKeysymToKeycode(dp, x11.XStringToKeysym(sys.argv[2].encode()))
-    xtst.XTestFakeKeyEvent(dp, code, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
-    xtst.XTestFakeKeyEvent(dp, code, 0, ctypes.c_ulong(0))
-x11.XFlush(dp)
-x11.XCloseDisplay(dp)
-PY
-}
+source "$(dirname "$0")/x_lib.sh"
 
 if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3
@@ -70,9 +43,7 @@ if [ "${1:-}" = "--inside-x" ]; then
   # information request of the choice (a fourth one after the discovery's three) reached the
   # simulator.
   for _ in 1 2 3 4 5; do
-    geometry=$(xwininfo -name "星澜站点监控软件")
-    wx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
-    wy=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
+    window_origin "星澜站点监控软件"
     xsend click $((wx + REALTIME_DX)) $((wy + REALTIME_DY))
     sleep 0.5
     xsend key Down

@@ -7,7 +7,7 @@
 # chosen in its station box (Down), "读取" is clicked, and the screen is taken:
 #   parameter-chosen.png   after the station choice (rated values, the chained read lost)
 #   parameter-read.png     after "读取"
-# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+# Input goes through the XTEST extension (x_input.py).
 set -euo pipefail
 
 # Position of the menu "参数(P)" inside the main window.
@@ -17,36 +17,7 @@ MENU_DY=11
 READ_DX=${READ_DX:-716}
 READ_DY=${READ_DY:-466}
 
-xsend() {
-  # xsend click X Y | xsend key KEYSYM[+KEYSYM...] (held together, released in reverse)
-  python3 - "$@" <<'PY'
-import ctypes, sys, time
-x11 = ctypes.CDLL("libX11.so.6")
-xtst = ctypes.CDLL("libXtst.so.6")
-x11.XOpenDisplay.restype = ctypes.c_void_p
-x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
-x11.XStringToKeysym.restype = ctypes.c_ulong
-for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent", "XTestFakeKeyEvent"):
-    getattr(xtst, f).argtypes = None
-d = x11.XOpenDisplay(None)
-if not d:
-    sys.exit("no display")
-dp = ctypes.c_void_p(d)
-if sys.argv[1] == "click":
-    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
-    x11.XFlush(dp); time.sleep(0.2)
-    xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
-    xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
-else:
-    codes = [x11.XKeysymToKeycode(dp, x11.XStringToKeysym(k.encode())) for k in sys.argv[2].split("+")]
-    for c in codes:
-        xtst.XTestFakeKeyEvent(dp, c, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
-    for c in reversed(codes):
-        xtst.XTestFakeKeyEvent(dp, c, 0, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
-x11.XFlush(dp)
-x11.XCloseDisplay(dp)
-PY
-}
+source "$(dirname "$0")/x_lib.sh"
 
 if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3

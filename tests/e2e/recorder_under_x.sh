@@ -17,26 +17,7 @@ set -euo pipefail
 RECORD_DX=438
 RECORD_DY=53
 
-xclick() {
-  python3 - "$@" <<'PY'
-import ctypes, sys, time
-x11 = ctypes.CDLL("libX11.so.6")
-xtst = ctypes.CDLL("libXtst.so.6")
-x11.XOpenDisplay.restype = ctypes.c_void_p
-for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent"):
-    getattr(xtst, f).argtypes = None
-d = x11.XOpenDisplay(None)
-if not d:
-    sys.exit("no display")
-dp = ctypes.c_void_p(d)
-xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[1]), int(sys.argv[2]), ctypes.c_ulong(0))
-x11.XFlush(dp); time.sleep(0.2)
-xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
-xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
-x11.XFlush(dp)
-x11.XCloseDisplay(dp)
-PY
-}
+source "$(dirname "$0")/x_lib.sh"
 
 size_of() { stat -c %s "$1" 2>/dev/null || echo 0; }
 
@@ -90,10 +71,8 @@ if [ "${1:-}" = "--inside-x" ]; then
 
   # The window manager may still move the window, so its place is read anew for each try.
   for _ in 1 2 3 4 5; do
-    geometry=$(xwininfo -name "星澜站点监控软件")
-    wx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
-    wy=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
-    xclick $((wx + RECORD_DX)) $((wy + RECORD_DY))
+    window_origin "星澜站点监控软件"
+    xsend click $((wx + RECORD_DX)) $((wy + RECORD_DY))
     sleep 2
     xwininfo -name "数据保存" >/dev/null 2>&1 && break
   done
