@@ -4,10 +4,12 @@
 
 #include "core/app_state.h"
 #include "core/startup.h"
+#include "monitoring/frm_global_monitoring.h"
 #include "platform/dialogs.h"
 #include "platform/port_names.h"
 #include "platform/qt_scheduler.h"
 #include "platform/qt_serial_port.h"
+#include "publish/publisher.h"
 #include "shell/frm_mdi.h"
 #include "ui/registry.h"
 #include "ui/translations.h"
@@ -27,12 +29,20 @@ int main(int argc, char** argv) {
   xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"));
   xl::platform::setDialogs(&dialogs);
 
-  xl::core::Main([] {
+  // The broker publisher hears the scan's replies; it is off unless the settings turn it on.
+  xl::publish::Publisher publisher;
+  xl::monitoring::FrmGlobalMonitoring::setReplyListener(
+      {[&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.deviceInfoReply(n, id, r); },
+       [&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.realTimeReply(n, id, r); }});
+
+  xl::core::Main([&publisher] {
     auto& mdi = xl::shell::FrmMDI::instance();
     mdi.show();
     mdi.MDIForm_Load();
+    publisher.applyFromFile();
   });
   const int status = app.exec();
+  xl::monitoring::FrmGlobalMonitoring::setReplyListener({});
   xl::ui::discardAll();
   return status;
 }

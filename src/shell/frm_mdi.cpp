@@ -22,6 +22,7 @@
 #include "configuration/frm_control_parameter.h"
 #include "monitoring/frm_hlstory_monitoring.h"
 #include "monitoring/frm_maintenance_record.h"
+#include "publish/frm_mqtt_settings.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
@@ -174,6 +175,7 @@ void FrmMDI::buildMenus() {
   addItem(maintenance, "ExportData", QStringLiteral("导出数据"))->setVisible(false);
   addItem(maintenance, "ImportData", QStringLiteral("导入数据"))->setVisible(false);
   addItem(maintenance, "MaintenanceRecord", QStringLiteral("数据保存设置"), &FrmMDI::MaintenanceRecord_Click);
+  addItem(maintenance, "MqttSettings", QStringLiteral("MQTT发布设置"), &FrmMDI::MqttSettings_Click);
 
   QMenu* help = bar->addMenu(QStringLiteral("帮助(&H)"));
   help->setObjectName("Help");
@@ -246,6 +248,9 @@ void FrmMDI::MDIForm_Load() {
   refreshStations();
   Timer2.setEnabled(true);
   RealTimeMonitoring_Click();  // the real-time monitor is always open after start
+  // The broker settings are the administrator's; a guest never opens them. (The rights routine
+  // of the login sets this item with the other administrator items.)
+  action("MqttSettings")->setEnabled(core::currentUser != QStringLiteral("guest"));
   core::appendLog(QStringLiteral("星澜站点监控启动"));
 }
 
@@ -275,6 +280,8 @@ void FrmMDI::HlstoryMonitoring_Click() { showChild(&monitoring::FrmHlstoryMonito
 
 // The recorder's settings are a modal window of their own; closing it only hides it.
 void FrmMDI::MaintenanceRecord_Click() { showModal(&monitoring::FrmMaintenanceRecord::instance()); }
+
+void FrmMDI::MqttSettings_Click() { showModal(&publish::FrmMqttSettings::instance()); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

@@ -69,6 +69,7 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void FactoryOperation_Click();
   void ControlParameter_Click();
   void MaintenanceRecord_Click();
+  void MqttSettings_Click();
   // Shows a configuration screen as a window of its own that holds the input until it closes.
   void showModal(QWidget* screen);
 
