@@ -3,9 +3,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <cmath>
-
-#include "link/vb_numbers.h"
 
 namespace xl::publish {
 
@@ -56,10 +53,11 @@ QString u(const std::string& s) { return QString::fromUtf8(s.data(), static_cast
 
 QJsonValue orNull(const char* text) { return text ? QJsonValue(QString::fromUtf8(text)) : QJsonValue(); }
 
-// The address as a number when the store's text is a whole number of a byte, else the text.
+// The address as a number when the store's text is a whole number 0..255, else the text.
 QJsonValue addressValue(const QString& deviceId) {
-  const double v = xl::val(deviceId.toStdString());
-  if (!deviceId.trimmed().isEmpty() && v >= 0 && v <= 255 && std::floor(v) == v) return static_cast<int>(v);
+  bool ok = false;
+  const int v = deviceId.trimmed().toInt(&ok);
+  if (ok && v >= 0 && v <= 255) return v;
   return deviceId;
 }
 
