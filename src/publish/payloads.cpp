@@ -8,7 +8,7 @@ namespace xl::publish {
 
 namespace {
 
-const SensorSpec kSensors[] = {
+const SensorInfo kSensors[] = {
     {"battery_soc", "蓄电池电量", "battery", "%", "measurement"},
     {"battery_voltage", "蓄电池电压", "voltage", "V", "measurement"},
     {"battery_current", "蓄电池电流", "current", "A", "measurement"},
@@ -42,7 +42,7 @@ const SensorSpec kSensors[] = {
 };
 
 // Positions of the flags the real-time screen tests (bit 0 of the fault word is position 32).
-const FaultSpec kFaults[] = {
+const FaultFlag kFaults[] = {
     {"battery_over_discharge", 32},   {"battery_over_voltage", 31},   {"battery_under_voltage", 30},
     {"load_short_circuit", 29},       {"load_over_current", 28},      {"device_over_temperature", 27},
     {"battery_over_temperature", 26}, {"array_over_power", 25},       {"array_over_voltage", 23},
@@ -67,8 +67,8 @@ QString timeText(const QDateTime& at) {
 
 }  // namespace
 
-std::span<const SensorSpec> sensors() { return kSensors; }
-std::span<const FaultSpec> faults() { return kFaults; }
+std::span<const SensorInfo> sensors() { return kSensors; }
+std::span<const FaultFlag> faults() { return kFaults; }
 
 std::optional<QByteArray> stateJson(const StationIdentity& station, const Bytes& reply, const QDateTime& at) {
   // The real-time screen's view: its fault word, decoded by its reader, on a copy.

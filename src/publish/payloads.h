@@ -28,21 +28,21 @@ struct StationIdentity {
 
 // One published value: its key in the state JSON and what Home Assistant is told of it.
 // A null device class, unit or state class is sent as JSON null (a text or a count).
-struct SensorSpec {
+struct SensorInfo {
   const char* key;
   const char* name;  // the entity's name, Chinese as the screens say it
   const char* deviceClass;
   const char* unit;
   const char* stateClass;
 };
-std::span<const SensorSpec> sensors();
+std::span<const SensorInfo> sensors();
 
 // The fault flags by name and the 32-flag position each is read from (1 = leftmost).
-struct FaultSpec {
+struct FaultFlag {
   const char* key;
   int position;
 };
-std::span<const FaultSpec> faults();
+std::span<const FaultFlag> faults();
 
 // The state JSON of a real-time reply as the scan received it (73 bytes, fault words as
 // sent); nullopt for any other length.
