@@ -18,7 +18,7 @@ std::string level(std::string_view text) { return escapeTopicLevel(text); }
 }  // namespace
 
 std::string escapeTopicLevel(std::string_view name) {
-  if (name.empty()) return "_";
+  if (name.empty()) return "%";  // no name escapes to a lone "%" ("%" itself is "%25")
   std::string out;
   out.reserve(name.size());
   for (char c : name) {
@@ -35,7 +35,7 @@ std::string escapeTopicLevel(std::string_view name) {
 }
 
 std::string unescapeTopicLevel(std::string_view level) {
-  if (level == "_") return {};
+  if (level == "%") return {};
   std::string out;
   for (std::size_t i = 0; i < level.size(); ++i) {
     if (level[i] == '%' && i + 2 < level.size()) {

@@ -5,7 +5,8 @@
 // wildcards and levels) and NUL. A station's name is put into a level with those four, and the
 // escape character '%' itself, written as '%' and two upper-case hex digits ("A/B" -> "A%2FB");
 // everything else, Chinese included, stays readable as it is. An empty name (never a station's,
-// the store keys on it) becomes the level "_", so no topic holds an empty level.
+// the store keys on it) becomes the level "%", which no other name gives, so no topic holds an
+// empty level and two names never share one.
 //
 // Discovery object ids (Home Assistant accepts [a-zA-Z0-9_-] only) keep ASCII letters, digits
 // and '-', and write every other byte of the UTF-8 text as '_' and two lower-case hex digits.

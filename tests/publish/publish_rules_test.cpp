@@ -29,8 +29,8 @@ TEST(Topics, ReservedCharactersAreEscapedAndChineseStaysReadable) {
   EXPECT_EQ(escapeTopicLevel("a+b#c"), "a%2Bb%23c");
   EXPECT_EQ(escapeTopicLevel(std::string("x\0y", 3)), "x%00y");
   EXPECT_EQ(escapeTopicLevel("100%"), "100%25");  // the escape character itself
-  EXPECT_EQ(escapeTopicLevel(""), "_");
-  for (const std::string& name : std::vector<std::string>{"一号站", "A/B", "%2F", "+#/%", std::string("\0\0", 2), "_x", "站/1#%"}) {
+  EXPECT_EQ(escapeTopicLevel(""), "%");
+  for (const std::string& name : std::vector<std::string>{"一号站", "A/B", "%2F", "+#/%", std::string("\0\0", 2), "_x", "_", "%", "", "站/1#%"}) {
     const std::string level = escapeTopicLevel(name);
     EXPECT_EQ(level.find_first_of(std::string("+#/\0", 4)), std::string::npos) << name;
     EXPECT_EQ(unescapeTopicLevel(level), name);
