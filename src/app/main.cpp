@@ -4,11 +4,13 @@
 
 #include "core/app_state.h"
 #include "core/startup.h"
+#include "monitoring/frm_global_monitoring.h"
 #include "platform/dialogs.h"
 #include "platform/port_names.h"
 #include "platform/qt_scheduler.h"
 #include "platform/qt_serial_port.h"
 #include "shell/login.h"
+#include "publish/publisher.h"
 #include "ui/registry.h"
 #include "ui/translations.h"
 
@@ -27,9 +29,19 @@ int main(int argc, char** argv) {
   xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"));
   xl::platform::setDialogs(&dialogs);
 
+  // The broker publisher hears the scan's replies; it is off unless the settings turn it on.
+  xl::publish::Publisher publisher;
+  xl::monitoring::FrmGlobalMonitoring::setReplyListener(
+      {[&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.deviceInfoReply(n, id, r); },
+       [&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.realTimeReply(n, id, r); }});
+
   // The first window is the login; it shows the main window when a user has logged in.
-  xl::core::Main([] { xl::shell::showFirstWindow(); });
+  xl::core::Main([&publisher] {
+    xl::shell::showFirstWindow();
+    publisher.applyFromFile();
+  });
   const int status = app.exec();
+  xl::monitoring::FrmGlobalMonitoring::setReplyListener({});
   xl::ui::discardAll();
   return status;
 }

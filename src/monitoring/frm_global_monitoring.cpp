@@ -43,8 +43,14 @@ ReplyStore& replyStore() {
   return store;
 }
 
+ReplyListener& replyListener() {
+  static ReplyListener listener;
+  return listener;
+}
+
 }  // namespace
 
+void FrmGlobalMonitoring::setReplyListener(ReplyListener listener) { replyListener() = std::move(listener); }
 void FrmGlobalMonitoring::setWatchedStation(WatchedStation* w) { gWatched = w; }
 void FrmGlobalMonitoring::setReplyStore(ReplyStore store) { replyStore() = std::move(store); }
 
@@ -199,6 +205,9 @@ void FrmGlobalMonitoring::readDatasA1(Bytes& reply) {
   if (reply.size() != link::kDeviceInfoLength) return;
   VsFList1->setCellData(infoRow_, 2, QByteArray(reinterpret_cast<const char*>(reply.data()), static_cast<int>(reply.size())));
   VsFList1->setTextMatrix(infoRow_, answerColumn(), QStringLiteral("1"));
+  if (replyListener().deviceInfo && infoRow_ > 0 && infoRow_ < VsFList1->rows())
+    replyListener().deviceInfo(VsFList1->textMatrix(infoRow_, 0), VsFList1->textMatrix(infoRow_, 1),
+                               QByteArray(reinterpret_cast<const char*>(reply.data()), static_cast<int>(reply.size())));
 }
 
 // --- Rest and data passes -----------------------------------------------------------------
@@ -252,6 +261,8 @@ void FrmGlobalMonitoring::readDatasA2(Bytes& reply) {
   const QByteArray stored(reinterpret_cast<const char*>(reply.data()), static_cast<int>(reply.size()));
   VsFList1->setCellData(scanRow_, 0, stored);
   if (replyStore()) replyStore()(scanRow_, stored);
+  if (replyListener().realTime && scanRow_ > 0 && scanRow_ < VsFList1->rows())
+    replyListener().realTime(VsFList1->textMatrix(scanRow_, 0), VsFList1->textMatrix(scanRow_, 1), stored);
   // The watched station's screen gets the reply first; it exchanges the fault words in this
   // very array, so this row then shows the other fault register.
   if (isWatched(scanRow_)) gWatched->readDatasA2(reply);

@@ -38,6 +38,15 @@ class WatchedStation {
 // row. The recorder registers itself here when it exists.
 using ReplyStore = std::function<void(int row, const QByteArray& reply)>;
 
+// Who else hears the scan's good replies (the broker publisher): each device information block
+// of a discovery and each real-time block, as received (fault words as sent), with the
+// station's name and address text. Registered by whoever wires the program; no screen.
+struct ReplyListener {
+  using Reply = std::function<void(const QString& station, const QString& deviceId, const QByteArray& reply)>;
+  Reply deviceInfo;
+  Reply realTime;
+};
+
 class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMonitoring> {
   Q_OBJECT
   friend class ui::Singleton<FrmGlobalMonitoring>;
@@ -48,6 +57,7 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   // The screens it feeds register themselves (static: no screen is created by this).
   static void setWatchedStation(WatchedStation* w);
   static void setReplyStore(ReplyStore store);
+  static void setReplyListener(ReplyListener listener);
 
   // The stations of the table, loaded by the shell port by port.
   struct StationRow {

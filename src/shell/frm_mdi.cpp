@@ -22,6 +22,7 @@
 #include "configuration/frm_control_parameter.h"
 #include "monitoring/frm_hlstory_monitoring.h"
 #include "monitoring/frm_maintenance_record.h"
+#include "publish/frm_mqtt_settings.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
@@ -176,6 +177,7 @@ void FrmMDI::buildMenus() {
   addItem(maintenance, "ExportData", QStringLiteral("导出数据"), &FrmMDI::ExportData_Click)->setVisible(false);
   addItem(maintenance, "ImportData", QStringLiteral("导入数据"), &FrmMDI::ImportData_Click)->setVisible(false);
   addItem(maintenance, "MaintenanceRecord", QStringLiteral("数据保存设置"), &FrmMDI::MaintenanceRecord_Click);
+  addItem(maintenance, "MqttSettings", QStringLiteral("MQTT发布设置"), &FrmMDI::MqttSettings_Click);
 
   QMenu* help = bar->addMenu(QStringLiteral("帮助(&H)"));
   help->setObjectName("Help");
@@ -277,6 +279,8 @@ void FrmMDI::HlstoryMonitoring_Click() { showChild(&monitoring::FrmHlstoryMonito
 
 // The recorder's settings are a modal window of their own; closing it only hides it.
 void FrmMDI::MaintenanceRecord_Click() { ui::showModal(&monitoring::FrmMaintenanceRecord::instance(), this); }
+
+void FrmMDI::MqttSettings_Click() { ui::showModal(&publish::FrmMqttSettings::instance(), this); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

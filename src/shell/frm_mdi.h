@@ -91,6 +91,7 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void PrintPreview_Click();
   void ExportData_Click();
   void ImportData_Click();
+  void MqttSettings_Click();
 
   platform::Timer Timer2;  // port-by-port loading, 300 ms
   int portCursor = 0;

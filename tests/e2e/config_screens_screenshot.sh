@@ -37,13 +37,7 @@ click_from_corner() {
 
 if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3
-  openbox >/dev/null 2>&1 &
-  wm=$!
-  "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
-  sim=$!
-  for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
-  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
-  app=$!
+  start_session "$bin"
   for _ in $(seq 1 60); do
     xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
     sleep 1
@@ -85,26 +79,13 @@ if [ "${1:-}" = "--inside-x" ]; then
   import -window root "$out/deviceid.png"
 
   status=0
-  if ! kill -0 "$app" 2>/dev/null; then
-    echo "the console exited early:" >&2
-    cat "$bin/console.log" >&2
-    status=1
-  fi
-  kill "$app" 2>/dev/null || true
-  kill -INT "$sim" 2>/dev/null || true
-  wait "$sim" 2>/dev/null || true
-  kill "$wm" 2>/dev/null || true
+  end_session || status=1
   exit $status
 fi
 
-src_bin=$(cd "$1" && pwd)
 out=$(realpath -m "$2")
 mkdir -p "$out"
-bin=$(mktemp -d)
-trap 'rm -rf "$bin"' EXIT
-cp "$src_bin/xinglan" "$src_bin/xinglan-sim" "$bin/"
-mkdir -p "$bin/ports"
-"$src_bin/xinglan-seed-demo" "$bin"
+demo_program_dir "$1"
 
 xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out"
 

@@ -23,13 +23,7 @@ size_of() { stat -c %s "$1" 2>/dev/null || echo 0; }
 
 if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3
-  openbox >/dev/null 2>&1 &
-  wm=$!
-  "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
-  sim=$!
-  for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
-  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
-  app=$!
+  start_session "$bin"
   status=0
   for _ in $(seq 1 60); do
     xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break

@@ -1,0 +1,61 @@
+#pragma once
+// What the publisher sends: the JSON of a station's real-time block and the Home Assistant
+// discovery configs of its values. Qt Core only (JSON); no widgets, no network.
+//
+// The state holds the values as the real-time screen shows them: the numbers of the block
+// (as numbers, in the units of the screen), the charge state code and its text, the load
+// state, the four status texts of the screen's panels and the fault flags by name, read from
+// the fault register that screen reads (0x0122).
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "link/device_data_map.h"
+#include "platform/bytes.h"
+#include "publish/topics.h"
+
+namespace xl::publish {
+
+struct StationIdentity {
+  QString name;
+  QString deviceId;  // the address as the store holds it
+  QString port;      // "COM3,9600"
+};
+
+// One published value: its key in the state JSON and what Home Assistant is told of it.
+// A null device class, unit or state class is sent as JSON null (a text or a count).
+struct SensorInfo {
+  const char* key;
+  const char* name;  // the entity's name, Chinese as the screens say it
+  const char* deviceClass;
+  const char* unit;
+  const char* stateClass;
+};
+std::span<const SensorInfo> sensors();
+
+// The fault flags by name and the 32-flag position each is read from (1 = leftmost).
+struct FaultFlag {
+  const char* key;
+  int position;
+};
+std::span<const FaultFlag> faults();
+
+// The state JSON of a real-time reply as the scan received it (73 bytes, fault words as
+// sent); nullopt for any other length.
+std::optional<QByteArray> stateJson(const StationIdentity& station, const Bytes& reply, const QDateTime& at);
+
+struct Message {
+  std::string topic;
+  QByteArray payload;
+};
+
+// One retained config per value of `sensors()` for one station. `info` (the device
+// information block) gives the device's model and versions when it is known.
+std::vector<Message> discoveryConfigs(const Topics& topics, const StationIdentity& station,
+                                      const std::optional<link::DeviceInfo>& info);
+
+}  // namespace xl::publish

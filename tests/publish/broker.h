@@ -1,0 +1,166 @@
+#pragma once
+// A real mosquitto broker for a test, on a free loopback port, and a subscriber of the
+// library that records every message it gets.
+//
+// The broker listens on 127.0.0.1 only, keeps its retained messages and sessions in a folder
+// of the test (so a restart keeps the subscriber's session), and runs under `timeout`, so it
+// ends by itself even if the test dies. stop() ends it with SIGTERM (it saves its store).
+
+#include <mosquitto.h>
+#include <netinet/in.h>
+#include <pwd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QByteArray>
+#include <QCoreApplication>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QString>
+#include <QTemporaryDir>
+#include <QThread>
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace xl::testing {
+
+inline int freeLoopbackPort() {
+  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  a.sin_port = 0;
+  socklen_t len = sizeof a;
+  ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+  ::close(fd);
+  return ntohs(a.sin_port);
+}
+
+inline bool portAccepts(int port) {
+  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  a.sin_port = htons(static_cast<uint16_t>(port));
+  const bool ok = ::connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
+  ::close(fd);
+  return ok;
+}
+
+class Broker {
+ public:
+  // `users`: "name:password" pairs; with any, anonymous logins are refused.
+  explicit Broker(std::vector<std::pair<QString, QString>> users = {}) : port_(freeLoopbackPort()) {
+    // Run as whoever runs the test (as root, mosquitto would switch to its own user, which
+    // cannot write the test's folder).
+    const passwd* me = ::getpwuid(::geteuid());
+    QString conf = QStringLiteral("listener %1 127.0.0.1\npersistence true\npersistence_location %2/\nuser %3\nmax_queued_messages 100000\n")
+                       .arg(port_)
+                       .arg(dir_.path())
+                       .arg(QString::fromLocal8Bit(me ? me->pw_name : "root"));
+    if (users.empty()) {
+      conf += "allow_anonymous true\n";
+    } else {
+      const QString pw = dir_.path() + "/passwd";
+      QFile(pw).open(QIODevice::WriteOnly);
+      for (const auto& [u, p] : users)
+        QProcess::execute("mosquitto_passwd", {"-b", pw, u, p});
+      conf += "allow_anonymous false\npassword_file " + pw + "\n";
+    }
+    QFile f(dir_.path() + "/mosquitto.conf");
+    f.open(QIODevice::WriteOnly);
+    f.write(conf.toUtf8());
+    f.close();
+    start();
+  }
+  ~Broker() { stop(); }
+
+  int port() const { return port_; }
+
+  void start() {
+    process_.setStandardOutputFile(QProcess::nullDevice());
+    process_.setStandardErrorFile(QProcess::nullDevice());
+    process_.start("timeout", {"-s", "TERM", "90", "mosquitto", "-c", dir_.path() + "/mosquitto.conf"});
+    process_.waitForStarted(5000);
+    for (int i = 0; i < 200 && !portAccepts(port_); ++i) QThread::msleep(10);
+  }
+  void stop() {
+    if (process_.state() == QProcess::NotRunning) return;
+    process_.terminate();
+    if (!process_.waitForFinished(5000)) process_.kill(), process_.waitForFinished(2000);
+  }
+  bool running() const { return process_.state() == QProcess::Running; }
+
+ private:
+  QTemporaryDir dir_;
+  int port_;
+  QProcess process_;
+};
+
+struct Received {
+  std::string topic;
+  QByteArray payload;
+  bool retained = false;
+};
+
+// Subscribes to everything (QoS 1) and records what arrives, on libmosquitto's own thread.
+// A fixed client id and a kept session: after a broker restart it gets what was published
+// while it was away.
+class Subscriber {
+ public:
+  Subscriber(int port, const std::string& id = "xl-test-subscriber") {
+    mosquitto_lib_init();
+    m_ = mosquitto_new(id.c_str(), false, this);
+    // A kept session keeps the subscription; subscribing again would replay retained messages
+    // in the middle of those the broker kept for us.
+    mosquitto_connect_with_flags_callback_set(m_, [](mosquitto* m, void*, int rc, int flags) {
+      if (rc == 0 && !(flags & 1)) mosquitto_subscribe(m, nullptr, "#", 1);
+    });
+    mosquitto_subscribe_callback_set(m_, [](mosquitto*, void* obj, int, int, const int*) {
+      static_cast<Subscriber*>(obj)->subscribed_ = true;
+    });
+    mosquitto_message_callback_set(m_, [](mosquitto*, void* obj, const mosquitto_message* msg) {
+      auto* s = static_cast<Subscriber*>(obj);
+      std::lock_guard lock(s->mutex_);
+      s->messages_.push_back({msg->topic, QByteArray(static_cast<const char*>(msg->payload), msg->payloadlen), msg->retain});
+    });
+    mosquitto_reconnect_delay_set(m_, 1, 1, false);
+    mosquitto_connect(m_, "127.0.0.1", port, 30);
+    mosquitto_loop_start(m_);
+    for (int i = 0; i < 300 && !subscribed_; ++i) QThread::msleep(10);
+  }
+  ~Subscriber() {
+    mosquitto_disconnect(m_);
+    mosquitto_loop_stop(m_, false);
+    mosquitto_destroy(m_);
+  }
+  std::vector<Received> messages() const {
+    std::lock_guard lock(mutex_);
+    return messages_;
+  }
+  // Payloads of one topic, in order of arrival; `live` leaves out the retained copies a
+  // subscription is given when it starts.
+  std::vector<QByteArray> on(const std::string& topic, bool live = false) const {
+    std::vector<QByteArray> out;
+    for (const auto& m : messages())
+      if (m.topic == topic && !(live && m.retained)) out.push_back(m.payload);
+    return out;
+  }
+  bool subscribed() const { return subscribed_; }
+
+ private:
+  mosquitto* m_ = nullptr;
+  std::atomic<bool> subscribed_{false};
+  mutable std::mutex mutex_;
+  std::vector<Received> messages_;
+};
+
+inline QJsonObject jsonOf(const QByteArray& payload) { return QJsonDocument::fromJson(payload).object(); }
+
+}  // namespace xl::testing

@@ -1,0 +1,337 @@
+// The broker publisher in the whole console, in virtual time against simulated controllers,
+// with a real mosquitto broker on a loopback port and a real subscriber. Wall-clock waits are
+// bounded (a few seconds each); the console's own time is the virtual clock.
+
+#include <gtest/gtest.h>
+
+#include <QMenu>
+
+#include <QCheckBox>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTest>
+#include <QThread>
+#include <algorithm>
+#include <set>
+
+#include "link/device_data_map.h"
+#include "monitoring/frm_real_time_monitoring.h"
+#include "publish/frm_mqtt_settings.h"
+#include "publish/payloads.h"
+#include "publish/publisher.h"
+#include "support/console_fixture.h"
+#include "tests/publish/broker.h"
+#include "tools/sim/bus.h"
+
+namespace xl {
+namespace {
+
+using monitoring::FrmGlobalMonitoring;
+using monitoring::FrmRealTimeMonitoring;
+using platform::ms;
+using testing::Broker;
+using testing::Subscriber;
+using testing::combo;
+using testing::edit;
+using testing::jsonOf;
+
+const QString kStation1 = QStringLiteral("一号站");
+const QString kStation2 = QStringLiteral("二号/站#1");  // a name with what topics forbid
+const std::string kBase = "xinglan/site1/";
+const std::string kLevel2 = "二号%2F站%231";
+
+class BrokerTest : public testing::ConsoleFixture {
+ protected:
+  void SetUp() override {
+    ConsoleFixture::SetUp();
+    setPorts({"COM3,9600"});
+    addStation(kStation1, "COM3,9600", "1");
+    addStation(kStation2, "COM3,9600", "2");
+    sim::StationOptions frozen;
+    frozen.live = false;
+    frozen.address = 1;
+    station1 = &bus.add("COM3", 9600, frozen);
+    frozen.address = 2;
+    station2 = &bus.add("COM3", 9600, frozen);
+    auto& r = station1->state().readings;
+    r.soc = 80;
+    r.batteryVoltage = 125;
+    r.batteryCurrent = 333;
+    r.deviceTemperature = 31;
+    r.batteryTemperature = -5;
+    r.loadVoltage = 124;
+    r.loadCurrent = 150;
+    r.loadPower = 18;
+    r.panelVoltage = 180;
+    r.panelCurrent = 250;
+    r.panelPower = 45;
+    r.chargeState = 2;
+    r.loadOn = true;
+    publisher = std::make_unique<publish::Publisher>();
+    publisher->setTimeSource([this] { return QDateTime(QDate(2026, 5, 1), QTime(8, 0)).addMSecs(platform::toMs(clock.now())); });
+    FrmGlobalMonitoring::setReplyListener(
+        {[this](const QString& n, const QString& id, const QByteArray& b) { publisher->deviceInfoReply(n, id, b); },
+         [this](const QString& n, const QString& id, const QByteArray& b) { publisher->realTimeReply(n, id, b); }});
+  }
+  void TearDown() override {
+    FrmGlobalMonitoring::setReplyListener({});
+    publisher.reset();
+    ConsoleFixture::TearDown();
+  }
+
+  // Settings through the file, as the settings screen leaves them, then applied.
+  void publishTo(int port, const QString& user = {}, const QString& password = {}, const QString& ca = {}) {
+    publish::MqttSettings s;
+    s.enabled = true;
+    s.host = "127.0.0.1";
+    s.port = port;
+    s.clientId = "site1";
+    s.topicPrefix = "xinglan";
+    s.username = user;
+    s.password = password;
+    s.caFile = ca;
+    s.discoveryPrefix = "homeassistant";
+    publish::writeMqttSettings(s);
+    publisher->applyFromFile();
+  }
+
+  // Runs the console (virtual time, 100 ms a step) and Qt's events until `done`, for at most
+  // `realMs` of wall-clock time.
+  bool runUntil(const std::function<bool()>& done, int realMs = 8000) {
+    QElapsedTimer t;
+    t.start();
+    while (t.elapsed() < realMs) {
+      QCoreApplication::processEvents();
+      if (done()) return true;
+      clock.advance(ms(100));
+      QThread::msleep(1);
+    }
+    return done();
+  }
+  void runFor(int virtualMs) {
+    for (int i = 0; i < virtualMs / 100; ++i) {
+      QCoreApplication::processEvents();
+      clock.advance(ms(100));
+      QThread::msleep(1);
+    }
+  }
+
+  int logCount(const QString& part) {
+    const QStringList lines = logLines();
+    return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const QString& l) { return l.contains(part); }));
+  }
+  static QString last(const std::vector<QByteArray>& v) { return v.empty() ? QString() : QString::fromUtf8(v.back()); }
+
+  FrmRealTimeMonitoring& live() { return FrmRealTimeMonitoring::instance(); }
+
+  sim::Bus bus{driver};
+  sim::Controller* station1 = nullptr;
+  sim::Controller* station2 = nullptr;
+  std::unique_ptr<publish::Publisher> publisher;
+};
+
+TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) {
+  Broker broker;
+  Subscriber sub(broker.port());
+  ASSERT_TRUE(sub.subscribed());
+  start();
+  publishTo(broker.port());
+  clock.advance(ms(8000));  // discovery: the stations answer
+  const int index = combo(live())->findText(kStation1);
+  ASSERT_GE(index, 0);
+  combo(live())->setCurrentIndex(index);
+  emit combo(live())->activated(index);
+  // Monitoring starts by itself; the scan then hands its replies to the screen and the broker.
+  ASSERT_TRUE(runUntil([&] { return live().monitoringRuns() && sub.on(kBase + "一号站/state").size() >= 2; }));
+
+  const QJsonObject o = jsonOf(sub.on(kBase + "一号站/state").back());
+  const auto fixed = [&](const char* key, int places) { return QString::fromStdString(link::fixedText(o[key].toDouble(), places)); };
+  EXPECT_EQ(o["station"].toString(), kStation1);
+  EXPECT_EQ(o["address"].toInt(), 1);
+  EXPECT_EQ(o["port"].toString(), "COM3,9600");
+  EXPECT_TRUE(o["time"].toString().startsWith("2026-05-01T08:"));
+  EXPECT_EQ(edit(live(), "Text2")->text(), fixed("array_current", 2));
+  EXPECT_EQ(edit(live(), "Text3")->text(), fixed("array_voltage", 1));
+  EXPECT_EQ(edit(live(), "Text4")->text(), fixed("array_power", 0));
+  EXPECT_EQ(edit(live(), "Text9")->text(), fixed("battery_voltage", 1));
+  EXPECT_EQ(edit(live(), "Text13")->text(), fixed("battery_current", 2));
+  EXPECT_EQ(edit(live(), "Text11")->text(), fixed("battery_soc", 0));
+  EXPECT_EQ(edit(live(), "Text7")->text(), fixed("battery_temperature", 1));
+  EXPECT_EQ(edit(live(), "Text18")->text(), fixed("device_temperature", 1));
+  EXPECT_EQ(edit(live(), "Text16")->text(), fixed("load_voltage", 1));
+  EXPECT_EQ(edit(live(), "Text17")->text(), fixed("load_current", 2));
+  EXPECT_EQ(edit(live(), "Text15")->text(), fixed("load_power", 0));
+  EXPECT_EQ(edit(live(), "Text5")->text(), o["charge_state_text"].toString());
+  const QJsonObject status = o["status"].toObject();
+  EXPECT_EQ(edit(live(), "Text10")->text(), status["battery"].toString());
+  EXPECT_EQ(edit(live(), "Text6")->text(), status["array"].toString());
+  EXPECT_EQ(edit(live(), "Text19")->text(), status["device"].toString());
+  EXPECT_EQ(edit(live(), "Text14")->text(), status["load"].toString());
+  EXPECT_EQ(o["battery_voltage"].toDouble(), 12.5);  // the values are the simulator's, not zeros
+
+  // The second station under its escaped name; the console's status online.
+  EXPECT_FALSE(sub.on(kBase + kLevel2 + "/state").empty());
+  EXPECT_EQ(last(sub.on(kBase + "status")), "online");
+  EXPECT_EQ(last(sub.on(kBase + "一号站/availability")), "online");
+
+  // Discovery: one config per value and station, valid JSON with every key; the device from
+  // the information block, as the screen shows it.
+  int configs = 0;
+  for (const auto& m : sub.messages()) {
+    if (m.topic.rfind("homeassistant/sensor/", 0) != 0) continue;
+    ++configs;
+    QJsonParseError err;
+    const QJsonObject c = QJsonDocument::fromJson(m.payload, &err).object();
+    ASSERT_EQ(err.error, QJsonParseError::NoError) << m.topic;
+    for (const char* key : {"name", "unique_id", "state_topic", "value_template", "device_class",
+                            "unit_of_measurement", "state_class", "availability_topic", "device"})
+      EXPECT_TRUE(c.contains(key)) << key;
+    const QJsonObject d = c["device"].toObject();
+    if (d["name"].toString() == kStation1) {
+      EXPECT_EQ(d["model"].toString(), edit(live(), "LTextBox3")->text());
+      EXPECT_EQ(d["hw_version"].toString(), edit(live(), "LTextBox4")->text());
+      EXPECT_EQ(d["sw_version"].toString(), edit(live(), "SoftSw")->text());
+    } else {
+      EXPECT_EQ(c["state_topic"].toString().toStdString(), kBase + kLevel2 + "/state");
+    }
+  }
+  EXPECT_GE(configs, 2 * static_cast<int>(publish::sensors().size()));
+  EXPECT_TRUE(dialogs.shown.empty());
+}
+
+TEST_F(BrokerTest, AvailabilityGoesOfflineForASilentStationAndBackOnline) {
+  Broker broker;
+  Subscriber sub(broker.port());
+  start();
+  publishTo(broker.port());
+  const std::string avail2 = kBase + kLevel2 + "/availability";
+  const std::string avail1 = kBase + "一号站/availability";
+  ASSERT_TRUE(runUntil([&] { return last(sub.on(avail2)) == "online"; }));
+  station2->setFaults({.silent = true});
+  ASSERT_TRUE(runUntil([&] { return last(sub.on(avail2)) == "offline"; }));
+  EXPECT_EQ(last(sub.on(avail1)), "online");  // the other station answers on
+  station2->setFaults({});
+  ASSERT_TRUE(runUntil([&] { return last(sub.on(avail2)) == "online"; }));
+  // Each change once: online, offline, online.
+  EXPECT_EQ(sub.on(avail2).size(), 3u);
+}
+
+// A real-time reply whose "Ah charged today" carries a sequence number.
+QByteArray numberedReply(int n) {
+  QByteArray r(73, '\0');
+  r[0] = 1;
+  r[1] = 3;
+  r[2] = 70;
+  r[37] = static_cast<char>(n >> 8);
+  r[38] = static_cast<char>(n & 0xFF);
+  return r;
+}
+
+TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrder) {
+  Broker broker;
+  Subscriber sub(broker.port());
+  ASSERT_TRUE(sub.subscribed());
+  start();
+  publishTo(broker.port());
+  ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
+  const std::string topic = kBase + "直送站/state";
+  int n = 0;
+  const auto feed = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      publisher->realTimeReply(QStringLiteral("直送站"), "1", numberedReply(n++));
+      runFor(100);
+    }
+  };
+  feed(40);
+  ASSERT_TRUE(runUntil([&] { return sub.on(topic).size() >= 40; }));
+  broker.stop();
+  ASSERT_TRUE(runUntil([&] { return !publisher->connected(); }));
+  feed(60);  // the broker is away: these wait in the queue
+  EXPECT_GE(publisher->queued(), 60u);
+  broker.start();
+  feed(20);
+  const auto distinct = [&] {
+    std::set<int> seen;
+    for (const QByteArray& p : sub.on(topic, true)) seen.insert(jsonOf(p)["day_charge_ah"].toInt());
+    return static_cast<int>(seen.size());
+  };
+  EXPECT_TRUE(runUntil([&] { return distinct() == n; }, 15000));
+
+  // Every reading arrived, in order; a reading the broker took just before it went down may
+  // come twice (at least once), never out of order.
+  int expected = 0;
+  for (const QByteArray& p : sub.on(topic, true)) {
+    const int v = jsonOf(p)["day_charge_ah"].toInt();
+    if (v < expected) continue;  // a repeat
+    ASSERT_EQ(v, expected) << "reading " << expected << " lost or out of order";
+    ++expected;
+  }
+  EXPECT_EQ(expected, n);
+  EXPECT_EQ(publisher->dropped(), 0u);
+  EXPECT_EQ(logCount(QStringLiteral("与MQTT服务器的连接已断开")), 1);
+}
+
+TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLogLine) {
+  Broker broker(std::vector<std::pair<QString, QString>>{{"site", "right"}});
+  start();
+  publishTo(broker.port(), "site", "wrong");
+  runFor(40000);  // several attempts with back-off
+  EXPECT_FALSE(publisher->connected());
+  EXPECT_EQ(logCount(QStringLiteral("用户名或密码错误")), 1);
+  // The console goes on: the scan polls and fills its table.
+  EXPECT_FALSE(scan().stations().isEmpty());
+  EXPECT_TRUE(scan().answered(1));
+  EXPECT_TRUE(dialogs.shown.empty());
+
+  publishTo(broker.port(), "site", "right");
+  ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
+
+  QFile bad(dir.path() + "/bad-ca.pem");
+  ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
+  bad.write("not a certificate\n");
+  bad.close();
+  publishTo(broker.port(), "site", "right", bad.fileName());
+  runFor(40000);
+  EXPECT_FALSE(publisher->connected());
+  EXPECT_EQ(logCount(QStringLiteral("MQTT加密连接失败")), 1);
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(scan().answered(2));
+}
+
+TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
+  Broker broker;
+  start();
+  auto& screen = publish::FrmMqttSettings::instance();
+  screen.Form_Load();
+  EXPECT_EQ(edit(screen, "TextPort")->text(), "1883");
+  EXPECT_EQ(edit(screen, "TextDiscovery")->text(), "homeassistant");
+  testing::control<QCheckBox>(screen, "Check1")->setChecked(true);
+  edit(screen, "TextHost")->setText("127.0.0.1");
+  edit(screen, "TextPort")->setText("0");
+  screen.Command1_Click();  // refused: no key written
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
+  edit(screen, "TextPort")->setText(QString::number(broker.port()));
+  edit(screen, "TextClientId")->setText("site9");
+  screen.Command1_Click();
+  EXPECT_EQ(core::readIni("MQTT", "Enabled"), "1");
+  EXPECT_EQ(core::readIni("MQTT", "Port"), QString::number(broker.port()));
+  EXPECT_EQ(publisher->settings().clientId, "site9");
+  ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
+
+  // A guest never opens the settings: the item sits in the administrator's menu "数据保存",
+  // which the rights grey for anyone else.
+  core::currentUser = "guest";
+  mdi().MDIForm_Load();
+  auto* maintenance = mdi().findChild<QMenu*>("Maintenance");
+  ASSERT_NE(maintenance, nullptr);
+  EXPECT_TRUE(maintenance->actions().contains(mdi().action("MqttSettings")));
+  EXPECT_FALSE(maintenance->menuAction()->isEnabled());
+  core::currentUser.clear();
+}
+
+}  // namespace
+}  // namespace xl
