@@ -51,7 +51,6 @@ const FaultFlag kFaults[] = {
 
 QString u(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
 
-QJsonValue orNull(const char* text) { return text ? QJsonValue(QString::fromUtf8(text)) : QJsonValue(); }
 
 // The address as a number when the store's text is a whole number 0..255, else the text.
 QJsonValue addressValue(const QString& deviceId) {
@@ -155,9 +154,11 @@ std::vector<Message> discoveryConfigs(const Topics& topics, const StationIdentit
     c["object_id"] = u(uid);
     c["state_topic"] = stateTopic;
     c["value_template"] = QStringLiteral("{{ value_json.%1 }}").arg(QString::fromLatin1(s.key));
-    c["device_class"] = orNull(s.deviceClass);
-    c["unit_of_measurement"] = orNull(s.unit);
-    c["state_class"] = orNull(s.stateClass);
+    // A value without a class, unit or state class leaves the key out: Home Assistant then
+    // treats it as a plain sensor, where a null would fail its validation.
+    if (s.deviceClass) c["device_class"] = QString::fromLatin1(s.deviceClass);
+    if (s.unit) c["unit_of_measurement"] = QString::fromUtf8(s.unit);
+    if (s.stateClass) c["state_class"] = QString::fromLatin1(s.stateClass);
     c["availability_topic"] = availabilityTopic;
     c["device"] = device;
     out.push_back({topics.discoveryConfig(uid), QJsonDocument(c).toJson(QJsonDocument::Compact)});

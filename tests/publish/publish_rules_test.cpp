@@ -131,13 +131,19 @@ TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
   const auto configs = discoveryConfigs(t, {"一号站", "1", "COM3,9600"}, info);
   ASSERT_EQ(configs.size(), sensors().size());
   std::map<std::string, int> uniqueIds;
+  int classified = 0;
   for (const auto& m : configs) {
     QJsonParseError err;
     const QJsonObject c = QJsonDocument::fromJson(m.payload, &err).object();
     ASSERT_EQ(err.error, QJsonParseError::NoError) << m.topic;
-    for (const char* key : {"name", "unique_id", "state_topic", "value_template", "device_class",
-                            "unit_of_measurement", "state_class", "availability_topic", "device"})
+    for (const char* key : {"name", "unique_id", "state_topic", "value_template", "availability_topic", "device"})
       EXPECT_TRUE(c.contains(key)) << m.topic << " " << key;
+    // Class, unit and state class stand only where the value has them, never as null.
+    for (const char* key : {"device_class", "unit_of_measurement", "state_class"})
+      if (c.contains(key)) {
+        EXPECT_TRUE(c[key].isString()) << m.topic << " " << key;
+      }
+    classified += c.contains("device_class") && c.contains("unit_of_measurement") && c.contains("state_class");
     EXPECT_EQ(m.topic, "homeassistant/sensor/" + c["unique_id"].toString().toStdString() + "/config");
     EXPECT_EQ(c["state_topic"].toString(), QStringLiteral("xinglan/site1/一号站/state"));
     EXPECT_EQ(c["availability_topic"].toString(), QStringLiteral("xinglan/site1/一号站/availability"));
@@ -150,6 +156,7 @@ TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
     ++uniqueIds[c["unique_id"].toString().toStdString()];
   }
   EXPECT_EQ(uniqueIds.size(), configs.size());
+  EXPECT_GT(classified, 10);  // voltages, currents, powers, energies, temperatures
   // Without the information block the device has no model yet.
   const auto bare = discoveryConfigs(t, {"S", "2", ""}, std::nullopt);
   EXPECT_FALSE(QJsonDocument::fromJson(bare[0].payload).object()["device"].toObject().contains("model"));
