@@ -17,7 +17,9 @@
 #include <functional>
 #include <string>
 
+#include "link/exchange_log.h"
 #include "platform/bytes.h"
+#include "platform/scheduler.h"
 #include "platform/serial_port.h"
 
 namespace xl::link {
@@ -43,6 +45,14 @@ struct SessionOptions {
 // The handler may change the bytes.
 using ReplyHandler = std::function<void(Bytes& data, const std::string& text)>;
 
+// Observers of the wire: every session reports each exchange that ended (a reply read, or no
+// byte within the silence limit) to every observer registered here. With none registered a
+// session keeps no record and posts nothing, so the dialogue of the line is untouched.
+using ExchangeObserver = std::function<void(const Exchange&)>;
+int addExchangeObserver(ExchangeObserver observer);  // returns an id for the removal
+void removeExchangeObserver(int id);
+bool exchangesObserved();
+
 class SerialSession {
  public:
   SerialSession(std::string controlName, SessionOptions options, ReplyHandler onReply);
@@ -58,18 +68,43 @@ class SerialSession {
   // The background scan's control, which every send closes first.
   static void setScanControl(platform::SerialControl* control);
   static platform::SerialControl* scanControl();
+  // The fast scan's line controls: a send closes the one that is open on the same port number
+  // (the scan's control above is closed by every send, whatever its port).
+  static void addLineScanControl(platform::SerialControl* control);
+  static void removeLineScanControl(platform::SerialControl* control);
 
   // The fixed receive window.
   static constexpr std::int64_t kReceiveWindowMs = 100;
+  // For the record only: a request whose first reply byte has not come this long after it was
+  // written is reported as unanswered. The session itself still waits silently, as it always
+  // does; a reply that comes later still goes to the screen and is reported on its own.
+  static constexpr std::int64_t kSilenceLimitMs = 300;
+
+  ~SerialSession();
+
+  // Told when an exchange of this session has ended, whatever its verdict, after the reply
+  // handler ran (or when the silence limit passed). Used by the fast scan to send the next
+  // request at once; a session without it costs nothing more.
+  void setOnExchangeEnded(std::function<void()> fn) { onExchangeEnded_ = std::move(fn); }
 
  private:
   void onComm();
   void finishReceive();
+  void beginRecord(const std::string& portText, const Bytes& frame);
+  void endRecord(Bytes reply);
+  void silenceLimitPassed(std::uint64_t serial);
 
   platform::SerialControl control_;
   SessionOptions options_;
   ReplyHandler onReply_;
   int portNumber_ = 0;
+
+  // The exchange under way, while anyone watches the wire or the session wants to know.
+  bool pending_ = false;
+  Exchange record_;
+  std::uint64_t serial_ = 0;
+  platform::TaskId silenceTask_ = 0;
+  std::function<void()> onExchangeEnded_;
 };
 
 }  // namespace xl::link

@@ -10,12 +10,15 @@
 #include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QLabel>
+#include <QStatusBar>
 #include <QToolBar>
 #include <QTreeWidget>
 
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/startup.h"
+#include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
@@ -56,9 +59,22 @@ FrmMDI::FrmMDI() {
 
   Timer2.setInterval(300);
   Timer2.setOnTick([this] { Timer2_Timer(); });
+
+  // The link health of the scan: stations online of all and the oldest reading in the status
+  // bar, each station's line as the tooltip of its node.
+  healthStatus_ = new QLabel(this);
+  healthStatus_->setObjectName("HealthStatus");
+  statusBar()->addWidget(healthStatus_);
+  monitoring::FrmGlobalMonitoring::setHealthListener(
+      [this](const QString& status, const QList<monitoring::StationHealthLine>& stations) {
+        healthStatus_->setText(status);
+        for (const auto& s : stations)
+          if (QTreeWidgetItem* n = nodes_.value(s.treeKey); n && n->toolTip(0) != s.tooltip) n->setToolTip(0, s.tooltip);
+      });
 }
 
 FrmMDI::~FrmMDI() {
+  monitoring::FrmGlobalMonitoring::setHealthListener({});
   core::setLogBox({});
 }
 

@@ -16,6 +16,7 @@
 
 class QAction;
 class QDockWidget;
+class QLabel;
 class QMdiArea;
 class QMenu;
 class QPlainTextEdit;
@@ -88,6 +89,7 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   QDockWidget* picture14_;
   QTreeWidget* treeView1_;
   QToolBar* toolbar1_;
+  QLabel* healthStatus_;
   QMenu* editStation_;
   QHash<QString, QAction*> actions_;
   QHash<QString, QTreeWidgetItem*> nodes_;

@@ -1,0 +1,79 @@
+#include "link/exchange_log.h"
+
+#include <cstdio>
+
+#include "link/frame_codec.h"
+
+namespace xl::link {
+
+namespace {
+
+// The reply length a request asks for, or 0 when the function does not fix one.
+std::size_t expectedLength(const Bytes& request) {
+  if (request.size() < 2) return 0;
+  switch (request[1]) {
+    case 0x03:
+      if (request.size() < 6) return 0;
+      return 5 + 2 * ((static_cast<std::size_t>(request[4]) << 8) | request[5]);
+    case 0x06:
+    case 0x10:
+      return 8;
+    default:
+      return 0;
+  }
+}
+
+bool crcFits(const Bytes& frame) {
+  if (frame.size() < 3) return false;
+  const Bytes body(frame.begin(), frame.end() - 2);
+  const Bytes withCrc = appendCrc(body);
+  return withCrc == frame;
+}
+
+}  // namespace
+
+Verdict judgeReply(const Bytes& request, const Bytes& reply, int* exceptionCode) {
+  if (reply.empty()) return Verdict::NoReply;
+  if (!crcFits(reply)) return Verdict::CrcError;
+  if (reply.size() == 5 && (reply[1] & 0x80)) {
+    if (exceptionCode) *exceptionCode = reply[2];
+    return Verdict::Exception;
+  }
+  const std::size_t want = expectedLength(request);
+  if (want != 0 && reply.size() != want) return Verdict::LengthMismatch;
+  return Verdict::Ok;
+}
+
+std::string verdictText(Verdict verdict, int exceptionCode) {
+  switch (verdict) {
+    case Verdict::Ok:
+      return "正常";
+    case Verdict::CrcError:
+      return "CRC错误";
+    case Verdict::NoReply:
+      return "无应答";
+    case Verdict::Exception: {
+      char code[8];
+      std::snprintf(code, sizeof code, "%02X", exceptionCode & 0xFF);
+      return std::string("异常应答 ") + code;
+    }
+    case Verdict::LengthMismatch:
+      return "长度不符";
+  }
+  return {};
+}
+
+std::string portNameOf(const std::string& portText) {
+  const auto comma = portText.find(',');
+  return comma == std::string::npos ? portText : portText.substr(0, comma);
+}
+
+void ExchangeLog::push(Exchange e) {
+  if (ring_.size() >= capacity_) ring_.pop_front();
+  ring_.push_back(std::move(e));
+  ++total_;
+}
+
+void ExchangeLog::clear() { ring_.clear(); }
+
+}  // namespace xl::link
