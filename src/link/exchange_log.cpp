@@ -63,6 +63,18 @@ std::string verdictText(Verdict verdict, int exceptionCode) {
   return {};
 }
 
+std::string spacedHex(const Bytes& bytes) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string out;
+  out.reserve(bytes.size() * 3);
+  for (std::uint8_t b : bytes) {
+    if (!out.empty()) out += ' ';
+    out += kDigits[b >> 4];
+    out += kDigits[b & 15];
+  }
+  return out;
+}
+
 std::string portNameOf(const std::string& portText) {
   const auto comma = portText.find(',');
   return comma == std::string::npos ? portText : portText.substr(0, comma);

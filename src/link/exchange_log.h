@@ -32,6 +32,7 @@ struct Exchange {
   Bytes reply;                 // everything read in the receive window
   Verdict verdict = Verdict::NoReply;
   int exceptionCode = 0;       // for Verdict::Exception
+  std::int64_t wallSentMs = 0; // wall clock of the request (ms since the epoch), set by a reader
 };
 
 // The verdict on `reply` (raw bytes with their CRC) to `request` (with its CRC).
@@ -42,6 +43,9 @@ Verdict judgeReply(const Bytes& request, const Bytes& reply, int* exceptionCode 
 // The operator's text of a verdict: "正常", "CRC错误", "无应答", "异常应答 02", "长度不符".
 std::string verdictText(Verdict verdict, int exceptionCode = 0);
 inline std::string verdictText(const Exchange& e) { return verdictText(e.verdict, e.exceptionCode); }
+
+// Bytes as spaced hex digit pairs, upper case: "01 03 01 00".
+std::string spacedHex(const Bytes& bytes);
 
 // The port name of a port text: "COM3,9600" gives "COM3".
 std::string portNameOf(const std::string& portText);

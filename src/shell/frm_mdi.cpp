@@ -18,6 +18,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/startup.h"
+#include "monitoring/frm_exchange_log.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
@@ -150,6 +151,7 @@ void FrmMDI::buildMenus() {
   paneCheck("ToolBar", QStringLiteral("工具栏"), [this](bool on) { toolbar1_->setVisible(on); });
   paneCheck("StationExplorer", QStringLiteral("站点查看"), [this](bool on) { picture1_->setVisible(on); });
   paneCheck("MessageWindow", QStringLiteral("信息窗口"), [this](bool on) { picture14_->setVisible(on); });
+  addItem(view, "ExchangeLog", QStringLiteral("通讯记录"), &FrmMDI::ExchangeLog_Click);
 
   QMenu* comm = bar->addMenu(QStringLiteral("通讯设置(&C)"));
   comm->setObjectName("Communication");
@@ -262,6 +264,8 @@ void FrmMDI::MDIForm_Load() {
 void FrmMDI::RealTimeMonitoring_Click() { showChild(&monitoring::FrmRealTimeMonitoring::instance()); }
 
 void FrmMDI::Monitoring1_Click() { showChild(&monitoring::FrmMonitoring1::instance()); }
+
+void FrmMDI::ExchangeLog_Click() { showChild(&monitoring::FrmExchangeLog::instance()); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

@@ -61,6 +61,7 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void GlobalMonitoring_Click();
   void RealTimeMonitoring_Click();
   void Monitoring1_Click();
+  void ExchangeLog_Click();
   void AddStation_Click();
   void stationDialog();
   void ViewStation_Click();

@@ -5,11 +5,20 @@
 
 #include <gtest/gtest.h>
 
+#include <QAction>
+#include <QComboBox>
+#include <QFile>
 #include <QLabel>
+#include <QPushButton>
+#include <QtTest/QTest>
 #include <QStatusBar>
 #include <QTreeWidget>
 
+#include "monitoring/frm_exchange_log.h"
 #include "monitoring/frm_global_monitoring.h"
+#include "link/exchange_log.h"
+#include "link/frame_codec.h"
+#include "platform/gbk.h"
 #include "support/console_fixture.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
@@ -149,6 +158,82 @@ TEST_F(LinkHealthTest, StationThatNeverAnsweredIsMarked) {
   EXPECT_EQ(table()->colIndex(monitoring::FrmGlobalMonitoring::kAnswerKey), 14);
   EXPECT_TRUE(table()->isColumnHidden(14));
   EXPECT_EQ(table()->colIndex("Last Reply"), kLastReply);
+}
+
+TEST_F(LinkHealthTest, WireViewShowsEachExchangeWithItsVerdictAndWatchesOnlyWhileOpen) {
+  using monitoring::FrmExchangeLog;
+  start();
+  mdi().show();
+  runTo(25000);
+  EXPECT_FALSE(FrmExchangeLog::exists());  // nothing watches the wire before it is opened
+
+  mdi().action("ExchangeLog")->trigger();
+  auto& view = FrmExchangeLog::instance();
+  ASSERT_TRUE(view.watching());
+  EXPECT_EQ(view.windowTitle(), QStringLiteral("通讯记录"));
+  sim::Faults crc;
+  crc.badCrc = true;
+  station1->setFaults(crc);
+  sim::Faults refused;
+  refused.exception = sim::Exception::IllegalAddress;
+  station2->setFaults(refused);
+  runTo(42000);  // the second round: two requests to each station
+
+  auto* table = grid(view, "Grid1");
+  ASSERT_EQ(table->rows(), 5);
+  const QString rt1 = QStringLiteral("01 03 01 00 00 23 05 EF");
+  EXPECT_EQ(table->textMatrix(1, 1), QStringLiteral("COM3"));
+  EXPECT_EQ(table->textMatrix(1, 2), QStringLiteral("一号站"));
+  EXPECT_EQ(table->textMatrix(1, 3), rt1);
+  EXPECT_EQ(table->textMatrix(1, 4).size(), 75 * 3 - 1);  // the whole reply, its CRC spoiled
+  EXPECT_EQ(table->textMatrix(1, 5), QStringLiteral("CRC错误"));
+  EXPECT_EQ(table->textMatrix(2, 2), QStringLiteral("二号站"));
+  EXPECT_EQ(table->textMatrix(2, 5), QStringLiteral("异常应答 02"));
+  EXPECT_EQ(table->textMatrix(2, 4).left(8), QStringLiteral("02 83 02"));
+  EXPECT_EQ(table->textMatrix(4, 5), QStringLiteral("异常应答 02"));
+  EXPECT_EQ(table->cellForeColor(1, 5), QColor(200, 0, 0));
+  // Time to the millisecond.
+  EXPECT_EQ(table->textMatrix(1, 0).size(), 23);
+
+  // The station filter shows station 2 only; "all" brings back every row.
+  auto* stations = testing::combo(view, "StationFilter");
+  stations->setCurrentIndex(stations->findText(QStringLiteral("二号站")));
+  ASSERT_EQ(table->rows(), 3);
+  EXPECT_EQ(table->textMatrix(1, 2), QStringLiteral("二号站"));
+  EXPECT_EQ(table->textMatrix(2, 2), QStringLiteral("二号站"));
+  stations->setCurrentIndex(0);
+  EXPECT_EQ(table->rows(), 5);
+
+  // Paused, the table stands still while the wire goes on; going on shows what came.
+  station1->setFaults({});
+  station2->setFaults({});
+  QTest::mouseClick(testing::button(view, "Pause"), Qt::LeftButton);
+  runTo(59000);
+  EXPECT_EQ(table->rows(), 5);
+  QTest::mouseClick(testing::button(view, "Pause"), Qt::LeftButton);
+  ASSERT_EQ(table->rows(), 9);
+  EXPECT_EQ(table->textMatrix(8, 5), QStringLiteral("正常"));
+
+  // Saved as CSV in the system's code page.
+  const QString path = dir.path() + "/wire.csv";
+  dialogs.fileNames.push_back(path);
+  QTest::mouseClick(testing::button(view, "Save"), Qt::LeftButton);
+  QFile file(path);
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  const QStringList lines = platform::fromGbk(file.readAll()).split("\r\n", Qt::SkipEmptyParts);
+  ASSERT_EQ(lines.size(), 9);
+  EXPECT_EQ(lines[0], QStringLiteral("时间,端口,站点,请求,应答,结果"));
+  const QString request2 = QString::fromStdString(link::spacedHex(requestFrame(2, " 03 0100 0023")));
+  const QString reply2 = QString::fromStdString(link::spacedHex(appendCrc({0x02, 0x83, 0x02})));
+  EXPECT_TRUE(lines[2].endsWith(QStringLiteral(",COM3,二号站,") + request2 + "," + reply2 + QStringLiteral(",异常应答 02")))
+      << lines[2].toStdString();
+
+  // Closed, it watches nothing: the ring stays as it was.
+  view.close();
+  EXPECT_FALSE(view.watching());
+  const std::size_t kept = view.log().size();
+  runTo(80000);
+  EXPECT_EQ(view.log().size(), kept);
 }
 
 }  // namespace
