@@ -6,8 +6,6 @@
 
 namespace xl::link {
 
-namespace {
-
 // The reply length a request asks for, or 0 when the function does not fix one.
 std::size_t expectedLength(const Bytes& request) {
   if (request.size() < 2) return 0;
@@ -22,6 +20,8 @@ std::size_t expectedLength(const Bytes& request) {
       return 0;
   }
 }
+
+namespace {
 
 bool crcFits(const Bytes& frame) {
   if (frame.size() < 3) return false;

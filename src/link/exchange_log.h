@@ -40,6 +40,9 @@ struct Exchange {
 // functions any length with a right CRC is taken as an answer.
 Verdict judgeReply(const Bytes& request, const Bytes& reply, int* exceptionCode = nullptr);
 
+// The reply length (with CRC) that `request` asks for, or 0 when its function fixes none.
+std::size_t expectedLength(const Bytes& request);
+
 // The operator's text of a verdict: "正常", "CRC错误", "无应答", "异常应答 02", "长度不符".
 std::string verdictText(Verdict verdict, int exceptionCode = 0);
 inline std::string verdictText(const Exchange& e) { return verdictText(e.verdict, e.exceptionCode); }

@@ -1,6 +1,8 @@
 #include "link/serial_session.h"
 
+#include <algorithm>
 #include <exception>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -72,6 +74,7 @@ SerialSession::SerialSession(std::string controlName, SessionOptions options, Re
 
 SerialSession::~SerialSession() {
   if (silenceTask_) platform::scheduler().cancel(silenceTask_);
+  cancelReceive();
 }
 
 void SerialSession::setScanControl(platform::SerialControl* control) { gScanControl = control; }
@@ -86,6 +89,11 @@ void SerialSession::removeLineScanControl(platform::SerialControl* control) {
 
 void SerialSession::sendRequest(const std::string& portText, const Bytes& frame) {
   if (options_.leaveOnEmptyPortText && portText.empty()) return;
+  if (options_.quickReceive) {
+    // A read still pending belongs to the port about to be closed.
+    cancelReceive();
+    expectLength_ = expectedLength(frame);
+  }
   try {
     const int port = getCommPort(portText);
     if (gScanControl && gScanControl->portOpen()) gScanControl->setPortOpen(false);
@@ -115,8 +123,48 @@ void SerialSession::sendRequest(const std::string& portText, const Bytes& frame)
 }
 
 void SerialSession::onComm() {
-  // The whole reply must arrive within the window that its first byte opens.
-  platform::scheduler().holdFor(platform::ms(kReceiveWindowMs), [this] { finishReceive(); });
+  if (!options_.quickReceive) {
+    // The whole reply must arrive within the window that its first byte opens.
+    platform::scheduler().holdFor(platform::ms(kReceiveWindowMs), [this] { finishReceive(); });
+    return;
+  }
+  if (receiveTask_) return;
+  // The event comes with the first byte; the rest of an expected reply follows at 10 bits a
+  // byte. Look then (a little after), and at the end of the window in any case.
+  const platform::Duration window = platform::ms(kReceiveWindowMs);
+  platform::Duration look = window;
+  const std::int64_t baud = [this] {
+    try {
+      return static_cast<std::int64_t>(std::stol(control_.settings()));
+    } catch (const std::exception&) {
+      return std::int64_t{0};
+    }
+  }();
+  if (expectLength_ > 0 && baud > 0)
+    look = std::min(window, platform::Duration(static_cast<std::int64_t>(expectLength_ - 1) * 10'000'000 / baud + 500));
+  const platform::Duration rest = window - look;
+  receiveTask_ = platform::scheduler().post(look, [this, rest] {
+    receiveTask_ = 0;
+    bool complete = false;
+    try {
+      complete = control_.portOpen() && expectLength_ > 0 &&
+                 static_cast<std::size_t>(control_.inBufferCount()) >= expectLength_;
+    } catch (const std::exception&) {
+    }
+    if (complete || rest <= platform::Duration::zero()) {
+      finishReceive();
+      return;
+    }
+    receiveTask_ = platform::scheduler().post(rest, [this] {
+      receiveTask_ = 0;
+      finishReceive();
+    });
+  });
+}
+
+void SerialSession::cancelReceive() {
+  if (receiveTask_) platform::scheduler().cancel(receiveTask_);
+  receiveTask_ = 0;
 }
 
 void SerialSession::beginRecord(const std::string& portText, const Bytes& frame) {

@@ -39,6 +39,10 @@ struct SessionOptions {
   std::function<void(const std::string& text)> showReplyText;
   // ... and one of them only the texts that are not empty.
   bool showOnlyNonEmptyText = false;
+  // The fast scan's lines: a reply is read as soon as the length its request asks for is in
+  // (else at the end of the receive window), and the wait does not hold the program, so the
+  // lines of a site are served side by side. Every screen's session keeps the fixed window.
+  bool quickReceive = false;
 };
 
 // Called with the verified reply (without CRC) when its byte 0 is not 0, and the reply text.
@@ -93,6 +97,7 @@ class SerialSession {
   void beginRecord(const std::string& portText, const Bytes& frame);
   void endRecord(Bytes reply);
   void silenceLimitPassed(std::uint64_t serial);
+  void cancelReceive();
 
   platform::SerialControl control_;
   SessionOptions options_;
@@ -104,6 +109,9 @@ class SerialSession {
   Exchange record_;
   std::uint64_t serial_ = 0;
   platform::TaskId silenceTask_ = 0;
+  // Quick receive: the length the request asks for, and the pending read.
+  std::size_t expectLength_ = 0;
+  platform::TaskId receiveTask_ = 0;
   std::function<void()> onExchangeEnded_;
 };
 

@@ -16,8 +16,10 @@ LineScan::Line& LineScan::lineFor(const std::string& portName) {
   if (!slot) {
     slot = std::make_unique<Line>();
     Line* line = slot.get();
+    link::SessionOptions options;
+    options.quickReceive = true;
     line->session = std::make_unique<link::SerialSession>(
-        "FrmGlobalMonitoring.Line." + portName, link::SessionOptions{},
+        "FrmGlobalMonitoring.Line." + portName, options,
         [this, line](Bytes& data, const std::string&) { onReply_(line->currentRow, data); });
     line->session->setOnExchangeEnded([this, line] {
       // After the reply handler: the next request of this line goes out at once.
