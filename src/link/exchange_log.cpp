@@ -1,6 +1,7 @@
 #include "link/exchange_log.h"
 
 #include <cstdio>
+#include <exception>
 
 #include "link/frame_codec.h"
 
@@ -23,11 +24,16 @@ std::size_t expectedLength(const Bytes& request) {
 
 namespace {
 
+// A body of at most 255 bytes with its CRC, as the codec reads frames; anything longer is no
+// frame of this bus.
 bool crcFits(const Bytes& frame) {
-  if (frame.size() < 3) return false;
-  const Bytes body(frame.begin(), frame.end() - 2);
-  const Bytes withCrc = appendCrc(body);
-  return withCrc == frame;
+  if (frame.size() < 3 || frame.size() > 257) return false;
+  try {
+    const Bytes body(frame.begin(), frame.end() - 2);
+    return appendCrc(body) == frame;
+  } catch (const std::exception&) {
+    return false;
+  }
 }
 
 }  // namespace

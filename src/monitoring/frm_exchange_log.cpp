@@ -80,12 +80,13 @@ FrmExchangeLog::FrmExchangeLog() : ui::Screen("FrmExchangeLog", QStringLiteral("
   platform::formatGrid(*Grid1, false);
   for (int c = 0; c < kCols; ++c) Grid1->setTextMatrix(0, c, QString::fromUtf8(kHeaders[c]));
   Grid1->setEditTriggers(QAbstractItemView::NoEditTriggers);
-  Grid1->horizontalHeader()->setStretchLastSection(true);
+  // The reply takes what the other columns leave; the verdict stays in sight at the right.
   Grid1->setColumnWidth(0, 170);
   Grid1->setColumnWidth(1, 60);
   Grid1->setColumnWidth(2, 90);
   Grid1->setColumnWidth(3, 190);
-  Grid1->setColumnWidth(4, 330);
+  Grid1->setColumnWidth(5, 100);
+  Grid1->horizontalHeader()->setSectionResizeMode(4, QHeaderView::Stretch);
 
   auto* bar = new QHBoxLayout;
   bar->addWidget(portLabel);

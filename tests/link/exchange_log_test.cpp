@@ -34,6 +34,12 @@ TEST(Verdict, EachReplyShapeGetsItsVerdict) {
   const Bytes whole = realTimeReply(1);
   EXPECT_EQ(judgeReply(rt, Bytes(whole.begin(), whole.begin() + 40)), Verdict::CrcError);
   EXPECT_EQ(judgeReply(rt, {0x01}), Verdict::CrcError);
+  // More than a frame can hold (a line full of noise) is no frame either, and never a failure.
+  EXPECT_EQ(judgeReply(rt, Bytes(600, 0x55)), Verdict::CrcError);
+  Bytes longest(255, 0x11);
+  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), appendCrc(longest)), Verdict::Ok);
+  Bytes tooLong(258, 0x11);
+  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), tooLong), Verdict::CrcError);
   // A right frame of the wrong length: the load mode reply to a real-time request.
   EXPECT_EQ(judgeReply(rt, appendCrc({0x01, 0x03, 0x02, 0x00, 0x0F})), Verdict::LengthMismatch);
   EXPECT_EQ(judgeReply(lm, appendCrc({0x01, 0x03, 0x02, 0x00, 0x0F})), Verdict::Ok);
