@@ -148,6 +148,9 @@ void FrmGlobalMonitoring::Form_Load() {
 void FrmGlobalMonitoring::clearStations() {
   platform::formatGrid(*VsFList1, false);
   rowKeys_.clear();
+  // A fast run under way asks rows that are gone; the next discovery starts afresh.
+  if (lineScan_) lineScan_->stop();
+  fastRoundRuns_ = false;
 }
 
 void FrmGlobalMonitoring::appendStation(const QString& name, const QString& deviceId) {
