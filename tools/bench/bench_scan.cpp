@@ -4,13 +4,17 @@
 // reading reaches in steady state, and the console's CPU per second of (virtual) run time.
 //
 //   bench_scan [steady-seconds]     (run by hand; QT_QPA_PLATFORM=offscreen without a display)
+//   bench_scan --seed DIR [fast]    writes the same site for the real console into DIR (settings,
+//                                   store, and bus.conf for xinglan-sim): see scan_cpu.sh
 
 #include <QApplication>
+#include <QFile>
 #include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <map>
+#include <string>
 
 #include "core/app_state.h"
 #include "core/settings.h"
@@ -130,8 +134,35 @@ Result run(bool perLine, int steadySeconds) {
 
 }  // namespace
 
+// The site for the real programs: settings and store in `dir`, the simulator's bus.conf.
+int seed(const QString& dir, bool perLine) {
+  core::setProgramDir(dir);
+  core::setStationStorePath({});
+  const QString ini = dir + "/MSCON.DLL";
+  core::writeIniFile("COMS", "ListCount", "4", ini);
+  core::writeIniFile("Scan", "Per Line", perLine ? "1" : "0", ini);
+  if (!core::checkDatabase()) core::createStore();
+  QFile bus(dir + "/bus.conf");
+  if (!bus.open(QIODevice::WriteOnly | QIODevice::Truncate)) return 1;
+  for (int l = 0; l < 4; ++l) {
+    const QString port = QStringLiteral("COM%1,9600").arg(l + 3);
+    core::writeIniFile("COMS", QString::number(l + 1), port, ini);
+    for (int a = 1; a <= 25; ++a) {
+      core::Station s;
+      s.StationName = QStringLiteral("站%1-%2").arg(l + 3).arg(a);
+      s.Port = port;
+      s.DeviceID = QString::number(a);
+      core::insertStation(s);
+      bus.write(QStringLiteral("[station]\nport = %1\naddress = %2\nhistory = 0\n\n").arg(port).arg(a).toUtf8());
+    }
+  }
+  return 0;
+}
+
 int main(int argc, char** argv) {
   QApplication app(argc, argv);
+  if (argc >= 3 && std::string(argv[1]) == "--seed")
+    return seed(QString::fromLocal8Bit(argv[2]), argc >= 4 && std::string(argv[3]) == "fast");
   const int steady = argc > 1 ? std::max(60, std::atoi(argv[1])) : 1200;
   std::printf("100 stations on 4 lines at 9600 baud, read interval 10 s, steady window %d s\n", steady);
   for (bool perLine : {false, true}) {
