@@ -99,7 +99,15 @@ void SerialSession::sendRequest(const std::string& portText, const Bytes& frame)
     if (gScanControl && gScanControl->portOpen()) gScanControl->setPortOpen(false);
     for (platform::SerialControl* line : lineScanControls())
       if (line != &control_ && line->portOpen() && line->commPort() == port) line->setPortOpen(false);
-    if (control_.portOpen()) control_.setPortOpen(false);
+    // A line of the fast scan stays open from one of its exchanges to the next, on the same
+    // port at the same rate; it only drops what is buffered.
+    const bool reuse = options_.keepOpen && control_.portOpen() && control_.commPort() == port &&
+                       control_.settings() == getBaudRate(portText) + ",N,8,1";
+    if (control_.portOpen() && !reuse) control_.setPortOpen(false);
+    if (reuse) {
+      control_.setInBufferCount(0);
+      control_.setOutBufferCount(0);
+    }
     if (!control_.portOpen()) {
       // Buffer sizes are set while the port is closed, thresholds and counts once it is open.
       control_.setCommPort(port);
@@ -160,6 +168,14 @@ void SerialSession::onComm() {
       finishReceive();
     });
   });
+}
+
+void SerialSession::closePort() {
+  cancelReceive();
+  try {
+    if (control_.portOpen()) control_.setPortOpen(false);
+  } catch (const std::exception&) {
+  }
 }
 
 void SerialSession::cancelReceive() {
@@ -234,7 +250,7 @@ void SerialSession::finishReceive() {
     control_.setInBufferCount(0);
   } catch (const std::exception&) {
   }
-  if (control_.portOpen()) control_.setPortOpen(false);
+  if (control_.portOpen() && !options_.keepOpen) control_.setPortOpen(false);
   if (recording) endRecord(std::move(raw));
   if (hadRequest && onExchangeEnded_) onExchangeEnded_();
 }

@@ -43,6 +43,9 @@ struct SessionOptions {
   // (else at the end of the receive window), and the wait does not hold the program, so the
   // lines of a site are served side by side. Every screen's session keeps the fixed window.
   bool quickReceive = false;
+  // ... and their port stays open between exchanges until the owner calls closePort (a
+  // screen's send to the same port still closes it first, as it closes the scan's).
+  bool keepOpen = false;
 };
 
 // Called with the verified reply (without CRC) when its byte 0 is not 0, and the reply text.
@@ -90,6 +93,8 @@ class SerialSession {
   // handler ran (or when the silence limit passed). Used by the fast scan to send the next
   // request at once; a session without it costs nothing more.
   void setOnExchangeEnded(std::function<void()> fn) { onExchangeEnded_ = std::move(fn); }
+  // Closes the port now (a reply under way is dropped): the end of a fast line's run.
+  void closePort();
 
  private:
   void onComm();

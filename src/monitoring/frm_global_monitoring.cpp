@@ -340,16 +340,14 @@ void FrmGlobalMonitoring::setPerLine(bool on) { perLine_ = on; }
 
 std::vector<LineScan::Request> FrmGlobalMonitoring::requestsFor(bool (FrmGlobalMonitoring::*include)(int) const,
                                                                 const char* literal) const {
+  // Port and address from the store, read once per station until the rows change (a station
+  // edit rebuilds them), not at every request: a fast round asks hundreds a minute.
   std::vector<LineScan::Request> out;
   for (int r = 1; r < VsFList1->rows(); ++r) {
     if (!(this->*include)(r)) continue;
-    try {
-      const QString name = VsFList1->textMatrix(r, 0);
-      const std::int32_t id = xl::toLong(xl::val(core::getStationDeviceID(name).toStdString()));
-      out.push_back({r, core::getStationPort(name).toStdString(), requestFrame(id, literal)});
-    } catch (const std::exception&) {
-      // A station whose address is no number is left out of the run.
-    }
+    const RowKey& k = rowKey(r);
+    if (k.address < 0) continue;  // an address that is no byte is left out of the run
+    out.push_back({r, k.portText.toStdString(), requestFrame(k.address, literal)});
   }
   return out;
 }

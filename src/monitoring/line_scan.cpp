@@ -18,6 +18,7 @@ LineScan::Line& LineScan::lineFor(const std::string& portName) {
     Line* line = slot.get();
     link::SessionOptions options;
     options.quickReceive = true;
+    options.keepOpen = true;
     line->session = std::make_unique<link::SerialSession>(
         "FrmGlobalMonitoring.Line." + portName, options,
         [this, line](Bytes& data, const std::string&) { onReply_(line->currentRow, data); });
@@ -55,6 +56,7 @@ void LineScan::stop() {
     line->queue.clear();
     line->next = 0;
     line->busy = false;
+    line->session->closePort();
   }
   busyLines_ = 0;
   whenDone_ = {};
@@ -79,6 +81,7 @@ void LineScan::sendNext(Line& line) {
 }
 
 void LineScan::lineFinished(Line& line) {
+  line.session->closePort();
   line.busy = false;
   line.queue.clear();
   line.next = 0;

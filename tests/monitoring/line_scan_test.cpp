@@ -58,6 +58,13 @@ TEST_F(LineScanTest, LinesRunSideBySideAndEachGoesOnWhenItsExchangeEnds) {
   EXPECT_EQ(done, 1);
   EXPECT_FALSE(scan.running());
   EXPECT_EQ(scan.lineCount(), 2u);
+  // The lines are closed at the end of their run: a screen can open them at once.
+  for (int port : {3, 4}) {
+    platform::SerialControl screen("Screen.MSComm1");
+    screen.setCommPort(port);
+    screen.setSettings("9600,N,8,1");
+    EXPECT_NO_THROW(screen.setPortOpen(true));
+  }
   const auto on3 = testing::sentFrames(*com3), on4 = testing::sentFrames(*com4);
   ASSERT_EQ(on3.size(), 4u);
   ASSERT_EQ(on4.size(), 3u);
@@ -77,6 +84,20 @@ TEST_F(LineScanTest, LinesRunSideBySideAndEachGoesOnWhenItsExchangeEnds) {
   // Each reply is booked to its own row, whatever the other line does.
   const std::vector<std::pair<int, std::int64_t>> expected = {{1, 21}, {3, 21}, {2, 42}, {6, 135}, {7, 156}, {5, 363}};
   EXPECT_EQ(replies, expected);
+}
+
+TEST_F(LineScanTest, ALineStaysOpenFromOneExchangeToTheNext) {
+  std::vector<std::string> ops;
+  platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
+    if (op == "PortOpen") ops.push_back(control + "=" + value);
+  });
+  scan.run({request(1, "COM3,9600", 1), request(2, "COM3,9600", 9), request(3, "COM3,9600", 2)}, [] {});
+  clock.advance(ms(2000));
+  platform::setPortTrace({});
+  // One opening for the whole run (a silent station included), one closing at its end.
+  const std::vector<std::string> expected = {"FrmGlobalMonitoring.Line.COM3=True", "FrmGlobalMonitoring.Line.COM3=False"};
+  EXPECT_EQ(ops, expected);
+  EXPECT_EQ(replies.size(), 2u);
 }
 
 TEST_F(LineScanTest, ARefusedPortCountsAsSilenceAndAForegroundSendTakesTheLine) {

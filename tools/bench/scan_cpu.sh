@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The console's CPU with 100 stations on 4 lines of xinglan-sim (pseudo-terminals), in a real X
 # server, at the one-request-a-second pace and with the fast scan. Run by hand:
-#   scan_cpu.sh BIN_DIR [SECONDS]
+#   scan_cpu.sh BIN_DIR [SECONDS] [PACES]      PACES: "paced fast" (default), or one of them
 # For each pace: a fresh program directory seeded by bench_scan --seed, the simulator with the
 # same site, the console; after the warm-up (discovery and the first rounds) the console's user
 # and system time over SECONDS (default 60) of wall time, as a share of one core.
@@ -29,7 +29,7 @@ fi
 
 src_bin=$(cd "$1" && pwd)
 secs=${2:-60}
-for pace in paced fast; do
+for pace in ${3:-paced fast}; do
   bin=$(mktemp -d)
   cp "$src_bin/xinglan" "$src_bin/xinglan-sim" "$bin/"
   mkdir -p "$bin/ports"
