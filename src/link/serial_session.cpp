@@ -1,6 +1,10 @@
 #include "link/serial_session.h"
 
+#include <algorithm>
 #include <exception>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "link/frame_codec.h"
 #include "link/vb_numbers.h"
@@ -10,7 +14,40 @@ namespace xl::link {
 
 namespace {
 platform::SerialControl* gScanControl = nullptr;
+std::vector<platform::SerialControl*>& lineScanControls() {
+  static std::vector<platform::SerialControl*> controls;
+  return controls;
 }
+
+struct Observers {
+  std::vector<std::pair<int, ExchangeObserver>> list;
+  int nextId = 1;
+};
+Observers& observers() {
+  static Observers o;
+  return o;
+}
+
+std::int64_t nowUs() { return platform::scheduler().now().count(); }
+}  // namespace
+
+int addExchangeObserver(ExchangeObserver observer) {
+  auto& o = observers();
+  const int id = o.nextId++;
+  o.list.emplace_back(id, std::move(observer));
+  return id;
+}
+
+void removeExchangeObserver(int id) {
+  auto& l = observers().list;
+  for (auto it = l.begin(); it != l.end(); ++it)
+    if (it->first == id) {
+      l.erase(it);
+      return;
+    }
+}
+
+bool exchangesObserved() { return !observers().list.empty(); }
 
 int getCommPort(const std::string& portText) {
   const auto comma = portText.find(',');
@@ -35,15 +72,42 @@ SerialSession::SerialSession(std::string controlName, SessionOptions options, Re
   control_.onComm = [this](platform::CommEvent) { onComm(); };
 }
 
+SerialSession::~SerialSession() {
+  if (silenceTask_) platform::scheduler().cancel(silenceTask_);
+  cancelReceive();
+}
+
 void SerialSession::setScanControl(platform::SerialControl* control) { gScanControl = control; }
 platform::SerialControl* SerialSession::scanControl() { return gScanControl; }
 
+void SerialSession::addLineScanControl(platform::SerialControl* control) { lineScanControls().push_back(control); }
+
+void SerialSession::removeLineScanControl(platform::SerialControl* control) {
+  auto& l = lineScanControls();
+  std::erase(l, control);
+}
+
 void SerialSession::sendRequest(const std::string& portText, const Bytes& frame) {
   if (options_.leaveOnEmptyPortText && portText.empty()) return;
+  if (options_.quickReceive) {
+    // A read still pending belongs to the port about to be closed.
+    cancelReceive();
+    expectLength_ = expectedLength(frame);
+  }
   try {
     const int port = getCommPort(portText);
     if (gScanControl && gScanControl->portOpen()) gScanControl->setPortOpen(false);
-    if (control_.portOpen()) control_.setPortOpen(false);
+    for (platform::SerialControl* line : lineScanControls())
+      if (line != &control_ && line->portOpen() && line->commPort() == port) line->setPortOpen(false);
+    // A line of the fast scan stays open from one of its exchanges to the next, on the same
+    // port at the same rate; it only drops what is buffered.
+    const bool reuse = options_.keepOpen && control_.portOpen() && control_.commPort() == port &&
+                       control_.settings() == getBaudRate(portText) + ",N,8,1";
+    if (control_.portOpen() && !reuse) control_.setPortOpen(false);
+    if (reuse) {
+      control_.setInBufferCount(0);
+      control_.setOutBufferCount(0);
+    }
     if (!control_.portOpen()) {
       // Buffer sizes are set while the port is closed, thresholds and counts once it is open.
       control_.setCommPort(port);
@@ -60,19 +124,120 @@ void SerialSession::sendRequest(const std::string& portText, const Bytes& frame)
     }
     control_.output(frame);
     if (options_.remembersPort) portNumber_ = port;
+    if (exchangesObserved() || onExchangeEnded_) beginRecord(portText, frame);
   } catch (const std::exception&) {
     // A port that cannot be opened or a bad port text ends the send silently.
   }
 }
 
 void SerialSession::onComm() {
-  // The whole reply must arrive within the window that its first byte opens.
-  platform::scheduler().holdFor(platform::ms(kReceiveWindowMs), [this] { finishReceive(); });
+  if (!options_.quickReceive) {
+    // The whole reply must arrive within the window that its first byte opens.
+    platform::scheduler().holdFor(platform::ms(kReceiveWindowMs), [this] { finishReceive(); });
+    return;
+  }
+  if (receiveTask_) return;
+  // The event comes with the first byte; the rest of an expected reply follows at 10 bits a
+  // byte. Look then (a little after), and at the end of the window in any case.
+  const platform::Duration window = platform::ms(kReceiveWindowMs);
+  platform::Duration look = window;
+  const std::int64_t baud = [this] {
+    try {
+      return static_cast<std::int64_t>(std::stol(control_.settings()));
+    } catch (const std::exception&) {
+      return std::int64_t{0};
+    }
+  }();
+  if (expectLength_ > 0 && baud > 0)
+    look = std::min(window, platform::Duration(static_cast<std::int64_t>(expectLength_ - 1) * 10'000'000 / baud + 500));
+  const platform::Duration rest = window - look;
+  receiveTask_ = platform::scheduler().post(look, [this, rest] {
+    receiveTask_ = 0;
+    bool complete = false;
+    try {
+      complete = control_.portOpen() && expectLength_ > 0 &&
+                 static_cast<std::size_t>(control_.inBufferCount()) >= expectLength_;
+    } catch (const std::exception&) {
+    }
+    if (complete || rest <= platform::Duration::zero()) {
+      finishReceive();
+      return;
+    }
+    receiveTask_ = platform::scheduler().post(rest, [this] {
+      receiveTask_ = 0;
+      finishReceive();
+    });
+  });
+}
+
+void SerialSession::closePort() {
+  cancelReceive();
+  try {
+    if (control_.portOpen()) control_.setPortOpen(false);
+  } catch (const std::exception&) {
+  }
+}
+
+void SerialSession::cancelReceive() {
+  if (receiveTask_) platform::scheduler().cancel(receiveTask_);
+  receiveTask_ = 0;
+}
+
+void SerialSession::beginRecord(const std::string& portText, const Bytes& frame) {
+  // The request before this one got no byte: its record ends here, unanswered.
+  if (pending_) endRecord({});
+  pending_ = true;
+  record_ = Exchange{};
+  record_.sentUs = nowUs();
+  record_.port = portNameOf(portText);
+  record_.address = frame.empty() ? -1 : frame[0];
+  record_.request = frame;
+  const std::uint64_t serial = ++serial_;
+  silenceTask_ = platform::scheduler().post(platform::ms(kSilenceLimitMs), [this, serial] { silenceLimitPassed(serial); });
+}
+
+void SerialSession::silenceLimitPassed(std::uint64_t serial) {
+  silenceTask_ = 0;
+  // A first byte within the limit opened a receive window; its end writes the record.
+  if (!pending_ || serial != serial_) return;
+  endRecord({});
+  if (onExchangeEnded_) onExchangeEnded_();
+}
+
+void SerialSession::endRecord(Bytes reply) {
+  if (silenceTask_) {
+    platform::scheduler().cancel(silenceTask_);
+    silenceTask_ = 0;
+  }
+  Exchange e;
+  if (pending_) {
+    e = std::move(record_);
+    pending_ = false;
+  } else {
+    // A reply that came after its request was given up: reported on its own.
+    e.sentUs = nowUs();
+    e.port = "COM" + std::to_string(control_.commPort());
+    if (!reply.empty()) e.address = reply[0];
+  }
+  e.endedUs = nowUs();
+  e.reply = std::move(reply);
+  e.verdict = judgeReply(e.request, e.reply, &e.exceptionCode);
+  if (exchangesObserved()) {
+    const auto list = observers().list;  // an observer may remove itself
+    for (const auto& [id, fn] : list) fn(e);
+  }
 }
 
 void SerialSession::finishReceive() {
+  Bytes raw;
   try {
-    const std::string text = hexText(control_.input());
+    raw = control_.input();
+  } catch (const std::exception&) {
+  }
+  const bool hadRequest = pending_;
+  const bool recording = pending_ || (exchangesObserved() && !raw.empty());
+  try {
+    const std::string text = hexText(raw);
     if (options_.showReplyText && (!options_.showOnlyNonEmptyText || !text.empty())) options_.showReplyText(text);
     std::optional<Bytes> data = verifyFrame(text);
     if (!data || data->empty()) fail(Failure::Bounds, "no reply to read");
@@ -85,7 +250,9 @@ void SerialSession::finishReceive() {
     control_.setInBufferCount(0);
   } catch (const std::exception&) {
   }
-  if (control_.portOpen()) control_.setPortOpen(false);
+  if (control_.portOpen() && !options_.keepOpen) control_.setPortOpen(false);
+  if (recording) endRecord(std::move(raw));
+  if (hadRequest && onExchangeEnded_) onExchangeEnded_();
 }
 
 }  // namespace xl::link

@@ -17,7 +17,9 @@
 #include <functional>
 #include <string>
 
+#include "link/exchange_log.h"
 #include "platform/bytes.h"
+#include "platform/scheduler.h"
 #include "platform/serial_port.h"
 
 namespace xl::link {
@@ -37,11 +39,26 @@ struct SessionOptions {
   std::function<void(const std::string& text)> showReplyText;
   // ... and one of them only the texts that are not empty.
   bool showOnlyNonEmptyText = false;
+  // The fast scan's lines: a reply is read as soon as the length its request asks for is in
+  // (else at the end of the receive window), and the wait does not hold the program, so the
+  // lines of a site are served side by side. Every screen's session keeps the fixed window.
+  bool quickReceive = false;
+  // ... and their port stays open between exchanges until the owner calls closePort (a
+  // screen's send to the same port still closes it first, as it closes the scan's).
+  bool keepOpen = false;
 };
 
 // Called with the verified reply (without CRC) when its byte 0 is not 0, and the reply text.
 // The handler may change the bytes.
 using ReplyHandler = std::function<void(Bytes& data, const std::string& text)>;
+
+// Observers of the wire: every session reports each exchange that ended (a reply read, or no
+// byte within the silence limit) to every observer registered here. With none registered a
+// session keeps no record and posts nothing, so the dialogue of the line is untouched.
+using ExchangeObserver = std::function<void(const Exchange&)>;
+int addExchangeObserver(ExchangeObserver observer);  // returns an id for the removal
+void removeExchangeObserver(int id);
+bool exchangesObserved();
 
 class SerialSession {
  public:
@@ -58,18 +75,49 @@ class SerialSession {
   // The background scan's control, which every send closes first.
   static void setScanControl(platform::SerialControl* control);
   static platform::SerialControl* scanControl();
+  // The fast scan's line controls: a send closes the one that is open on the same port number
+  // (the scan's control above is closed by every send, whatever its port).
+  static void addLineScanControl(platform::SerialControl* control);
+  static void removeLineScanControl(platform::SerialControl* control);
 
   // The fixed receive window.
   static constexpr std::int64_t kReceiveWindowMs = 100;
+  // For the record only: a request whose first reply byte has not come this long after it was
+  // written is reported as unanswered. The session itself still waits silently, as it always
+  // does; a reply that comes later still goes to the screen and is reported on its own.
+  static constexpr std::int64_t kSilenceLimitMs = 300;
+
+  ~SerialSession();
+
+  // Told when an exchange of this session has ended, whatever its verdict, after the reply
+  // handler ran (or when the silence limit passed). Used by the fast scan to send the next
+  // request at once; a session without it costs nothing more.
+  void setOnExchangeEnded(std::function<void()> fn) { onExchangeEnded_ = std::move(fn); }
+  // Closes the port now (a reply under way is dropped): the end of a fast line's run.
+  void closePort();
 
  private:
   void onComm();
   void finishReceive();
+  void beginRecord(const std::string& portText, const Bytes& frame);
+  void endRecord(Bytes reply);
+  void silenceLimitPassed(std::uint64_t serial);
+  void cancelReceive();
 
   platform::SerialControl control_;
   SessionOptions options_;
   ReplyHandler onReply_;
   int portNumber_ = 0;
+
+  // The exchange under way, while anyone watches the wire or the session wants to know.
+  bool pending_ = false;
+  Exchange record_;
+  std::uint64_t serial_ = 0;
+  platform::TaskId silenceTask_ = 0;
+  // Quick receive: the length the request asks for, and the pending read.
+  std::size_t expectLength_ = 0;
+  platform::TaskId receiveTask_ = 0;
+  std::function<void()> onExchangeEnded_;
 };
 
 }  // namespace xl::link

@@ -1,11 +1,13 @@
 #include "monitoring/frm_global_monitoring.h"
 
+#include <QDateTime>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "core/settings.h"
 #include "core/station_request.h"
 #include "core/station_store.h"
 #include "link/device_data_map.h"
@@ -33,7 +35,17 @@ const Column kColumns[] = {
     {"用电量KWh", "Discharge KWh"},    {"运行天数", "Total work days"},
     {"过放次数", "Batt.LVD times"},    {"充满次数", "Batt.chargefully times"},
 };
-constexpr int kColumnCount = 15;
+// The fourteen columns, the hidden answer mark, then the three columns of the link health.
+constexpr int kAnswerColumn = 14;
+const Column kHealthColumns[] = {
+    {"最后应答", FrmGlobalMonitoring::kLastReplyKey},
+    {"距今", FrmGlobalMonitoring::kReplyAgeKey},
+    {"应答率", FrmGlobalMonitoring::kAnswerShareKey},
+};
+constexpr int kFirstHealthColumn = kAnswerColumn + 1;
+constexpr int kColumnCount = kFirstHealthColumn + 3;
+const QColor kStaleGrey(150, 150, 150);
+const QColor kAgeRed(200, 0, 0);
 
 using ui::q;
 
@@ -42,6 +54,12 @@ ReplyStore& replyStore() {
   static ReplyStore store;
   return store;
 }
+HealthListener& healthListener() {
+  static HealthListener listener;
+  return listener;
+}
+
+std::int64_t nowUs() { return platform::scheduler().now().count(); }
 
 ReplyListener& replyListener() {
   static ReplyListener listener;
@@ -53,6 +71,7 @@ ReplyListener& replyListener() {
 void FrmGlobalMonitoring::setReplyListener(ReplyListener listener) { replyListener() = std::move(listener); }
 void FrmGlobalMonitoring::setWatchedStation(WatchedStation* w) { gWatched = w; }
 void FrmGlobalMonitoring::setReplyStore(ReplyStore store) { replyStore() = std::move(store); }
+void FrmGlobalMonitoring::setHealthListener(HealthListener listener) { healthListener() = std::move(listener); }
 
 FrmGlobalMonitoring::FrmGlobalMonitoring()
     : ui::Screen("FrmGlobalMonitoring", QStringLiteral("全局监控")),
@@ -97,10 +116,18 @@ FrmGlobalMonitoring::FrmGlobalMonitoring()
   Timer4.setOnTick([this] { Timer4_Timer(); });
   Timer1.setEnabled(true);  // as designed: one harmless pass off the empty grid after load
 
+  // Every exchange of every session is booked to its station; the columns follow each second.
+  observerId_ = link::addExchangeObserver([this](const link::Exchange& e) { health_.record(e); });
+  healthTimer.setInterval(1000);
+  healthTimer.setOnTick([this] { refreshHealth(); });
+  healthTimer.setEnabled(true);
+
   Form_Load();
 }
 
 FrmGlobalMonitoring::~FrmGlobalMonitoring() {
+  link::removeExchangeObserver(observerId_);
+  lineScan_.reset();
   if (link::SerialSession::scanControl() == &MSComm1.control()) link::SerialSession::setScanControl(nullptr);
 }
 
@@ -108,21 +135,32 @@ void FrmGlobalMonitoring::Form_Load() {
   // The design's English headers carry the keys; the hidden answer column has no header.
   VsFList1->setCols(kColumnCount);
   VsFList1->setRows(1);
-  for (int c = 0; c < kColumnCount - 1; ++c) {
+  for (int c = 0; c < kAnswerColumn; ++c) {
     VsFList1->setTextMatrix(0, c, kColumns[c].key);
     VsFList1->setColKey(c, kColumns[c].key);
   }
-  VsFList1->setColKey(kColumnCount - 1, kAnswerKey);
-  VsFList1->setColumnHidden(kColumnCount - 1, true);
+  VsFList1->setColKey(kAnswerColumn, kAnswerKey);
+  VsFList1->setColumnHidden(kAnswerColumn, true);
+  for (int i = 0; i < 3; ++i) VsFList1->setColKey(kFirstHealthColumn + i, kHealthColumns[i].key);
   platform::formatGrid(*VsFList1, false);
-  for (int c = 0; c < kColumnCount - 1; ++c) VsFList1->setTextMatrix(0, c, QString::fromUtf8(kColumns[c].header));
+  for (int c = 0; c < kAnswerColumn; ++c) VsFList1->setTextMatrix(0, c, QString::fromUtf8(kColumns[c].header));
+  for (int i = 0; i < 3; ++i)
+    VsFList1->setTextMatrix(0, kFirstHealthColumn + i, QString::fromUtf8(kHealthColumns[i].header));
+  perLine_ = core::readIniInt(QStringLiteral("Scan"), QStringLiteral("Per Line")) == 1;
 }
 
 // --- Named operations ----------------------------------------------------------------------
 
-void FrmGlobalMonitoring::clearStations() { platform::formatGrid(*VsFList1, false); }
+void FrmGlobalMonitoring::clearStations() {
+  platform::formatGrid(*VsFList1, false);
+  rowKeys_.clear();
+  // A fast run under way asks rows that are gone; the next discovery starts afresh.
+  if (lineScan_) lineScan_->stop();
+  fastRoundRuns_ = false;
+}
 
 void FrmGlobalMonitoring::appendStation(const QString& name, const QString& deviceId) {
+  rowKeys_.remove(name);
   VsFList1->setRows(VsFList1->rows() + 1);
   const int r = VsFList1->rows() - 1;
   VsFList1->setTextMatrix(r, 0, name);
@@ -173,6 +211,17 @@ void FrmGlobalMonitoring::sendToRow(int row, const char* literal) {
 // --- Discovery ----------------------------------------------------------------------------
 
 void FrmGlobalMonitoring::Timer4_Timer() {
+  if (perLine_) {
+    // The fast discovery asks all lines at once, three passes as always.
+    Timer1.setEnabled(false);
+    Timer2.setEnabled(false);
+    Timer3.setEnabled(false);
+    idleTicks_ = 0;
+    if (VsFList1->rows() < 2) return;
+    Timer4.setEnabled(false);
+    startFastDiscovery(0);
+    return;
+  }
   try {
     Timer1.setEnabled(false);
     Timer2.setEnabled(false);
@@ -213,9 +262,17 @@ void FrmGlobalMonitoring::readDatasA1(Bytes& reply) {
 // --- Rest and data passes -----------------------------------------------------------------
 
 void FrmGlobalMonitoring::Timer2_Timer() {
+  if (fastRoundRuns_) {
+    idleTicks_ = 0;  // the rest is counted from the end of the round
+    return;
+  }
   ++idleTicks_;
   if (idleTicks_ > readInterval_) {
-    Timer1.setEnabled(true);
+    roundBegins();
+    if (perLine_)
+      startFastRound();
+    else
+      Timer1.setEnabled(true);
     idleTicks_ = 0;
   }
 }
@@ -286,6 +343,160 @@ void FrmGlobalMonitoring::readDatasA2(Bytes& reply) {
     VsFList1->setTextMatrix(r, 6, q(block->status.load));
   }
   VsFList1->setTextMatrix(r, 4, q(block->chargeStateText));
+}
+
+// --- Fast scan ------------------------------------------------------------------------------
+
+void FrmGlobalMonitoring::setPerLine(bool on) { perLine_ = on; }
+
+std::vector<LineScan::Request> FrmGlobalMonitoring::requestsFor(bool (FrmGlobalMonitoring::*include)(int) const,
+                                                                const char* literal) const {
+  // Port and address from the store, read once per station until the rows change (a station
+  // edit rebuilds them), not at every request: a fast round asks hundreds a minute.
+  std::vector<LineScan::Request> out;
+  for (int r = 1; r < VsFList1->rows(); ++r) {
+    if (!(this->*include)(r)) continue;
+    const RowKey& k = rowKey(r);
+    if (k.address < 0) continue;  // an address that is no byte is left out of the run
+    out.push_back({r, k.portText.toStdString(), requestFrame(k.address, literal)});
+  }
+  return out;
+}
+
+void FrmGlobalMonitoring::dispatchReply(int row, Bytes& reply) {
+  // The handlers book a reply to the row pointers; in the fast scan the row is the line's own.
+  const int info = infoRow_, scan = scanRow_;
+  infoRow_ = scanRow_ = row;
+  try {
+    readDatasA1(reply);
+    readDatasA2(reply);
+    readDatasA3(reply);
+  } catch (const std::exception&) {
+  }
+  infoRow_ = info;
+  scanRow_ = scan;
+}
+
+void FrmGlobalMonitoring::startFastDiscovery(int pass) {
+  if (!lineScan_) lineScan_ = std::make_unique<LineScan>([this](int row, Bytes& reply) { dispatchReply(row, reply); });
+  auto requests = pass == 0 ? requestsFor(&FrmGlobalMonitoring::anyRow, " 03 000A 0011")
+                            : requestsFor(&FrmGlobalMonitoring::isSilentRow, " 03 000A 0011");
+  lineScan_->run(std::move(requests), [this, pass] {
+    if (pass < 2) {
+      startFastDiscovery(pass + 1);
+      return;
+    }
+    try {
+      if (discoveryDone_) discoveryDone_();
+    } catch (const std::exception&) {
+    }
+    endDiscovery();
+  });
+}
+
+void FrmGlobalMonitoring::startFastRound() {
+  if (!lineScan_) lineScan_ = std::make_unique<LineScan>([this](int row, Bytes& reply) { dispatchReply(row, reply); });
+  auto requests = requestsFor(&FrmGlobalMonitoring::isAnsweringRow, " 03 0100 0023");
+  auto loadMode = requestsFor(&FrmGlobalMonitoring::isAnsweringRow, " 03 E0 1D 0001");
+  requests.insert(requests.end(), std::make_move_iterator(loadMode.begin()), std::make_move_iterator(loadMode.end()));
+  fastRoundRuns_ = true;
+  lineScan_->run(std::move(requests), [this] { fastRoundDone(); });
+}
+
+void FrmGlobalMonitoring::fastRoundDone() {
+  fastRoundRuns_ = false;
+  idleTicks_ = 0;
+  // The rest starts now, on a grid of its own.
+  if (Timer2.enabled()) {
+    Timer2.setEnabled(false);
+    Timer2.setEnabled(true);
+  }
+}
+
+// --- Link health ----------------------------------------------------------------------------
+
+void FrmGlobalMonitoring::roundBegins() {
+  const std::int64_t now = nowUs();
+  if (lastRoundStartUs_ >= 0) measuredRoundUs_ = now - lastRoundStartUs_;
+  lastRoundStartUs_ = now;
+}
+
+std::int64_t FrmGlobalMonitoring::roundLengthUs() const {
+  if (measuredRoundUs_ > 0) return measuredRoundUs_;
+  int answering = 0;
+  for (int r = 1; r < VsFList1->rows(); ++r)
+    if (answered(r)) ++answering;
+  return pacedRoundUs(answering, readInterval_);
+}
+
+const FrmGlobalMonitoring::RowKey& FrmGlobalMonitoring::rowKey(int row) const {
+  const QString name = VsFList1->textMatrix(row, 0);
+  auto it = rowKeys_.find(name);
+  if (it == rowKeys_.end()) {
+    RowKey k;
+    k.portText = core::getStationPort(name);
+    k.port = link::portNameOf(k.portText.toStdString());
+    try {
+      const std::int32_t id = xl::toLong(xl::val(core::getStationDeviceID(name).toStdString()));
+      if (id >= 0 && id <= 255) k.address = id;
+    } catch (const std::exception&) {
+    }
+    it = rowKeys_.insert(name, k);
+  }
+  return *it;
+}
+
+HealthTexts FrmGlobalMonitoring::healthOf(int row) const {
+  const RowKey& k = rowKey(row);
+  return healthTexts(health_.find(k.port, k.address), nowUs(), roundLengthUs());
+}
+
+void FrmGlobalMonitoring::refreshHealth() {
+  const std::int64_t now = nowUs();
+  const std::int64_t round = roundLengthUs();
+  const QDateTime wallNow = QDateTime::currentDateTime();
+  const auto setText = [this](int r, int c, const QString& text) {
+    if (VsFList1->textMatrix(r, c) != text) VsFList1->setTextMatrix(r, c, text);
+  };
+  int online = 0;
+  std::optional<std::int64_t> oldest;
+  QList<StationHealthLine> lines;
+  for (int r = 1; r < VsFList1->rows(); ++r) {
+    const RowKey& k = rowKey(r);
+    const StationHealth* h = health_.find(k.port, k.address);
+    const HealthTexts t = healthTexts(h, now, round);
+    QString last;
+    if (t.ageUs) last = wallNow.addMSecs(-*t.ageUs / 1000).toString(QStringLiteral("HH:mm:ss"));
+    setText(r, kFirstHealthColumn, last);
+    setText(r, kFirstHealthColumn + 1, q(t.age));
+    setText(r, kFirstHealthColumn + 2, q(t.share));
+    // Stale and silent rows are grey, their age red; a fresh row has the grid's own colours.
+    const bool dim = t.state == Freshness::Stale || t.state == Freshness::NeverAnswered;
+    const QColor rowColor = dim ? kStaleGrey : QColor();
+    if (VsFList1->cellForeColor(r, 0) != rowColor) {
+      for (int c = 0; c < kColumnCount; ++c) VsFList1->setCellForeColor(r, c, rowColor);
+      VsFList1->setCellForeColor(r, kFirstHealthColumn + 1, dim ? kAgeRed : QColor());
+    }
+    if (t.state == Freshness::Fresh) ++online;
+    if (t.ageUs && (!oldest || *t.ageUs > *oldest)) oldest = t.ageUs;
+
+    StationHealthLine line;
+    line.name = VsFList1->textMatrix(r, 0);
+    line.treeKey = k.portText + "," + VsFList1->textMatrix(r, 1);
+    line.state = t.state;
+    if (t.state == Freshness::NeverAnswered)
+      line.tooltip = QStringLiteral("无应答");
+    else if (t.ageUs)
+      line.tooltip = QStringLiteral("最后应答 %1，距今 %2，应答率 %3").arg(last, q(t.age), q(t.share));
+    lines.append(line);
+  }
+  if (healthListener()) {
+    const QString status = QStringLiteral("在线站点 %1/%2    最旧读数 %3")
+                               .arg(online)
+                               .arg(VsFList1->rows() - 1)
+                               .arg(oldest ? q(ageText(*oldest)) : QStringLiteral("无"));
+    healthListener()(status, lines);
+  }
 }
 
 void FrmGlobalMonitoring::readDatasA3(Bytes& reply) {

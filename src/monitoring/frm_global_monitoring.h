@@ -8,10 +8,14 @@
 // station watched on the real-time screen, to that screen.
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <functional>
+#include <memory>
 
 #include "link/serial_session.h"
+#include "monitoring/line_scan.h"
+#include "monitoring/link_health.h"
 #include "platform/flex_grid.h"
 #include "platform/timer.h"
 #include "ui/registry.h"
@@ -46,6 +50,17 @@ struct ReplyListener {
   Reply deviceInfo;
   Reply realTime;
 };
+
+// The link health of one station as the main window shows it in its tree.
+struct StationHealthLine {
+  QString name;
+  QString treeKey;  // the tree's key of the station: "COM3,9600,1"
+  QString tooltip;  // "最后应答 ... 距今 ... 应答率 ..." or "无应答"
+  Freshness state = Freshness::Unknown;
+};
+// Told at every refresh of the link health (once a second): the status bar text and the lines
+// of the stations. The main window registers itself here.
+using HealthListener = std::function<void(const QString& status, const QList<StationHealthLine>& stations)>;
 
 class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMonitoring> {
   Q_OBJECT
@@ -85,6 +100,25 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   void setReadInterval(int seconds);
   int readInterval() const { return readInterval_; }
 
+  // The fast scan (settings key Scan / Per Line = 1, read when the scan is made): one session
+  // per line, the lines side by side, the next request of a line as soon as the previous
+  // exchange ended. Off, the scan keeps its one-request-a-second pace. A change takes effect
+  // at the next discovery or round; a round under way finishes as it began. The recorder's
+  // check box writes the key and calls this.
+  void setPerLine(bool on);
+  bool perLine() const { return perLine_; }
+
+  // --- Link health (from the exchanges the sessions report; no request of its own) ----------
+  static void setHealthListener(HealthListener listener);
+  // Recomputes the health columns, the status line and the tree's lines (the timer does this
+  // every second).
+  void refreshHealth();
+  // The texts of the three health columns of a row, and its state.
+  HealthTexts healthOf(int row) const;
+  // The length of a round that the staleness is measured against (microseconds).
+  std::int64_t roundLengthUs() const;
+  const LinkHealth& linkHealth() const { return health_; }
+
   // --- Handlers, public for tests ---------------------------------------------------------
   void Timer1_Timer();
   void Timer2_Timer();
@@ -96,11 +130,16 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
 
   // Column of the hidden answer mark, found by its key.
   static constexpr const char* kAnswerKey = "wwwwww";
+  // Keys of the health columns after it.
+  static constexpr const char* kLastReplyKey = "Last Reply";
+  static constexpr const char* kReplyAgeKey = "Reply Age";
+  static constexpr const char* kAnswerShareKey = "Answer Share";
 
   platform::Timer Timer1;  // real-time pass
   platform::Timer Timer2;  // rest counter
   platform::Timer Timer3;  // load mode pass
   platform::Timer Timer4;  // discovery
+  platform::Timer healthTimer;  // refresh of the health columns, once a second
 
  private:
   FrmGlobalMonitoring();
@@ -118,6 +157,25 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   // The end of a discovery: the rest counter goes on, unless the read interval is 0.
   void endDiscovery();
 
+  // The fast scan.
+  void startFastDiscovery(int pass);
+  void startFastRound();
+  void fastRoundDone();
+  std::vector<LineScan::Request> requestsFor(bool (FrmGlobalMonitoring::*include)(int) const, const char* literal) const;
+  bool isSilentRow(int row) const { return !answered(row); }
+  bool isAnsweringRow(int row) const { return answered(row); }
+  bool anyRow(int) const { return true; }
+  void dispatchReply(int row, Bytes& reply);
+  void roundBegins();
+
+  // Port name and address of a row's station, from the store (cached until the rows change).
+  struct RowKey {
+    std::string port;  // "COM3"
+    QString portText;  // "COM3,9600"
+    int address = -1;
+  };
+  const RowKey& rowKey(int row) const;
+
   platform::FlexGrid* VsFList1;
   QLineEdit* Text1;  // the hexadecimal text of the last reply; not shown
   link::SerialSession MSComm1;
@@ -128,6 +186,16 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   int idleTicks_ = 0;     // seconds counted toward readInterval
   int infoPass_ = 0;      // finished discovery passes
   std::function<void()> discoveryDone_;
+
+  bool perLine_ = false;
+  std::unique_ptr<LineScan> lineScan_;
+  bool fastRoundRuns_ = false;
+
+  LinkHealth health_;
+  int observerId_ = 0;
+  std::int64_t lastRoundStartUs_ = -1;
+  std::int64_t measuredRoundUs_ = 0;
+  mutable QHash<QString, RowKey> rowKeys_;
 };
 
 }  // namespace xl::monitoring

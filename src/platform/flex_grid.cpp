@@ -98,6 +98,24 @@ void FlexGrid::setCellData(int row, int col, const QVariant& data) {
   item(row, col, true)->setData(kCellDataRole, data);
 }
 
+void FlexGrid::setCellForeColor(int row, int col, const QColor& color) {
+  if (row < 1 || row >= rows() || col < 0 || col >= cols()) return;
+  QTableWidgetItem* it = item(row, col, color.isValid());
+  if (!it) return;
+  if (color.isValid())
+    it->setForeground(color);
+  else
+    it->setData(Qt::ForegroundRole, QVariant());
+}
+
+QColor FlexGrid::cellForeColor(int row, int col) const {
+  if (row < 1 || row >= rows() || col < 0 || col >= cols()) return {};
+  const QTableWidgetItem* it = QTableWidget::item(row - 1, col);
+  if (!it) return {};
+  const QVariant v = it->data(Qt::ForegroundRole);
+  return v.isValid() ? v.value<QBrush>().color() : QColor();
+}
+
 QString FlexGrid::colKey(int col) const { return col >= 0 && col < keys_.size() ? keys_[col] : QString(); }
 
 void FlexGrid::setColKey(int col, const QString& key) {

@@ -28,6 +28,10 @@ class FlexGrid : public QTableWidget {
   QVariant cellData(int row, int col) const;
   void setCellData(int row, int col, const QVariant& data);
 
+  // The text colour of one cell (an invalid colour gives the grid's own); body rows only.
+  void setCellForeColor(int row, int col, const QColor& color);
+  QColor cellForeColor(int row, int col) const;
+
   QString colKey(int col) const;
   void setColKey(int col, const QString& key);
   int colIndex(const QString& key) const;  // -1 when no column has the key

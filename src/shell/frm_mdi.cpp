@@ -10,6 +10,8 @@
 #include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QLabel>
+#include <QStatusBar>
 #include <QToolBar>
 #include <QTreeWidget>
 
@@ -23,6 +25,8 @@
 #include "monitoring/frm_hlstory_monitoring.h"
 #include "monitoring/frm_maintenance_record.h"
 #include "publish/frm_mqtt_settings.h"
+#include "monitoring/frm_exchange_log.h"
+#include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
@@ -64,9 +68,22 @@ FrmMDI::FrmMDI() {
 
   Timer2.setInterval(300);
   Timer2.setOnTick([this] { Timer2_Timer(); });
+
+  // The link health of the scan: stations online of all and the oldest reading in the status
+  // bar, each station's line as the tooltip of its node.
+  healthStatus_ = new QLabel(this);
+  healthStatus_->setObjectName("HealthStatus");
+  statusBar()->addWidget(healthStatus_);
+  monitoring::FrmGlobalMonitoring::setHealthListener(
+      [this](const QString& status, const QList<monitoring::StationHealthLine>& stations) {
+        healthStatus_->setText(status);
+        for (const auto& s : stations)
+          if (QTreeWidgetItem* n = nodes_.value(s.treeKey); n && n->toolTip(0) != s.tooltip) n->setToolTip(0, s.tooltip);
+      });
 }
 
 FrmMDI::~FrmMDI() {
+  monitoring::FrmGlobalMonitoring::setHealthListener({});
   core::setLogBox({});
 }
 
@@ -143,6 +160,7 @@ void FrmMDI::buildMenus() {
   paneCheck("ToolBar", QStringLiteral("工具栏"), [this](bool on) { toolbar1_->setVisible(on); });
   paneCheck("StationExplorer", QStringLiteral("站点查看"), [this](bool on) { picture1_->setVisible(on); });
   paneCheck("MessageWindow", QStringLiteral("信息窗口"), [this](bool on) { picture14_->setVisible(on); });
+  addItem(view, "ExchangeLog", QStringLiteral("通讯记录"), &FrmMDI::ExchangeLog_Click);
 
   QMenu* comm = bar->addMenu(QStringLiteral("通讯设置(&C)"));
   comm->setObjectName("Communication");
@@ -281,6 +299,8 @@ void FrmMDI::HlstoryMonitoring_Click() { showChild(&monitoring::FrmHlstoryMonito
 void FrmMDI::MaintenanceRecord_Click() { ui::showModal(&monitoring::FrmMaintenanceRecord::instance(), this); }
 
 void FrmMDI::MqttSettings_Click() { ui::showModal(&publish::FrmMqttSettings::instance(), this); }
+
+void FrmMDI::ExchangeLog_Click() { showChild(&monitoring::FrmExchangeLog::instance()); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {
   if (platform::dialogs().msgBox(QStringLiteral("确定要退出?"), platform::kYesNo | platform::kInformation) ==

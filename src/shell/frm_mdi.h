@@ -16,6 +16,7 @@
 
 class QAction;
 class QDockWidget;
+class QLabel;
 class QMdiArea;
 class QMenu;
 class QPlainTextEdit;
@@ -66,6 +67,7 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void RealTimeMonitoring_Click();
   void Monitoring1_Click();
   void HlstoryMonitoring_Click();
+  void ExchangeLog_Click();
   void AddStation_Click();
   void ViewStation_Click();
   void GeneralGLoadConfiguration_Click();
@@ -117,6 +119,7 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   QDockWidget* picture14_;
   QTreeWidget* treeView1_;
   QToolBar* toolbar1_;
+  QLabel* healthStatus_;
   QMenu* editStation_;
   QHash<QString, QAction*> actions_;
   QHash<QString, QTreeWidgetItem*> nodes_;

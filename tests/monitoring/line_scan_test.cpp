@@ -1,0 +1,135 @@
+// The fast scan's engine on two simulated lines: the lines run side by side, each sends its
+// next request as soon as the previous exchange ended, a refused or silent request costs the
+// silence limit, and a foreground screen takes a line from it as it takes it from the scan.
+
+#include "monitoring/line_scan.h"
+
+#include <gtest/gtest.h>
+
+#include "link/frame_codec.h"
+#include "platform/sim_bus.h"
+#include "support/scripted_device.h"
+#include "support/wire_log.h"
+
+namespace xl::monitoring {
+namespace {
+
+using platform::ms;
+
+class LineScanTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    platform::setScheduler(&clock);
+    platform::setPortDriver(&driver);
+    com3 = &driver.addLine("COM3", 9600);
+    com4 = &driver.addLine("COM4", 9600);
+    for (auto* line : {com3, com4}) {
+      auto device = std::make_shared<testing::ScriptedDevice>();
+      // Address 9 is silent, 8 refuses, every other answers a load mode reply after 5 ms.
+      device->answer = [](const Bytes& frame) -> std::vector<platform::SimReplyPart> {
+        if (frame[0] == 9) return {};
+        if (frame[0] == 8) return {{ms(5), appendCrc({8, 0x83, 0x02})}};
+        return {{ms(5), appendCrc({frame[0], 0x03, 0x02, 0x00, 0x0F})}};
+      };
+      line->attach(device);
+    }
+  }
+
+  static LineScan::Request request(int row, const char* port, int address) {
+    return {row, port, requestFrame(address, " 03 E0 1D 0001")};
+  }
+
+  platform::VirtualClock clock;
+  platform::SimBusDriver driver;
+  platform::SimLine* com3 = nullptr;
+  platform::SimLine* com4 = nullptr;
+  std::vector<std::pair<int, std::int64_t>> replies;  // row, ms
+  LineScan scan{[this](int row, Bytes&) { replies.emplace_back(row, platform::toMs(clock.now())); }};
+};
+
+TEST_F(LineScanTest, LinesRunSideBySideAndEachGoesOnWhenItsExchangeEnds) {
+  int done = 0;
+  scan.run({request(1, "COM3,9600", 1), request(2, "COM3,9600", 2), request(3, "COM4,9600", 3),
+            request(4, "COM3,9600", 9), request(5, "COM3,9600", 4), request(6, "COM4,9600", 8),
+            request(7, "COM4,9600", 5)},
+           [&] { ++done; });
+  EXPECT_TRUE(scan.running());
+  clock.advance(ms(5000));
+  EXPECT_EQ(done, 1);
+  EXPECT_FALSE(scan.running());
+  EXPECT_EQ(scan.lineCount(), 2u);
+  // The lines are closed at the end of their run: a screen can open them at once.
+  for (int port : {3, 4}) {
+    platform::SerialControl screen("Screen.MSComm1");
+    screen.setCommPort(port);
+    screen.setSettings("9600,N,8,1");
+    EXPECT_NO_THROW(screen.setPortOpen(true));
+  }
+  const auto on3 = testing::sentFrames(*com3), on4 = testing::sentFrames(*com4);
+  ASSERT_EQ(on3.size(), 4u);
+  ASSERT_EQ(on4.size(), 3u);
+  EXPECT_EQ(on3[0].atMs, 0);
+  EXPECT_EQ(on4[0].atMs, 0);
+  // 8 bytes out, 5 ms, the 7 bytes of the reply: read as soon as they are in, and the next
+  // request goes at once.
+  EXPECT_EQ(on3[1].atMs, 21);
+  EXPECT_EQ(on3[2].atMs, 42);
+  // Address 9 is silent: the next request waits for the silence limit only.
+  EXPECT_EQ(on3[3].atMs, 42 + 300);
+  EXPECT_EQ(on3[3].frame, hexText(requestFrame(4, " 03 E0 1D 0001")));
+  // A reply shorter than asked (an exception) is read at the end of the 100 ms window that
+  // its first byte opened.
+  EXPECT_EQ(on4[1].atMs, 21);
+  EXPECT_EQ(on4[2].atMs, 21 + 14 + 100);
+  // Each reply is booked to its own row, whatever the other line does.
+  const std::vector<std::pair<int, std::int64_t>> expected = {{1, 21}, {3, 21}, {2, 42}, {6, 135}, {7, 156}, {5, 363}};
+  EXPECT_EQ(replies, expected);
+}
+
+TEST_F(LineScanTest, ALineStaysOpenFromOneExchangeToTheNext) {
+  std::vector<std::string> ops;
+  platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
+    if (op == "PortOpen") ops.push_back(control + "=" + value);
+  });
+  scan.run({request(1, "COM3,9600", 1), request(2, "COM3,9600", 9), request(3, "COM3,9600", 2)}, [] {});
+  clock.advance(ms(2000));
+  platform::setPortTrace({});
+  // One opening for the whole run (a silent station included), one closing at its end.
+  const std::vector<std::string> expected = {"FrmGlobalMonitoring.Line.COM3=True", "FrmGlobalMonitoring.Line.COM3=False"};
+  EXPECT_EQ(ops, expected);
+  EXPECT_EQ(replies.size(), 2u);
+}
+
+TEST_F(LineScanTest, ARefusedPortCountsAsSilenceAndAForegroundSendTakesTheLine) {
+  // A foreground screen holds COM4: the scan's requests there are refused and it moves on.
+  platform::SerialControl foreground("Screen.MSComm1");
+  foreground.setCommPort(4);
+  foreground.setSettings("9600,N,8,1");
+  foreground.setPortOpen(true);
+  int done = 0;
+  scan.run({request(1, "COM4,9600", 1), request(2, "COM4,9600", 2)}, [&] { ++done; });
+  clock.advance(ms(599));
+  EXPECT_EQ(done, 0);
+  clock.advance(ms(1));
+  EXPECT_EQ(done, 1);
+  EXPECT_TRUE(testing::sentFrames(*com4).empty());
+  foreground.setPortOpen(false);
+
+  // A screen's send on COM3 closes the scan's COM3 line with its request out (the reply is
+  // lost), not the COM4 line; the COM3 line goes on after the silence limit.
+  scan.run({request(1, "COM3,9600", 1), request(2, "COM3,9600", 2), request(3, "COM4,9600", 3)}, [&] { ++done; });
+  link::SerialSession screen("Screen.MSComm1", link::SessionOptions{}, [](Bytes&, const std::string&) {});
+  clock.advance(ms(1));
+  screen.sendRequest("COM3,9600", requestFrame(7, " 03 E0 1D 0001"));
+  clock.advance(ms(2000));
+  EXPECT_EQ(done, 2);
+  std::vector<int> rows;
+  for (const auto& r : replies) rows.push_back(r.first);
+  EXPECT_EQ(rows, (std::vector<int>{3, 2}));  // row 1's reply went to the screen's port
+  const auto on3 = testing::sentFrames(*com3);
+  ASSERT_EQ(on3.size(), 3u);
+  EXPECT_EQ(on3[2].atMs, 600 + 300);
+}
+
+}  // namespace
+}  // namespace xl::monitoring

@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# The console's CPU with 100 stations on 4 lines of xinglan-sim (pseudo-terminals), in a real X
+# server, at the one-request-a-second pace and with the fast scan. Run by hand:
+#   scan_cpu.sh BIN_DIR [SECONDS] [PACES]      PACES: "paced fast" (default), or one of them
+# For each pace: a fresh program directory seeded by bench_scan --seed, the simulator with the
+# same site, the console; after the warm-up (discovery and the first rounds) the console's user
+# and system time over SECONDS (default 60) of wall time, as a share of one core.
+set -euo pipefail
+
+if [ "${1:-}" = "--inside-x" ]; then
+  bin=$2 secs=$3 warm=$4
+  "$bin/xinglan-sim" --config "$bin/bus.conf" --ports-dir "$bin/ports" --quiet >"$bin/sim.log" 2>&1 &
+  sim=$!
+  for _ in $(seq 1 100); do [ -e "$bin/ports/COM6" ] && break; sleep 0.1; done
+  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
+  app=$!
+  sleep "$warm"
+  hz=$(getconf CLK_TCK)
+  ticks() { awk '{print $14 + $15}' "/proc/$app/stat"; }
+  t0=$(ticks)
+  sleep "$secs"
+  t1=$(ticks)
+  awk -v a="$t0" -v b="$t1" -v hz="$hz" -v s="$secs" 'BEGIN { printf "%.2f %% of a core\n", 100 * (b - a) / hz / s }'
+  kill "$app" 2>/dev/null || true
+  kill -INT "$sim" 2>/dev/null || true
+  wait "$sim" 2>/dev/null || true
+  exit 0
+fi
+
+src_bin=$(cd "$1" && pwd)
+secs=${2:-60}
+for pace in ${3:-paced fast}; do
+  bin=$(mktemp -d)
+  cp "$src_bin/xinglan" "$src_bin/xinglan-sim" "$bin/"
+  mkdir -p "$bin/ports"
+  QT_QPA_PLATFORM=offscreen "$src_bin/bench_scan" --seed "$bin" $([ $pace = fast ] && echo fast)
+  # The paced scan needs about 215 s for its first full round; the fast one about 20 s.
+  warm=$([ $pace = fast ] && echo 40 || echo 240)
+  printf '%-7s ' "$pace"
+  xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$secs" "$warm"
+  rm -rf "$bin"
+done
