@@ -261,6 +261,21 @@ TEST_F(LoadConfigurationTest, TagsOfTheLastReadGoToTheStationNowChosenAfterReope
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
 }
 
+// A refused block must leave the screen alone (the rule says which replies are refused).
+TEST_F(LoadConfigurationTest, ExceptionRepliesChangeNothingAndShowNothing) {
+  startAndDiscover();
+  open();
+  pick(combo(screen()), kStation1);
+  press("Command1");
+  station1->setFaults({.exception = sim::Exception::IllegalFunction});
+  station1->state().setParam(sim::param::kLoadMode, 16);
+  press("Command1");
+  EXPECT_TRUE(option("Option5")->isChecked());
+  EXPECT_EQ(list("Combo2")->currentText(), "5");
+  press("Command2");
+  EXPECT_TRUE(dialogs.shown.empty());
+}
+
 // --- Factory operation ----------------------------------------------------------------------
 
 class FactoryOperationTest : public ConfigScreensTest {

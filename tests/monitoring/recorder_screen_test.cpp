@@ -443,6 +443,21 @@ TEST_F(RecorderScreenTest, MissingRootFolderKeepsTheQueueAndWritesItWhenItComesB
   EXPECT_TRUE(logEndingWith(QStringLiteral("数据保存")).isEmpty());
 }
 
+// The counter lives in the screen and goes to the file rule by reference at each flush.
+TEST_F(RecorderScreenTest, SharedCounterRollsOnlyTheFirstMarkedStation) {
+  recordEverything();
+  setting("Line Count", "3");  // a stored value is taken as it stands
+  startRecorder();
+  at(62900 + 2 * 61000);
+  // Third cycle: the counter is 3, Roof's file rolls and the counter goes back to 0 before Shed.
+  EXPECT_EQ(dataLinesOf("Roof", 1).size(), 2);
+  EXPECT_EQ(dataLinesOf("Roof", 2).size(), 1);
+  EXPECT_EQ(dataLinesOf("Shed", 1).size(), 3);
+  EXPECT_FALSE(QFile::exists(file("Shed", 2)));
+  EXPECT_EQ(recorder().recordCounter, 0);
+  EXPECT_EQ(linesOf(file("Roof", 2)).value(0), monitoring::headerLine());
+}
+
 TEST_F(RecorderScreenTest, TwoStationsOfOneNameShareTheFileOfTheFirst) {
   recordEverything();
   addStation("Roof", "COM3,9600", "3");  // a second row of the same name, never answering
