@@ -261,18 +261,7 @@ TEST_F(LoadConfigurationTest, TagsOfTheLastReadGoToTheStationNowChosenAfterReope
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
 }
 
-TEST_F(LoadConfigurationTest, TheHoursOptionWithNoHoursSendsModeZero) {
-  startAndDiscover();
-  open();
-  pick(combo(screen()), kStation1);
-  press("Command1");
-  type(list("Combo2"), "");
-  const std::int64_t t = nowMs();
-  press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 00 00 0A 00 05")), 1);
-  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 0);
-}
-
+// A refused block must leave the screen alone (the rule says which replies are refused).
 TEST_F(LoadConfigurationTest, ExceptionRepliesChangeNothingAndShowNothing) {
   startAndDiscover();
   open();
@@ -344,25 +333,6 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   // A station choice blanks the status line.
   pick(combo(screen()), kStation1);
   EXPECT_EQ(text1(), " ");
-}
-
-TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
-  startAndDiscover();
-  open();
-  pick(combo(screen()), kStation1);
-  click(button(screen(), "Command4"));
-  clock.advance(ms(400));
-  ASSERT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
-  dialogs.shown.clear();
-  station1->setFaults({.exception = sim::Exception::IllegalFunction});
-  for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) {
-    const std::int64_t t = nowMs();
-    click(button(screen(), name));
-    clock.advance(ms(400));
-    EXPECT_EQ(sentFrom(t).size(), 1u) << name;
-  }
-  EXPECT_TRUE(dialogs.shown.empty());
-  EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
 }
 
 TEST_F(FactoryOperationTest, WithNoStationChosenNothingGoesOut) {

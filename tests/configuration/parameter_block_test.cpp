@@ -88,25 +88,13 @@ TEST(ParameterRead, EachValueComesFromItsOwnRegister) {
                                      1234);
   ReadScreen s = readScreen(block);
   const ParameterBoxes& b = s.boxes;
-  EXPECT_EQ(b.text(C::SetChargeCurr), "12.34");
-  EXPECT_EQ(b.text(C::LTextBox8), "321");
-  EXPECT_EQ(b.text(C::LTextBox12), "17.10");
-  EXPECT_EQ(b.text(C::TextLimit), "15.20");
-  EXPECT_EQ(b.text(C::LTextBox16), "14.90");
-  EXPECT_EQ(b.text(C::LTextBox18), "14.70");
-  EXPECT_EQ(b.text(C::LTextBox20), "13.70");
-  EXPECT_EQ(b.text(C::LTextBox22), "13.10");
-  EXPECT_EQ(b.text(C::LTextBox38), "12.50");
-  EXPECT_EQ(b.text(C::LTextBox40), "11.90");
-  EXPECT_EQ(b.text(C::LTextBox36), "10.90");
-  EXPECT_EQ(b.text(C::LTextBox34), "10.40");
-  EXPECT_EQ(b.text(C::LTextBox24), "90");
-  EXPECT_EQ(b.text(C::LTextBox44), "40");
-  EXPECT_EQ(b.text(C::LTextBox45), "7");
-  EXPECT_EQ(b.text(C::LTextBox28), "61");
-  EXPECT_EQ(b.text(C::LTextBox29), "62");
-  EXPECT_EQ(b.text(C::LTextBox32), "17");
-  EXPECT_EQ(b.text(C::LTextBox10), "-4");
+  const std::pair<Control, const char*> expected[] = {
+      {C::SetChargeCurr, "12.34"}, {C::LTextBox8, "321"}, {C::LTextBox12, "17.10"}, {C::TextLimit, "15.20"},
+      {C::LTextBox16, "14.90"}, {C::LTextBox18, "14.70"}, {C::LTextBox20, "13.70"}, {C::LTextBox22, "13.10"},
+      {C::LTextBox38, "12.50"}, {C::LTextBox40, "11.90"}, {C::LTextBox36, "10.90"}, {C::LTextBox34, "10.40"},
+      {C::LTextBox24, "90"}, {C::LTextBox44, "40"}, {C::LTextBox45, "7"}, {C::LTextBox28, "61"},
+      {C::LTextBox29, "62"}, {C::LTextBox32, "17"}, {C::LTextBox10, "-4"}};
+  for (const auto& [c, text] : expected) EXPECT_EQ(b.text(c), text) << controlName(c);
 
   // And the write gives back every register as it came.
   ParameterBoxes boxes = s.boxes;

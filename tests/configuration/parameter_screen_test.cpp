@@ -266,32 +266,6 @@ TEST_F(ParameterScreenTest, ReadingWithoutAStationAsksForOne) {
   EXPECT_TRUE(screenFrames(t0).empty());
 }
 
-TEST_F(ParameterScreenTest, ChangedFloatVoltageIsWrittenAndEveryHiddenByteStays) {
-  setHiddenWords(0);
-  auto& s = device->state();
-  s.setParam(0xE004, 0x0000);  // "User": every voltage editable
-  s.setParam(0xE009, 137);
-  startAndOpen();
-  chooseStation();
-  read();
-  ASSERT_EQ(list("Combo2")->currentText(), "User");
-  ASSERT_EQ(box("LTextBox20")->text(), "13.70");
-  ASSERT_TRUE(box("LTextBox20")->isEnabled());
-  const auto before = s.params;
-
-  typeInto("LTextBox20", "13.5");
-  leaveTo("LTextBox22");
-  EXPECT_EQ(box("LTextBox20")->text(), "13.50");
-  const std::int64_t t0 = now();
-  clickButton("Command2");
-  ASSERT_EQ(writes(t0).size(), 1u);
-  ASSERT_EQ(dialogs.shown.size(), 1u);
-  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("参数设置成功"));
-  auto expected = before;
-  expected[0xE009 - 0xE001] = 135;
-  EXPECT_EQ(s.params, expected);
-}
-
 TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
   setHiddenWords();  // a type high byte of 0x3C reads as "User"
   startAndOpen();
@@ -321,42 +295,6 @@ TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
   EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("参数设置成功"));
   EXPECT_EQ(device->state().param(0xE004), 0x3C02);
   EXPECT_EQ(device->state().param(0xE021), 0x00A7);
-}
-
-TEST_F(ParameterScreenTest, OddDeviceValuesReadAndWriteBackAsTheScreenShowsThem) {
-  setHiddenWords();
-  auto& s = device->state();
-  s.setParam(0xE003, 0x3C5A);  // 60 V: no entry of the list
-  s.setParam(0xE004, 0x0107);  // type 263: unknown
-  s.setParam(0xE007, 0);       // no equalising voltage
-  s.setParam(0xE021, 0xFFA7);  // every mode bit set
-  startAndOpen();
-  chooseStation();
-  read();
-  EXPECT_EQ(list("Combo4")->currentText(), "Auto");
-  EXPECT_EQ(list("Combo2")->currentText(), "User");
-  EXPECT_EQ(list("Combo3")->currentText(), "SOC");
-  EXPECT_TRUE(box("LTextBox24")->isEnabled());
-  EXPECT_TRUE(box("LTextBox44")->isEnabled());
-  EXPECT_TRUE(box("LTextBox16")->text().isEmpty());
-  EXPECT_EQ(box("LTextBox10")->text(), "-3");
-  const std::int64_t t0 = now();
-  clickButton("Command2");
-  const auto w = writes(t0);
-  ASSERT_EQ(w.size(), 1u);
-  const Bytes frame = bytesOf(w[0]);
-  EXPECT_EQ(frame[11], 0xFF);  // "Auto"
-  EXPECT_EQ(frame[12], 0x5A);
-  EXPECT_EQ(frame[13], 0x01);  // the type's high byte echoed
-  EXPECT_EQ(frame[14], 0x00);  // "User"
-  EXPECT_EQ(frame[19], 0x00);  // the empty equalising voltage
-  EXPECT_EQ(frame[20], 0x00);
-  EXPECT_EQ(frame[45], 0x00);  // "-3" goes out as 3
-  EXPECT_EQ(frame[46], 0x03);
-  EXPECT_EQ(frame[71], 0x04);  // only the SOC bit survives
-  EXPECT_EQ(s.param(0xE021), 0x04A7);
-  EXPECT_EQ(s.param(0xE003), 0xFF5A);
-  EXPECT_EQ(s.param(0xE004), 0x0100);
 }
 
 TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) {
@@ -412,26 +350,18 @@ TEST_F(ParameterScreenTest, AnExceptionOrABadCrcToTheWriteSaysNothing) {
 
 // ---- Rules on focus and timers ---------------------------------------------------------------
 
+// The limits themselves are the rule layer's (parameter_rules_test); here only when they run.
 TEST_F(ParameterScreenTest, LimitsApplyWhenTheCursorLeavesABox) {
   startAndOpen();
   chooseStation();
   read();
-  // Under "Sealed" the capacity, the coefficient and the charge current are open.
   typeInto("LTextBox8", "5000");
   EXPECT_EQ(box("LTextBox8")->text(), "5000");  // nothing while the cursor stays
   leaveTo("SetChargeCurr");
   EXPECT_EQ(box("LTextBox8")->text(), "3000");
-  typeInto("LTextBox8", "");
-  leaveTo("SetChargeCurr");
-  EXPECT_EQ(box("LTextBox8")->text(), "100");
-  typeInto("LTextBox8", "150.5");
-  leaveTo("SetChargeCurr");
-  EXPECT_EQ(box("LTextBox8")->text(), "150.5");
   // The temperature coefficient follows each keystroke.
   typeInto("LTextBox10", "3");
   EXPECT_EQ(box("LTextBox10")->text(), "-3");
-  typeInto("LTextBox10", "-9");
-  EXPECT_EQ(box("LTextBox10")->text(), "-5");
   // Above the rated current the charge current takes the rated one.
   typeInto("SetChargeCurr", "35");
   leaveTo("LTextBox8");
@@ -439,15 +369,8 @@ TEST_F(ParameterScreenTest, LimitsApplyWhenTheCursorLeavesABox) {
   // A box the screen does not open takes no limit: LTextBox45 is off under "Sealed".
   typeInto("LTextBox45", "");
   EXPECT_EQ(box("LTextBox45")->text(), "5");
-
+  // Leaving with the Tab key counts too.
   pick(list("Combo2"), "User");
-  typeInto("LTextBox45", "");
-  leaveTo("LTextBox8");
-  EXPECT_EQ(box("LTextBox45")->text(), "1");
-
-  typeInto("LTextBox12", "18");
-  leaveTo("LTextBox16");
-  EXPECT_EQ(box("LTextBox12")->text(), "17.00");
   typeInto("LTextBox12", "6.9");
   QTest::keyClick(box("LTextBox12"), Qt::Key_Tab);
   EXPECT_EQ(box("LTextBox12")->text(), "7.00");
@@ -459,21 +382,13 @@ TEST_F(ParameterScreenTest, LithiumCouplingsFollowTheBoostAndOverDischargeVoltag
   read();
   pick(list("Combo4"), "12V");
   pick(list("Combo2"), "LI");
-  EXPECT_EQ(box("LTextBox12")->text(), "16.40");
   typeInto("LTextBox18", "14.0");
   leaveTo("LTextBox38");
-  EXPECT_EQ(box("LTextBox16")->text(), "14.00");
   EXPECT_EQ(box("LTextBox20")->text(), "14.00");
-  EXPECT_EQ(box("LTextBox12")->text(), "16.00");
   EXPECT_EQ(box("TextLimit")->text(), "14.00");
-  EXPECT_EQ(box("LTextBox22")->text(), "12.80");
   typeInto("LTextBox36", "11.5");
   leaveTo("LTextBox38");
   EXPECT_EQ(box("LTextBox34")->text(), "11.00");
-  EXPECT_EQ(box("LTextBox40")->text(), "12.50");
-  typeInto("LTextBox18", "8");
-  leaveTo("LTextBox38");
-  EXPECT_EQ(box("LTextBox22")->text(), "8.00");
 }
 
 TEST_F(ParameterScreenTest, SocModeOpensTheChargeLevelBoxesUnderEveryType) {
@@ -483,13 +398,8 @@ TEST_F(ParameterScreenTest, SocModeOpensTheChargeLevelBoxesUnderEveryType) {
   read();
   ASSERT_EQ(list("Combo2")->currentText(), "Sealed");
   ASSERT_EQ(list("Combo3")->currentText(), "SOC");
-  ASSERT_TRUE(box("LTextBox24")->isEnabled());
-  typeInto("LTextBox24", "90");
-  leaveTo("LTextBox44");
-  EXPECT_EQ(box("LTextBox24")->text(), "100");
-  typeInto("LTextBox44", "90");
-  leaveTo("LTextBox24");
-  EXPECT_EQ(box("LTextBox44")->text(), "80");
+  EXPECT_TRUE(box("LTextBox24")->isEnabled());
+  EXPECT_TRUE(box("LTextBox44")->isEnabled());
   // A change of type closes them again; the mode cannot be edited here.
   pick(list("Combo2"), "User");
   EXPECT_FALSE(box("LTextBox24")->isEnabled());
