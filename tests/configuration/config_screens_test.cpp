@@ -362,6 +362,25 @@ TEST_F(FactoryOperationTest, ClosingForgetsTheAddressSoTheNextCommandGoesToAddre
   EXPECT_TRUE(dialogs.shown.empty());  // a broadcast is never answered
 }
 
+TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
+  startAndDiscover();
+  open();
+  pick(combo(screen()), kStation1);
+  click(button(screen(), "Command4"));
+  clock.advance(ms(400));
+  ASSERT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
+  dialogs.shown.clear();
+  station1->setFaults({.exception = sim::Exception::IllegalFunction});
+  for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) {
+    const std::int64_t t = nowMs();
+    click(button(screen(), name));
+    clock.advance(ms(400));
+    EXPECT_EQ(sentFrom(t).size(), 1u) << name;
+  }
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
+}
+
 // --- Device ID setting ----------------------------------------------------------------------
 
 class DeviceIdTest : public ConfigScreensTest {

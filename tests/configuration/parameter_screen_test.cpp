@@ -297,6 +297,34 @@ TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
   EXPECT_EQ(device->state().param(0xE021), 0x00A7);
 }
 
+// The round trip an operator makes: read, change the float voltage, write; the controller
+// holds the new value and every other byte it had, hidden stretches included.
+TEST_F(ParameterScreenTest, ChangedFloatVoltageIsWrittenAndEveryHiddenByteStays) {
+  setHiddenWords(0);
+  auto& s = device->state();
+  s.setParam(0xE004, 0x0000);  // "User": every voltage editable
+  s.setParam(0xE009, 137);
+  startAndOpen();
+  chooseStation();
+  read();
+  ASSERT_EQ(list("Combo2")->currentText(), "User");
+  ASSERT_EQ(box("LTextBox20")->text(), "13.70");
+  ASSERT_TRUE(box("LTextBox20")->isEnabled());
+  const auto before = s.params;
+
+  typeInto("LTextBox20", "13.5");
+  leaveTo("LTextBox22");
+  EXPECT_EQ(box("LTextBox20")->text(), "13.50");
+  const std::int64_t t0 = now();
+  clickButton("Command2");
+  ASSERT_EQ(writes(t0).size(), 1u);
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("参数设置成功"));
+  auto expected = before;
+  expected[0xE009 - 0xE001] = 135;
+  EXPECT_EQ(s.params, expected);
+}
+
 TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) {
   addStation(QStringLiteral("二号站"), "COM3,9600", "2");
   sim::StationOptions o;

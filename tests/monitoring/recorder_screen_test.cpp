@@ -511,5 +511,24 @@ TEST_F(RecorderScreenTest, MarksSurviveARestartAndANameThatCannotBeAKeyIsNamed) 
   EXPECT_EQ(g->textMatrix(5, 0), "-1");
 }
 
+TEST_F(RecorderScreenTest, DeletedFilesAndStationsOfOneName) {
+  recordEverything();
+  setting("Line Count", "2");
+  startRecorder();
+  at(62900 + 3 * 61000);
+  // Roof rolled at the second cycle and the fourth.
+  ASSERT_TRUE(QFile::exists(file("Roof", 3)));
+  // Deleting the highest file makes the one below current.
+  ASSERT_TRUE(QFile::remove(file("Roof", 3)));
+  const int before = dataLinesOf("Roof", 2).size();
+  at(62900 + 4 * 61000);
+  EXPECT_EQ(dataLinesOf("Roof", 2).size(), before + 1);
+  // Deleting 1.csv while 2.csv exists: 1.csv is written next, with a new header.
+  ASSERT_TRUE(QFile::remove(file("Roof", 1)));
+  at(62900 + 5 * 61000);
+  EXPECT_EQ(linesOf(file("Roof", 1)).value(0), monitoring::headerLine());
+  EXPECT_EQ(dataLinesOf("Roof", 1).size(), 1);
+}
+
 }  // namespace
 }  // namespace xl
