@@ -34,6 +34,10 @@ int main(int argc, char** argv) {
   xl::monitoring::FrmGlobalMonitoring::setReplyListener(
       {[&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.deviceInfoReply(n, id, r); },
        [&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.realTimeReply(n, id, r); }});
+  // A station is offline for the broker when the link health calls it stale.
+  publisher.setStaleRule([](const QString& name) {
+    return xl::monitoring::FrmGlobalMonitoring::exists() && xl::monitoring::FrmGlobalMonitoring::instance().isStale(name);
+  });
 
   // The first window is the login; it shows the main window when a user has logged in.
   xl::core::Main([&publisher] {

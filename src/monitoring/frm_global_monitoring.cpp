@@ -451,6 +451,15 @@ HealthTexts FrmGlobalMonitoring::healthOf(int row) const {
   return healthTexts(health_.find(k.port, k.address), nowUs(), roundLengthUs());
 }
 
+bool FrmGlobalMonitoring::isStale(const QString& name) const {
+  for (int r = 1; r < VsFList1->rows(); ++r) {
+    if (VsFList1->textMatrix(r, 0) != name) continue;
+    const Freshness f = healthOf(r).state;
+    return f == Freshness::Stale || f == Freshness::NeverAnswered;
+  }
+  return false;
+}
+
 void FrmGlobalMonitoring::refreshHealth() {
   const std::int64_t now = nowUs();
   const std::int64_t round = roundLengthUs();

@@ -118,6 +118,9 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   // The length of a round that the staleness is measured against (microseconds).
   std::int64_t roundLengthUs() const;
   const LinkHealth& linkHealth() const { return health_; }
+  // Whether the station of that name (its first row) is stale or never answered: what the
+  // broker publisher calls offline.
+  bool isStale(const QString& name) const;
 
   // --- Handlers, public for tests ---------------------------------------------------------
   void Timer1_Timer();

@@ -202,6 +202,8 @@ TEST_F(BrokerTest, AvailabilityGoesOfflineForASilentStationAndBackOnline) {
   Broker broker;
   Subscriber sub(broker.port());
   start();
+  // Offline is the link health's stale, as the program wires it.
+  publisher->setStaleRule([this](const QString& name) { return scan().isStale(name); });
   publishTo(broker.port());
   const std::string avail2 = kBase + kLevel2 + "/availability";
   const std::string avail1 = kBase + "一号站/availability";
