@@ -82,6 +82,9 @@ FrmMaintenanceRecord::FrmMaintenanceRecord() : ui::Screen("FrmMaintenanceRecord"
   Frame1->setObjectName("Frame1");
   Check1 = new QCheckBox(QStringLiteral("  自动保存"), Frame1);
   Check1->setObjectName("Check1");
+  PerLine = new QCheckBox(QStringLiteral("逐线快速轮询"), this);
+  PerLine->setObjectName("PerLine");
+  PerLine->setToolTip(QStringLiteral("每条通讯线路各自轮询，上一问答结束即发下一请求；读取间隔仍为两轮之间的休息"));
 
   const auto makeBox = [this](QWidget* parent, const char* name, int width) {
     auto* box = new QLineEdit(parent);
@@ -124,6 +127,8 @@ FrmMaintenanceRecord::FrmMaintenanceRecord() : ui::Screen("FrmMaintenanceRecord"
   auto* top = new QHBoxLayout();
   top->addWidget(captionFor(Combo1, QStringLiteral("读取间隔(秒)"), this));
   top->addWidget(Combo1);
+  top->addSpacing(16);
+  top->addWidget(PerLine);
   top->addStretch(1);
 
   auto* group = new QGridLayout(Frame1);
@@ -232,6 +237,7 @@ double FrmMaintenanceRecord::readIntervalValue() const { return valOf(Combo1->cu
 void FrmMaintenanceRecord::Timer1_Timer() {
   // 1. The boxes from their keys, with the defaults.
   Combo1->setEditText(readIntervalOrDefault(core::readIni(kSection, QStringLiteral("Read Interval"))));
+  PerLine->setChecked(core::readIniInt(QStringLiteral("Scan"), QStringLiteral("Per Line")) == 1);
   const double autoSaving = roundHalfEven(valOf(core::readIni(kSection, QStringLiteral("Auto Saving"))));
   Check1->setChecked(autoSaving == 1);
   LTextBox2->setText(filePathOrDefault(core::readIni(kSection, QStringLiteral("File Path")), core::programDir()));
@@ -352,6 +358,10 @@ void FrmMaintenanceRecord::Command3_Click() {
   core::writeIni(kSection, QStringLiteral("Save Interval M"), LTextBox3->text());
   core::writeIni(kSection, QStringLiteral("Line Count"), LTextBox4->text());
   core::writeIni(kSection, QStringLiteral("Temporary"), LTextBox5->text());
+  // The scan's pace: the key is read when the scan is made; the scan takes the change at its
+  // next discovery or round.
+  core::writeIni(QStringLiteral("Scan"), QStringLiteral("Per Line"), PerLine->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
+  FrmGlobalMonitoring::instance().setPerLine(PerLine->isChecked());
 
   // A marked station whose name no settings line can hold as a key is named in the message
   // window, once a click, instead of losing its mark at the next start without a word.

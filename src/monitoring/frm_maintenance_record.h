@@ -101,6 +101,7 @@ class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintena
   double readIntervalValue() const;
 
   QComboBox* Combo1;            // "读取间隔(秒)", the read interval
+  QCheckBox* PerLine;           // "逐线快速轮询": the scan's fast pace (settings Scan / Per Line)
   QGroupBox* Frame1;            // the group "  自动保存"
   QCheckBox* Check1;            // its switch
   QLineEdit* LTextBox1;         // hours of the save interval

@@ -289,7 +289,14 @@ TEST_F(RecorderScreenTest, AcceptBoundsTheLimitsWritesEveryKeyAndAppliesThem) {
   edit(r, "LTextBox3")->setText("30");
   edit(r, "LTextBox4")->setText("500");
   edit(r, "LTextBox5")->setText("99");
+  // The fast scan's switch beside the read interval, off by default.
+  auto* perLine = control<QCheckBox>(r, "PerLine");
+  EXPECT_FALSE(perLine->isChecked());
+  EXPECT_FALSE(scan().perLine());
+  QTest::mouseClick(perLine, Qt::LeftButton);
   QTest::mouseClick(button(r, "Command3"), Qt::LeftButton);
+  EXPECT_EQ(core::readIni("Scan", "Per Line"), "1");
+  EXPECT_TRUE(scan().perLine());
   EXPECT_TRUE(r.isHidden());
   EXPECT_EQ(edit(r, "LTextBox4")->text(), "1000");
   EXPECT_EQ(edit(r, "LTextBox5")->text(), "50");
