@@ -11,6 +11,7 @@
 // megabytes (not under AddressSanitizer, whose quarantine grows on purpose).
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <QDir>
 #include <QFile>
@@ -60,6 +61,10 @@ long residentKb() {
   return 0;
 }
 
+// Bytes the program holds on the heap (what a leak grows; resident memory also holds what the
+// allocator keeps in reserve after fragmentation).
+long heapInUseKb() { return static_cast<long>(mallinfo2().uordblks / 1024); }
+
 class RecorderSoakTest : public testing::ConsoleFixture {};
 
 TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
@@ -103,7 +108,7 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
   std::map<std::size_t, std::int64_t> faultEnds;  // station -> second the fault ends
   std::int64_t rootBackAt = -1;
   int rootRemovals = 0, unplugs = 0, faultsInjected = 0;
-  long rssAfterDay = 0;
+  long rssAfterDay = 0, heapAfterDay = 0;
   std::uniform_int_distribution<std::size_t> anyStation(0, stations.size() - 1);
   std::uniform_real_distribution<double> chance(0, 1);
 
@@ -167,7 +172,10 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
       rootBackAt = now + 60 * std::uniform_int_distribution<int>(5, 60)(random);
       ++rootRemovals;
     }
-    if (now == 24 * 3600) rssAfterDay = residentKb();
+    if (now == 24 * 3600) {
+      rssAfterDay = residentKb();
+      heapAfterDay = heapInUseKb();
+    }
   }
   // Everything back in place, and one more cycle to write out what is queued.
   for (auto& [s, end] : faultEnds) stations[s].controller->setFaults({});
@@ -212,12 +220,16 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
     }
   }
   const long rssEnd = residentKb();
+  const long heapEnd = heapInUseKb();
   std::cout << "soak: " << hours << " simulated hours, seed " << seed << ", " << cycles << " cycles x "
             << stations.size() << " stations, " << files << " files, " << faultsInjected << " faults ("
             << unplugs << " unplugged for hours), root folder away " << rootRemovals << " times; RSS "
-            << rssAfterDay << " kB after day 1, " << rssEnd << " kB at the end" << std::endl;
+            << rssAfterDay << " kB after day 1, " << rssEnd << " kB at the end; heap in use " << heapAfterDay
+            << " kB after day 1, " << heapEnd << " kB at the end" << std::endl;
   if (hours >= 48 && !kAsan) {
     EXPECT_LT(rssEnd - rssAfterDay, 8 * 1024);
+    // What the program holds stays flat: no more than a few pages of growth after day 1.
+    EXPECT_LT(heapEnd - heapAfterDay, 256);
   }
 }
 
