@@ -6,9 +6,10 @@
 // none twice.
 //
 // The simulated length is XL_SOAK_HOURS (6 unless set; 168 for a week, run by hand), the
-// random choices follow XL_SOAK_SEED (1 unless set). With two simulated days or more, the
-// resident memory at the end may not exceed that after the first day by more than a few
-// megabytes (not under AddressSanitizer, whose quarantine grows on purpose).
+// random choices follow XL_SOAK_SEED (1 unless set). With two simulated days or more, the heap
+// in use at the end may not exceed that after the first day by more than a few pages, and the
+// resident memory (which also holds what the allocator keeps in reserve) by a few megabytes;
+// not under AddressSanitizer, whose quarantine grows on purpose.
 
 #include <gtest/gtest.h>
 #include <malloc.h>
