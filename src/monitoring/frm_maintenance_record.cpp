@@ -86,7 +86,7 @@ FrmMaintenanceRecord::FrmMaintenanceRecord() : ui::Screen("FrmMaintenanceRecord"
   PerLine->setObjectName("PerLine");
   PerLine->setToolTip(QStringLiteral("每条通讯线路各自轮询，上一问答结束即发下一请求；读取间隔仍为两轮之间的休息"));
 
-  const auto makeBox = [this](QWidget* parent, const char* name, int width) {
+  const auto makeBox = [](QWidget* parent, const char* name, int width) {
     auto* box = new QLineEdit(parent);
     box->setObjectName(QString::fromLatin1(name));
     box->setMinimumWidth(width);
