@@ -13,7 +13,9 @@ xl::fuzzing::DialogConsole* console = nullptr;
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   setenv("QT_QPA_PLATFORM", "offscreen", 1);
-  static QApplication app(*argc, *argv);
+  // Never destroyed, like the console: at the process's exit Qt's thread storage is gone
+  // before a static application's destructor would run, and that destructor would crash.
+  new QApplication(*argc, *argv);
   console = new xl::fuzzing::DialogConsole();  // lives to the end of the process
   return 0;
 }
