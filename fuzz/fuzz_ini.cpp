@@ -58,7 +58,7 @@ bool canBeFoundAgain(const IniDocument& doc, const QString& section, const QStri
   const QString k = trimBlanks(upTo(key, QString(QChar(u'\0'))));
   const QString breaks = QStringLiteral("\r\n");
   if (upTo(s, breaks) != s || upTo(k, breaks) != k || k.contains(u'=')) return false;
-  if (!k.isEmpty() && QStringLiteral("[;#").contains(k.front())) return false;
+  if (!k.isEmpty() && QStringLiteral("[;").contains(k.front())) return false;
   return throughEncoding(doc, s) == s && throughEncoding(doc, k) == k;
 }
 
