@@ -7,7 +7,7 @@
 #   global-stale.png   the global monitor (health columns, status bar) with station 2 stale
 #   wire-view.png      the wire view (View > 通讯记录) after a few CRC faults of station 1 and
 #                      exception replies of station 3
-# Input goes through the XTEST extension (libXtst) from a few lines of Python.
+# Input goes through the XTEST extension (libXtst) (x_input.py).
 set -euo pipefail
 
 # The toolbar button "全局监控" inside the main window's client area.
@@ -19,34 +19,7 @@ TABLE_DY=200
 NODE2_DX=120
 NODE2_DY=185
 
-xsend() {
-  # xsend click X Y | xsend key KEYSYM
-  python3 - "$@" <<'PY'
-import ctypes, sys, time
-x11 = ctypes.CDLL("libX11.so.6")
-xtst = ctypes.CDLL("libXtst.so.6")
-x11.XOpenDisplay.restype = ctypes.c_void_p
-x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
-x11.XStringToKeysym.restype = ctypes.c_ulong
-for f in ("XTestFakeMotionEvent", "XTestFakeButtonEvent", "XTestFakeKeyEvent"):
-    getattr(xtst, f).argtypes = None
-d = x11.XOpenDisplay(None)
-if not d:
-    sys.exit("no display")
-dp = ctypes.c_void_p(d)
-if sys.argv[1] == "click":
-    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
-    x11.XFlush(dp); time.sleep(0.2)
-    xtst.XTestFakeButtonEvent(dp, 1, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.1)
-    xtst.XTestFakeButtonEvent(dp, 1, 0, ctypes.c_ulong(0))
-else:
-    code = x11.XKeysymToKeycode(dp, x11.XStringToKeysym(sys.argv[2].encode()))
-    xtst.XTestFakeKeyEvent(dp, code, 1, ctypes.c_ulong(0)); x11.XFlush(dp); time.sleep(0.05)
-    xtst.XTestFakeKeyEvent(dp, code, 0, ctypes.c_ulong(0))
-x11.XFlush(dp)
-x11.XCloseDisplay(dp)
-PY
-}
+source "$(dirname "$0")/x_lib.sh"
 
 if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3
