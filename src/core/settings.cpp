@@ -266,19 +266,11 @@ std::optional<QByteArray> readFileBytes(const QString& path) {
   return file.readAll();
 }
 
-// A file that nobody may write is read-only for every user alike, the administrator included, as
-// the read-only attribute is on the system the settings come from. (The owner, group and other
-// bits are the file's mode; the "user" bits would say what this process may do.)
-bool isReadOnly(const QFileInfo& info) {
-  constexpr auto anyWrite = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
-  return !info.isWritable() || !(info.permissions() & anyWrite);
-}
 
 // Replaces the file as a whole, through a temporary file where the directory allows one, so that
 // a failure halfway leaves the old contents.
 bool saveFileBytes(const QString& path, const QByteArray& bytes) {
-  const QFileInfo info(path);
-  if (info.exists() && isReadOnly(info)) return false;
+  if (isReadOnlyFile(path)) return false;
   QSaveFile file(path);
   file.setDirectWriteFallback(true);
   if (!file.open(QIODevice::WriteOnly)) return false;
@@ -294,6 +286,16 @@ IniDocument loadDocument(const QString& path) {
 }
 
 }  // namespace
+
+// A file that nobody may write is read-only for every user alike, the administrator included, as
+// the read-only attribute is on the system the settings come from. (The owner, group and other
+// bits are the file's mode; the "user" bits would say what this process may do.)
+bool isReadOnlyFile(const QString& path) {
+  const QFileInfo info(path);
+  if (!info.exists()) return false;
+  constexpr auto anyWrite = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
+  return !info.isWritable() || !(info.permissions() & anyWrite);
+}
 
 QString readIniFile(const QString& section, const QString& key, const QString& filePath) {
   return readIniValue(loadDocument(filePath), section, key);

@@ -96,6 +96,10 @@ int readIniInt(const QString& section, const QString& key);
 QString readIniFile(const QString& section, const QString& key, const QString& filePath);
 bool writeIniFile(const QString& section, const QString& key, const QString& value, const QString& filePath);
 
+// An existing file that may not be written: no write permission for this process, or none for
+// anybody (the read-only attribute, which holds for the administrator too).
+bool isReadOnlyFile(const QString& path);
+
 // Why the text of the box captioned `caption` cannot be saved as a settings value and read back
 // exactly as typed, as one line for the operator; empty when it can. A value is refused for a
 // character GBK has no code for ("不能保存字符：ö"), a line break or other control character,
