@@ -322,7 +322,7 @@ TEST_F(RecorderScreenTest, AcceptBoundsTheLimitsWritesEveryKeyAndAppliesThem) {
   // A folder that cannot be used is said once at the accept, and saved all the same; a text the
   // settings file cannot give back as typed is refused and nothing is saved.
   const QString missing = root + "/missing";
-  for (const QString& typed : {QStringLiteral("/tmp/Jörg"), QStringLiteral(" ") + missing, missing}) {
+  for (const QString& typed : {root + QStringLiteral("/Jörg"), QStringLiteral(" ") + missing, missing}) {
     edit(r, "LTextBox2")->setText(typed);
     QTest::mouseClick(button(r, "Command3"), Qt::LeftButton);
   }
