@@ -1,0 +1,198 @@
+// Gateway ports: the settings value, and the TCP driver against a real peer on 127.0.0.1 under
+// the program's own event loop.
+
+#include "platform/gateway_port.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <map>
+
+#include "platform/failure.h"
+#include "platform/qt_scheduler.h"
+#include "platform/sim_bus.h"
+#include "support/qt_app.h"
+#include "support/unanswered_host.h"
+
+namespace xl::platform {
+namespace {
+
+TEST(GatewayAddress, SettingsValuesAndTypedAddresses) {
+  const std::map<std::string, std::optional<GatewayAddress>> values = {
+      {"tcp://192.168.1.50:8899", GatewayAddress{"192.168.1.50", 8899}},
+      {" TCP://gw-3.site.local:502 ", GatewayAddress{"gw-3.site.local", 502}},
+      {"tcp://[fe80::1:2]:65535", GatewayAddress{"fe80::1:2", 65535}},
+      {"tcp://[::ffff:10.0.0.1]:1", GatewayAddress{"::ffff:10.0.0.1", 1}},
+      {"192.168.1.50:8899", std::nullopt},  // the settings want the scheme
+      {"udp://10.0.0.1:502", std::nullopt},
+      {"tcp://fe80::1:502", std::nullopt},  // IPv6 only in brackets
+      {"tcp://[fe80::1]502", std::nullopt},
+      {"tcp://[10.0.0.1]:502", std::nullopt},
+      {"tcp://10.0.0.1:0", std::nullopt},
+      {"tcp://10.0.0.1:65536", std::nullopt},
+      {"tcp://10.0.0.1:+502", std::nullopt},
+      {"tcp://10.0.0.1:", std::nullopt},
+      {"tcp://:502", std::nullopt},
+      {"tcp://10.0.0.1:502/", std::nullopt},
+      {"tcp://host name:502", std::nullopt},
+      {"tcp://-x:502", std::nullopt},
+  };
+  for (const auto& [text, expected] : values) {
+    EXPECT_EQ(parseGatewayAddress(text), expected) << text;
+    if (expected) {
+      EXPECT_EQ(parseGatewayAddress(gatewayValue(*expected)), expected) << text;
+    }
+  }
+  EXPECT_EQ(parseTypedGatewayAddress("10.0.0.1:502"), (GatewayAddress{"10.0.0.1", 502}));
+  EXPECT_EQ(parseTypedGatewayAddress("tcp://[::1]:502"), (GatewayAddress{"::1", 502}));
+  EXPECT_EQ(parseTypedGatewayAddress("10.0.0.1"), std::nullopt);
+  EXPECT_EQ(gatewayValue({"::1", 502}), "tcp://[::1]:502");
+  EXPECT_EQ(gatewayShown({"10.0.0.1", 502}), "10.0.0.1:502");
+}
+
+class GatewayPortTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    testing::testApp();
+    setScheduler(&scheduler);
+    setPortDriver(&driver);
+    serial.addLine("COM3", 9600);
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    gateways["COM5"] = "tcp://127.0.0.1:" + std::to_string(server.serverPort());
+    control.onComm = [this](CommEvent e) { events.push_back(e); };
+  }
+  void TearDown() override {
+    if (control.portOpen()) control.setPortOpen(false);
+    setPortDriver(nullptr);
+    setScheduler(nullptr);
+  }
+  // Runs the event loop until `done` holds, for `limitMs` at most; false when it did not.
+  template <class Pred>
+  bool runUntil(Pred done, int limitMs = 2000) {
+    QElapsedTimer t;
+    t.start();
+    for (;;) {
+      if (done()) return true;
+      if (t.elapsed() >= limitMs) return false;
+      QApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+  }
+  void open(int port) {
+    control.setCommPort(port);
+    control.setRThreshold(1);
+    control.setPortOpen(true);
+  }
+  bool opens(int port) {
+    try {
+      open(port);
+      return true;
+    } catch (const RuntimeFailure& f) {
+      EXPECT_EQ(f.kind(), Failure::PortUnavailable);
+      return false;
+    }
+  }
+  // The bytes the gateway's side has read from its newest connection.
+  QByteArray peerRead() {
+    while (server.hasPendingConnections()) peer = server.nextPendingConnection();
+    if (peer) received += peer->readAll();
+    return received;
+  }
+
+  QtScheduler scheduler;
+  SimBusDriver serial;
+  std::map<std::string, std::string> gateways;
+  GatewayDriver driver{serial, [this](const std::string& name) { return gateways[name]; }, ms(300)};
+  QTcpServer server;
+  QTcpSocket* peer = nullptr;
+  QByteArray received;
+  SerialControl control{"Test.MSComm1"};
+  std::vector<CommEvent> events;
+};
+
+TEST_F(GatewayPortTest, BytesGoBothWaysAndADroppedConnectionIsMadeAgainAtTheNextWrite) {
+  // A serial port goes to the serial driver, a gateway port connects at its first write only.
+  open(3);
+  control.setPortOpen(false);
+  open(5);
+  EXPECT_FALSE(runUntil([&] { return server.hasPendingConnections(); }, 100));
+  control.output({0x01, 0x03, 0x01, 0x00});
+  control.setPortOpen(false);  // written, then closed at once: the bytes still go out
+  ASSERT_TRUE(runUntil([&] { return peerRead() == QByteArray("\x01\x03\x01\x00", 4); }));
+
+  open(5);
+  control.output({0x02});
+  ASSERT_TRUE(runUntil([&] { return peerRead().size() == 5; }));
+  peer->write("\x01\x83\x02", 3);
+  ASSERT_TRUE(runUntil([&] { return !events.empty(); }));
+  peer->write("\xC0\xF1", 2);  // more bytes of the same reply raise no second event
+  runUntil([&] { return control.inBufferCount() == 5; });
+  EXPECT_EQ(events, std::vector<CommEvent>{CommEvent::Receive});
+  EXPECT_EQ(control.input(), (Bytes{0x01, 0x83, 0x02, 0xC0, 0xF1}));
+
+  // The gateway drops the connection: a line error; the next write connects again.
+  QTcpSocket* first = peer;
+  peer->disconnectFromHost();
+  ASSERT_TRUE(runUntil([&] { return events.size() == 2; }));
+  EXPECT_EQ(events[1], CommEvent::LineError);
+  control.setPortOpen(false);
+  open(5);
+  control.output({0x07});
+  ASSERT_TRUE(runUntil([&] { return peerRead().endsWith('\x07') && peer != first; }));
+  // A reply that comes after the port was closed is dropped, not kept for the next opening.
+  control.setPortOpen(false);
+  peer->write("\x55", 1);
+  runUntil([] { return false; }, 50);
+  open(5);
+  EXPECT_EQ(control.inBufferCount(), 0);
+}
+
+TEST_F(GatewayPortTest, RefusedOrUnansweredTheGatewayPortCannotOpenUntilItConnects) {
+  // Refused: nobody listens on the port any more.
+  const quint16 port = server.serverPort();
+  server.close();
+  open(5);
+  control.output({0x01});
+  ASSERT_TRUE(runUntil([&] {
+    control.setPortOpen(false);
+    return !opens(5);
+  }));
+  // The gateway comes back: the failed open started the next attempt, and then it opens.
+  ASSERT_TRUE(server.listen(QHostAddress::LocalHost, port));
+  ASSERT_TRUE(runUntil([&] { return opens(5); }));
+  control.output({0x09});
+  EXPECT_TRUE(runUntil([&] { return peerRead() == QByteArray("\x09", 1); }));
+  control.setPortOpen(false);
+
+  // A host that never answers: the attempt ends after the timeout; the event loop went on.
+  testing::UnansweredHost silent;
+  gateways["COM6"] = "tcp://127.0.0.1:" + std::to_string(silent.port());
+  QElapsedTimer t;
+  t.start();
+  open(6);
+  control.output({0x01});
+  qint64 worstGap = 0, last = 0;
+  bool failed = false;
+  while (!failed && t.elapsed() < 2000) {
+    QApplication::processEvents(QEventLoop::AllEvents, 5);
+    worstGap = std::max(worstGap, t.elapsed() - last);
+    last = t.elapsed();
+    control.setPortOpen(false);
+    failed = !opens(6);
+  }
+  EXPECT_TRUE(failed);
+  EXPECT_GE(t.elapsed(), 300);
+  EXPECT_LT(t.elapsed(), 600);
+  EXPECT_LT(worstGap, 50);
+  // An unreadable value leaves the port unable to open; so does a changed address until it
+  // connects, which is a new gateway.
+  gateways["COM6"] = "tcp://127.0.0.1";
+  EXPECT_FALSE(opens(6));
+  gateways["COM6"] = gateways["COM5"];
+  EXPECT_TRUE(opens(6));
+}
+
+}  // namespace
+}  // namespace xl::platform
