@@ -30,8 +30,8 @@ class GatewayLink {
   }
 
   const GatewayAddress& address() const { return address_; }
-  // Refused or timed out since the last connection stood.
-  bool failed() const { return failed_; }
+  // An attempt to connect is under way.
+  bool connecting() const { return connecting_; }
 
   void connect() {
     if (connecting_ || socket_.state() == QAbstractSocket::ConnectedState) return;
@@ -71,7 +71,6 @@ class GatewayLink {
   void received();
   void attemptFailed() {
     connecting_ = false;
-    failed_ = true;
     waiting_.clear();
     cancelTimeout();
     socket_.abort();
@@ -87,7 +86,6 @@ class GatewayLink {
   QByteArray waiting_;  // written before the connection stood
   bool connecting_ = false;
   bool established_ = false;  // connected, and not yet told of its end
-  bool failed_ = false;
   TaskId timeoutTask_ = 0;
   GatewayChannel* channel_ = nullptr;
 };
@@ -140,7 +138,6 @@ class GatewayChannel : public PortChannel {
 void GatewayLink::connected() {
   connecting_ = false;
   established_ = true;
-  failed_ = false;
   cancelTimeout();
   if (!waiting_.isEmpty()) socket_.write(waiting_);
   waiting_.clear();
@@ -175,10 +172,7 @@ std::unique_ptr<PortChannel> GatewayDriver::open(const std::string& name, const 
   // A changed address is a new gateway. The exclusive opening of ports guarantees that no
   // channel of this name is open now.
   if (!link || link->address() != *address) link = std::make_unique<GatewayLink>(*address, connectTimeout_);
-  if (link->failed()) {
-    link->connect();
-    fail(Failure::PortUnavailable, name + ": gateway " + gatewayShown(*address) + " not connected");
-  }
+  if (link->connecting()) fail(Failure::PortUnavailable, name + ": connecting to " + gatewayShown(*address));
   return std::make_unique<GatewayChannel>(*link);
 }
 

@@ -8,12 +8,13 @@
 //
 // One TCP connection per gateway port is kept from one opening to the next (a gateway serves
 // one client, and a connection per request would cost a handshake each time):
-// - the first write after the connection was lost or never made starts connecting, without
-//   blocking; the bytes wait and go out when the connection stands. Bytes written before a
-//   close are still sent: the connection, not the channel, holds them;
-// - a connection that is refused or not made within the timeout (3 s) leaves the port unable
-//   to open (PortUnavailable, silent like a missing serial port); each such open starts the
-//   next attempt, one at a time;
+// - a write that finds no connection starts connecting, without blocking; its bytes wait and
+//   go out when the connection stands. Bytes written before a close are still sent: the
+//   connection, not the channel, holds them;
+// - while an attempt is under way (up to the timeout, 3 s) the port cannot be opened
+//   (PortUnavailable, silent like a missing serial port), so requests do not pile up behind a
+//   gateway that does not answer; a refused or timed-out attempt drops its waiting bytes, and
+//   the next request tries again;
 // - a connection that drops raises a line error on an open channel, and the next write
 //   connects again;
 // - bytes that come while no channel is open are dropped, as a closed serial port drops them.
