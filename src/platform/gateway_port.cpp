@@ -38,7 +38,8 @@ class GatewayLink {
     connecting_ = true;
     socket_.abort();
     socket_.connectToHost(QString::fromStdString(address_.host), address_.port);
-    timeoutTask_ = scheduler().post(timeout_, [this] {
+    timeoutScheduler_ = &scheduler();
+    timeoutTask_ = timeoutScheduler_->post(timeout_, [this] {
       timeoutTask_ = 0;
       if (connecting_) attemptFailed();
     });
@@ -76,7 +77,7 @@ class GatewayLink {
     socket_.abort();
   }
   void cancelTimeout() {
-    if (timeoutTask_ != 0) scheduler().cancel(timeoutTask_);
+    if (timeoutTask_ != 0) timeoutScheduler_->cancel(timeoutTask_);
     timeoutTask_ = 0;
   }
 
@@ -87,6 +88,7 @@ class GatewayLink {
   bool connecting_ = false;
   bool established_ = false;  // connected, and not yet told of its end
   TaskId timeoutTask_ = 0;
+  Scheduler* timeoutScheduler_ = nullptr;  // the queue the timeout waits on
   GatewayChannel* channel_ = nullptr;
 };
 
