@@ -20,8 +20,6 @@ class GatewayLink {
       if (connecting_) attemptFailed();
     });
     QObject::connect(&socket_, &QTcpSocket::readyRead, [this] { received(); });
-    // Small frames go out at once, not gathered.
-    socket_.setSocketOption(QAbstractSocket::LowDelayOption, 1);
   }
   ~GatewayLink() {
     cancelTimeout();
@@ -141,6 +139,8 @@ void GatewayLink::connected() {
   connecting_ = false;
   established_ = true;
   cancelTimeout();
+  // Small frames go out at once, not gathered.
+  socket_.setSocketOption(QAbstractSocket::LowDelayOption, 1);
   if (!waiting_.isEmpty()) socket_.write(waiting_);
   waiting_.clear();
 }
