@@ -70,17 +70,6 @@ class GatewayPortTest : public ::testing::Test {
     setPortDriver(nullptr);
     setScheduler(nullptr);
   }
-  // Runs the event loop until `done` holds, for `limitMs` at most; false when it did not.
-  template <class Pred>
-  bool runUntil(Pred done, int limitMs = 2000) {
-    QElapsedTimer t;
-    t.start();
-    for (;;) {
-      if (done()) return true;
-      if (t.elapsed() >= limitMs) return false;
-      QTest::qWait(5);
-    }
-  }
   void open(int port) {
     control.setCommPort(port);
     control.setRThreshold(1);
@@ -118,34 +107,34 @@ TEST_F(GatewayPortTest, BytesGoBothWaysAndADroppedConnectionIsMadeAgainAtTheNext
   open(3);
   control.setPortOpen(false);
   open(5);
-  EXPECT_FALSE(runUntil([&] { return server.hasPendingConnections(); }, 100));
+  EXPECT_FALSE(QTest::qWaitFor([&] { return server.hasPendingConnections(); }, 100));
   control.output({0x01, 0x03, 0x01, 0x00});
   control.setPortOpen(false);  // written, then closed at once: the bytes still go out
-  ASSERT_TRUE(runUntil([&] { return peerRead() == QByteArray("\x01\x03\x01\x00", 4); }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return peerRead() == QByteArray("\x01\x03\x01\x00", 4); }, 2000));
 
   open(5);
   control.output({0x02});
-  ASSERT_TRUE(runUntil([&] { return peerRead().size() == 5; }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return peerRead().size() == 5; }, 2000));
   peer->write("\x01\x83\x02", 3);
-  ASSERT_TRUE(runUntil([&] { return !events.empty(); }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return !events.empty(); }, 2000));
   peer->write("\xC0\xF1", 2);  // more bytes of the same reply raise no second event
-  runUntil([&] { return control.inBufferCount() == 5; });
+  EXPECT_TRUE(QTest::qWaitFor([&] { return control.inBufferCount() == 5; }, 2000));
   EXPECT_EQ(events, std::vector<CommEvent>{CommEvent::Receive});
   EXPECT_EQ(control.input(), (Bytes{0x01, 0x83, 0x02, 0xC0, 0xF1}));
 
   // The gateway drops the connection: a line error; the next write connects again.
   QTcpSocket* first = peer;
   peer->disconnectFromHost();
-  ASSERT_TRUE(runUntil([&] { return events.size() == 2; }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return events.size() == 2; }, 2000));
   EXPECT_EQ(events[1], CommEvent::LineError);
   control.setPortOpen(false);
   open(5);
   control.output({0x07});
-  ASSERT_TRUE(runUntil([&] { return peerRead().endsWith('\x07') && peer != first; }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return peerRead().endsWith('\x07') && peer != first; }, 2000));
   // A reply that comes after the port was closed is dropped, not kept for the next opening.
   control.setPortOpen(false);
   peer->write("\x55", 1);
-  runUntil([] { return false; }, 50);
+  QTest::qWait(50);
   open(5);
   EXPECT_EQ(control.inBufferCount(), 0);
 }
@@ -156,13 +145,13 @@ TEST_F(GatewayPortTest, WhileConnectingThePortCannotOpenAndEachRequestTriesAgain
   server.close();
   open(5);
   control.output({0x01});
-  runUntil([] { return false; }, 50);
+  QTest::qWait(50);
   control.setPortOpen(false);
   // The gateway comes back: the very next request goes through, and nothing stale with it.
   ASSERT_TRUE(server.listen(QHostAddress::LocalHost, port));
   open(5);
   control.output({0x09});
-  EXPECT_TRUE(runUntil([&] { return peerRead() == QByteArray("\x09", 1); }));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return peerRead() == QByteArray("\x09", 1); }, 2000));
   control.setPortOpen(false);
 
   // A host that never answers: while the attempt lasts (the timeout) the port cannot be
