@@ -1,7 +1,6 @@
 #include "shell/frm_port_configuration.h"
 
 #include <QComboBox>
-#include <algorithm>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -10,6 +9,7 @@
 #include <QPushButton>
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "core/settings.h"
 #include "link/serial_session.h"
@@ -213,17 +213,19 @@ bool FrmPortConfiguration::checkGateway(QString& key, QString& value) {
   if (typed.isEmpty()) return true;
   const auto address = platform::parseTypedGatewayAddress(typed.toStdString());
   if (!address) {
-    platform::dialogs().msgBox(QStringLiteral("网关地址应为“主机:端口”，如 192.168.1.50:8899"), platform::kOkOnly | platform::kExclamation);
+    platform::dialogs().msgBox(QStringLiteral("网关地址应为“主机:端口”，如 192.168.1.50:8899"),
+                               platform::kOkOnly | platform::kExclamation);
     return false;
   }
   if (key.isEmpty()) {
-    platform::dialogs().msgBox(QStringLiteral("网关端口的名称应为 COM 加数字，如 COM5"), platform::kOkOnly | platform::kExclamation);
+    platform::dialogs().msgBox(QStringLiteral("网关端口的名称应为 COM 加数字，如 COM5"),
+                               platform::kOkOnly | platform::kExclamation);
     return false;
   }
   value = QString::fromStdString(platform::gatewayValue(*address));
   // An address that reads the same keeps the text the file has.
-  if (const auto it = gateways_.find(key); it != gateways_.end() && platform::parseGatewayAddress(it->second.toStdString()) == address)
-    value = it->second;
+  const auto it = gateways_.find(key);
+  if (it != gateways_.end() && platform::parseGatewayAddress(it->second.toStdString()) == address) value = it->second;
   return true;
 }
 
