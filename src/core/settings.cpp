@@ -211,6 +211,15 @@ void IniDocument::insertLine(size_t index, const QString& text) {
   lines_.insert(lines_.begin() + static_cast<std::ptrdiff_t>(index), makeLine(encode(text), kCrLf, index == 0));
 }
 
+bool IniDocument::remove(const QString& section, const QString& key) {
+  const auto header = findSection(nameOf(section));
+  if (!header) return false;
+  const auto line = findKey(*header, nameOf(key));
+  if (!line) return false;
+  lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(*line));
+  return true;
+}
+
 // ---- Reading a document as the profile calls do --------------------------------------------------
 
 QString readIniValue(const IniDocument& doc, const QString& section, const QString& key) {
@@ -313,6 +322,13 @@ QString readIni(const QString& section, const QString& key) { return readIniFile
 
 void writeIni(const QString& section, const QString& key, const QString& value) {
   writeIniFile(section, key, value, configPath);
+}
+
+void removeIni(const QString& section, const QString& key) {
+  const auto bytes = readFileBytes(configPath);
+  if (!bytes) return;
+  IniDocument doc = IniDocument::parse(*bytes);
+  if (doc.remove(section, key)) saveFileBytes(configPath, doc.serialize());
 }
 
 int readIniInt(const QString& section, const QString& key) {
