@@ -74,6 +74,16 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
     ops.push_back(control + "." + op + "=" + value);
   });
+  // The scan's exchange on COM3 is under way: a send on COM4 leaves it alone.
+  session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
+  EXPECT_TRUE(scan.control().portOpen());
+  ASSERT_FALSE(ops.empty());
+  EXPECT_EQ(ops[0], "Screen.MSComm1.CommPort=4");
+  session.control().setPortOpen(false);
+  // Once it has ended (silence), the scan's control is closed by every send.
+  clock.advance(ms(SerialSession::kSilenceLimitMs));
+  ASSERT_TRUE(scan.control().portOpen());
+  ops.clear();
   session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
   const std::vector<std::string> expected = {
       "FrmGlobalMonitoring.MSComm1.PortOpen=False",
@@ -94,9 +104,12 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   EXPECT_FALSE(scan.control().portOpen());
   EXPECT_EQ(session.portNumber(), 4);
 
-  // A second send on the same screen closes its own control first.
+  // A second send on the same screen waits for the first exchange (here its silence limit),
+  // then closes its own control first.
   ops.clear();
   session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
+  EXPECT_TRUE(ops.empty());
+  clock.advance(ms(SerialSession::kSilenceLimitMs));
   ASSERT_GE(ops.size(), 2u);
   EXPECT_EQ(ops[0], "Screen.MSComm1.PortOpen=False");
   EXPECT_EQ(ops[1], "Screen.MSComm1.CommPort=4");
@@ -212,6 +225,7 @@ TEST_F(SessionTest, EmptyPortTextLeavesAtOnceOnlyWhereTheScreenSaysSo) {
                            return o;
                          }(),
                          [](Bytes&, const std::string&) {});
+  clock.advance(ms(SerialSession::kSilenceLimitMs));
   realTime.sendRequest("", requestFrame(1, " 03 0100 0023"));
   EXPECT_TRUE(scan.control().portOpen());
   // Other screens fail later, after closing the scan's port.
