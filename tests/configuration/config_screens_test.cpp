@@ -323,11 +323,17 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   for (const auto& c : commands) {
     SCOPED_TRACE(c.name);
     dialogs.shown.clear();
+    // Restoring, clearing and restarting ask first; 是 sends.
+    const QString caption = button(screen(), c.name)->text();
+    const bool asks = caption == "恢复出厂设置" || caption == "清除历史数据" || caption == "系统重启";
+    if (asks) dialogs.answers = {platform::kYes};
     const std::int64_t t = nowMs();
     click(button(screen(), c.name));
     clock.advance(ms(400));
     EXPECT_EQ(countSent(t, exact(c.frame)), 1);
-    EXPECT_EQ(shownTexts(), QStringList{QString::fromUtf8(c.message)});
+    QStringList expected{QString::fromUtf8(c.message)};
+    if (asks) expected.prepend(QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1, caption));
+    EXPECT_EQ(shownTexts(), expected);
     EXPECT_EQ(text1(), QString::fromUtf8(c.text1));
   }
   // A station choice blanks the status line.
@@ -335,31 +341,62 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   EXPECT_EQ(text1(), " ");
 }
 
-TEST_F(FactoryOperationTest, WithNoStationChosenNothingGoesOut) {
+// Nothing of this screen goes to address 0, to a station the box does not name, or without
+// the operator's 是 where a command cannot be undone.
+TEST_F(FactoryOperationTest, NoBroadcastNoStaleAddressAndNoMeansNothing) {
+  addStation(kStation2, "COM3,9600", "2");
+  controllerAt(2);
   startAndDiscover();
   open();
-  const std::int64_t t = nowMs();
-  for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) click(button(screen(), name));
-  clock.advance(ms(400));
-  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(0, 2), "00") << s;
-  EXPECT_TRUE(dialogs.shown.empty());
-  EXPECT_EQ(screen().pendingRead, 5);
-}
-
-TEST_F(FactoryOperationTest, ClosingForgetsTheAddressSoTheNextCommandGoesToAddressZero) {
-  startAndDiscover();
-  open();
+  const auto commandsSent = [&](std::int64_t from) {
+    int n = 0;
+    for (const Sent& s : sentFrom(from)) n += s.frame.substr(2, 2) != "03";  // the scan only reads
+    return n;
+  };
+  const char* all[] = {"Command1", "Command2", "Command3", "Command4", "Command5"};
+  // No station chosen; then chosen, and the screen closed and reopened (its address box empty).
+  for (int round = 0; round < 2; ++round) {
+    dialogs.shown.clear();
+    const std::int64_t t = nowMs();
+    for (const char* name : all) click(button(screen(), name));
+    clock.advance(ms(400));
+    EXPECT_EQ(commandsSent(t), 0) << round;
+    EXPECT_EQ(shownTexts(), QStringList(5, QStringLiteral("请先选择站点"))) << round;
+    pick(combo(screen()), kStation1);
+    screen().close();
+    open();
+    ASSERT_TRUE(edit(screen(), "LTextBox1")->text().isEmpty());
+  }
+  EXPECT_EQ(screen().pendingRead, 0);
+  // 否 sends nothing.
   pick(combo(screen()), kStation1);
-  screen().close();
-  EXPECT_FALSE(screen().isVisible());
-  open();
-  EXPECT_EQ(combo(screen())->currentText(), kStation1);
-  EXPECT_TRUE(edit(screen(), "LTextBox1")->text().isEmpty());
-  const std::int64_t t = nowMs();
-  click(button(screen(), "Command2"));
+  dialogs.shown.clear();
+  dialogs.answers = {platform::kNo, platform::kNo, platform::kNo};
+  std::int64_t t = nowMs();
+  for (const char* name : {"Command1", "Command2", "Command5"}) click(button(screen(), name));
   clock.advance(ms(400));
-  EXPECT_EQ(countSent(t, withCrc("00 79 00 00 00 01")), 1);
-  EXPECT_TRUE(dialogs.shown.empty());  // a broadcast is never answered
+  EXPECT_EQ(commandsSent(t), 0);
+  EXPECT_EQ(dialogs.shown.size(), 3u);
+  // A typed name: the other station's address and port, looked up now; a name of no station
+  // sends nothing and says so in one line.
+  combo(screen())->lineEdit()->selectAll();
+  combo(screen())->lineEdit()->insert(kStation2);  // as an input method puts Chinese text in
+  ASSERT_EQ(edit(screen(), "LTextBox1")->text(), "1");  // typing does not refill the box
+  t = nowMs();
+  click(button(screen(), "Command3"));
+  clock.advance(ms(400));
+  EXPECT_EQ(countSent(t, withCrc("02 06 E3 27 00 00")), 1);
+  EXPECT_EQ(commandsSent(t), 1);
+  EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "2");
+  combo(screen())->lineEdit()->selectAll();
+  combo(screen())->lineEdit()->insert(QStringLiteral("三号站"));
+  t = nowMs();
+  dialogs.shown.clear();
+  click(button(screen(), "Command3"));
+  clock.advance(ms(400));
+  EXPECT_EQ(commandsSent(t), 0);
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("没有名为“三号站”的站点，未发送任何数据")));
 }
 
 TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
@@ -372,12 +409,13 @@ TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
   dialogs.shown.clear();
   station1->setFaults({.exception = sim::Exception::IllegalFunction});
   for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) {
+    dialogs.answers = {platform::kYes};
     const std::int64_t t = nowMs();
     click(button(screen(), name));
     clock.advance(ms(400));
     EXPECT_EQ(sentFrom(t).size(), 1u) << name;
   }
-  EXPECT_TRUE(dialogs.shown.empty());
+  for (const QString& shown : shownTexts()) EXPECT_TRUE(shown.startsWith(QStringLiteral("确定对"))) << shown.toStdString();
   EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
 }
 
