@@ -585,23 +585,23 @@ TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
   EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
 }
 
-TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindToAddressZero) {
+TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   sim::Controller& device = controllerAt(1);
   addStation(kStation1, "COM3,9600", "1");
   start();
   open();
   pick(combo(screen()), "COM3,9600");
 
-  // No find yet: the write goes to address 0, a broadcast that nobody answers.
+  // No find yet: the write would go to address 0, which every controller takes; refused.
   type(edit(screen(), "LTextBox2"), "5");
   std::int64_t t = nowMs();
   click(button(screen(), "Command2"));
-  EXPECT_TRUE(screen().Timer1.enabled());
-  clock.advance(ms(600));
-  EXPECT_EQ(countSent(t, withCrc("00 06 00 1A 00 05")), 1);
   EXPECT_FALSE(screen().Timer1.enabled());
-  EXPECT_TRUE(dialogs.shown.empty());
+  clock.advance(ms(600));
+  for (const Sent& s : sentFrom(t)) EXPECT_EQ(s.frame.find("06001A"), std::string::npos) << s;
+  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("请先读取设备ID")});
   EXPECT_EQ(device.address(), 1);
+  dialogs.shown.clear();
 
   // Found at the first tick, then given address 5.
   click(command1());

@@ -147,6 +147,9 @@ TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionReferenceListsTooltipAndButtons
   startAndOpen();
   EXPECT_EQ(screen().windowTitle(), QStringLiteral("控制参数"));
   EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  // The station list takes no typing: only a station of the list can stand in it.
+  EXPECT_FALSE(list("Combo1")->isEditable());
+  EXPECT_EQ(list("Combo1")->currentIndex(), -1);
   for (Control c : configuration::allControls()) {
     const QString name = QString::fromUtf8(configuration::controlName(c).data());
     QWidget* w = screen().findChild<QWidget*>(name);
