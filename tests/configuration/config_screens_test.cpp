@@ -178,19 +178,13 @@ TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVo
   EXPECT_EQ(station1->state().param(sim::param::kLightOnVoltage), 5);
 }
 
-TEST_F(LoadConfigurationTest, FifteenTypedAsHoursReadsBackAsManualMode) {
+TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesGoOut) {
   startAndDiscover();
   open();
   pick(combo(screen()), kStation1);
   press("Command1");
   ASSERT_TRUE(option("Option5")->isChecked());
-
-  type(list("Combo2"), "15");
-  std::int64_t t = nowMs();
-  press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 0F 00 0A 00 05")), 1);
-  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 15);
-
+  station1->state().setParam(sim::param::kLoadMode, 15);
   press("Command1");
   EXPECT_TRUE(option("Option4")->isChecked());
   EXPECT_EQ(option("Option4")->text(), QStringLiteral("手动模式"));
@@ -205,10 +199,39 @@ TEST_F(LoadConfigurationTest, FifteenTypedAsHoursReadsBackAsManualMode) {
   type(list("LTextBox2"), "3");
   EXPECT_EQ(tag("LTextBox2"), "3");
   EXPECT_TRUE(edit(screen(), "LTextBox4")->text().isEmpty());
+
+  // A value outside the screen's lists is refused with a message and nothing goes out.
+  const struct {
+    const char* option;
+    const char* box;
+    const char* typed;
+    const char* message;
+  } outside[] = {
+      {"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
+      {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
+      {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
+      {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
+      {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"},
+  };
+  for (const auto& o : outside) {
+    SCOPED_TRACE(o.typed);
+    click(option("Option3"));
+    if (std::string_view(o.option) == "Option5") click(option("Option5"));
+    type(list(o.box), o.typed);
+    dialogs.shown.clear();
+    const std::int64_t t = nowMs();
+    press("Command2");
+    for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
+    EXPECT_EQ(shownTexts(), QStringList{QString::fromUtf8(o.message)});
+    type(list(o.box), o.box == std::string_view("LTextBox2") ? "5" : o.box == std::string_view("LTextBox3") ? "10" : "5");
+  }
+  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 15);
+  click(option("Option3"));
+  type(list("LTextBox2"), "8");
   type(list("LTextBox3"), "30");
-  t = nowMs();
+  const std::int64_t t = nowMs();
   press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 03")), 1);
+  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08")), 1);
   EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 0);
 }
 
@@ -225,39 +248,37 @@ TEST_F(LoadConfigurationTest, RefusalsSendNothing) {
   EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("选择一个可用的站点名"), QStringLiteral("请先读取数据")}));
   for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(0, 4), "0110") << s;
   for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 6), "03E01D") << s;
-
-  // A value above 255 ends the handler with a line in the message window and nothing sent.
-  press("Command1");
-  click(option("Option3"));
-  type(list("LTextBox2"), "300");
-  ASSERT_EQ(tag("LTextBox2"), "300");
-  dialogs.shown.clear();
-  t = nowMs();
-  press("Command2");
-  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
-  EXPECT_TRUE(dialogs.shown.empty());
-  EXPECT_TRUE(logLines().last().contains(QStringLiteral("未发送任何数据")));
   EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
 }
 
-TEST_F(LoadConfigurationTest, TagsOfTheLastReadGoToTheStationNowChosenAfterReopening) {
+// "设置" writes only the block this screen read, to the station it was read from: not to
+// another station, not after a reopening, not to a typed name of no station or to address 0.
+TEST_F(LoadConfigurationTest, AWriteGoesOnlyToTheStationItsBlockWasReadFrom) {
   startAndDiscover();
   open();
   pick(combo(screen()), kStation1);
   press("Command1");
-  screen().close();
-  EXPECT_FALSE(screen().isVisible());
-
-  // The menu empties the screen but keeps the tags: with no option selected the mode is 0.
-  open();
-  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
-  EXPECT_TRUE(edit(screen(), "LTextBox1")->text().isEmpty());
-  for (const char* o : {"Option3", "Option4", "Option5", "Option6", "Option7"}) EXPECT_FALSE(option(o)->isChecked());
-  pick(combo(screen()), kStation2);
+  const auto modeOf2 = station2->state().param(sim::param::kLoadMode);
   const std::int64_t t = nowMs();
+  pick(combo(screen()), kStation2);
   press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("02 10 E0 1D 00 03 06 00 00 00 0A 00 05")), 1);
-  EXPECT_EQ(station2->state().param(sim::param::kLoadMode), 0);
+  type(combo(screen()), "x");  // a name of no station: the address box empties
+  press("Command2");
+  screen().close();
+  open();  // the menu empties the screen: nothing chosen, no read
+  press("Command2");
+  pick(combo(screen()), kStation1);
+  press("Command2");
+  EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("请先读取数据"), QStringLiteral("请先选择站点"),
+                                       QStringLiteral("请先选择站点"), QStringLiteral("请先读取数据")}));
+  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
+  EXPECT_EQ(station2->state().param(sim::param::kLoadMode), modeOf2);
+  // Read again: written back as read.
+  press("Command1");
+  dialogs.shown.clear();
+  const std::int64_t t2 = nowMs();
+  press("Command2");
+  EXPECT_EQ(countSent(t2, withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05")), 1);
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
 }
 
