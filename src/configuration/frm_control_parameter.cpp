@@ -343,7 +343,11 @@ void FrmControlParameter::Command4_Click() {
 void FrmControlParameter::Command5_Click() {
   const QString name = platform::dialogs().openFileName(QStringLiteral("导入设置"), QStringLiteral("*.txt"));
   ImportResult result{ImportResult::Outcome::Stopped, {}};
-  run([&](ParameterBoxes& b) { result = importParameters(b, name); });
+  run([&](ParameterBoxes& b) {
+    result = importParameters(b, name);
+    // A file's values obey the limits and couplings that typing them would meet.
+    if (result.outcome != ImportResult::Outcome::Stopped) applyTypingRules(b);
+  });
   switch (result.outcome) {
     case ImportResult::Outcome::Imported: platform::dialogs().msgBox(text(kImportDoneMessage)); break;
     case ImportResult::Outcome::Failed: core::appendLog(q(result.logLine)); break;
