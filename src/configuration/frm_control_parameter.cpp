@@ -95,6 +95,9 @@ void FrmControlParameter::build() {
   // --- The station and its rated values ---------------------------------------------------
   auto* top = new QGridLayout;
   Combo1 = ui::addStationBox(top, this);
+  // Only a station of the list can be chosen here: a typed name could leave the block of one
+  // controller on the screen under the name of another.
+  Combo1->makeDropDownList();
   const auto rated = ui::addFields(top, this, kRated, 2, 1);
   widgets_.insert(static_cast<int>(Control::LTextBox1), rated[0]);
   widgets_.insert(static_cast<int>(Control::LTextBox2), rated[1]);
@@ -270,7 +273,7 @@ void FrmControlParameter::Combo1_Click() {
   } catch (const RuntimeFailure&) {
     // An address that is no number stays out of the box; the request below says so in the log.
   }
-  core::trySendToStation(MSComm1, Combo1->text(), kDeviceInfoLiteral.data());
+  core::trySendToStation(MSComm1, Combo1->text(), kDeviceInfoLiteral.data(), true);
 }
 
 void FrmControlParameter::Command1_Click() {
@@ -279,7 +282,7 @@ void FrmControlParameter::Command1_Click() {
     return;
   }
   pendingRead = kPendingBlock;
-  core::trySendToStation(MSComm1, Combo1->text(), kParameterReadLiteral.data());
+  core::trySendToStation(MSComm1, Combo1->text(), kParameterReadLiteral.data(), true);
 }
 
 void FrmControlParameter::Command2_Click() {
@@ -289,10 +292,23 @@ void FrmControlParameter::Command2_Click() {
   switch (command.action) {
     case SetCommand::Action::ShowMessage: platform::dialogs().msgBox(q(command.text)); break;
     case SetCommand::Action::LogFailure: core::appendLog(q(command.text)); break;
-    case SetCommand::Action::Send:
+    case SetCommand::Action::Send: {
+      // The block goes to the station chosen now, address and port from its record; never to
+      // address 0 (an empty address box), which every controller on the line would take.
+      if (Combo1->text().isEmpty() || command.frame.empty() || command.frame[0] == 0) {
+        platform::dialogs().msgBox(QStringLiteral("请先选择站点"));
+        break;
+      }
+      const auto station = core::stationForSend(Combo1->text());
+      if (!station) break;
+      if (command.frame[0] != station->address) {
+        platform::dialogs().msgBox(QStringLiteral("请先选择站点"));
+        break;
+      }
       pendingRead = kPendingSetResult;
-      MSComm1.sendRequest(core::getStationPort(Combo1->text()).toStdString(), command.frame);
+      MSComm1.sendRequest(station->port.toStdString(), command.frame);
       break;
+    }
   }
 }
 
@@ -329,7 +345,11 @@ void FrmControlParameter::Command4_Click() {
 void FrmControlParameter::Command5_Click() {
   const QString name = platform::dialogs().openFileName(QStringLiteral("导入设置"), QStringLiteral("*.txt"));
   ImportResult result{ImportResult::Outcome::Stopped, {}};
-  run([&](ParameterBoxes& b) { result = importParameters(b, name); });
+  run([&](ParameterBoxes& b) {
+    result = importParameters(b, name);
+    // A file's values obey the limits and couplings that typing them would meet.
+    if (result.outcome != ImportResult::Outcome::Stopped) applyTypingRules(b);
+  });
   switch (result.outcome) {
     case ImportResult::Outcome::Imported: platform::dialogs().msgBox(text(kImportDoneMessage)); break;
     case ImportResult::Outcome::Failed: core::appendLog(q(result.logLine)); break;

@@ -175,6 +175,12 @@ void FrmDeviceIDSetting::MSComm2_Reply(const Bytes& reply, const std::string& t)
 // --- The write of the new address -----------------------------------------------------------
 
 void FrmDeviceIDSetting::Command2_Click() {
+  // Before a search has found a controller the target would be address 0, which every
+  // controller on the line takes: nothing goes out.
+  if (foundAddress == 0) {
+    platform::dialogs().msgBox(QStringLiteral("请先读取设备ID"));
+    return;
+  }
   const AddressWrite write = addressWrite(static_cast<std::uint8_t>(foundAddress), LTextBox2->text().toStdString());
   if (!write.frame) {
     core::appendLog(q(write.failureLog));

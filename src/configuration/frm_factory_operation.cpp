@@ -8,6 +8,7 @@
 #include <QVBoxLayout>
 
 #include "core/message_log.h"
+#include "core/station_request.h"
 #include "core/station_store.h"
 #include "platform/dialogs.h"
 #include "ui/form.h"
@@ -79,16 +80,31 @@ void FrmFactoryOperation::Combo1_Click() {
 }
 
 void FrmFactoryOperation::send(FactoryCommand command) {
-  // A button does not ask whether a station is chosen: with none the port text is empty and
-  // the send ends in silence; an empty address box is address 0.
+  // Address and port come from the station that the box names now, never from a box filled by
+  // an earlier choice; with no station chosen (the address box is empty after a reopening)
+  // nothing goes out, since address 0 reaches every controller on the line.
+  if (Combo1->text().isEmpty() || LTextBox1->text().trimmed().isEmpty()) {
+    platform::dialogs().msgBox(QStringLiteral("请先选择站点"));
+    return;
+  }
+  const auto station = core::stationForSend(Combo1->text());
+  if (!station) return;
+  LTextBox1->setText(QString::number(station->address));
+  // Restoring, clearing the history and restarting cannot be undone: the operator confirms.
+  if (command == FactoryCommand::Command1 || command == FactoryCommand::Command2 || command == FactoryCommand::Command5) {
+    const QString question = QStringLiteral("确定对 %1（设备ID %2）执行 %3?")
+                                 .arg(station->name)
+                                 .arg(station->address)
+                                 .arg(text(factoryCaption(command)));
+    if (platform::dialogs().msgBox(question, platform::kYesNo | platform::kQuestion) != platform::kYes) return;
+  }
   pendingRead = factoryPendingRead(command);
-  const QString port = core::getStationPort(Combo1->text());
-  const auto frame = factoryFrame(command, LTextBox1->text().toStdString());
+  const auto frame = factoryFrame(command, std::to_string(station->address));
   if (!frame) {
     core::appendLog(text(kFactoryAddressRefusedLog));
     return;
   }
-  MSComm1.sendRequest(port.toStdString(), *frame);
+  MSComm1.sendRequest(station->port.toStdString(), *frame);
 }
 
 void FrmFactoryOperation::onReply(const Bytes& reply) {

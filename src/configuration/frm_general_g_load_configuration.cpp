@@ -12,7 +12,9 @@
 
 #include "configuration/load_block.h"
 #include "core/message_log.h"
+#include "core/station_request.h"
 #include "core/station_store.h"
+#include "link/vb_numbers.h"
 #include "platform/dialogs.h"
 #include "ui/form.h"
 #include "ui/station_box.h"
@@ -184,7 +186,8 @@ void FrmGeneralGLoadConfiguration::ClearAll() {
     b->setChecked(false);
     b->setAutoExclusive(true);
   }
-  // The tags stay: a write after ClearAll sends what the last read found.
+  // The tags stay, but the screen no longer stands for a read: "设置" asks for one first.
+  readFrom_.reset();
 }
 
 // --- The station --------------------------------------------------------------------------
@@ -227,12 +230,16 @@ void FrmGeneralGLoadConfiguration::Command1_Click() {
     return;
   }
   pendingRead = kLoadPendingRead;
-  const auto frame = loadBlockReadRequest(core::getStationDeviceID(Combo1->text()).toStdString());
+  // Address and port from the station the box names now.
+  const auto station = core::stationForSend(Combo1->text());
+  if (!station) return;
+  const auto frame = loadBlockReadRequest(std::to_string(station->address));
   if (!frame) {
     core::appendLog(q(std::string(kLoadAddressRefusedLog)));
     return;
   }
-  MSComm1.sendRequest(core::getStationPort(Combo1->text()).toStdString(), *frame);
+  asked_ = ReadFrom{station->port, station->address, {}, {}};
+  MSComm1.sendRequest(station->port.toStdString(), *frame);
 }
 
 void FrmGeneralGLoadConfiguration::onReply(const Bytes& reply) {
@@ -247,6 +254,10 @@ void FrmGeneralGLoadConfiguration::onReply(const Bytes& reply) {
 void FrmGeneralGLoadConfiguration::showLoadBlock(const Bytes& reply) {
   const auto view = configuration::showLoadBlock(reply);
   if (!view) return;
+  // The block is the station's that the read went to, if the reply came from its address.
+  readFrom_.reset();
+  if (asked_ && !reply.empty() && reply[0] == asked_->address)
+    readFrom_ = ReadFrom{asked_->port, asked_->address, view->lTextBox3Tag, view->lTextBox2Tag};
   switch (view->option) {
     case LoadOption::Option3: Option3->setChecked(true); break;
     case LoadOption::Option5: Option5->setChecked(true); break;
@@ -270,8 +281,16 @@ void FrmGeneralGLoadConfiguration::showLoadBlock(const Bytes& reply) {
 
 void FrmGeneralGLoadConfiguration::Command2_Click() {
   pendingRead = kLoadPendingWrite;  // also when the write is refused
+  const auto refuse = [](const QString& message) { platform::dialogs().msgBox(message); };
+  // Never to address 0 (every controller on the line would take it), never to a station other
+  // than the one whose block this screen read.
+  if (Combo1->text().isEmpty() || LTextBox1->text().trimmed().isEmpty()) return refuse(QStringLiteral("请先选择站点"));
+  const auto station = core::stationForSend(Combo1->text());
+  if (!station) return;
+  if (!readFrom_ || readFrom_->port != station->port || readFrom_->address != station->address)
+    return refuse(q(std::string(kLoadReadFirstText)));
   LoadScreenState state;
-  state.deviceIdText = core::getStationDeviceID(Combo1->text()).toStdString();
+  state.deviceIdText = std::to_string(station->address);
   // The options are looked at from the last mode to the first; the first selected wins.
   const std::pair<QRadioButton*, LoadOption> order[] = {{Option7, LoadOption::Option7},
                                                         {Option6, LoadOption::Option6},
@@ -286,6 +305,19 @@ void FrmGeneralGLoadConfiguration::Command2_Click() {
   state.combo2Text = Combo2->currentText().toStdString();
   state.lTextBox2Tag = tagOf(LTextBox2).toStdString();
   state.lTextBox3Tag = tagOf(LTextBox3).toStdString();
+  // Only what the screen offers goes out: a mode of its buttons, the hours, delay and voltage
+  // of its lists (a delay or voltage as it was read passes unchanged).
+  const auto within = [](const std::string& text, int low, int high) {
+    const double v = val(text);
+    return v == static_cast<int>(v) && v >= low && v <= high;
+  };
+  if (state.selected == LoadOption::None) return refuse(QStringLiteral("请选择负载输出模式"));
+  if (state.selected == LoadOption::Option5 && !within(state.combo2Text, 1, 14))
+    return refuse(QStringLiteral("工作时间应为1到14小时，未发送"));
+  if (state.lTextBox3Tag != readFrom_->delay && !within(state.lTextBox3Tag, 1, 60))
+    return refuse(QStringLiteral("延时应为1到60分钟，未发送"));
+  if (state.lTextBox2Tag != readFrom_->voltage && !within(state.lTextBox2Tag, 4, 10))
+    return refuse(QStringLiteral("光控开电压应为4到10V，未发送"));
   const LoadWrite write = buildLoadWrite(state);
   if (!write.message.empty()) {
     platform::dialogs().msgBox(q(write.message));
@@ -295,7 +327,7 @@ void FrmGeneralGLoadConfiguration::Command2_Click() {
     core::appendLog(q(write.failureLog));
     return;
   }
-  MSComm1.sendRequest(core::getStationPort(Combo1->text()).toStdString(), *write.frame);
+  MSComm1.sendRequest(station->port.toStdString(), *write.frame);
 }
 
 }  // namespace xl::configuration

@@ -12,6 +12,8 @@
 // in configuration/load_block.h.
 
 #include <cstdint>
+#include <optional>
+#include <string>
 
 #include "link/serial_session.h"
 #include "ui/registry.h"
@@ -78,6 +80,17 @@ class FrmGeneralGLoadConfiguration : public ui::Screen, public ui::Singleton<Frm
   QPushButton* Command3;  // below the lower edge, no handler
   QPushButton* Command4;  // below the lower edge, no handler
   link::SerialSession MSComm1;
+  // The station (port and address) the last read went to, and the one whose block the screen
+  // holds, with the delay and voltage it had: a write goes only there, and sends back a value
+  // outside the screen's lists only when it is the one that was read.
+  struct ReadFrom {
+    QString port;
+    std::uint8_t address = 0;
+    std::string delay, voltage;
+    bool operator==(const ReadFrom&) const = default;
+  };
+  std::optional<ReadFrom> asked_;
+  std::optional<ReadFrom> readFrom_;
 };
 
 }  // namespace xl::configuration

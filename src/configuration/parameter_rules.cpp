@@ -136,13 +136,13 @@ void boostCouplings(ParameterBoxes& boxes) {
   assignText(boxes, C::LTextBox16, boost);
   assignText(boxes, C::LTextBox20, boost);
   assignText(boxes, C::LTextBox12, numberBoxText(toNumber(boxes.text(C::LTextBox18)) + 2));
-  format(boxes, C::LTextBox12, 2);
+  voltageLimits(boxes, C::LTextBox12);
   assignText(boxes, C::TextLimit, boxes.text(C::LTextBox18));
-  format(boxes, C::TextLimit, 2);
+  voltageLimits(boxes, C::TextLimit);
   const double floatVolts = toNumber(boxes.text(C::LTextBox20));
   if (floatVolts > 9.0) assignText(boxes, C::LTextBox22, numberBoxText(toNumber(boxes.text(C::LTextBox20)) - 1.2));
   else assignText(boxes, C::LTextBox22, boxes.text(C::LTextBox20));
-  format(boxes, C::LTextBox22, 2);
+  voltageLimits(boxes, C::LTextBox22);
 }
 
 // Under "LI" the over-discharge voltage carries the discharge limit 0.5 below it (tested on the
@@ -152,8 +152,8 @@ void overDischargeCouplings(ParameterBoxes& boxes) {
     assignText(boxes, C::LTextBox34, numberBoxText(toNumber(boxes.text(C::LTextBox36)) - 0.5));
   else assignText(boxes, C::LTextBox34, boxes.text(C::LTextBox36));
   assignText(boxes, C::LTextBox40, numberBoxText(toNumber(boxes.text(C::LTextBox36)) + 1));
-  format(boxes, C::LTextBox34, 2);
-  format(boxes, C::LTextBox40, 2);
+  voltageLimits(boxes, C::LTextBox34);
+  voltageLimits(boxes, C::LTextBox40);
 }
 
 // One pass of LTextBox10's rule.
@@ -283,6 +283,22 @@ void lostFocus(ParameterBoxes& boxes, Control box) {
     }
   } catch (const RuntimeFailure&) {
     // A coupling that meets a text that is no number ends there, as a failing handler does.
+  }
+}
+
+void applyTypingRules(ParameterBoxes& boxes) {
+  static constexpr Control kScreenOrder[] = {
+      C::LTextBox12, C::TextLimit,  C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22,
+      C::LTextBox38, C::LTextBox40, C::LTextBox36, C::LTextBox34, C::SetChargeCurr, C::LTextBox32,
+      C::LTextBox28, C::LTextBox29, C::LTextBox10, C::LTextBox8,  C::LTextBox45,   C::LTextBox24,
+      C::LTextBox44,
+  };
+  for (Control c : kScreenOrder) {
+    if (c == C::SetChargeCurr && boxes.text(C::LTextBox4).empty()) continue;
+    const bool enabled = boxes.enabled(c);
+    boxes.setEnabled(c, true);
+    lostFocus(boxes, c);
+    boxes.setEnabled(c, enabled);
   }
 }
 

@@ -55,6 +55,7 @@ void lTextBox10Change(ParameterBoxes& boxes);
 //                22 = 20 - 1.2 when 20 is above 9.0, else 20
 //   LTextBox36   7..17, "0.00"; "LI": 34 = it - 0.5 when the old 34 is above 9.0, else it;
 //                40 = it + 1
+//   A box that a coupling moves stays within its own 7..17 (12 and 40 stop at 17, 34 at 7).
 //   LTextBox29   10..600     LTextBox32   0..255     LTextBox44   0..80     LTextBox45   1..30
 //   SetChargeCurr  capped at LTextBox4, "0.00"
 //
@@ -62,6 +63,13 @@ void lTextBox10Change(ParameterBoxes& boxes);
 // the low limit becomes the low limit as a bare whole number, then above the high one the high
 // one. The format applies to a text that is a number and leaves any other text as it is.
 void lostFocus(ParameterBoxes& boxes, Control box);
+
+// What an imported file puts into the boxes goes through the same rules as typing: the
+// LostFocus rule of every box in the order the boxes stand on the screen (the lithium couplings
+// included), also of a box that is disabled now, since the file filled it all the same and a
+// write sends it. The charge current is capped only once the rated current is known (the write
+// caps it again at the last moment).
+void applyTypingRules(ParameterBoxes& boxes);
 
 // `SetChargeCurr_LostFocus` alone: above the rated current (lenient values) the box takes the
 // text of LTextBox4, then the format "0.00". With LTextBox4 empty a positive entry empties it.

@@ -14,16 +14,36 @@ void requestStation(link::SerialSession& session, const QString& name, const cha
   session.sendRequest(port, requestFrame(id, literal));
 }
 
-bool trySendToStation(link::SerialSession& session, const QString& name, const char* literal) {
-  try {
-    requestStation(session, name, literal);
-    return true;
-  } catch (const RuntimeFailure&) {
-    // The operator reads Chinese only; the one failure here is an address that is no bus
-    // address (the port's own failures are silent in the session).
-    appendLog(name + QStringLiteral("：设备ID无效，请求未发送"));
-    return false;
+namespace {
+std::optional<StationTarget> lookUp(const QString& name, bool sayWhenUnknown) {
+  if (name.isEmpty()) return std::nullopt;
+  const std::optional<Station> station = findStation(name);
+  if (!station) {
+    if (sayWhenUnknown) appendLog(QStringLiteral("没有名为“%1”的站点，未发送任何数据").arg(name));
+    return std::nullopt;
   }
+  std::int32_t id = 0;
+  try {
+    id = toLong(val(station->DeviceID.toStdString()));
+  } catch (const RuntimeFailure&) {
+    id = -1;
+  }
+  if (id < 1 || id > 255) {
+    // The operator reads Chinese only, nothing of the conversion's internals.
+    appendLog(name + QStringLiteral("：设备ID无效，请求未发送"));
+    return std::nullopt;
+  }
+  return StationTarget{name, station->Port, static_cast<std::uint8_t>(id)};
+}
+}  // namespace
+
+std::optional<StationTarget> stationForSend(const QString& name) { return lookUp(name, true); }
+
+bool trySendToStation(link::SerialSession& session, const QString& name, const char* literal, bool sayWhenUnknown) {
+  const auto target = lookUp(name, sayWhenUnknown);
+  if (!target) return false;
+  session.sendRequest(target->port.toStdString(), requestFrame(target->address, literal));
+  return true;
 }
 
 }  // namespace xl::core

@@ -4,6 +4,8 @@
 // literal, the frame through the screen's own session.
 
 #include <QString>
+#include <cstdint>
+#include <optional>
 
 #include "link/serial_session.h"
 
@@ -14,8 +16,23 @@ namespace xl::core {
 // decides what that means); an unknown station has an empty port, which the session refuses.
 void requestStation(link::SerialSession& session, const QString& name, const char* literal);
 
-// The same for a handler that has nothing to do on a failure but stop: a conversion failure
-// sends nothing and leaves one line in the message window. Returns whether a frame was built.
-bool trySendToStation(link::SerialSession& session, const QString& name, const char* literal);
+// The station a screen's box names, looked up at the moment of sending, so that the address
+// and the port come from one record. nullopt when nothing may go out; then one Chinese line is
+// in the message window: the text names no station, or its address is not a bus address
+// 1..255 (no request ever goes to address 0, which every controller on the line would take).
+// An empty text is no choice at all and leaves no line.
+struct StationTarget {
+  QString name;
+  QString port;
+  std::uint8_t address = 0;
+};
+std::optional<StationTarget> stationForSend(const QString& name);
+
+// A request for a screen's handler: the station looked up as above, the frame through the
+// screen's own session. Returns whether it was handed to the session. The monitors send at
+// each keystroke in their station box, so by default a text that names no station is passed
+// over in silence there; `sayWhenUnknown` makes it a line in the message window.
+bool trySendToStation(link::SerialSession& session, const QString& name, const char* literal,
+                      bool sayWhenUnknown = false);
 
 }  // namespace xl::core

@@ -1,7 +1,9 @@
 #include "link/serial_session.h"
 
 #include <algorithm>
+#include <deque>
 #include <exception>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,6 +31,32 @@ Observers& observers() {
 }
 
 std::int64_t nowUs() { return platform::scheduler().now().count(); }
+
+// The lines: the exchange under way on each port, and the requests that wait for a line.
+struct LineEntry {
+  const SerialSession* owner = nullptr;
+  LineExchange exchange;
+  std::uint64_t id = 0;
+  bool replyBegun = false;
+};
+struct WaitingRequest {
+  SerialSession* session = nullptr;
+  int port = 0;
+  std::string portText;
+  Bytes frame;
+};
+struct Lines {
+  std::map<int, LineEntry> busy;
+  std::deque<WaitingRequest> waiting;
+  std::uint64_t nextId = 1;
+};
+Lines& lines() {
+  static Lines l;
+  return l;
+}
+// More waiting requests than this are dropped, as a request to a busy port always was: a
+// screen's timer that outpaces a silent line cannot pile up requests without end.
+constexpr std::size_t kMostWaiting = 64;
 }  // namespace
 
 int addExchangeObserver(ExchangeObserver observer) {
@@ -75,6 +103,68 @@ SerialSession::SerialSession(std::string controlName, SessionOptions options, Re
 SerialSession::~SerialSession() {
   if (silenceTask_) platform::scheduler().cancel(silenceTask_);
   cancelReceive();
+  auto& l = lines();
+  std::erase_if(l.waiting, [this](const WaitingRequest& w) { return w.session == this; });
+  std::erase_if(l.busy, [this](const auto& entry) { return entry.second.owner == this; });
+}
+
+std::optional<LineExchange> SerialSession::exchangeOnLine(int port) {
+  const auto& busy = lines().busy;
+  const auto it = busy.find(port);
+  if (it == busy.end()) return std::nullopt;
+  return it->second.exchange;
+}
+
+std::size_t SerialSession::waitingRequests() { return lines().waiting.size(); }
+
+void SerialSession::holdLine(int port, const Bytes& frame) {
+  auto& l = lines();
+  LineEntry e;
+  e.owner = this;
+  e.exchange.port = port;
+  e.exchange.address = frame.size() > 0 ? frame[0] : -1;
+  e.exchange.function = frame.size() > 1 ? frame[1] : -1;
+  e.exchange.sentUs = nowUs();
+  e.id = l.nextId++;
+  // A request of this session still on another line (it was cut by this send) keeps that line
+  // until its own limit below.
+  linePort_ = port;
+  lineId_ = e.id;
+  l.busy[port] = e;
+  const std::uint64_t id = e.id;
+  // Silence: no byte within the limit ends the exchange. A reply that has begun ends it when
+  // its window is read, and at the latest one window after the limit.
+  platform::scheduler().post(platform::ms(kSilenceLimitMs), [port, id] {
+    auto& busy = lines().busy;
+    const auto it = busy.find(port);
+    if (it == busy.end() || it->second.id != id) return;
+    if (!it->second.replyBegun) {
+      releaseLine(port, id);
+      serveWaiting(port);
+      return;
+    }
+    platform::scheduler().post(platform::ms(kReceiveWindowMs), [port, id] {
+      releaseLine(port, id);
+      serveWaiting(port);
+    });
+  });
+}
+
+void SerialSession::releaseLine(int port, std::uint64_t id) {
+  auto& busy = lines().busy;
+  const auto it = busy.find(port);
+  if (it != busy.end() && it->second.id == id) busy.erase(it);
+}
+
+void SerialSession::serveWaiting(int port) {
+  auto& l = lines();
+  while (!l.busy.count(port)) {
+    const auto it = std::find_if(l.waiting.begin(), l.waiting.end(), [port](const WaitingRequest& w) { return w.port == port; });
+    if (it == l.waiting.end()) return;
+    WaitingRequest w = std::move(*it);
+    l.waiting.erase(it);
+    w.session->transmit(w.portText, w.frame);
+  }
 }
 
 void SerialSession::setScanControl(platform::SerialControl* control) { gScanControl = control; }
@@ -89,6 +179,18 @@ void SerialSession::removeLineScanControl(platform::SerialControl* control) {
 
 void SerialSession::sendRequest(const std::string& portText, const Bytes& frame) {
   if (options_.leaveOnEmptyPortText && portText.empty()) return;
+  const int port = getCommPort(portText);
+  auto& l = lines();
+  const bool othersWait =
+      std::any_of(l.waiting.begin(), l.waiting.end(), [port](const WaitingRequest& w) { return w.port == port; });
+  if (port > 0 && (l.busy.count(port) || othersWait)) {
+    if (l.waiting.size() < kMostWaiting) l.waiting.push_back({this, port, portText, frame});
+    return;
+  }
+  transmit(portText, frame);
+}
+
+void SerialSession::transmit(const std::string& portText, const Bytes& frame) {
   if (options_.quickReceive) {
     // A read still pending belongs to the port about to be closed.
     cancelReceive();
@@ -96,7 +198,12 @@ void SerialSession::sendRequest(const std::string& portText, const Bytes& frame)
   }
   try {
     const int port = getCommPort(portText);
-    if (gScanControl && gScanControl->portOpen()) gScanControl->setPortOpen(false);
+    // The scan's control is closed by every send, unless its exchange is under way on another
+    // line (on this line it has ended: the request waited for it).
+    const bool scanBusyElsewhere = std::any_of(lines().busy.begin(), lines().busy.end(), [port](const auto& e) {
+      return e.second.owner && &e.second.owner->control_ == gScanControl && e.first != port;
+    });
+    if (gScanControl && gScanControl->portOpen() && !scanBusyElsewhere) gScanControl->setPortOpen(false);
     for (platform::SerialControl* line : lineScanControls())
       if (line != &control_ && line->portOpen() && line->commPort() == port) line->setPortOpen(false);
     // A line of the fast scan stays open from one of its exchanges to the next, on the same
@@ -123,6 +230,7 @@ void SerialSession::sendRequest(const std::string& portText, const Bytes& frame)
       control_.setOutBufferCount(0);
     }
     control_.output(frame);
+    holdLine(port, frame);
     if (options_.remembersPort) portNumber_ = port;
     if (exchangesObserved() || onExchangeEnded_) beginRecord(portText, frame);
   } catch (const std::exception&) {
@@ -131,6 +239,11 @@ void SerialSession::sendRequest(const std::string& portText, const Bytes& frame)
 }
 
 void SerialSession::onComm() {
+  if (linePort_) {
+    auto& busy = lines().busy;
+    const auto it = busy.find(linePort_);
+    if (it != busy.end() && it->second.id == lineId_) it->second.replyBegun = true;
+  }
   if (!options_.quickReceive) {
     // The whole reply must arrive within the window that its first byte opens.
     platform::scheduler().holdFor(platform::ms(kReceiveWindowMs), [this] { finishReceive(); });
@@ -236,6 +349,11 @@ void SerialSession::finishReceive() {
   }
   const bool hadRequest = pending_;
   const bool recording = pending_ || (exchangesObserved() && !raw.empty());
+  // The exchange has its reply: the line is free before the screen sees it, so that a request
+  // the reply handler makes (the parameter screen's block read) goes out at once.
+  const int line = linePort_;
+  if (line) releaseLine(line, lineId_);
+  linePort_ = 0;
   try {
     const std::string text = hexText(raw);
     if (options_.showReplyText && (!options_.showOnlyNonEmptyText || !text.empty())) options_.showReplyText(text);
@@ -251,6 +369,7 @@ void SerialSession::finishReceive() {
   } catch (const std::exception&) {
   }
   if (control_.portOpen() && !options_.keepOpen) control_.setPortOpen(false);
+  if (line) serveWaiting(line);
   if (recording) endRecord(std::move(raw));
   if (hadRequest && onExchangeEnded_) onExchangeEnded_();
 }

@@ -11,10 +11,16 @@
 // Failures are silent: a port that will not open, a bad port text, silence, a bad CRC or a
 // short reply all end the exchange without a message, and the old values stay on the screen.
 //
+// One exchange at a time on a line: a request to a port on which an exchange is under way (any
+// session's, this one's too) waits until that exchange has its reply read or its silence limit
+// passed, then goes out; requests that wait go out in the order they were made. So no request
+// ever cuts into a reply on the wire, and the scan and the screens take turns.
+//
 // The differences between the screens' copies are options of the session.
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "link/exchange_log.h"
@@ -60,13 +66,29 @@ int addExchangeObserver(ExchangeObserver observer);  // returns an id for the re
 void removeExchangeObserver(int id);
 bool exchangesObserved();
 
+// The exchange under way on a line: from the request written to its reply read, or to the
+// silence limit when no byte came.
+struct LineExchange {
+  int port = 0;              // port number
+  int address = -1;          // the station address the request went to (its first byte)
+  int function = -1;         // the request's function code (its second byte)
+  std::int64_t sentUs = 0;   // when it was written
+};
+
 class SerialSession {
  public:
   SerialSession(std::string controlName, SessionOptions options, ReplyHandler onReply);
   SerialSession(const SerialSession&) = delete;
   SerialSession& operator=(const SerialSession&) = delete;
 
+  // Sends now, or when the exchange under way on that line ends (see above). A request that
+  // waits is kept as it is; the caller's state (pendingRead) is set already.
   void sendRequest(const std::string& portText, const Bytes& frame);
+
+  // The exchange under way on port `port`, if any.
+  static std::optional<LineExchange> exchangeOnLine(int port);
+  // How many requests wait for a line (all lines together).
+  static std::size_t waitingRequests();
 
   platform::SerialControl& control() { return control_; }
   // The port number of the last successful send (0 before any).
@@ -85,6 +107,7 @@ class SerialSession {
   // For the record only: a request whose first reply byte has not come this long after it was
   // written is reported as unanswered. The session itself still waits silently, as it always
   // does; a reply that comes later still goes to the screen and is reported on its own.
+  // It is also the longest that an unanswered exchange keeps its line from the next request.
   static constexpr std::int64_t kSilenceLimitMs = 300;
 
   ~SerialSession();
@@ -97,6 +120,10 @@ class SerialSession {
   void closePort();
 
  private:
+  void transmit(const std::string& portText, const Bytes& frame);
+  void holdLine(int port, const Bytes& frame);
+  static void releaseLine(int port, std::uint64_t id);
+  static void serveWaiting(int port);
   void onComm();
   void finishReceive();
   void beginRecord(const std::string& portText, const Bytes& frame);
@@ -118,6 +145,9 @@ class SerialSession {
   std::size_t expectLength_ = 0;
   platform::TaskId receiveTask_ = 0;
   std::function<void()> onExchangeEnded_;
+  // The line this session's exchange holds (0 for none), and whether its reply has begun.
+  int linePort_ = 0;
+  std::uint64_t lineId_ = 0;
 };
 
 }  // namespace xl::link

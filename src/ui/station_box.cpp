@@ -23,7 +23,16 @@ StationBox::StationBox(QWidget* parent) : QComboBox(parent) {
   });
 }
 
+void StationBox::makeDropDownList() {
+  setEditable(false);
+  setCurrentIndex(-1);
+}
+
 void StationBox::onKeyDown(std::function<void(int)> handler) {
+  if (!lineEdit()) {
+    ui::onKeyDown(this, std::move(handler));
+    return;
+  }
   // A key reaches the line edit first; a key it does not take (the arrows) goes on to the box.
   // Both are watched, so such a key is told twice; the handler must not mind (it records).
   ui::onKeyDown(lineEdit(), handler);
@@ -32,15 +41,23 @@ void StationBox::onKeyDown(std::function<void(int)> handler) {
 
 void StationBox::setTextAsCode(const QString& text) {
   if (currentText() == text) return;
-  setEditText(text);
+  if (lineEdit())
+    setEditText(text);
+  else
+    setCurrentIndex(findText(text));
   if (change_) change_();
 }
 
 void StationBox::addStation(const QString& name) {
   const QString typed = currentText();
   const int index = currentIndex();
-  const int cursor = lineEdit()->cursorPosition();
   const QSignalBlocker quiet(this);
+  if (!lineEdit()) {
+    addItem(name);
+    if (currentIndex() != index) setCurrentIndex(index);
+    return;
+  }
+  const int cursor = lineEdit()->cursorPosition();
   addItem(name);
   // A list that was empty makes its first item current; that is undone.
   if (currentIndex() != index || currentText() != typed) {

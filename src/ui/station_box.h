@@ -27,6 +27,8 @@ class StationBox : public QComboBox {
   void onKeyDown(std::function<void(int key)> handler);
 
   QString text() const { return currentText(); }
+  // A box that takes no typing: only the stations of its list can stand in it.
+  void makeDropDownList();
   // Writes the text as code does: when it differs, the change handler runs.
   void setTextAsCode(const QString& text);
 

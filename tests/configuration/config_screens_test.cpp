@@ -178,19 +178,13 @@ TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVo
   EXPECT_EQ(station1->state().param(sim::param::kLightOnVoltage), 5);
 }
 
-TEST_F(LoadConfigurationTest, FifteenTypedAsHoursReadsBackAsManualMode) {
+TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesGoOut) {
   startAndDiscover();
   open();
   pick(combo(screen()), kStation1);
   press("Command1");
   ASSERT_TRUE(option("Option5")->isChecked());
-
-  type(list("Combo2"), "15");
-  std::int64_t t = nowMs();
-  press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 0F 00 0A 00 05")), 1);
-  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 15);
-
+  station1->state().setParam(sim::param::kLoadMode, 15);
   press("Command1");
   EXPECT_TRUE(option("Option4")->isChecked());
   EXPECT_EQ(option("Option4")->text(), QStringLiteral("手动模式"));
@@ -205,10 +199,39 @@ TEST_F(LoadConfigurationTest, FifteenTypedAsHoursReadsBackAsManualMode) {
   type(list("LTextBox2"), "3");
   EXPECT_EQ(tag("LTextBox2"), "3");
   EXPECT_TRUE(edit(screen(), "LTextBox4")->text().isEmpty());
+
+  // A value outside the screen's lists is refused with a message and nothing goes out.
+  const struct {
+    const char* option;
+    const char* box;
+    const char* typed;
+    const char* message;
+  } outside[] = {
+      {"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
+      {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
+      {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
+      {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
+      {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"},
+  };
+  for (const auto& o : outside) {
+    SCOPED_TRACE(o.typed);
+    click(option("Option3"));
+    if (std::string_view(o.option) == "Option5") click(option("Option5"));
+    type(list(o.box), o.typed);
+    dialogs.shown.clear();
+    const std::int64_t t = nowMs();
+    press("Command2");
+    for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
+    EXPECT_EQ(shownTexts(), QStringList{QString::fromUtf8(o.message)});
+    type(list(o.box), o.box == std::string_view("LTextBox2") ? "5" : o.box == std::string_view("LTextBox3") ? "10" : "5");
+  }
+  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 15);
+  click(option("Option3"));
+  type(list("LTextBox2"), "8");
   type(list("LTextBox3"), "30");
-  t = nowMs();
+  const std::int64_t t = nowMs();
   press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 03")), 1);
+  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08")), 1);
   EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 0);
 }
 
@@ -225,39 +248,37 @@ TEST_F(LoadConfigurationTest, RefusalsSendNothing) {
   EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("选择一个可用的站点名"), QStringLiteral("请先读取数据")}));
   for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(0, 4), "0110") << s;
   for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 6), "03E01D") << s;
-
-  // A value above 255 ends the handler with a line in the message window and nothing sent.
-  press("Command1");
-  click(option("Option3"));
-  type(list("LTextBox2"), "300");
-  ASSERT_EQ(tag("LTextBox2"), "300");
-  dialogs.shown.clear();
-  t = nowMs();
-  press("Command2");
-  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
-  EXPECT_TRUE(dialogs.shown.empty());
-  EXPECT_TRUE(logLines().last().contains(QStringLiteral("未发送任何数据")));
   EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
 }
 
-TEST_F(LoadConfigurationTest, TagsOfTheLastReadGoToTheStationNowChosenAfterReopening) {
+// "设置" writes only the block this screen read, to the station it was read from: not to
+// another station, not after a reopening, not to a typed name of no station or to address 0.
+TEST_F(LoadConfigurationTest, AWriteGoesOnlyToTheStationItsBlockWasReadFrom) {
   startAndDiscover();
   open();
   pick(combo(screen()), kStation1);
   press("Command1");
-  screen().close();
-  EXPECT_FALSE(screen().isVisible());
-
-  // The menu empties the screen but keeps the tags: with no option selected the mode is 0.
-  open();
-  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
-  EXPECT_TRUE(edit(screen(), "LTextBox1")->text().isEmpty());
-  for (const char* o : {"Option3", "Option4", "Option5", "Option6", "Option7"}) EXPECT_FALSE(option(o)->isChecked());
-  pick(combo(screen()), kStation2);
+  const auto modeOf2 = station2->state().param(sim::param::kLoadMode);
   const std::int64_t t = nowMs();
+  pick(combo(screen()), kStation2);
   press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("02 10 E0 1D 00 03 06 00 00 00 0A 00 05")), 1);
-  EXPECT_EQ(station2->state().param(sim::param::kLoadMode), 0);
+  type(combo(screen()), "x");  // a name of no station: the address box empties
+  press("Command2");
+  screen().close();
+  open();  // the menu empties the screen: nothing chosen, no read
+  press("Command2");
+  pick(combo(screen()), kStation1);
+  press("Command2");
+  EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("请先读取数据"), QStringLiteral("请先选择站点"),
+                                       QStringLiteral("请先选择站点"), QStringLiteral("请先读取数据")}));
+  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
+  EXPECT_EQ(station2->state().param(sim::param::kLoadMode), modeOf2);
+  // Read again: written back as read.
+  press("Command1");
+  dialogs.shown.clear();
+  const std::int64_t t2 = nowMs();
+  press("Command2");
+  EXPECT_EQ(countSent(t2, withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05")), 1);
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
 }
 
@@ -323,11 +344,17 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   for (const auto& c : commands) {
     SCOPED_TRACE(c.name);
     dialogs.shown.clear();
+    // Restoring, clearing and restarting ask first; 是 sends.
+    const QString caption = button(screen(), c.name)->text();
+    const bool asks = caption == "恢复出厂设置" || caption == "清除历史数据" || caption == "系统重启";
+    if (asks) dialogs.answers = {platform::kYes};
     const std::int64_t t = nowMs();
     click(button(screen(), c.name));
     clock.advance(ms(400));
     EXPECT_EQ(countSent(t, exact(c.frame)), 1);
-    EXPECT_EQ(shownTexts(), QStringList{QString::fromUtf8(c.message)});
+    QStringList expected{QString::fromUtf8(c.message)};
+    if (asks) expected.prepend(QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1, caption));
+    EXPECT_EQ(shownTexts(), expected);
     EXPECT_EQ(text1(), QString::fromUtf8(c.text1));
   }
   // A station choice blanks the status line.
@@ -335,31 +362,62 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   EXPECT_EQ(text1(), " ");
 }
 
-TEST_F(FactoryOperationTest, WithNoStationChosenNothingGoesOut) {
+// Nothing of this screen goes to address 0, to a station the box does not name, or without
+// the operator's 是 where a command cannot be undone.
+TEST_F(FactoryOperationTest, NoBroadcastNoStaleAddressAndNoMeansNothing) {
+  addStation(kStation2, "COM3,9600", "2");
+  controllerAt(2);
   startAndDiscover();
   open();
-  const std::int64_t t = nowMs();
-  for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) click(button(screen(), name));
-  clock.advance(ms(400));
-  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(0, 2), "00") << s;
-  EXPECT_TRUE(dialogs.shown.empty());
-  EXPECT_EQ(screen().pendingRead, 5);
-}
-
-TEST_F(FactoryOperationTest, ClosingForgetsTheAddressSoTheNextCommandGoesToAddressZero) {
-  startAndDiscover();
-  open();
+  const auto commandsSent = [&](std::int64_t from) {
+    int n = 0;
+    for (const Sent& s : sentFrom(from)) n += s.frame.substr(2, 2) != "03";  // the scan only reads
+    return n;
+  };
+  const char* all[] = {"Command1", "Command2", "Command3", "Command4", "Command5"};
+  // No station chosen; then chosen, and the screen closed and reopened (its address box empty).
+  for (int round = 0; round < 2; ++round) {
+    dialogs.shown.clear();
+    const std::int64_t t = nowMs();
+    for (const char* name : all) click(button(screen(), name));
+    clock.advance(ms(400));
+    EXPECT_EQ(commandsSent(t), 0) << round;
+    EXPECT_EQ(shownTexts(), QStringList(5, QStringLiteral("请先选择站点"))) << round;
+    pick(combo(screen()), kStation1);
+    screen().close();
+    open();
+    ASSERT_TRUE(edit(screen(), "LTextBox1")->text().isEmpty());
+  }
+  EXPECT_EQ(screen().pendingRead, 0);
+  // 否 sends nothing.
   pick(combo(screen()), kStation1);
-  screen().close();
-  EXPECT_FALSE(screen().isVisible());
-  open();
-  EXPECT_EQ(combo(screen())->currentText(), kStation1);
-  EXPECT_TRUE(edit(screen(), "LTextBox1")->text().isEmpty());
-  const std::int64_t t = nowMs();
-  click(button(screen(), "Command2"));
+  dialogs.shown.clear();
+  dialogs.answers = {platform::kNo, platform::kNo, platform::kNo};
+  std::int64_t t = nowMs();
+  for (const char* name : {"Command1", "Command2", "Command5"}) click(button(screen(), name));
   clock.advance(ms(400));
-  EXPECT_EQ(countSent(t, withCrc("00 79 00 00 00 01")), 1);
-  EXPECT_TRUE(dialogs.shown.empty());  // a broadcast is never answered
+  EXPECT_EQ(commandsSent(t), 0);
+  EXPECT_EQ(dialogs.shown.size(), 3u);
+  // A typed name: the other station's address and port, looked up now; a name of no station
+  // sends nothing and says so in one line.
+  combo(screen())->lineEdit()->selectAll();
+  combo(screen())->lineEdit()->insert(kStation2);  // as an input method puts Chinese text in
+  ASSERT_EQ(edit(screen(), "LTextBox1")->text(), "1");  // typing does not refill the box
+  t = nowMs();
+  click(button(screen(), "Command3"));
+  clock.advance(ms(400));
+  EXPECT_EQ(countSent(t, withCrc("02 06 E3 27 00 00")), 1);
+  EXPECT_EQ(commandsSent(t), 1);
+  EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "2");
+  combo(screen())->lineEdit()->selectAll();
+  combo(screen())->lineEdit()->insert(QStringLiteral("三号站"));
+  t = nowMs();
+  dialogs.shown.clear();
+  click(button(screen(), "Command3"));
+  clock.advance(ms(400));
+  EXPECT_EQ(commandsSent(t), 0);
+  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("没有名为“三号站”的站点，未发送任何数据")));
 }
 
 TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
@@ -372,12 +430,13 @@ TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
   dialogs.shown.clear();
   station1->setFaults({.exception = sim::Exception::IllegalFunction});
   for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) {
+    dialogs.answers = {platform::kYes};
     const std::int64_t t = nowMs();
     click(button(screen(), name));
     clock.advance(ms(400));
     EXPECT_EQ(sentFrom(t).size(), 1u) << name;
   }
-  EXPECT_TRUE(dialogs.shown.empty());
+  for (const QString& shown : shownTexts()) EXPECT_TRUE(shown.startsWith(QStringLiteral("确定对"))) << shown.toStdString();
   EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
 }
 
@@ -547,23 +606,23 @@ TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
   EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
 }
 
-TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindToAddressZero) {
+TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   sim::Controller& device = controllerAt(1);
   addStation(kStation1, "COM3,9600", "1");
   start();
   open();
   pick(combo(screen()), "COM3,9600");
 
-  // No find yet: the write goes to address 0, a broadcast that nobody answers.
+  // No find yet: the write would go to address 0, which every controller takes; refused.
   type(edit(screen(), "LTextBox2"), "5");
   std::int64_t t = nowMs();
   click(button(screen(), "Command2"));
-  EXPECT_TRUE(screen().Timer1.enabled());
-  clock.advance(ms(600));
-  EXPECT_EQ(countSent(t, withCrc("00 06 00 1A 00 05")), 1);
   EXPECT_FALSE(screen().Timer1.enabled());
-  EXPECT_TRUE(dialogs.shown.empty());
+  clock.advance(ms(600));
+  for (const Sent& s : sentFrom(t)) EXPECT_EQ(s.frame.find("06001A"), std::string::npos) << s;
+  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("请先读取设备ID")});
   EXPECT_EQ(device.address(), 1);
+  dialogs.shown.clear();
 
   // Found at the first tick, then given address 5.
   click(command1());

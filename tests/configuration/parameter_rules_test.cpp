@@ -220,10 +220,10 @@ TEST(LithiumCouplings, TheBoostVoltageCarriesItsFollowers) {
   EXPECT_EQ(b.text(C::LTextBox22), "8.00");  // 8 is not above 9.0
   EXPECT_EQ(b.text(C::LTextBox12), "10.00");
 
-  // Clamped first, then carried: 20 becomes 17.
+  // Clamped first, then carried: 20 becomes 17, and no follower leaves its own 7..17.
   b.setText(C::LTextBox18, "20");
   lostFocus(b, C::LTextBox18);
-  EXPECT_EQ(b.text(C::LTextBox12), "19.00");
+  EXPECT_EQ(b.text(C::LTextBox12), "17.00");
   EXPECT_EQ(b.text(C::LTextBox22), "15.80");
 }
 
@@ -244,6 +244,13 @@ TEST(LithiumCouplings, TheOverDischargeVoltageTestsTheOldLimit) {
   // ... and the next time it is above 9.0 again.
   lostFocus(b, C::LTextBox36);
   EXPECT_EQ(b.text(C::LTextBox34), "11.00");
+  // At the ends of the range the followers stop at their own limits.
+  b.setText(C::LTextBox36, "17");
+  lostFocus(b, C::LTextBox36);
+  EXPECT_EQ(b.text(C::LTextBox40), "17.00");
+  b.setText(C::LTextBox36, "7");
+  lostFocus(b, C::LTextBox36);
+  EXPECT_EQ(b.text(C::LTextBox34), "7.00");
 }
 
 TEST(LithiumCouplings, ACouplingEndsAtATextThatIsNoNumber) {

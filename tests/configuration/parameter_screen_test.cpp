@@ -148,6 +148,9 @@ TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionReferenceListsTooltipAndButtons
   startAndOpen();
   EXPECT_EQ(screen().windowTitle(), QStringLiteral("控制参数"));
   EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  // The station list takes no typing: only a station of the list can stand in it.
+  EXPECT_FALSE(list("Combo1")->isEditable());
+  EXPECT_EQ(list("Combo1")->currentIndex(), -1);
   for (Control c : configuration::allControls()) {
     const QString name = QString::fromUtf8(configuration::controlName(c).data());
     QWidget* w = screen().findChild<QWidget*>(name);
@@ -547,6 +550,19 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   }
   EXPECT_NE(box("TextLimit")->text(), "15.50");
   EXPECT_EQ(list("Combo2")->currentText(), "User");
+
+  // A file's values meet the limits that typing them would: an over-voltage of 99 and a full
+  // charge of 150 % come in as 17.00 and 100 (the charge level box is greyed, and clamped all
+  // the same, since a write sends it).
+  ASSERT_FALSE(box("LTextBox24")->isEnabled());
+  core::writeIniFile(QStringLiteral("配置"), QStringLiteral("超压电压(V)"), QStringLiteral("99"), file + ".txt");
+  core::writeIniFile(QStringLiteral("配置"), QStringLiteral("蓄电池充满电量(%)"), QStringLiteral("150"), file + ".txt");
+  dialogs.fileNames.push_back(file + ".txt");
+  clickButton("Command5");
+  ASSERT_EQ(dialogs.shown.size(), 3u);
+  EXPECT_EQ(box("LTextBox12")->text(), "17.00");
+  EXPECT_EQ(box("LTextBox24")->text(), "100");
+  dialogs.shown.pop_back();
 
   // A system voltage the list lacks stops the import with a line and no success message.
   core::writeIniFile(QStringLiteral("配置"), QStringLiteral("系统电压"), QStringLiteral("60V"), file + ".txt");

@@ -40,19 +40,34 @@ TEST(StationRequest, AddressAndPortComeFromTheStoreByName) {
   requestStation(session, "Ten", " 03 0100 0023");
   ASSERT_EQ(line.wire().size(), 1u);
   EXPECT_EQ(hexText(line.wire()[0].bytes), hexText(requestFrame(10, " 03 0100 0023")));
-  // An address that is no number reads as 0 (lenient reading); an unknown station has no port.
+  clock.advance(platform::ms(400));  // the line is free again (silence)
+  // The scan's form reads leniently: an address that is no number reads as 0.
   requestStation(session, "Words", " 03 0100 0023");
-  EXPECT_EQ(line.wire().size(), 2u);
+  ASSERT_EQ(line.wire().size(), 2u);
   EXPECT_EQ(line.wire()[1].bytes[0], 0x00);
-  requestStation(session, "Nobody", " 03 0100 0023");
-  EXPECT_EQ(line.wire().size(), 2u);
-  // An address that does not fit raises for the handler that asks; the quiet form logs it.
+  clock.advance(platform::ms(400));
+  // A screen's form never sends to 0, to an address that does not fit or to a name that is no
+  // station; each refusal is one plain Chinese line, nothing of the internals. A name that is
+  // no station is passed over in silence unless the screen asks.
   EXPECT_THROW(requestStation(session, "Huge", " 03 0100 0023"), RuntimeFailure);
-  EXPECT_FALSE(trySendToStation(session, "Huge", " 03 0100 0023"));
-  // One plain Chinese line for the operator, nothing of the internals.
-  EXPECT_TRUE(log.endsWith(QStringLiteral("]Huge：设备ID无效，请求未发送"))) << log.toStdString();
-  EXPECT_FALSE(log.contains("overflow", Qt::CaseInsensitive));
+  const std::pair<const char*, const char*> refused[] = {
+      {"Huge", "]Huge：设备ID无效，请求未发送"},
+      {"Words", "]Words：设备ID无效，请求未发送"},
+      {"Nobody", "]没有名为“Nobody”的站点，未发送任何数据"},
+  };
+  for (const auto& [name, expected] : refused) {
+    log.clear();
+    EXPECT_FALSE(trySendToStation(session, name, " 03 0100 0023", true)) << name;
+    EXPECT_TRUE(log.endsWith(QString::fromUtf8(expected))) << log.toStdString();
+    EXPECT_FALSE(log.contains("overflow", Qt::CaseInsensitive));
+  }
+  log.clear();
+  EXPECT_FALSE(trySendToStation(session, "Nobody", " 03 0100 0023"));
+  EXPECT_FALSE(trySendToStation(session, "", " 03 0100 0023", true));
+  EXPECT_TRUE(log.isEmpty());
   EXPECT_EQ(line.wire().size(), 2u);
+  EXPECT_TRUE(trySendToStation(session, "Ten", " 03 0100 0023"));
+  EXPECT_EQ(line.wire().size(), 3u);
 
   setLogBox({});
   setStationStorePath({});

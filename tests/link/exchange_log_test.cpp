@@ -150,11 +150,13 @@ TEST_F(ObservedSessionTest, ReportsGoodSilentAndLateReplies) {
   EXPECT_EQ(replies, 2);
 }
 
-TEST_F(ObservedSessionTest, ANewRequestEndsTheOneBeforeAsUnanswered) {
+TEST_F(ObservedSessionTest, ANewRequestWaitsForTheSilenceLimitOfTheOneBefore) {
   watch();
   session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
   clock.advance(ms(50));
   session.sendRequest("COM3,9600", requestFrame(2, " 03 0100 0023"));
+  EXPECT_TRUE(seen.empty());
+  clock.advance(ms(250));
   ASSERT_EQ(seen.size(), 1u);
   EXPECT_EQ(seen[0].address, 1);
   EXPECT_EQ(seen[0].verdict, Verdict::NoReply);

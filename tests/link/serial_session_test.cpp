@@ -74,6 +74,16 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
     ops.push_back(control + "." + op + "=" + value);
   });
+  // The scan's exchange on COM3 is under way: a send on COM4 leaves it alone.
+  session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
+  EXPECT_TRUE(scan.control().portOpen());
+  ASSERT_FALSE(ops.empty());
+  EXPECT_EQ(ops[0], "Screen.MSComm1.CommPort=4");
+  session.control().setPortOpen(false);
+  // Once it has ended (silence), the scan's control is closed by every send.
+  clock.advance(ms(SerialSession::kSilenceLimitMs));
+  ASSERT_TRUE(scan.control().portOpen());
+  ops.clear();
   session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
   const std::vector<std::string> expected = {
       "FrmGlobalMonitoring.MSComm1.PortOpen=False",
@@ -94,9 +104,12 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   EXPECT_FALSE(scan.control().portOpen());
   EXPECT_EQ(session.portNumber(), 4);
 
-  // A second send on the same screen closes its own control first.
+  // A second send on the same screen waits for the first exchange (here its silence limit),
+  // then closes its own control first.
   ops.clear();
   session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
+  EXPECT_TRUE(ops.empty());
+  clock.advance(ms(SerialSession::kSilenceLimitMs));
   ASSERT_GE(ops.size(), 2u);
   EXPECT_EQ(ops[0], "Screen.MSComm1.PortOpen=False");
   EXPECT_EQ(ops[1], "Screen.MSComm1.CommPort=4");
@@ -212,6 +225,7 @@ TEST_F(SessionTest, EmptyPortTextLeavesAtOnceOnlyWhereTheScreenSaysSo) {
                            return o;
                          }(),
                          [](Bytes&, const std::string&) {});
+  clock.advance(ms(SerialSession::kSilenceLimitMs));
   realTime.sendRequest("", requestFrame(1, " 03 0100 0023"));
   EXPECT_TRUE(scan.control().portOpen());
   // Other screens fail later, after closing the scan's port.
@@ -264,6 +278,52 @@ TEST_F(SessionTest, TimerTicksWaitForTheReceiveWindow) {
   auto after = std::find_if(ticks.begin(), ticks.end(), [&](std::int64_t t) { return t > windowEnd; });
   ASSERT_NE(after, ticks.end());
   EXPECT_EQ(*after % 30000, 0);
+}
+
+}  // namespace
+}  // namespace xl::link
+
+namespace xl::link {
+namespace {
+
+// One exchange at a time on a line: a foreground write made while the scan's request is out
+// goes on the wire only after the scan's reply was read; the line tells what is under way.
+TEST_F(SessionTest, ARequestWaitsForTheExchangeUnderWayOnItsLine) {
+  int scanReplies = 0;
+  SerialSession counted("FrmGlobalMonitoring.MSComm1", SessionOptions{}, [&](Bytes&, const std::string&) { ++scanReplies; });
+  SerialSession::setScanControl(&counted.control());
+  device->answer = [](const Bytes& frame) -> std::vector<platform::SimReplyPart> {
+    if (frame[1] == 0x03) return {{ms(5), appendCrc(realTimePayload(frame[0]))}};
+    return {{ms(5), frame}};  // a write is echoed
+  };
+  counted.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  clock.advance(ms(2));
+  const auto underWay = SerialSession::exchangeOnLine(3);
+  ASSERT_TRUE(underWay);
+  EXPECT_EQ(underWay->address, 1);
+  EXPECT_EQ(underWay->function, 0x03);
+  EXPECT_FALSE(SerialSession::exchangeOnLine(4));
+  session.sendRequest("COM3,9600", requestFrame(2, " 06 001A 0005"));
+  EXPECT_EQ(SerialSession::waitingRequests(), 1u);
+  clock.advance(ms(500));
+  EXPECT_EQ(scanReplies, 1);  // not cut
+  std::vector<platform::WireFrame> out;
+  for (const auto& f : line->wire())
+    if (f.fromMaster) out.push_back(f);
+  ASSERT_EQ(out.size(), 2u);
+  // The scan's reply: 8 bytes out, 5 ms, 75 bytes back; read 100 ms after its first byte is in
+  // (10 bits at 9600 baud).
+  const auto firstByteIn = out[0].end + ms(5) + microseconds(1041);
+  EXPECT_EQ(out[1].start, firstByteIn + ms(SerialSession::kReceiveWindowMs));
+  EXPECT_EQ(SerialSession::waitingRequests(), 0u);
+  // A silent request keeps its line exactly to the silence limit.
+  device->answer = [](const Bytes&) { return std::vector<platform::SimReplyPart>{}; };
+  counted.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  const auto sent = clock.now();
+  session.sendRequest("COM3,9600", requestFrame(2, " 06 001A 0005"));
+  clock.advance(ms(1000));
+  ASSERT_EQ(line->wire().size(), 6u);  // request, reply, write, echo, silent request, write
+  EXPECT_EQ(line->wire()[5].start, sent + ms(SerialSession::kSilenceLimitMs));
 }
 
 }  // namespace

@@ -115,8 +115,9 @@ TEST_F(LineScanTest, ARefusedPortCountsAsSilenceAndAForegroundSendTakesTheLine) 
   EXPECT_TRUE(testing::sentFrames(*com4).empty());
   foreground.setPortOpen(false);
 
-  // A screen's send on COM3 closes the scan's COM3 line with its request out (the reply is
-  // lost), not the COM4 line; the COM3 line goes on after the silence limit.
+  // A screen's send on COM3 while the scan's COM3 request is out waits for its reply, then
+  // takes the line (closing the scan's COM3 control, not the COM4 one); the scan's next COM3
+  // request waits in turn for the screen's reply.
   scan.run({request(1, "COM3,9600", 1), request(2, "COM3,9600", 2), request(3, "COM4,9600", 3)}, [&] { ++done; });
   link::SerialSession screen("Screen.MSComm1", link::SessionOptions{}, [](Bytes&, const std::string&) {});
   clock.advance(ms(1));
@@ -125,10 +126,12 @@ TEST_F(LineScanTest, ARefusedPortCountsAsSilenceAndAForegroundSendTakesTheLine) 
   EXPECT_EQ(done, 2);
   std::vector<int> rows;
   for (const auto& r : replies) rows.push_back(r.first);
-  EXPECT_EQ(rows, (std::vector<int>{3, 2}));  // row 1's reply went to the screen's port
+  EXPECT_EQ(rows, (std::vector<int>{1, 3, 2}));
   const auto on3 = testing::sentFrames(*com3);
   ASSERT_EQ(on3.size(), 3u);
-  EXPECT_EQ(on3[2].atMs, 600 + 300);
+  EXPECT_EQ(on3[1].frame, hexText(requestFrame(7, " 03 E0 1D 0001")));
+  EXPECT_EQ(on3[1].atMs, 621);  // row 1's reply read
+  EXPECT_EQ(on3[2].atMs, 735);  // the screen's reply read at the end of its window
 }
 
 }  // namespace
