@@ -197,6 +197,15 @@ bool IniDocument::set(const QString& section, const QString& key, const QString&
   return true;
 }
 
+bool IniDocument::remove(const QString& section, const QString& key) {
+  const auto header = findSection(nameOf(section));
+  if (!header) return false;
+  const auto line = findKey(*header, nameOf(key));
+  if (!line) return false;
+  lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(*line));
+  return true;
+}
+
 void IniDocument::replaceValue(size_t index, const QString& value) {
   Line& old = lines_[index];
   const bool bom = index == 0 && encoding_ == Encoding::Utf8;
@@ -275,18 +284,18 @@ bool isReadOnly(const QFileInfo& info) {
 }
 
 // Replaces the file as a whole, through a temporary file where the directory allows one, so that
-// a failure halfway leaves the old contents.
-void saveFileBytes(const QString& path, const QByteArray& bytes) {
+// a failure halfway leaves the old contents. False when nothing was written.
+bool saveFileBytes(const QString& path, const QByteArray& bytes) {
   const QFileInfo info(path);
-  if (info.exists() && isReadOnly(info)) return;
+  if (info.exists() && isReadOnly(info)) return false;
   QSaveFile file(path);
   file.setDirectWriteFallback(true);
-  if (!file.open(QIODevice::WriteOnly)) return;
+  if (!file.open(QIODevice::WriteOnly)) return false;
   if (file.write(bytes) != bytes.size()) {
     file.cancelWriting();
-    return;
+    return false;
   }
-  file.commit();
+  return file.commit();
 }
 
 IniDocument loadDocument(const QString& path) {
@@ -294,6 +303,16 @@ IniDocument loadDocument(const QString& path) {
 }
 
 }  // namespace
+
+bool sameIniKey(const QString& a, const QString& b) { return sameName(nameOf(a), nameOf(b)); }
+
+std::optional<IniDocument> readIniDocument(const QString& path) {
+  const auto bytes = readFileBytes(path);
+  if (!bytes) return std::nullopt;
+  return IniDocument::parse(*bytes);
+}
+
+bool writeIniDocument(const IniDocument& doc, const QString& path) { return saveFileBytes(path, doc.serialize()); }
 
 QString readIniFile(const QString& section, const QString& key, const QString& filePath) {
   return readIniValue(loadDocument(filePath), section, key);

@@ -30,7 +30,12 @@ namespace xl::monitoring {
 
 namespace {
 
-const QString kSection = QStringLiteral("Maintenance Record");
+const QString& kSection = kRecorderSection;
+
+bool isRecorderKey(const QString& name) {
+  const QStringList& keys = recorderKeys();
+  return std::any_of(keys.begin(), keys.end(), [&](const QString& key) { return core::sameIniKey(name, key); });
+}
 
 double valOf(const QString& text) { return val(text.toStdString()); }
 
@@ -384,6 +389,20 @@ void FrmMaintenanceRecord::Command3_Click() {
 }
 
 void FrmMaintenanceRecord::Command4_Click() { hideWithFrame(); }
+
+bool FrmMaintenanceRecord::moveStationMark(core::IniDocument& settings, const QString& oldName, const QString& newName) {
+  // Names that are one key (another case, blanks around) keep the key as it is.
+  if (core::sameIniKey(oldName, newName) || isRecorderKey(oldName) || isRecorderKey(newName)) return false;
+  const auto mark = settings.value(kSection, oldName);
+  bool changed = settings.remove(kSection, oldName);
+  changed = settings.remove(kSection, newName) || changed;
+  if (mark) changed = settings.set(kSection, newName, *mark) || changed;
+  return changed;
+}
+
+bool FrmMaintenanceRecord::removeStationMark(core::IniDocument& settings, const QString& name) {
+  return !isRecorderKey(name) && settings.remove(kSection, name);
+}
 
 void FrmMaintenanceRecord::Combo1_Change() {
   const QString bounded = boundedReadInterval(Combo1->currentText());

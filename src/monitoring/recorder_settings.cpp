@@ -22,6 +22,12 @@ bool isBlank(QChar c) {
 
 }  // namespace
 
+const QStringList& recorderKeys() {
+  static const QStringList keys{"Read Interval", "Auto Saving",     "File Path", "Save Interval H",
+                                "Save Interval M", "Line Count", "Temporary"};
+  return keys;
+}
+
 QString readIntervalOrDefault(const QString& stored) { return orDefault(stored, QStringLiteral("10")); }
 QString lineCountOrDefault(const QString& stored) { return orDefault(stored, QStringLiteral("32000")); }
 QString sizeLimitOrDefault(const QString& stored) { return orDefault(stored, QStringLiteral("30")); }

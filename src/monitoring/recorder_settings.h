@@ -4,9 +4,15 @@
 // cannot be keys of their own for the station's mark. Pure functions, Qt Core only.
 
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 namespace xl::monitoring {
+
+// The section of the recorder's settings, and its seven fixed keys; every other key of the
+// section is a station's mark, named after the station.
+inline const QString kRecorderSection = QStringLiteral("Maintenance Record");
+const QStringList& recorderKeys();
 
 // ---- Keys and defaults --------------------------------------------------------------------
 
