@@ -190,7 +190,7 @@ TEST_F(AddStationTest, RefusalsChangeNeitherTheStoreNorTheSettings) {
 // the new name, a delete removes it, and the other station's mark stays where it was.
 TEST_F(AddStationTest, UpdatesEditTheStationUnderItsNewNameAndTheMarkFollows) {
   writeSettings("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM4,4800\r\n[Maintenance Record]\r\nLine Count=32000\r\n"
-                "\xB6\xAB\xC7\xF8=-1\r\nS2=0\r\n");  // 东区
+                "\xB6\xAB\xC7\xF8=-1\r\nS2=0\r\nGone=-1\r\n");  // 东区; Gone is no station, and stays
   addStation("东区", "COM3,9600", "1");
   addStation("S2", "COM3,9600", "2");
   startAndLoad();
@@ -210,7 +210,7 @@ TEST_F(AddStationTest, UpdatesEditTheStationUnderItsNewNameAndTheMarkFollows) {
   EXPECT_EQ(rows[1].StationName, "南区 ");
   EXPECT_EQ(rows[1].DeviceID, "7");
   const QByteArray moved = "[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM4,4800\r\n[Maintenance Record]\r\n"
-                           "Line Count=32000\r\nS2=0\r\n\xC4\xCF\xC7\xF8=-1\r\n";  // 南区
+                           "Line Count=32000\r\nS2=0\r\nGone=-1\r\n\xC4\xCF\xC7\xF8=-1\r\n";  // 南区
   EXPECT_EQ(settingsBytes(), moved);
 
   // A settings file that cannot be written: the delete, which must remove the mark, changes
@@ -229,7 +229,7 @@ TEST_F(AddStationTest, UpdatesEditTheStationUnderItsNewNameAndTheMarkFollows) {
   EXPECT_EQ(lastLineCount(QStringLiteral("]删除站点失败：设置文件无法写入")), 1);
   EXPECT_EQ(core::getStations("COM3,9600").size(), 1u);
   EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM4,4800\r\n[Maintenance Record]\r\n"
-                                        "Line Count=32000\r\nS2=0\r\n"));
+                                        "Line Count=32000\r\nS2=0\r\nGone=-1\r\n"));
 }
 
 TEST_F(AddStationTest, AFailedInsertOfAnUpdateLosesNothing) {
