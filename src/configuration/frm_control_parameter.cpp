@@ -320,8 +320,10 @@ void FrmControlParameter::Command3_Click() { run(restoreDefaults); }
 
 void FrmControlParameter::Command4_Click() {
   const QString name = platform::dialogs().saveFileName(QStringLiteral("导出设置"), QStringLiteral("*.txt"));
-  if (!exportParameters(boxes(), name, QDateTime::currentDateTime()).isEmpty())
-    platform::dialogs().msgBox(text(kExportDoneMessage));
+  const ExportResult result = exportParameters(boxes(), name, QDateTime::currentDateTime());
+  if (result.path.isEmpty()) return;
+  if (result.written) platform::dialogs().msgBox(text(kExportDoneMessage));
+  else platform::dialogs().msgBox(text(kExportFailedMessage) + result.path, platform::kExclamation);
 }
 
 void FrmControlParameter::Command5_Click() {

@@ -54,6 +54,7 @@ const std::vector<ParameterKey>& exportKeys() {
       {"过放延时时间(秒)", C::LTextBox45},
       {"蓄电池充满电量(%)", C::LTextBox24},
       {"蓄电池放电限制电量(%)", C::LTextBox44},
+      {kChargeLimitKey, C::TextLimit},
   };
   return keys;
 }
@@ -86,17 +87,24 @@ ImportResult readParameters(ParameterBoxes& boxes, const KeyReader& read) {
   selectEntry(boxes, C::Combo3, read("充电模式") == "SOC" ? 1 : 0);
 
   for (const ParameterKey& k : kLastValues) assignText(boxes, k.control, read(k.key));
+  // An older file has no charge limit: the box keeps what the battery type put there.
+  if (const std::string limit = read(kChargeLimitKey); !limit.empty()) assignText(boxes, C::TextLimit, limit);
   return {Outcome::Imported, {}};
 }
 
-QString exportParameters(const ParameterBoxes& boxes, const QString& chosenName, const QDateTime& now) {
+QString exportFileName(const QString& chosenName) {
+  return chosenName.endsWith(QStringLiteral(".txt"), Qt::CaseInsensitive) ? chosenName
+                                                                         : chosenName + QStringLiteral(".txt");
+}
+
+ExportResult exportParameters(const ParameterBoxes& boxes, const QString& chosenName, const QDateTime& now) {
   if (chosenName.isEmpty()) return {};
-  const QString path = chosenName + QStringLiteral(".txt");
+  ExportResult result{exportFileName(chosenName), true};
   const QString section = qtext(kParameterSection);
   writeParameters(boxes, savedAtText(now).toStdString(), [&](std::string_view key, const std::string& value) {
-    core::writeIniFile(section, qtext(key), QString::fromStdString(value), path);
+    if (result.written) result.written = core::writeIniFile(section, qtext(key), QString::fromStdString(value), result.path);
   });
-  return path;
+  return result;
 }
 
 QString importFileName(const QString& chosenName) {

@@ -7,8 +7,10 @@
 //   电池类型, 超压电压(V), 均衡充电电压(V), 提升充电电压(V), 浮充充电电压(V), 提升充电返回电压(V),
 //   过放返回电压(V), 低压警告电压(V), 过放电压(V), 放电限制电压(V), 充电电流设置(A), 系统电压,
 //   充电模式, 均衡充电间隔(天), 均衡充电时间(分钟), 提升充电时间(分钟), 温度补偿系数(mV/℃/2V),
-//   蓄电池容量(Ah), 过放延时时间(秒), 蓄电池充满电量(%), 蓄电池放电限制电量(%), 保存日期.
-// "充电限制电压" (TextLimit) has no key: an import leaves there what the battery type put.
+//   蓄电池容量(Ah), 过放延时时间(秒), 蓄电池充满电量(%), 蓄电池放电限制电量(%), 充电限制电压(V),
+//   保存日期.
+// "充电限制电压(V)" (TextLimit) is restored by an import when the file has it; an older file
+// without it leaves there what the battery type put.
 //
 // None of this talks to a device; the operator presses "设置" afterwards.
 
@@ -25,7 +27,10 @@ namespace xl::configuration {
 
 inline constexpr std::string_view kParameterSection = "配置";
 inline constexpr std::string_view kSavedAtKey = "保存日期";
+inline constexpr std::string_view kChargeLimitKey = "充电限制电压(V)";
 inline constexpr std::string_view kExportDoneMessage = "导出数据成功";
+// Followed by the file's name.
+inline constexpr std::string_view kExportFailedMessage = "导出数据失败：无法写入文件 ";
 inline constexpr std::string_view kImportDoneMessage = "导入数据成功";
 
 // A key of the file with the control behind it.
@@ -33,7 +38,7 @@ struct ParameterKey {
   std::string_view key;
   Control control;
 };
-// The 21 keys of an export, in the order of writing ("保存日期" follows them).
+// The 22 keys of an export, in the order of writing ("保存日期" follows them).
 const std::vector<ParameterKey>& exportKeys();
 
 // The stamp of "保存日期": the date, four blanks, the time ("2024-05-01    08:30:00").
@@ -44,7 +49,7 @@ QString savedAtText(const QDateTime& when);
 using KeyWriter = std::function<void(std::string_view key, const std::string& value)>;
 using KeyReader = std::function<std::string(std::string_view key)>;
 
-// Writes the 21 keys from the boxes, then "保存日期" with `savedAt`.
+// Writes the 22 keys from the boxes, then "保存日期" with `savedAt`.
 void writeParameters(const ParameterBoxes& boxes, const std::string& savedAt, const KeyWriter& write);
 
 struct ImportResult {
@@ -65,11 +70,18 @@ ImportResult readParameters(ParameterBoxes& boxes, const KeyReader& read);
 
 // ---- On files ---------------------------------------------------------------------------
 
+// The file an export writes for the save dialog's `chosenName`: ".txt" added unless the name
+// already ends so (in any case), so the file written is the one the dialog asked about.
+QString exportFileName(const QString& chosenName);
+
+struct ExportResult {
+  QString path;          // empty: the dialog was cancelled, nothing was tried
+  bool written = false;  // every key landed; false when the file could not be written, or a
+                         // write failed half-way
+};
 // "导出设置" after the save dialog gave `chosenName`: nothing for an empty name (cancel);
-// otherwise ".txt" is appended, always, and the file written. Returns the path written, or an
-// empty text when nothing was written. The screen shows "导出数据成功" whenever a path comes
-// back: an unwritable file is not told apart, as the profile routines cannot tell it.
-QString exportParameters(const ParameterBoxes& boxes, const QString& chosenName, const QDateTime& now);
+// otherwise the keys are written to exportFileName(chosenName), stopping at the first failure.
+ExportResult exportParameters(const ParameterBoxes& boxes, const QString& chosenName, const QDateTime& now);
 
 // The name an import reads for the open dialog's `chosenName`: ".txt" appended when the name
 // holds no "." at all, so a cancelled dialog reads ".txt", which holds no battery type.

@@ -275,19 +275,11 @@ std::optional<QByteArray> readFileBytes(const QString& path) {
   return file.readAll();
 }
 
-// A file that nobody may write is read-only for every user alike, the administrator included, as
-// the read-only attribute is on the system the settings come from. (The owner, group and other
-// bits are the file's mode; the "user" bits would say what this process may do.)
-bool isReadOnly(const QFileInfo& info) {
-  constexpr auto anyWrite = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
-  return !info.isWritable() || !(info.permissions() & anyWrite);
-}
 
 // Replaces the file as a whole, through a temporary file where the directory allows one, so that
 // a failure halfway leaves the old contents. False when nothing was written.
 bool saveFileBytes(const QString& path, const QByteArray& bytes) {
-  const QFileInfo info(path);
-  if (info.exists() && isReadOnly(info)) return false;
+  if (isReadOnlyFile(path)) return false;
   QSaveFile file(path);
   file.setDirectWriteFallback(true);
   if (!file.open(QIODevice::WriteOnly)) return false;
@@ -314,16 +306,26 @@ std::optional<IniDocument> readIniDocument(const QString& path) {
 
 bool writeIniDocument(const IniDocument& doc, const QString& path) { return saveFileBytes(path, doc.serialize()); }
 
+// A file that nobody may write is read-only for every user alike, the administrator included, as
+// the read-only attribute is on the system the settings come from. (The owner, group and other
+// bits are the file's mode; the "user" bits would say what this process may do.)
+bool isReadOnlyFile(const QString& path) {
+  const QFileInfo info(path);
+  if (!info.exists()) return false;
+  constexpr auto anyWrite = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
+  return !info.isWritable() || !(info.permissions() & anyWrite);
+}
+
 QString readIniFile(const QString& section, const QString& key, const QString& filePath) {
   return readIniValue(loadDocument(filePath), section, key);
 }
 
-void writeIniFile(const QString& section, const QString& key, const QString& value, const QString& filePath) {
+bool writeIniFile(const QString& section, const QString& key, const QString& value, const QString& filePath) {
   const auto bytes = readFileBytes(filePath);
-  if (!bytes) return;
+  if (!bytes) return false;
   IniDocument doc = IniDocument::parse(*bytes);
-  if (!doc.set(section, key, value)) return;
-  saveFileBytes(filePath, doc.serialize());
+  if (!doc.set(section, key, value)) return false;
+  return saveFileBytes(filePath, doc.serialize());
 }
 
 QString readIni(const QString& section, const QString& key) { return readIniFile(section, key, configPath); }
@@ -334,6 +336,24 @@ void writeIni(const QString& section, const QString& key, const QString& value) 
 
 int readIniInt(const QString& section, const QString& key) {
   return readIniIntValue(loadDocument(configPath), section, key);
+}
+
+QString settingsValueRefusal(const QString& caption, const QString& text) {
+  for (qsizetype i = 0; i < text.size(); ++i) {
+    const QChar c = text[i];
+    if (c.unicode() < 0x20 && c != u'\t') return caption + QStringLiteral("不能包含换行或控制字符");
+    // A whole character: both halves of a surrogate pair.
+    const qsizetype n = (c.isHighSurrogate() && i + 1 < text.size() && text[i + 1].isLowSurrogate()) ? 2 : 1;
+    const QString one = text.mid(i, n);
+    if (platform::fromGbk(platform::toGbk(one)) != one) return QStringLiteral("不能保存字符：") + one;
+    i += n - 1;
+  }
+  if (text.size() > kReadLimit) return caption + QStringLiteral("不能超过%1个字符").arg(kReadLimit);
+  if (!text.isEmpty()) {
+    const auto looseEnd = [](QChar c) { return isBlank(c) || c == u'"' || c == u'\''; };
+    if (looseEnd(text.front()) || looseEnd(text.back())) return caption + QStringLiteral("首尾不能有空格或引号");
+  }
+  return {};
 }
 
 QString getPassword() {

@@ -104,9 +104,22 @@ QString readIni(const QString& section, const QString& key);
 void writeIni(const QString& section, const QString& key, const QString& value);
 int readIniInt(const QString& section, const QString& key);
 
-// Any file of the same form, such as a parameter file.
+// Any file of the same form, such as a parameter file. A write returns false when the file kept
+// its old contents (it cannot be read or written, or the key could never be found again); the
+// settings routines ignore that, an export tells it.
 QString readIniFile(const QString& section, const QString& key, const QString& filePath);
-void writeIniFile(const QString& section, const QString& key, const QString& value, const QString& filePath);
+bool writeIniFile(const QString& section, const QString& key, const QString& value, const QString& filePath);
+
+// An existing file that may not be written: no write permission for this process, or none for
+// anybody (the read-only attribute, which holds for the administrator too).
+bool isReadOnlyFile(const QString& path);
+
+// Why the text of the box captioned `caption` cannot be saved as a settings value and read back
+// exactly as typed, as one line for the operator; empty when it can. A value is refused for a
+// character GBK has no code for ("不能保存字符：ö"), a line break or other control character,
+// more than 499 characters (the read cuts there), and a blank or a quote at either end (the read
+// trims blanks and one pair of quotes).
+QString settingsValueRefusal(const QString& caption, const QString& text);
 
 // The login password: key "config" of section "Main", "426813" when that is empty.
 QString getPassword();

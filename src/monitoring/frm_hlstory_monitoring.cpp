@@ -15,6 +15,7 @@
 #include <QVBoxLayout>
 
 #include "core/message_log.h"
+#include "core/settings.h"
 #include "core/station_request.h"
 #include "core/station_store.h"
 #include "link/device_data_map.h"
@@ -302,7 +303,7 @@ void FrmHlstoryMonitoring::Command8_Click() {
   // An existing file is extended, not replaced.
   QFile file(fileName);
   const QByteArray bytes = platform::toGbk(q(exportText(gridRows())));
-  if (!file.open(QIODevice::WriteOnly | QIODevice::Append) || file.write(bytes) != bytes.size() || !file.flush()) {
+  if (core::isReadOnlyFile(fileName) || !file.open(QIODevice::WriteOnly | QIODevice::Append) || file.write(bytes) != bytes.size() || !file.flush()) {
     core::appendLog(QStringLiteral("导出数据失败：无法写入文件 ") + fileName);
     return;
   }

@@ -21,6 +21,7 @@
 #include "core/message_log.h"
 #include "core/settings.h"
 #include "core/startup.h"
+#include "platform/dialogs.h"
 #include "link/vb_numbers.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_real_time_monitoring.h"
@@ -31,11 +32,6 @@ namespace xl::monitoring {
 namespace {
 
 const QString& kSection = kRecorderSection;
-
-bool isRecorderKey(const QString& name) {
-  const QStringList& keys = recorderKeys();
-  return std::any_of(keys.begin(), keys.end(), [&](const QString& key) { return core::sameIniKey(name, key); });
-}
 
 double valOf(const QString& text) { return val(text.toStdString()); }
 
@@ -210,13 +206,22 @@ void FrmMaintenanceRecord::setTimeSource(std::function<QDateTime()> now) { now_ 
 
 QDateTime FrmMaintenanceRecord::now() const { return now_ ? now_() : QDateTime::currentDateTime(); }
 
-void FrmMaintenanceRecord::clearStations() { platform::formatGrid(*VSFlexGrid1, false); }
+void FrmMaintenanceRecord::clearStations() {
+  platform::formatGrid(*VSFlexGrid1, false);
+  appliedMarks_.clear();
+}
+
+QString FrmMaintenanceRecord::appliedMark(int row) const {
+  const auto i = static_cast<std::size_t>(row - 1);
+  return row >= 1 && i < appliedMarks_.size() ? appliedMarks_[i] : QString();
+}
 
 void FrmMaintenanceRecord::appendStation(const QString& name, const QString& deviceId) {
   VSFlexGrid1->setRows(VSFlexGrid1->rows() + 1);
   const int r = VSFlexGrid1->rows() - 1;
   VSFlexGrid1->setTextMatrix(r, 1, name);
   VSFlexGrid1->setTextMatrix(r, 2, deviceId);
+  appliedMarks_.resize(static_cast<std::size_t>(r));  // unmarked until the configuration is applied
   Timer1.setEnabled(true);
 }
 
@@ -254,12 +259,16 @@ void FrmMaintenanceRecord::Timer1_Timer() {
   LTextBox5->setText(sizeLimitOrDefault(core::readIni(kSection, QStringLiteral("Temporary"))));
 
   // 2. The marks. A name that cannot be a key has nothing in the settings: its row keeps the
-  // mark it has in this run.
+  // mark it was given in this run.
+  appliedMarks_.assign(static_cast<std::size_t>(std::max(0, VSFlexGrid1->rows() - 1)), QString());
   for (int r = 1; r < VSFlexGrid1->rows(); ++r) {
     const QString name = VSFlexGrid1->textMatrix(r, 1);
-    if (stationKeyProblem(name) != KeyProblem::None) continue;
-    VSFlexGrid1->setTextMatrix(r, 0, core::readIni(kSection, name));
+    const QString mark = stationKeyProblem(name) == KeyProblem::None ? core::readIni(kSection, name)
+                                                                     : runOnlyMarks_.value(name);
+    VSFlexGrid1->setTextMatrix(r, 0, mark);
+    appliedMarks_[static_cast<std::size_t>(r - 1)] = mark;
   }
+  applied_ = boxesNow();
 
   // 3.
   Timer1.setEnabled(false);
@@ -315,7 +324,7 @@ void FrmMaintenanceRecord::Timer3_Timer() {
     Timer3.setEnabled(false);
     return;
   }
-  if (isMarkedCell(VSFlexGrid1->textMatrix(passRow, 0))) {
+  if (isMarkedCell(appliedMark(passRow))) {
     parseReading(VSFlexGrid1->cellData(passRow, 0));
     flushReadings();
   }
@@ -337,10 +346,9 @@ void FrmMaintenanceRecord::flushReadings() {
   std::vector<RecorderStation> stations;
   stations.reserve(static_cast<std::size_t>(VSFlexGrid1->rows()));
   for (int r = 1; r < VSFlexGrid1->rows(); ++r)
-    stations.push_back({VSFlexGrid1->textMatrix(r, 1), isMarkedCell(VSFlexGrid1->textMatrix(r, 0)),
-                        VSFlexGrid1->textMatrix(r, 3)});
-  const RecorderLimits limits{valOf(LTextBox5->text()), valOf(LTextBox4->text())};
-  const FlushReport report = files_.flushReadings(LTextBox2->text(), stations, queue_, limits, recordCounter);
+    stations.push_back({VSFlexGrid1->textMatrix(r, 1), isMarkedCell(appliedMark(r)), VSFlexGrid1->textMatrix(r, 3)});
+  const RecorderLimits limits{valOf(applied_.sizeLimit), valOf(applied_.lineCount)};
+  const FlushReport report = files_.flushReadings(applied_.root, stations, queue_, limits, recordCounter);
   if (report.rootMissing) return;
   for (int r = 1; r < VSFlexGrid1->rows(); ++r) {
     const QString& file = stations[static_cast<std::size_t>(r - 1)].file;
@@ -350,9 +358,48 @@ void FrmMaintenanceRecord::flushReadings() {
   for (const QString& line : report.log) core::appendLog(line);
 }
 
-void FrmMaintenanceRecord::Command1_Click() { LTextBox2->setText(core::browseFolder()); }
+// A cancelled folder dialog gives no folder: the path stays as it was.
+void FrmMaintenanceRecord::Command1_Click() {
+  const QString folder = core::browseFolder();
+  if (!folder.isEmpty()) LTextBox2->setText(folder);
+}
+
+FrmMaintenanceRecord::AppliedBoxes FrmMaintenanceRecord::boxesNow() const {
+  return {Combo1->currentText(), LTextBox1->text(),    LTextBox3->text(),    LTextBox2->text(),
+          LTextBox4->text(),     LTextBox5->text(),    PerLine->isChecked(), Check1->isChecked()};
+}
+
+void FrmMaintenanceRecord::showApplied() {
+  Combo1->setEditText(applied_.readInterval);
+  PerLine->setChecked(applied_.perLine);
+  Check1->setChecked(applied_.autoSaving);
+  LTextBox1->setText(applied_.hours);
+  LTextBox3->setText(applied_.minutes);
+  LTextBox2->setText(applied_.root);
+  LTextBox4->setText(applied_.lineCount);
+  LTextBox5->setText(applied_.sizeLimit);
+  for (int r = 1; r < VSFlexGrid1->rows(); ++r) VSFlexGrid1->setTextMatrix(r, 0, appliedMark(r));
+}
+
+QString FrmMaintenanceRecord::typedTextRefusal() const {
+  const std::pair<const char*, QString> typed[] = {
+      {"读取间隔(秒)", Combo1->currentText()},  {"保存时间间隔", LTextBox1->text()},
+      {"保存时间间隔", LTextBox3->text()},      {"文件保存路径", LTextBox2->text()},
+      {"行计数", LTextBox4->text()},            {"临时文件大小限制(MB)", LTextBox5->text()},
+  };
+  for (const auto& [caption, text] : typed) {
+    const QString refusal = core::settingsValueRefusal(QString::fromUtf8(caption), text);
+    if (!refusal.isEmpty()) return refusal;
+  }
+  return {};
+}
 
 void FrmMaintenanceRecord::Command3_Click() {
+  // A text the settings file could not give back as typed is refused; nothing is saved.
+  if (const QString refusal = typedTextRefusal(); !refusal.isEmpty()) {
+    platform::dialogs().msgBox(refusal, platform::kExclamation);
+    return;
+  }
   LTextBox4->setText(boundedLineCount(LTextBox4->text()));
   LTextBox5->setText(boundedSizeLimit(LTextBox5->text()));
 
@@ -368,15 +415,16 @@ void FrmMaintenanceRecord::Command3_Click() {
   core::writeIni(QStringLiteral("Scan"), QStringLiteral("Per Line"), PerLine->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
   FrmGlobalMonitoring::instance().setPerLine(PerLine->isChecked());
 
-  // A marked station whose name no settings line can hold as a key is named in the message
-  // window, once a click, instead of losing its mark at the next start without a word.
-  QSet<QString> told;
+  // A station whose name no settings line can hold as a key (one of the recorder's own keys
+  // among them) keeps its mark for this run only; the first time it is marked, the message
+  // window says so, instead of the mark being lost at the next start without a word.
   for (int r = 1; r < VSFlexGrid1->rows(); ++r) {
     const QString name = VSFlexGrid1->textMatrix(r, 1);
     const QString mark = VSFlexGrid1->textMatrix(r, 0);
     if (const auto line = stationKeyLogLine(name)) {
-      if (isMarkedCell(mark) && !told.contains(name)) {
-        told.insert(name);
+      runOnlyMarks_.insert(name, mark);
+      if (isMarkedCell(mark) && !toldNames_.contains(name)) {
+        toldNames_.insert(name);
         core::appendLog(*line);
       }
       continue;
@@ -386,13 +434,24 @@ void FrmMaintenanceRecord::Command3_Click() {
 
   hideWithFrame();
   Timer1_Timer();
+  // The settings are saved either way; the queue waits for the folder.
+  if (!isUsableRoot(applied_.root))
+    core::appendLog(QStringLiteral("数据保存：文件夹“%1”不存在或不能写入，数据将在该文件夹可用后写入。").arg(applied_.root));
 }
 
-void FrmMaintenanceRecord::Command4_Click() { hideWithFrame(); }
+void FrmMaintenanceRecord::Command4_Click() {
+  showApplied();
+  hideWithFrame();
+}
+
+void FrmMaintenanceRecord::closeEvent(QCloseEvent* event) {
+  showApplied();
+  ui::Screen::closeEvent(event);
+}
 
 bool FrmMaintenanceRecord::moveStationMark(core::IniDocument& settings, const QString& oldName, const QString& newName) {
   // Names that are one key (another case, blanks around) keep the key as it is.
-  if (core::sameIniKey(oldName, newName) || isRecorderKey(oldName) || isRecorderKey(newName)) return false;
+  if (core::sameIniKey(oldName, newName) || isRecorderKeyName(oldName) || isRecorderKeyName(newName)) return false;
   const auto mark = settings.value(kSection, oldName);
   bool changed = settings.remove(kSection, oldName);
   changed = settings.remove(kSection, newName) || changed;
@@ -401,7 +460,7 @@ bool FrmMaintenanceRecord::moveStationMark(core::IniDocument& settings, const QS
 }
 
 bool FrmMaintenanceRecord::removeStationMark(core::IniDocument& settings, const QString& name) {
-  return !isRecorderKey(name) && settings.remove(kSection, name);
+  return !isRecorderKeyName(name) && settings.remove(kSection, name);
 }
 
 void FrmMaintenanceRecord::Combo1_Change() {

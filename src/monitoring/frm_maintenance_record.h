@@ -12,6 +12,11 @@
 // of rows, lines, files and settings live apart in recorder_line, recorder_files and
 // recorder_settings; this screen moves data between its controls, its timers and those rules.
 //
+// The recorder works from the applied settings only: those read from the settings file when the
+// configuration is applied (Timer1, at start and after "确定"). Text being typed into the boxes
+// and marks being clicked change nothing until "确定"; "取消" and the close box put every box and
+// mark back as applied.
+//
 // Timers, each with its tag:
 //   Timer1 "读配置"     1000 ms  applies the configuration once, then turns itself off
 //   Timer2 "保存数据"   1000 ms  counts seconds while Check1 is on, starts a save cycle
@@ -19,8 +24,11 @@
 //   Timer4 "启动读数据" 60000 ms, then the read interval in seconds; its tick does nothing
 
 #include <QDateTime>
+#include <QHash>
+#include <QSet>
 #include <deque>
 #include <functional>
+#include <vector>
 
 #include "core/settings.h"
 #include "monitoring/recorder_files.h"
@@ -63,6 +71,8 @@ class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintena
   // fixed keys are never touched. True when the document changed.
   static bool moveStationMark(core::IniDocument& settings, const QString& oldName, const QString& newName);
   static bool removeStationMark(core::IniDocument& settings, const QString& name);
+  // The applied mark of a station row ("-1" marked), the one the save cycle follows.
+  QString appliedMark(int row) const;
 
   // --- Handlers ---
   void Timer1_Timer();  // applies the configuration; also run by Command3_Click
@@ -101,6 +111,18 @@ class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintena
   FrmMaintenanceRecord();
   ~FrmMaintenanceRecord() override;
   void Form_Load();
+  void closeEvent(QCloseEvent* event) override;
+  // The applied settings, as the boxes showed them when they were applied.
+  struct AppliedBoxes {
+    QString readInterval, hours, minutes, root, lineCount, sizeLimit;
+    bool perLine = false;
+    bool autoSaving = false;
+  };
+  AppliedBoxes boxesNow() const;
+  // Puts every box and mark back as applied.
+  void showApplied();
+  // The first refusal of a typed text the settings file cannot hold as typed; empty when none.
+  QString typedTextRefusal() const;
   // The scan leaves a station's last real-time reply here (storedReply).
   void storeReply(int row, const QByteArray& reply);
   QDateTime now() const;
@@ -123,6 +145,11 @@ class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintena
   QPushButton* Command3;        // "确定"
   QPushButton* Command4;        // "取消"
 
+  AppliedBoxes applied_;
+  std::vector<QString> appliedMarks_;  // by station row, from row 1
+  // Marks of stations whose names cannot be keys: kept for this run only, by name.
+  QHash<QString, QString> runOnlyMarks_;
+  QSet<QString> toldNames_;  // such names already named in the message window
   std::deque<PendingRow> queue_;
   RecorderFiles files_;
   int dropped_ = 0;

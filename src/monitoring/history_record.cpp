@@ -1,5 +1,7 @@
 #include "monitoring/history_record.h"
 
+#include <cctype>
+
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"
 #include "link/vb_numbers.h"
@@ -175,7 +177,15 @@ std::optional<ChartRequest> chartRequest(const GridRows& grid, std::string_view 
 
 // ---- Export -------------------------------------------------------------------------------
 
-std::string exportFileName(std::string_view dialogFileName) { return std::string(dialogFileName) + ".csv"; }
+std::string exportFileName(std::string_view dialogFileName) {
+  const auto endsInCsv = [&] {
+    if (dialogFileName.size() < 4) return false;
+    std::string tail(dialogFileName.substr(dialogFileName.size() - 4));
+    for (char& c : tail) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return tail == ".csv";
+  };
+  return endsInCsv() ? std::string(dialogFileName) : std::string(dialogFileName) + ".csv";
+}
 
 std::string csvCell(std::string_view text) {
   std::string out;

@@ -172,7 +172,8 @@ std::optional<ChartRequest> chartRequest(const GridRows& grid, std::string_view 
 
 // ---- Export -------------------------------------------------------------------------------
 
-// The file the export writes: the dialog's name with ".csv" added, whatever it ends in.
+// The file the export writes: the dialog's name, with ".csv" added unless it already ends so (in
+// any case), so the file written is the one the save dialog asked about.
 std::string exportFileName(std::string_view dialogFileName);
 // A cell as the file holds it: every "," replaced by the full-width "，".
 std::string csvCell(std::string_view text);

@@ -1,7 +1,10 @@
 #include "monitoring/recorder_files.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <QHash>
+#include <algorithm>
 
 namespace xl::monitoring {
 
@@ -27,6 +30,12 @@ bool ensureFolder(const QString& folder, const QString& name) {
 }
 
 }  // namespace
+
+bool isUsableRoot(const QString& root) {
+  if (root.isEmpty()) return false;
+  const QFileInfo info(root);
+  return info.isDir() && info.isWritable();
+}
 
 bool isMarkedCell(const QString& cell) { return cell == QStringLiteral("-1"); }
 
@@ -57,17 +66,52 @@ int firstFreeNumber(const QString& folder) {
   return i;
 }
 
+int countDataLines(const QString& path) {
+  QFile file(path);
+  if (!file.open(QIODevice::ReadOnly)) return 0;
+  qint64 lines = 0;
+  char last = '\n';
+  while (true) {
+    const QByteArray chunk = file.read(1 << 16);
+    if (chunk.isEmpty()) break;
+    lines += chunk.count('\n');
+    last = chunk.back();
+  }
+  if (last != '\n') ++lines;  // a last line without its line end
+  return lines > 0 ? static_cast<int>(std::min<qint64>(lines - 1, INT32_MAX)) : 0;
+}
+
+int RecorderFiles::dataLines(const QString& path) {
+  const qint64 size = QFileInfo(path).size();
+  auto it = lineCounts_.find(path);
+  if (it == lineCounts_.end() || it->size != size) it = lineCounts_.insert(path, {size, countDataLines(path)});
+  return it->lines;
+}
+
+void RecorderFiles::noteWritten(const QString& path, int addedLines) {
+  // A file not counted yet is counted from the file when it is next asked about.
+  const auto it = lineCounts_.find(path);
+  if (it != lineCounts_.end()) *it = {QFileInfo(path).size(), it->lines + addedLines};
+}
+
+bool RecorderFiles::startFile(const QString& path) {
+  const bool made = printLine1(path);
+  lineCounts_.insert(path, {QFileInfo(path).size(), 0});
+  return made;
+}
+
 FlushReport RecorderFiles::flushReadings(const QString& root, std::vector<RecorderStation>& stations,
                                          std::deque<PendingRow>& queue, const RecorderLimits& limits,
                                          std::int32_t& recordCounter) {
   FlushReport report;
   // Hidden folders count; an empty root text names no folder at all.
-  if (root.isEmpty() || !QFileInfo(root).isDir()) {
+  if (!isUsableRoot(root)) {
     report.rootMissing = true;
     return report;
   }
 
   QSet<QString> failedFolders;
+  QHash<QString, int> current;  // the number of each station's current file, by station name
   for (RecorderStation& station : stations) {
     if (!station.marked) continue;
     const QString folder = stationFolder(root, station.name);
@@ -85,19 +129,24 @@ FlushReport RecorderFiles::flushReadings(const QString& root, std::vector<Record
     const int free = firstFreeNumber(folder);
     if (free == 1) {
       station.file = numberedFile(folder, 1);
-      printLine1(station.file);
+      startFile(station.file);
+      current.insert(station.name, 1);
       continue;
     }
-    const int current = free - 1;
-    const QString currentFile = numberedFile(folder, current);
-    // Both tests strict: a file of exactly the limit rolls, and so does a counter at the limit.
+    const int n = free - 1;
+    const QString currentFile = numberedFile(folder, n);
+    // Both tests strict: a file of exactly the size limit rolls, and so does one that holds as
+    // many data lines as the line limit.
     const bool keep = limits.sizeLimitMb * 1000000.0 > static_cast<double>(QFileInfo(currentFile).size()) &&
-                      limits.lineLimit > static_cast<double>(recordCounter);
+                      limits.lineLimit > static_cast<double>(dataLines(currentFile));
     if (keep) {
       station.file = currentFile;
+      current.insert(station.name, n);
     } else {
-      station.file = numberedFile(folder, current + 1);
-      printLine1(station.file);
+      lineCounts_.remove(currentFile);  // only current files are remembered
+      station.file = numberedFile(folder, n + 1);
+      startFile(station.file);
+      current.insert(station.name, n + 1);
       recordCounter = 0;
     }
   }
@@ -105,16 +154,29 @@ FlushReport RecorderFiles::flushReadings(const QString& root, std::vector<Record
   while (!queue.empty()) {
     const PendingRow row = std::move(queue.front());
     queue.pop_front();
-    QString file;
+    RecorderStation* target = nullptr;
     if (!failedFolders.contains(row.stationName)) {
-      for (const RecorderStation& station : stations) {
+      for (RecorderStation& station : stations) {
         if (station.name == row.stationName) {
-          file = station.file;
+          target = &station;
           break;
         }
       }
     }
+    // A queue that waited for its folder may hold more lines of a station than its file has room
+    // for: the file rolls between two lines, so every file keeps to the line limit.
+    if (target && !target->file.isEmpty() && current.contains(target->name) &&
+        !(limits.lineLimit > static_cast<double>(dataLines(target->file)))) {
+      const int next = current.value(target->name) + 1;
+      lineCounts_.remove(target->file);
+      current.insert(target->name, next);
+      target->file = numberedFile(stationFolder(root, target->name), next);
+      startFile(target->file);
+      recordCounter = 0;
+    }
+    const QString file = target ? target->file : QString();
     if (!file.isEmpty() && appendLine(file, row.line)) {
+      noteWritten(file, 1);
       ++report.written;
     } else {
       ++report.dropped;

@@ -16,16 +16,30 @@ QString orDefault(const QString& stored, const QString& fallback) {
   return stored.isEmpty() ? fallback : stored;
 }
 
+// The blanks the settings file trims around a key.
 bool isBlank(QChar c) {
-  return c == u' ' || c == u'\t' || c == u'\v' || c == u'\f';
+  return c == u' ' || c == u'\t' || c == u'\r' || c == u'\v' || c == u'\f';
 }
 
 }  // namespace
 
-const QStringList& recorderKeys() {
-  static const QStringList keys{"Read Interval", "Auto Saving",     "File Path", "Save Interval H",
-                                "Save Interval M", "Line Count", "Temporary"};
-  return keys;
+const QStringList& recorderKeyNames() {
+  static const QStringList names{QStringLiteral("Read Interval"),   QStringLiteral("Auto Saving"),
+                                 QStringLiteral("File Path"),       QStringLiteral("Save Interval H"),
+                                 QStringLiteral("Save Interval M"), QStringLiteral("Line Count"),
+                                 QStringLiteral("Temporary")};
+  return names;
+}
+
+bool isRecorderKeyName(const QString& name) {
+  qsizetype begin = 0;
+  qsizetype end = name.size();
+  while (begin < end && isBlank(name[begin])) ++begin;
+  while (end > begin && isBlank(name[end - 1])) --end;
+  const QString key = name.mid(begin, end - begin);
+  for (const QString& own : recorderKeyNames())
+    if (key.compare(own, Qt::CaseInsensitive) == 0) return true;
+  return false;
 }
 
 QString readIntervalOrDefault(const QString& stored) { return orDefault(stored, QStringLiteral("10")); }
@@ -77,6 +91,7 @@ KeyProblem stationKeyProblem(const QString& stationName) {
   if (stationName[first] == u';') return KeyProblem::LeadingSemicolon;
   if (stationName[first] == u'[') return KeyProblem::LeadingBracket;
   if (platform::fromGbk(platform::toGbk(stationName)) != stationName) return KeyProblem::NotGbk;
+  if (isRecorderKeyName(stationName)) return KeyProblem::RecorderKey;
   return KeyProblem::None;
 }
 

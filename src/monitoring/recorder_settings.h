@@ -9,12 +9,19 @@
 
 namespace xl::monitoring {
 
-// The section of the recorder's settings, and its seven fixed keys; every other key of the
-// section is a station's mark, named after the station.
+// The section of the recorder's settings; besides the recorder's own keys, every key of it is
+// a station's mark, named after the station.
 inline const QString kRecorderSection = QStringLiteral("Maintenance Record");
-const QStringList& recorderKeys();
 
 // ---- Keys and defaults --------------------------------------------------------------------
+
+// The recorder's own keys of section "Maintenance Record", in the order the accept button writes
+// them. A station's mark is kept under the station's name in the same section, so no station
+// may be named like one of these.
+const QStringList& recorderKeyNames();
+// Whether `name` finds one of the recorder's own keys, compared as the settings file compares
+// keys: blanks around it ignored, without regard to case.
+bool isRecorderKeyName(const QString& name);
 
 // Each takes the text read from the settings file and gives what the screen shows.
 QString readIntervalOrDefault(const QString& stored);  // empty -> "10"
@@ -51,6 +58,7 @@ enum class KeyProblem {
   LeadingSemicolon,  // the line would be a comment
   LeadingBracket,    // the line would be a section header
   NotGbk,          // a character the GBK file cannot hold
+  RecorderKey,     // the name of one of the recorder's own keys (isRecorderKeyName)
 };
 
 // Whether a line of the settings file can hold `stationName` as a key and find it again. Blanks

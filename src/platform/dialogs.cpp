@@ -60,8 +60,16 @@ QString QtDialogs::openFileName(const QString& title, const QString& filter) {
   return QFileDialog::getOpenFileName(QApplication::activeWindow(), title, {}, filter);
 }
 
+// The dialog adds the filter's suffix ("*.txt" gives "txt") to a name typed without one before it
+// asks whether to replace an existing file, so the question names the file that is written.
 QString QtDialogs::saveFileName(const QString& title, const QString& filter) {
-  return QFileDialog::getSaveFileName(QApplication::activeWindow(), title, {}, filter);
+  QFileDialog dialog(QApplication::activeWindow(), title, {}, filter);
+  dialog.setAcceptMode(QFileDialog::AcceptSave);
+  dialog.setFileMode(QFileDialog::AnyFile);
+  if (filter.startsWith(QStringLiteral("*.")) && !filter.contains(u' ')) dialog.setDefaultSuffix(filter.mid(2));
+  if (dialog.exec() != QDialog::Accepted) return {};
+  const QStringList chosen = dialog.selectedFiles();
+  return chosen.isEmpty() ? QString() : chosen.first();
 }
 
 QString QtDialogs::chooseFolder(const QString& prompt) {

@@ -20,7 +20,8 @@ class Dialogs {
   virtual int msgBox(const QString& text, int style = kOkOnly, const QString& title = {}) = 0;
   // An existing file to open; empty when cancelled. `filter` as Qt file dialogs take it.
   virtual QString openFileName(const QString& title, const QString& filter) = 0;
-  // A file to save to; empty when cancelled.
+  // A file to save to; empty when cancelled. A name typed without the suffix of a "*.ext" filter
+  // comes back with it, and the question whether to replace an existing file names that file.
   virtual QString saveFileName(const QString& title, const QString& filter) = 0;
   // A folder; empty when none was chosen.
   virtual QString chooseFolder(const QString& prompt) = 0;

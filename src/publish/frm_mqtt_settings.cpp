@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 
 #include "core/message_log.h"
+#include "core/settings.h"
 #include "platform/dialogs.h"
 #include "publish/mqtt_settings.h"
 #include "publish/publisher.h"
@@ -107,6 +108,17 @@ void FrmMqttSettings::Command1_Click() {
   s.password = TextPassword->text();
   s.caFile = TextCaFile->text().trimmed();
   s.discoveryPrefix = TextDiscovery->text().trimmed();
+  // Every text as it will be read back from the GBK settings file, or nothing is saved.
+  const std::pair<const char*, const QString*> texts[] = {
+      {"服务器地址", &s.host},     {"客户端标识", &s.clientId}, {"主题前缀", &s.topicPrefix},
+      {"用户名", &s.username},     {"密码", &s.password},       {"TLS CA证书文件", &s.caFile},
+      {"自动发现前缀", &s.discoveryPrefix}};
+  for (const auto& [caption, text] : texts) {
+    if (const QString refusal = core::settingsValueRefusal(QString::fromUtf8(caption), *text); !refusal.isEmpty()) {
+      platform::dialogs().msgBox(refusal, platform::kExclamation);
+      return;
+    }
+  }
   writeMqttSettings(s);
   if (Publisher* p = Publisher::current()) p->applyFromFile();
   core::appendLog(s.enabled ? QStringLiteral("MQTT发布已开启") : QStringLiteral("MQTT发布已关闭"));

@@ -1,5 +1,7 @@
 #include "shell/login_rules.h"
 
+#include "core/settings.h"
+
 namespace xl::shell {
 
 LoginOutcome loginOutcome(const QString& user, const QString& typed, const QString& password) {
@@ -27,6 +29,10 @@ bool autoLogin(const QString& user, const QString& password) {
 QString passwordChangeRefusal(const QString& old, const QString& password, const QString& newPassword,
                               const QString& confirmation) {
   if (old != password) return QStringLiteral("错误密码");
+  // The settings file must give the new password back exactly as it is typed at the login.
+  if (newPassword.isEmpty()) return QStringLiteral("新密码不能为空");
+  if (const QString refusal = core::settingsValueRefusal(QStringLiteral("密码"), newPassword); !refusal.isEmpty())
+    return refusal;
   if (newPassword != confirmation) return QStringLiteral("新密码和确认密码不匹配");
   return {};
 }

@@ -31,7 +31,9 @@ QString loginMessage(LoginOutcome outcome);
 bool autoLogin(const QString& user, const QString& password);
 
 // The password change: the message of a refusal, or empty when the new password is taken.
-// Nothing is asked of the new password's form; an empty one brings the default back.
+// The new password must read back from the settings file exactly as typed: not empty ("新密码不能为空",
+// which would bring the public default back), no blank or quote at either end ("密码首尾不能有空格或引号"),
+// only characters GBK holds ("不能保存字符：ö"), at most 499 characters.
 QString passwordChangeRefusal(const QString& old, const QString& password, const QString& newPassword,
                               const QString& confirmation);
 

@@ -1,8 +1,5 @@
 #include "shell/station_form.h"
 
-#include <algorithm>
-
-#include "core/settings.h"
 #include "monitoring/recorder_settings.h"
 #include "shell/port_list.h"
 
@@ -17,9 +14,7 @@ QString missingStationField(StationAction action, const core::Station& s) {
 }
 
 QString recorderKeyRefusal(const QString& name) {
-  const QStringList& keys = monitoring::recorderKeys();
-  if (std::none_of(keys.begin(), keys.end(), [&](const QString& key) { return core::sameIniKey(name, key); }))
-    return {};
+  if (!monitoring::isRecorderKeyName(name)) return {};
   return QStringLiteral("站点名称不能与设置项同名：") + name;
 }
 

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -63,7 +64,9 @@ ParameterBoxes editedScreen() {
 }
 
 TEST_F(ParameterFile, ExportWritesTheKeysInOrderInGbk) {
-  const QString path = exportParameters(editedScreen(), name("station"), kNow);
+  const ExportResult result = exportParameters(editedScreen(), name("station"), kNow);
+  EXPECT_TRUE(result.written);
+  const QString path = result.path;
   EXPECT_EQ(path, name("station.txt"));
   const QByteArray raw = bytes(path);
   EXPECT_TRUE(raw.startsWith(platform::toGbk(QStringLiteral("[配置]\r\n"))));
@@ -91,30 +94,49 @@ TEST_F(ParameterFile, ExportWritesTheKeysInOrderInGbk) {
       "过放延时时间(秒)=8",
       "蓄电池充满电量(%)=95",
       "蓄电池放电限制电量(%)=35",
+      "充电限制电压(V)=16.00",
       "保存日期=2024-05-01    08:30:00",
   };
   EXPECT_EQ(lines, expected);
 }
 
-TEST_F(ParameterFile, ExportNamesAlwaysGetTxtAndACancelWritesNothing) {
-  EXPECT_EQ(exportParameters(editedScreen(), name("a.txt"), kNow), name("a.txt.txt"));
-  EXPECT_TRUE(QFile::exists(name("a.txt.txt")));
-  EXPECT_FALSE(QFile::exists(name("a.txt")));
-  EXPECT_EQ(exportParameters(editedScreen(), QString(), kNow), QString());
-  EXPECT_EQ(QDir(dir_.path()).entryList(QDir::Files).size(), 1);
+// The save dialog's name as typed, with and without the suffix, an existing file, a file that
+// cannot be written.
+TEST_F(ParameterFile, ExportNamesGetTxtOnceAndAFailedWriteIsTold) {
+  const std::pair<const char*, const char*> names[] = {
+      {"a.txt", "a.txt"}, {"b.TXT", "b.TXT"}, {"c", "c.txt"}, {"d.b", "d.b.txt"}, {"e.txt.bak", "e.txt.bak.txt"}};
+  for (const auto& [typed, written] : names) {
+    const ExportResult r = exportParameters(editedScreen(), name(typed), kNow);
+    EXPECT_EQ(r.path, name(written));
+    EXPECT_TRUE(r.written && QFile::exists(name(written))) << typed;
+  }
+  EXPECT_EQ(QDir(dir_.path()).entryList(QDir::Files).size(), 5);
+  EXPECT_EQ(exportParameters(editedScreen(), QString(), kNow).path, QString());
+  // Over an existing file: that file, replaced key by key.
+  write(name("a.txt"), QStringLiteral("[配置]\r\n电池类型=Gel\r\n"));
+  EXPECT_TRUE(exportParameters(editedScreen(), name("a.txt"), kNow).written);
+  EXPECT_EQ(core::readIniFile("配置", "电池类型", name("a.txt")), "User");
+  // A read-only file and a missing folder: not written, and said so.
+  write(name("ro.txt"), QStringLiteral("[配置]\r\n"));
+  ASSERT_TRUE(QFile::setPermissions(name("ro.txt"), QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+  for (const QString& target : {name("ro"), name("no/such/x")}) {
+    const ExportResult r = exportParameters(editedScreen(), target, kNow);
+    EXPECT_FALSE(r.written) << r.path.toStdString();
+  }
+  EXPECT_EQ(bytes(name("ro.txt")), platform::toGbk(QStringLiteral("[配置]\r\n")));
 
   // An emptied screen exports empty values, which import as nothing at all.
   ParameterBoxes empty;
-  const QString path = exportParameters(empty, name("empty"), kNow);
+  const QString path = exportParameters(empty, name("empty"), kNow).path;
   EXPECT_TRUE(platform::fromGbk(bytes(path)).contains(QStringLiteral("电池类型=\r\n")));
   ParameterBoxes target = editedScreen();
   EXPECT_EQ(importParameters(target, path).outcome, Outcome::Stopped);
   EXPECT_EQ(target, editedScreen());
 }
 
-TEST_F(ParameterFile, ExportThenImportRestoresAllButTheChargeLimit) {
+TEST_F(ParameterFile, ExportThenImportRestoresAllAndAnOlderFileKeepsTheTypesLimit) {
   const ParameterBoxes saved = editedScreen();
-  const QString path = exportParameters(saved, name("round"), kNow);
+  const QString path = exportParameters(saved, name("round"), kNow).path;
 
   ParameterBoxes b;
   b.setText(C::LTextBox4, "30.00");
@@ -123,10 +145,16 @@ TEST_F(ParameterFile, ExportThenImportRestoresAllButTheChargeLimit) {
   const ImportResult r = importParameters(b, path);
   ASSERT_EQ(r.outcome, Outcome::Imported);
   for (Control c : allControls()) {
-    if (c == C::TextLimit) continue;
     EXPECT_EQ(b.text(c), saved.text(c)) << controlName(c);
     EXPECT_EQ(b.enabled(c), saved.enabled(c)) << controlName(c);
   }
+  EXPECT_EQ(b.text(C::TextLimit), "16.00");
+  // A file written before the key existed: the limit is what the battery type puts there.
+  QString text = platform::fromGbk(bytes(path));
+  text.remove(QRegularExpression(QStringLiteral("充电限制电压\\(V\\)=[^\r]*\r\n")));
+  write(path, text);
+  ASSERT_EQ(core::readIniFile("配置", "充电限制电压(V)", path), "");
+  ASSERT_EQ(importParameters(b, path).outcome, Outcome::Imported);
   EXPECT_EQ(b.text(C::TextLimit), "15.50");
 }
 

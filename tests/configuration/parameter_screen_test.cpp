@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <QComboBox>
+#include <QDir>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
@@ -515,7 +516,7 @@ TEST_F(ParameterScreenTest, GreyedBoxesAndListsTakeNoInputAndSendNothing) {
 
 // ---- The file buttons -----------------------------------------------------------------------
 
-TEST_F(ParameterScreenTest, ExportThenImportRestoresEverythingButTheLimit) {
+TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   startAndOpen();
   chooseStation();
   read();
@@ -540,12 +541,11 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverythingButTheLimit) {
   ASSERT_EQ(dialogs.shown.size(), 2u);
   EXPECT_EQ(dialogs.shown[1].text, QStringLiteral("导入数据成功"));
   for (QLineEdit* e : screen().findChildren<QLineEdit*>()) {
-    if (e->objectName() == "TextLimit") {
-      EXPECT_EQ(e->text(), "15.50");
-    } else if (e->objectName() != "Text1") {
+    if (e->objectName() != "Text1") {
       EXPECT_EQ(e->text(), saved[e->objectName()]) << e->objectName().toStdString();
     }
   }
+  EXPECT_NE(box("TextLimit")->text(), "15.50");
   EXPECT_EQ(list("Combo2")->currentText(), "User");
 
   // A system voltage the list lacks stops the import with a line and no success message.
@@ -558,6 +558,17 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverythingButTheLimit) {
   clickButton("Command5");
   clickButton("Command4");
   EXPECT_EQ(dialogs.shown.size(), 2u);
+  // The name as the dialog gives it for an existing file: that file is written, no second
+  // suffix; a read-only one is told, never "导出数据成功".
+  dialogs.fileNames.push_back(file + ".txt");
+  clickButton("Command4");
+  EXPECT_EQ(QDir(dir.path()).entryList({"params*"}), QStringList{"params.txt"});
+  ASSERT_TRUE(QFile::setPermissions(file + ".txt", QFileDevice::ReadOwner));
+  dialogs.fileNames.push_back(file + ".txt");
+  clickButton("Command4");
+  ASSERT_EQ(dialogs.shown.size(), 4u);
+  EXPECT_EQ(dialogs.shown[2].text, QStringLiteral("导出数据成功"));
+  EXPECT_EQ(dialogs.shown[3].text, QStringLiteral("导出数据失败：无法写入文件 ") + file + ".txt");
 }
 
 // ---- Operator input at random --------------------------------------------------------------

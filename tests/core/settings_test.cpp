@@ -39,6 +39,41 @@ class SettingsFile : public ::testing::Test {
   QString path_;
 };
 
+// Whatever a settings dialog accepts (settingsValueRefusal finds nothing wrong) reads back
+// exactly as typed, whatever it sits between; what it refuses is named.
+TEST_F(SettingsFile, AnyValueTheDialogsAcceptReadsBackAsTyped) {
+  const QStringList pool{"a", "Z", "0", " ", "\t", "\"", "'", "=", ";", "[", "]", "#", "\\", "中", "€", "·",
+                         "ö", "😀", "\r", "\n"};
+  std::uint32_t seed = 12345;
+  const auto next = [&seed](std::uint32_t n) {
+    seed = seed * 1664525u + 1013904223u;
+    return (seed >> 8) % n;
+  };
+  int accepted = 0;
+  for (int i = 0; i < 3000; ++i) {
+    QString value;
+    const std::uint32_t length = next(9);
+    for (std::uint32_t k = 0; k < length; ++k) value += pool[static_cast<qsizetype>(next(static_cast<std::uint32_t>(pool.size())))];
+    if (!settingsValueRefusal("值", value).isEmpty()) continue;
+    ++accepted;
+    const QString key = "k" + QString::number(i % 7);
+    writeIni("S", key, value);
+    writeIni("S", "after", "x");
+    ASSERT_EQ(readIni("S", key), value) << value.toStdString();
+  }
+  EXPECT_GT(accepted, 300);
+  // A value as long as the read gives back, and one longer.
+  EXPECT_TRUE(settingsValueRefusal("值", QString(499, u'中')).isEmpty());
+  writeIni("S", "long", QString(499, u'中'));
+  EXPECT_EQ(readIni("S", "long"), QString(499, u'中'));
+
+  const std::pair<QString, QString> refused[] = {
+      {"Jörg", "不能保存字符：ö"}, {"站点-😀", "不能保存字符：😀"}, {" pw1 ", "密码首尾不能有空格或引号"},
+      {"pw1\t", "密码首尾不能有空格或引号"}, {"'pw'", "密码首尾不能有空格或引号"}, {"\"", "密码首尾不能有空格或引号"},
+      {"a\nb", "密码不能包含换行或控制字符"}, {QString(500, u'a'), "密码不能超过499个字符"}};
+  for (const auto& [value, message] : refused) EXPECT_EQ(settingsValueRefusal("密码", value), message);
+}
+
 }  // namespace
 
 TEST_F(SettingsFile, AMissingFileReadsEmptyAndComesIntoBeingWithTheFirstWrite) {

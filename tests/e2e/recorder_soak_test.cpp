@@ -205,6 +205,7 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
       QStringList fileLines = text.split("\r\n");
       ASSERT_EQ(fileLines.value(0), monitoring::headerLine()) << station.name.toStdString() << " " << n;
       fileLines.removeFirst();
+      ASSERT_LE(fileLines.size(), 50) << station.name.toStdString() << " " << n;  // the line limit
       lines += fileLines;
     }
     ASSERT_EQ(lines.size(), cycles) << station.name.toStdString();

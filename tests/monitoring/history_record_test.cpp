@@ -246,7 +246,9 @@ TEST(HistoryExport, HeaderAndRowLinesByteForByte) {
   EXPECT_EQ(csvCell(",,"), "，，");
 
   EXPECT_EQ(exportFileName("C:\\data\\day"), "C:\\data\\day.csv");
-  EXPECT_EQ(exportFileName("day.csv"), "day.csv.csv");
+  EXPECT_EQ(exportFileName("day.csv"), "day.csv");
+  EXPECT_EQ(exportFileName("DAY.CSV"), "DAY.CSV");
+  EXPECT_EQ(exportFileName("day.csv.txt"), "day.csv.txt.csv");
 }
 
 }  // namespace

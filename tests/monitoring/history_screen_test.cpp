@@ -432,7 +432,7 @@ TEST_F(HistoryScreenTest, ExportEdgeCases) {
   readDays("1", 1);
   // Two exports to one name append: one file with the header twice. The lines themselves are
   // the rule layer's (history_record_test).
-  dialogs.fileNames = {name, name};
+  dialogs.fileNames = {name, name + ".csv"};  // typed without the suffix, then chosen in the list
   click("Command8");
   click("Command8");
   EXPECT_EQ(dialogs.shown.size(), 3u);
@@ -441,12 +441,20 @@ TEST_F(HistoryScreenTest, ExportEdgeCases) {
   const QString text = platform::fromGbk(file.readAll());
   EXPECT_EQ(text.count(kHeaderLine), 2);
   EXPECT_TRUE(text.endsWith(QStringLiteral("\r\n")));
-  // A file that cannot be written: one line in the message window, no success message.
-  dialogs.fileNames = {dir.path() + "/no/such/folder/x"};
+  // A file that cannot be written: one line in the message window with its name, no success
+  // message, the file as it was.
+  file.close();
+  ASSERT_TRUE(QFile::setPermissions(name + ".csv", QFileDevice::ReadOwner));
+  dialogs.fileNames = {dir.path() + "/no/such/folder/x", name + ".csv"};
+  click("Command8");
   click("Command8");
   EXPECT_EQ(dialogs.shown.size(), 3u);
   EXPECT_EQ(logCount(QStringLiteral("保存历史信息成功")), 2);
-  EXPECT_TRUE(logLines().last().contains(QStringLiteral("导出数据失败")));
+  EXPECT_EQ(logCount(QStringLiteral("导出数据失败：无法写入文件 ") + dir.path() + "/no/such/folder/x.csv"), 1);
+  EXPECT_EQ(logCount(QStringLiteral("导出数据失败：无法写入文件 ") + name + ".csv"), 1);
+  QFile again(name + ".csv");
+  ASSERT_TRUE(again.open(QIODevice::ReadOnly));
+  EXPECT_EQ(platform::fromGbk(again.readAll()), text);
 }
 
 TEST_F(HistoryScreenTest, TheListRebuildEmptiesTheIdentityAndTheHiddenButtonFillsAColumn) {

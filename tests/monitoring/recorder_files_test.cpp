@@ -83,32 +83,35 @@ TEST_F(RecorderFilesTest, SizeLimitRollsExactlyAtTheLimit) {
   EXPECT_EQ(recordCounter, 0);  // any roll resets the shared counter
 }
 
-TEST_F(RecorderFilesTest, LineLimitRollsOnlyTheFirstMarkedStationOfAPass) {
-  limits.lineLimit = 32000;
-  stations = {{"A", false, {}}, {"B", true, {}}, {"C", true, {}}};
-  for (const char* s : {"A", "B", "C"}) {
-    makeFolder(s);
-    writeFile(file(s, 1), header());
-  }
-  recordCounter = 31999;  // below the limit: every file is kept
-  flush({{"B", "b1"}});
-  EXPECT_EQ(stations[1].file, file("B", 1));
-  EXPECT_EQ(stations[2].file, file("C", 1));
-  EXPECT_EQ(recordCounter, 31999);
+// Each station's file rolls by its own data lines, counted from the file itself the first time
+// (a restart), whatever the shared save-cycle counter says.
+TEST_F(RecorderFilesTest, LineLimitRollsEachStationByTheLinesOfItsOwnFile) {
+  limits.lineLimit = 2;
+  stations = {{"A", true, {}}, {"B", true, {}}, {"C", true, {}}};
+  makeFolder("C");
+  writeFile(file("C", 1), header() + line("c0") + line("c1"));  // full before the start
+  makeFolder("B");
+  writeFile(file("B", 1), header() + line("b0"));  // one line of room
+  recordCounter = 7;
+  flush({{"A", "a1"}, {"B", "b1"}, {"C", "c2"}});
+  EXPECT_EQ(readFile(file("A", 1)), header() + line("a1"));
+  EXPECT_EQ(readFile(file("B", 1)), header() + line("b0") + line("b1"));
+  EXPECT_EQ(readFile(file("C", 1)), header() + line("c0") + line("c1"));
+  EXPECT_EQ(readFile(file("C", 2)), header() + line("c2"));
+  EXPECT_EQ(recordCounter, 0);  // any roll starts the count of save cycles again
 
-  // At the limit: the first marked station rolls and takes the counter back to 0, so the next
-  // one keeps its file, in this flush and in the next one of the same pass.
-  recordCounter = 32000;
-  flush({{"B", "b2"}});
-  EXPECT_EQ(recordCounter, 0);
-  EXPECT_EQ(stations[1].file, file("B", 2));
-  EXPECT_EQ(stations[2].file, file("C", 1));
-  flush({{"C", "c2"}});
-  EXPECT_EQ(stations[1].file, file("B", 2));
-  EXPECT_EQ(stations[2].file, file("C", 1));
-  EXPECT_FALSE(QFileInfo::exists(file("A", 2)));  // unmarked
+  // Lines that waited (root missing) for one station: the file rolls between them, in order,
+  // and none is lost. A hand-written line without its line end counts as a line.
+  writeFile(file("A", 1), header() + line("a1") + "half");
+  flush({{"A", "a2"}, {"A", "a3"}, {"A", "a4"}, {"B", "b2"}});
+  EXPECT_EQ(readFile(file("A", 1)), header() + line("a1") + "half");
+  EXPECT_EQ(readFile(file("A", 2)), header() + line("a2") + line("a3"));
+  EXPECT_EQ(readFile(file("A", 3)), header() + line("a4"));
   EXPECT_EQ(readFile(file("B", 2)), header() + line("b2"));
-  EXPECT_EQ(readFile(file("C", 1)), header() + line("c2"));
+  EXPECT_EQ(stations[0].file, file("A", 3));
+  EXPECT_TRUE(queue.empty());
+  EXPECT_EQ(countDataLines(file("A", 2)), 2);
+  EXPECT_EQ(countDataLines(root() + "/none.csv"), 0);
 }
 
 TEST_F(RecorderFilesTest, DeletedFilesChooseTheNextFile) {

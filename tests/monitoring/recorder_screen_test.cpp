@@ -276,6 +276,7 @@ TEST_F(RecorderScreenTest, ReadIntervalZeroSmallAndAboveSixty) {
 }
 
 TEST_F(RecorderScreenTest, AcceptBoundsTheLimitsWritesEveryKeyAndAppliesThem) {
+  ASSERT_TRUE(QDir().mkpath(root));
   startRecorder();
   at(1500);
   FrmMaintenanceRecord& r = recorder();
@@ -314,11 +315,68 @@ TEST_F(RecorderScreenTest, AcceptBoundsTheLimitsWritesEveryKeyAndAppliesThem) {
   EXPECT_EQ(control<QScrollBar>(r, "VScroll1")->value(), 4);
 
   // (The bounds themselves are the rule layer's: recorder_settings_test.)
-  // A cancelled folder dialog empties the box; the next apply falls back to the program folder.
+  // A cancelled folder dialog keeps the path.
+  ui::showModal(&r, &mdi());
   QTest::mouseClick(button(r, "Command1"), Qt::LeftButton);
-  EXPECT_EQ(edit(r, "LTextBox2")->text(), "");
-  r.Command3_Click();
-  EXPECT_EQ(edit(r, "LTextBox2")->text(), core::programDir());
+  EXPECT_EQ(edit(r, "LTextBox2")->text(), root);
+  // A folder that cannot be used is said once at the accept, and saved all the same; a text the
+  // settings file cannot give back as typed is refused and nothing is saved.
+  const QString missing = root + "/missing";
+  for (const QString& typed : {root + QStringLiteral("/Jörg"), QStringLiteral(" ") + missing, missing}) {
+    edit(r, "LTextBox2")->setText(typed);
+    QTest::mouseClick(button(r, "Command3"), Qt::LeftButton);
+  }
+  ASSERT_EQ(dialogs.shown.size(), 2u);
+  EXPECT_EQ(dialogs.shown[0].text, "不能保存字符：ö");
+  EXPECT_EQ(dialogs.shown[1].text, "文件保存路径首尾不能有空格或引号");
+  EXPECT_EQ(key("File Path"), missing);
+  EXPECT_TRUE(r.isHidden());
+  ASSERT_EQ(logEndingWith(QStringLiteral("不存在或不能写入")).size(), 1);
+  EXPECT_TRUE(logEndingWith(QStringLiteral("不存在或不能写入"))[0].contains(missing));
+}
+
+// What the operator types or ticks moves nothing until "确定"; "取消" puts it all back.
+TEST_F(RecorderScreenTest, TypingAndCancelNeverMoveTheRecorder) {
+  recordEverything();
+  setting("Shed", "0");
+  setting("Save Interval H", "0");
+  setting("Save Interval M", "0");
+  const QString other = dir.path() + "/other";
+  ASSERT_TRUE(QDir().mkpath(other));
+  startRecorder();
+  at(1500);
+  FrmMaintenanceRecord& r = recorder();
+  ui::showModal(&r, &mdi());
+  clickMark(2);
+  auto* path = edit(r, "LTextBox2");
+  path->clear();
+  // Typed slowly: every prefix that names a folder stands in the box for a few cycles.
+  for (const QString& part : {dir.path(), QStringLiteral("/"), QStringLiteral("other")}) {
+    QTest::keyClicks(path, part);
+    clock.advance(ms(2000));
+  }
+  EXPECT_EQ(path->text(), other);
+  EXPECT_FALSE(QFile::exists(dir.path() + "/Roof"));
+  EXPECT_TRUE(QDir(other).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).isEmpty());
+  EXPECT_FALSE(QFile::exists(root + "/Shed"));
+  const int written = dataLinesOf("Roof", 1).size();
+  EXPECT_GE(written, 5);
+
+  QTest::mouseClick(button(r, "Command4"), Qt::LeftButton);
+  EXPECT_TRUE(r.isHidden());
+  EXPECT_EQ(path->text(), root);
+  EXPECT_EQ(grid(r, "VSFlexGrid1")->textMatrix(2, 0), "0");
+  // A later "确定", pressed only to turn automatic saving off, saves nothing that was cancelled.
+  ui::showModal(&r, &mdi());
+  auto* check = control<QCheckBox>(r, "Check1");
+  QTest::mouseClick(check, Qt::LeftButton, {}, QPoint(8, check->height() / 2));  // on its box
+  QTest::mouseClick(button(r, "Command3"), Qt::LeftButton);
+  EXPECT_EQ(core::readIni("Maintenance Record", "File Path"), root);
+  EXPECT_EQ(core::readIni("Maintenance Record", "Shed"), "0");
+  EXPECT_EQ(core::readIni("Maintenance Record", "Auto Saving"), "0");
+  clock.advance(ms(3000));
+  EXPECT_LE(dataLinesOf("Roof", 1).size(), written + 1);  // a pass under way may end
+  EXPECT_FALSE(QFile::exists(root + "/Shed"));
 }
 
 TEST_F(RecorderScreenTest, SaveCycleWritesTheExampleLineByteForByte) {
@@ -373,6 +431,8 @@ TEST_F(RecorderScreenTest, UnmarkingStopsLinesAtOnceAndMarkingAgainContinuesTheF
   ASSERT_EQ(dataLinesOf("Roof", 1).size(), 1);
   clickMark(1);
   EXPECT_EQ(grid(recorder(), "VSFlexGrid1")->textMatrix(1, 0), "0");
+  QTest::mouseClick(button(recorder(), "Command3"), Qt::LeftButton);
+  ui::showModal(&recorder(), &mdi());
   at(8000);
   EXPECT_EQ(dataLinesOf("Roof", 1).size(), 1);
   EXPECT_EQ(dataLinesOf("Shed", 1).size(), 6);
@@ -383,15 +443,14 @@ TEST_F(RecorderScreenTest, UnmarkingStopsLinesAtOnceAndMarkingAgainContinuesTheF
   grid(recorder(), "VSFlexGrid1")->setEnabled(true);
   clickMark(1);
   EXPECT_EQ(grid(recorder(), "VSFlexGrid1")->textMatrix(1, 0), "-1");
+  // The mark is kept and followed only from the accept button on.
+  EXPECT_EQ(core::readIni("Maintenance Record", "Roof"), "0");
+  QTest::mouseClick(button(recorder(), "Command3"), Qt::LeftButton);
+  EXPECT_EQ(core::readIni("Maintenance Record", "Roof"), "-1");
+  EXPECT_TRUE(recorder().isHidden());
   at(10000);
   EXPECT_EQ(dataLinesOf("Roof", 1).size(), 3);
   EXPECT_FALSE(QFile::exists(file("Roof", 2)));
-  // The mark is kept only by the accept button.
-  EXPECT_EQ(core::readIni("Maintenance Record", "Roof"), "-1");
-  clickMark(1);
-  QTest::mouseClick(button(recorder(), "Command3"), Qt::LeftButton);
-  EXPECT_EQ(core::readIni("Maintenance Record", "Roof"), "0");
-  EXPECT_TRUE(recorder().isHidden());
 }
 
 TEST_F(RecorderScreenTest, StaleAndSilentStations) {
@@ -445,19 +504,33 @@ TEST_F(RecorderScreenTest, MissingRootFolderKeepsTheQueueAndWritesItWhenItComesB
   EXPECT_TRUE(logEndingWith(QStringLiteral("数据保存")).isEmpty());
 }
 
-// The counter lives in the screen and goes to the file rule by reference at each flush.
-TEST_F(RecorderScreenTest, SharedCounterRollsOnlyTheFirstMarkedStation) {
+// Every marked station's file rolls by its own data lines, counted from the file after a restart.
+TEST_F(RecorderScreenTest, LineLimitRollsEveryMarkedStationByItsOwnLines) {
   recordEverything();
+  addStation("Yard", "COM3,9600", "3");  // never answers: zero lines, written all the same
+  setting("Yard", "-1");
+  setting("Save Interval H", "0");
+  setting("Save Interval M", "0");
   setting("Line Count", "3");  // a stored value is taken as it stands
   startRecorder();
-  at(62900 + 2 * 61000);
-  // Third cycle: the counter is 3, Roof's file rolls and the counter goes back to 0 before Shed.
-  EXPECT_EQ(dataLinesOf("Roof", 1).size(), 2);
-  EXPECT_EQ(dataLinesOf("Roof", 2).size(), 1);
-  EXPECT_EQ(dataLinesOf("Shed", 1).size(), 3);
-  EXPECT_FALSE(QFile::exists(file("Shed", 2)));
-  EXPECT_EQ(recorder().recordCounter, 0);
-  EXPECT_EQ(linesOf(file("Roof", 2)).value(0), monitoring::headerLine());
+  at(9900);  // eight cycles, 2 s to 9 s
+  for (const char* s : {"Roof", "Shed", "Yard"}) {
+    EXPECT_EQ(dataLinesOf(s, 1).size(), 3) << s;
+    EXPECT_EQ(dataLinesOf(s, 2).size(), 3) << s;
+    EXPECT_EQ(dataLinesOf(s, 3).size(), 2) << s;
+    EXPECT_EQ(linesOf(file(s, 3)).value(0), monitoring::headerLine());
+  }
+  // A restart counts the lines already in the current files.
+  ui::discardAll();
+  startRecorder();
+  clock.advance(ms(3900));  // applied after 1 s; cycles at +2 s and +3 s
+  for (const char* s : {"Roof", "Shed", "Yard"}) {
+    const QStringList third = dataLinesOf(s, 3);
+    const QStringList fourth = dataLinesOf(s, 4);
+    ASSERT_EQ(third.size(), 3) << s;
+    ASSERT_EQ(fourth.size(), 1) << s;
+    EXPECT_LT(stampOf(third[2]), stampOf(fourth[0]));
+  }
 }
 
 TEST_F(RecorderScreenTest, TwoStationsOfOneNameShareTheFileOfTheFirst) {
@@ -479,6 +552,7 @@ TEST_F(RecorderScreenTest, MarksSurviveARestartAndANameThatCannotBeAKeyIsNamed) 
   addStation("#1", "COM3,9600", "4");
   addStation("a=b", "COM3,9600", "5");
   addStation("x/y", "COM3,9600", "6");
+  addStation(" file path", "COM3,9600", "7");  // the recorder's own key, as the file compares keys
   setting("Auto Saving", "1");
   setting("File Path", root);
   setting("Save Interval H", "0");
@@ -488,9 +562,14 @@ TEST_F(RecorderScreenTest, MarksSurviveARestartAndANameThatCannotBeAKeyIsNamed) 
   at(1500);
   ui::showModal(&recorder(), &mdi());
   auto* g = grid(recorder(), "VSFlexGrid1");
-  ASSERT_EQ(g->rows(), 6);
-  for (int r = 1; r < 6; ++r) clickMark(r);
+  ASSERT_EQ(g->rows(), 7);
+  for (int r = 1; r < 7; ++r) clickMark(r);
   QTest::mouseClick(button(recorder(), "Command3"), Qt::LeftButton);
+  ui::showModal(&recorder(), &mdi());
+  QTest::mouseClick(button(recorder(), "Command3"), Qt::LeftButton);  // told once a run, not a click
+  EXPECT_EQ(core::readIniFile("Maintenance Record", "File Path", ini), root);
+  EXPECT_EQ(logEndingWith(QStringLiteral("“ file path”")).size(), 1);
+  EXPECT_EQ(g->textMatrix(6, 0), "-1");
   // "#1" is a key; "a=b" cannot be one and is named once in the message window; its mark holds
   // for this run.
   EXPECT_EQ(core::readIniFile("Maintenance Record", "#1", ini), "-1");
@@ -511,7 +590,8 @@ TEST_F(RecorderScreenTest, MarksSurviveARestartAndANameThatCannotBeAKeyIsNamed) 
   startRecorder();
   clock.advance(ms(1500));
   g = grid(recorder(), "VSFlexGrid1");
-  ASSERT_EQ(g->rows(), 6);
+  ASSERT_EQ(g->rows(), 7);
+  EXPECT_EQ(g->textMatrix(6, 0), "");
   EXPECT_EQ(g->textMatrix(1, 0), "-1");
   EXPECT_EQ(g->textMatrix(3, 0), "-1");
   EXPECT_EQ(g->textMatrix(4, 0), "");
@@ -522,17 +602,19 @@ TEST_F(RecorderScreenTest, DeletedFilesAndStationsOfOneName) {
   recordEverything();
   setting("Line Count", "2");
   startRecorder();
-  at(62900 + 3 * 61000);
-  // Roof rolled at the second cycle and the fourth.
-  ASSERT_TRUE(QFile::exists(file("Roof", 3)));
-  // Deleting the highest file makes the one below current.
+  at(62900 + 4 * 61000);
+  // Roof's files hold two lines each: it rolled at the third cycle and the fifth.
+  ASSERT_EQ(dataLinesOf("Roof", 3).size(), 1);
+  // Deleting the highest file makes the one below current (given room in it).
+  setting("Line Count", "10");
+  recorder().Timer1_Timer();
   ASSERT_TRUE(QFile::remove(file("Roof", 3)));
   const int before = dataLinesOf("Roof", 2).size();
-  at(62900 + 4 * 61000);
+  at(62900 + 5 * 61000);
   EXPECT_EQ(dataLinesOf("Roof", 2).size(), before + 1);
   // Deleting 1.csv while 2.csv exists: 1.csv is written next, with a new header.
   ASSERT_TRUE(QFile::remove(file("Roof", 1)));
-  at(62900 + 5 * 61000);
+  at(62900 + 6 * 61000);
   EXPECT_EQ(linesOf(file("Roof", 1)).value(0), monitoring::headerLine());
   EXPECT_EQ(dataLinesOf("Roof", 1).size(), 1);
 }

@@ -74,6 +74,14 @@ TEST(RecorderSettings, StationNamesAsKeys) {
   EXPECT_EQ(stationKeyProblem(QString("a") + QChar(u'\0')), KeyProblem::LineBreak);
   EXPECT_EQ(stationKeyProblem(QStringLiteral("Roof ☀")), KeyProblem::NotGbk);
 
+  // The recorder's own keys, found as the file finds keys: any case, blanks around.
+  ASSERT_EQ(recorderKeyNames().size(), 7);
+  for (const QString& key : recorderKeyNames()) {
+    for (const QString& name : {key, key.toUpper(), " " + key.toLower() + "\t"})
+      EXPECT_EQ(stationKeyProblem(name), KeyProblem::RecorderKey) << name.toStdString();
+    EXPECT_EQ(stationKeyProblem(key + "1"), KeyProblem::None);
+  }
+  EXPECT_EQ(stationKeyProblem("FilePath"), KeyProblem::None);
   EXPECT_FALSE(stationKeyLogLine("#1").has_value());
   const auto logLine = stationKeyLogLine("a=b");
   ASSERT_TRUE(logLine.has_value());

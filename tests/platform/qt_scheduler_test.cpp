@@ -6,6 +6,11 @@
 
 #include "support/qt_app.h"
 #include <QElapsedTimer>
+#include <QFile>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QTemporaryDir>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPushButton>
@@ -138,6 +143,44 @@ TEST(QtScheduler, BoxShownFromAHandlerIsAnsweredWhileTimersGoOn) {
   EXPECT_EQ(boxes, 1);
   EXPECT_GE(ticks - ticksAtStart, 5);
   setScheduler(nullptr);
+}
+
+// The real save dialog, a name put into its box and "保存" clicked: a name without the suffix comes
+// back with it, and the question whether to replace an existing file names the file written.
+TEST(QtDialogs, SaveDialogAddsTheFiltersSuffixBeforeItAsksToReplace) {
+  app();
+  QTemporaryDir dir;
+  QFile existing(dir.filePath("p3.txt"));
+  ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
+  existing.close();
+  QtDialogs dialogs;
+  QString question;
+  const auto typeName = [&](const QString& name) {
+    QTimer::singleShot(200, [&, name] {
+      auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+      if (!dialog) return;
+      auto* box = dialog->findChild<QLineEdit*>("fileNameEdit");
+      box->setText(name);
+      QTimer::singleShot(200, [&] {  // the question, when one comes, is answered Yes
+        if (auto* ask = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+          question = ask->text();
+          ask->button(QMessageBox::Yes)->click();
+        }
+      });
+      // "保存" by mouse: Return would go to the completion list that an existing name opens.
+      auto* buttons = dialog->findChild<QDialogButtonBox*>("buttonBox");
+      QTest::mouseClick(buttons->button(QDialogButtonBox::Save), Qt::LeftButton);
+    });
+    QTimer::singleShot(3000, [] {
+      if (auto* w = qobject_cast<QDialog*>(QApplication::activeModalWidget())) w->reject();
+    });
+  };
+  typeName(dir.filePath("p1"));
+  EXPECT_EQ(dialogs.saveFileName("导出设置", "*.txt"), dir.filePath("p1.txt"));
+  EXPECT_TRUE(question.isEmpty());
+  typeName(dir.filePath("p3"));
+  EXPECT_EQ(dialogs.saveFileName("导出设置", "*.txt"), dir.filePath("p3.txt"));
+  EXPECT_TRUE(question.contains("p3.txt")) << question.toStdString();
 }
 
 }  // namespace

@@ -370,8 +370,24 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
   ASSERT_EQ(dialogs.shown.size(), 1u);
   EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
   edit(screen, "TextPort")->setText(QString::number(broker.port()));
+  // Texts the GBK settings file cannot hold, or not as typed: named, and nothing saved.
+  const std::pair<const char*, QString> refused[] = {
+      {"TextUser", "Jörg"}, {"TextPrefix", "站点-ö"}, {"TextPassword", " pw1 "}};
+  for (const auto& [box, text] : refused) {
+    const QString before = edit(screen, box)->text();
+    edit(screen, box)->setText(text);
+    screen.Command1_Click();
+    edit(screen, box)->setText(before);
+  }
+  ASSERT_EQ(dialogs.shown.size(), 4u);
+  EXPECT_EQ(dialogs.shown[1].text, "不能保存字符：ö");
+  EXPECT_EQ(dialogs.shown[2].text, "不能保存字符：ö");
+  EXPECT_EQ(dialogs.shown[3].text, "密码首尾不能有空格或引号");
+  EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
+  edit(screen, "TextPrefix")->setText("站点-1");
   edit(screen, "TextClientId")->setText("site9");
   screen.Command1_Click();
+  EXPECT_EQ(core::readIni("MQTT", "Topic Prefix"), "站点-1");
   EXPECT_EQ(core::readIni("MQTT", "Enabled"), "1");
   EXPECT_EQ(core::readIni("MQTT", "Port"), QString::number(broker.port()));
   EXPECT_EQ(publisher->settings().clientId, "site9");

@@ -210,22 +210,20 @@ TEST_F(LoginTest, PasswordChangeWithItsThreeMessagesAndThePlainFile) {
   EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\xd0\xc2pw\r\n"));
   EXPECT_EQ(core::getPassword(), QStringLiteral("新pw"));
 
-  // An empty new password is taken and brings the default back; cancel changes nothing.
+  // An empty new password, and one the file would give back trimmed, are refused; typed again
+  // blanks and all they could never log in. Cancel changes nothing.
   drivers.push_back([&](ui::DialogForm& f) {
     testing::typeText(edit(f, "Text1"), "新pw");
     click(f, "Command1");
-  });
-  mdi().ChangePassword_Click();
-  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n"));
-  EXPECT_EQ(core::getPassword(), "426813");
-  drivers.push_back([&](ui::DialogForm& f) {
-    testing::typeText(edit(f, "Text1"), "426813");
-    testing::typeText(edit(f, "Text2"), "x");
-    testing::typeText(edit(f, "Text3"), "x");
+    testing::typeText(edit(f, "Text2"), " pw1 ");
+    testing::typeText(edit(f, "Text3"), " pw1 ");
+    click(f, "Command1");
     click(f, "Command2");
   });
   mdi().ChangePassword_Click();
-  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n"));
+  EXPECT_EQ(messages().mid(3), (QStringList{"新密码不能为空", "密码首尾不能有空格或引号"}));
+  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\xd0\xc2pw\r\n"));
+  EXPECT_EQ(core::getPassword(), QStringLiteral("新pw"));
 }
 
 TEST_F(LoginTest, AboutAndTheIdleScreensAndNoDeadItem) {

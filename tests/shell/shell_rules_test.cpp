@@ -116,7 +116,11 @@ TEST(LoginRules, TheButtonDecidesByExactNamesAndPassword) {
 
   EXPECT_EQ(passwordChangeRefusal("1", "426813", "a", "a"), QStringLiteral("错误密码"));
   EXPECT_EQ(passwordChangeRefusal("426813", "426813", "a", "b"), QStringLiteral("新密码和确认密码不匹配"));
-  EXPECT_EQ(passwordChangeRefusal("426813", "426813", "", ""), QString());  // empty is taken
+  // A new password must read back as typed (the forms are the settings test's).
+  EXPECT_EQ(passwordChangeRefusal("426813", "426813", "", ""), QStringLiteral("新密码不能为空"));
+  EXPECT_EQ(passwordChangeRefusal("426813", "426813", " pw1 ", " pw1 "), QStringLiteral("密码首尾不能有空格或引号"));
+  EXPECT_EQ(passwordChangeRefusal("426813", "426813", "pö", "x"), QStringLiteral("不能保存字符：ö"));
+  EXPECT_EQ(passwordChangeRefusal("426813", "426813", "p w", "p w"), QString());
 
   EXPECT_TRUE(hasAdministratorRights("administrator"));
   for (const char* other : {"guest", "Administrator", "", "administrator "}) EXPECT_FALSE(hasAdministratorRights(other));
