@@ -213,20 +213,33 @@ TEST_F(AddStationTest, UpdatesEditTheStationUnderItsNewNameAndTheMarkFollows) {
                            "Line Count=32000\r\nS2=0\r\nGone=-1\r\n\xC4\xCF\xC7\xF8=-1\r\n";  // 南区
   EXPECT_EQ(settingsBytes(), moved);
 
-  // A settings file that cannot be written: the delete, which must remove the mark, changes
-  // nothing, says so in one line and leaves the dialog open.
+  // Delete asks; No keeps the station. A settings file that cannot be written: the delete,
+  // which must remove the mark, changes nothing, says so in one line and leaves the dialog
+  // open. Then Yes deletes the row and the mark, and the dialog goes.
   clock.advance(ms(900));
   const QString ini = dir.path() + "/MSCON.DLL";
-  QFile::setPermissions(ini, QFile::ReadOwner);
-  dialogs.answers = {platform::kYes, platform::kYes};
+  dialogs.shown.clear();
+  dialogs.answers = {platform::kNo, platform::kYes, platform::kYes};
   drivers.push_back([&](ui::DialogForm& f) {
+    EXPECT_TRUE(button(f, "Command4")->isEnabled());
+    EXPECT_FALSE(button(f, "Command3")->isEnabled());
+    click(f, "Command4");
+    QFile::setPermissions(ini, QFile::ReadOwner);
     click(f, "Command4");
     EXPECT_TRUE(f.isVisible());
+    EXPECT_EQ(core::getStations("COM3,9600").size(), 2u);
     QFile::setPermissions(ini, QFile::ReadOwner | QFile::WriteOwner);
     click(f, "Command4");
+    EXPECT_FALSE(f.isVisible());
   });
   popup("南区 ", "DeleteStation");
+  EXPECT_EQ(dialogs.shown[0].style, platform::kYesNo);
+  EXPECT_EQ(messages(), (QStringList{"确定要删除站点?", "确定要删除站点?", "确定要删除站点?", "删除站点成功"}));
   EXPECT_EQ(lastLineCount(QStringLiteral("]删除站点失败：设置文件无法写入")), 1);
+  EXPECT_EQ(lastLineCount(QStringLiteral("]删除站点 南区  成功")), 1);
+  EXPECT_FALSE(FrmAddStation::exists());
+  clock.advance(ms(900));
+  EXPECT_EQ(mdi().node("COM3,9600,7"), nullptr);
   EXPECT_EQ(core::getStations("COM3,9600").size(), 1u);
   EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM4,4800\r\n[Maintenance Record]\r\n"
                                         "Line Count=32000\r\nS2=0\r\nGone=-1\r\n"));
@@ -258,31 +271,6 @@ TEST_F(AddStationTest, AFailedInsertOfAnUpdateLosesNothing) {
   EXPECT_EQ(core::getStationDeviceID("S1"), "1");
   EXPECT_EQ(settingsBytes(), settings);  // the mark moved for the update is back
   EXPECT_EQ(lastLineCount(QStringLiteral("]更新站点失败：站点库无法写入，站点保持原样")), 1);
-}
-
-TEST_F(AddStationTest, DeleteAsksAndOnlyYesDeletes) {
-  addStation("S1", "COM3,9600", "1");
-  startAndLoad();
-  dialogs.answers = {platform::kNo, platform::kYes};
-  drivers.push_back([&](ui::DialogForm& f) {
-    EXPECT_TRUE(button(f, "Command4")->isEnabled());
-    EXPECT_FALSE(button(f, "Command3")->isEnabled());
-    click(f, "Command4");
-    EXPECT_TRUE(f.isVisible());
-    EXPECT_TRUE(core::findStation("S1"));
-    click(f, "Command4");
-    EXPECT_FALSE(f.isVisible());
-  });
-  popup("S1", "DeleteStation");
-  ASSERT_EQ(dialogs.shown.size(), 3u);
-  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("确定要删除站点?"));
-  EXPECT_EQ(dialogs.shown[0].style, platform::kYesNo);
-  EXPECT_EQ(dialogs.shown[2].text, QStringLiteral("删除站点成功"));
-  EXPECT_FALSE(core::findStation("S1"));
-  EXPECT_FALSE(FrmAddStation::exists());
-  EXPECT_EQ(lastLineCount(QStringLiteral("]删除站点 S1 成功")), 1);
-  clock.advance(ms(900));
-  EXPECT_EQ(mdi().node("COM3,9600,1"), nullptr);
 }
 
 TEST_F(AddStationTest, ViewShowsTheStationAndNothingButCancelActs) {

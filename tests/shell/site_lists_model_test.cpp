@@ -136,8 +136,11 @@ class SiteListsModelTest : public testing::ShellFixture {
     return {};
   }
 
-  // A trigger that makes every change of the store fail, or none.
-  void lockStore(bool locked) {
+  // 0: every change of the store fails (a trigger), 1: the settings file is read-only; else none.
+  void lock(int which, bool locked) {
+    if (which == 1)
+      QFile::setPermissions(settingsPath(), locked ? QFile::ReadOwner : QFile::ReadOwner | QFile::WriteOwner);
+    if (which != 0) return;
     sqlite3* db = nullptr;
     ASSERT_EQ(sqlite3_open(core::stationStorePath().toUtf8().constData(), &db), SQLITE_OK);
     const char* sql = locked ? "create trigger lock1 before insert on Station begin select raise(abort, 'locked'); end;"
@@ -146,9 +149,7 @@ class SiteListsModelTest : public testing::ShellFixture {
     ASSERT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(db);
   }
-  void lockSettings(bool locked) {
-    QFile::setPermissions(settingsPath(), locked ? QFile::ReadOwner : QFile::ReadOwner | QFile::WriteOwner);
-  }
+  static QString lockNote(int which) { return which == 0 ? " (store locked)" : which == 1 ? " (settings locked)" : ""; }
 
   // ---- the operator's hands -----------------------------------------------------------
 
@@ -215,9 +216,8 @@ class SiteListsModelTest : public testing::ShellFixture {
   void updateStation(Model& m) {
     QString opened = m.rows[rng_() % m.rows.size()].name;
     const int lock = int(rng_() % 6);  // 0: the store cannot be written, 1: the settings
-    note("update " + opened + (lock == 0 ? " (store locked)" : lock == 1 ? " (settings locked)" : ""));
-    if (lock == 0) lockStore(true);
-    if (lock == 1) lockSettings(true);
+    note("update " + opened + lockNote(lock));
+    this->lock(lock, true);
     drivers.push_back([&](ui::DialogForm& f) {
       const int presses = 1 + int(rng_() % 3);
       for (int i = 0; i < presses; ++i) {
@@ -256,8 +256,7 @@ class SiteListsModelTest : public testing::ShellFixture {
       click(f, "Command2");
     });
     openEditor(opened, true);
-    if (lock == 0) lockStore(false);
-    if (lock == 1) lockSettings(false);
+    this->lock(lock, false);
   }
 
   // Delete, answered No first now and then; a locked file makes it fail with the dialog open.
@@ -265,9 +264,8 @@ class SiteListsModelTest : public testing::ShellFixture {
     const QString name = m.rows[rng_() % m.rows.size()].name;
     const bool noFirst = rng_() % 3 == 0;
     const int lock = int(rng_() % 6);
-    note("delete " + name + (noFirst ? " (No first)" : "") + (lock == 0 ? " (store locked)" : lock == 1 ? " (settings locked)" : ""));
-    if (lock == 0) lockStore(true);
-    if (lock == 1) lockSettings(true);
+    note("delete " + name + (noFirst ? " (No first)" : "") + lockNote(lock));
+    this->lock(lock, true);
     drivers.push_back([&](ui::DialogForm& f) {
       if (noFirst) {
         dialogs.answers.push_back(platform::kNo);
@@ -292,8 +290,7 @@ class SiteListsModelTest : public testing::ShellFixture {
       m.marks.erase(name.toLower());
     });
     openEditor(name, false);
-    if (lock == 0) lockStore(false);
-    if (lock == 1) lockSettings(false);
+    this->lock(lock, false);
   }
 
   // The port list: a few of 添加/更新, choosing an entry, 删除 (pressed twice now and then),
