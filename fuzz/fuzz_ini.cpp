@@ -8,7 +8,10 @@
 //   through the file's encoding, blanks trimmed, one pair of surrounding quotes removed), and
 //   readIni's cut, NUL removal and trim hold;
 // - no other key of the file changes its value;
-// - parsing the written text again gives the same text and the same values.
+// - parsing the written text again gives the same text and the same values;
+// - removing the written key leaves every other key's value as it was;
+// - the value read as a gateway port's address ("tcp://HOST:PORT") is either refused or an
+//   address that writes back to itself, as the settings value and as the operator types it.
 
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -20,6 +23,7 @@
 #include <vector>
 
 #include "core/settings.h"
+#include "platform/gateway_address.h"
 #include "platform/gbk.h"
 
 using xl::core::IniDocument;
@@ -88,6 +92,15 @@ std::vector<std::pair<QString, QString>> namesIn(const QByteArray& file, const Q
   return names;
 }
 
+void checkGatewayAddress(const std::string& text) {
+  using namespace xl::platform;
+  const auto address = parseGatewayAddress(text);
+  if (!address) return;
+  check(!address->host.empty() && address->port != 0);
+  check(parseGatewayAddress(gatewayValue(*address)) == address);
+  check(parseTypedGatewayAddress(gatewayShown(*address)) == address);
+}
+
 QString fuzzedText(FuzzedDataProvider& input, size_t maxLength) {
   const std::string bytes = input.ConsumeRandomLengthString(maxLength);
   const QByteArray raw(bytes.data(), static_cast<qsizetype>(bytes.size()));
@@ -123,6 +136,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   check(doc.value(section, key) == expectedValue(doc, value));
+  checkGatewayAddress(value.toStdString());
+  checkGatewayAddress(xl::core::readIniValue(doc, section, key).toStdString());
 
   const IniDocument again = IniDocument::parse(doc.serialize());
   check(again.serialize() == doc.serialize());
@@ -131,6 +146,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool theWrittenKey = matchForm(s) == matchForm(section) && matchForm(k) == matchForm(key);
     if (!theWrittenKey) check(doc.value(s, k) == before[i]);
     check(again.value(s, k) == doc.value(s, k));
+  }
+
+  IniDocument removed = doc;
+  check(removed.remove(section, key));
+  for (size_t i = 0; i < names.size(); ++i) {
+    const auto& [s, k] = names[i];
+    if (matchForm(s) != matchForm(section) || matchForm(k) != matchForm(key)) check(removed.value(s, k) == doc.value(s, k));
   }
   return 0;
 }

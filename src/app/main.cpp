@@ -6,10 +6,12 @@
 #include "core/startup.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "platform/dialogs.h"
+#include "platform/gateway_port.h"
 #include "platform/port_names.h"
 #include "platform/qt_scheduler.h"
 #include "platform/qt_serial_port.h"
 #include "shell/login.h"
+#include "shell/port_list.h"
 #include "publish/publisher.h"
 #include "ui/registry.h"
 #include "ui/translations.h"
@@ -22,9 +24,11 @@ int main(int argc, char** argv) {
 
   xl::platform::QtScheduler scheduler;
   xl::platform::setScheduler(&scheduler);
-  xl::platform::QtPortDriver driver([](const std::string& name) {
+  xl::platform::QtPortDriver serial([](const std::string& name) {
     return xl::platform::resolvePortPath(xl::core::programDir().toStdString(), name);
   });
+  // A port that the settings map to a serial-to-Ethernet gateway goes over TCP.
+  xl::platform::GatewayDriver driver(serial, xl::shell::gatewayOfPort);
   xl::platform::setPortDriver(&driver);
   xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"));
   xl::platform::setDialogs(&dialogs);

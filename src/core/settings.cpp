@@ -197,15 +197,6 @@ bool IniDocument::set(const QString& section, const QString& key, const QString&
   return true;
 }
 
-bool IniDocument::remove(const QString& section, const QString& key) {
-  const auto header = findSection(nameOf(section));
-  if (!header) return false;
-  const auto line = findKey(*header, nameOf(key));
-  if (!line) return false;
-  lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(*line));
-  return true;
-}
-
 void IniDocument::replaceValue(size_t index, const QString& value) {
   Line& old = lines_[index];
   const bool bom = index == 0 && encoding_ == Encoding::Utf8;
@@ -218,6 +209,15 @@ void IniDocument::insertLine(size_t index, const QString& text) {
   // The line before gets a line end if it was the file's last line without one.
   if (index > 0 && lines_[index - 1].end.isEmpty()) lines_[index - 1].end = kCrLf;
   lines_.insert(lines_.begin() + static_cast<std::ptrdiff_t>(index), makeLine(encode(text), kCrLf, index == 0));
+}
+
+bool IniDocument::remove(const QString& section, const QString& key) {
+  const auto header = findSection(nameOf(section));
+  if (!header) return false;
+  const auto line = findKey(*header, nameOf(key));
+  if (!line) return false;
+  lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(*line));
+  return true;
 }
 
 // ---- Reading a document as the profile calls do --------------------------------------------------
@@ -332,6 +332,13 @@ QString readIni(const QString& section, const QString& key) { return readIniFile
 
 void writeIni(const QString& section, const QString& key, const QString& value) {
   writeIniFile(section, key, value, configPath);
+}
+
+void removeIni(const QString& section, const QString& key) {
+  const auto bytes = readFileBytes(configPath);
+  if (!bytes) return;
+  IniDocument doc = IniDocument::parse(*bytes);
+  if (doc.remove(section, key)) saveFileBytes(configPath, doc.serialize());
 }
 
 int readIniInt(const QString& section, const QString& key) {

@@ -46,8 +46,8 @@ class IniDocument {
   // key with a line break, a key with '=' or starting with '[' or ';', or a name that the
   // file's encoding cannot hold.
   bool set(const QString& section, const QString& key, const QString& value);
-  // Removes the key's line (the first equal key of the first section of that name), as the
-  // profile write call does with no value. False when there was no such key.
+  // Removes the key's line, as the profile write call does for a missing value; the section
+  // stays. Returns false when there was no such key.
   bool remove(const QString& section, const QString& key);
 
   QByteArray serialize() const;
@@ -102,6 +102,7 @@ bool writeIniDocument(const IniDocument& doc, const QString& path);
 // The settings file at configPath.
 QString readIni(const QString& section, const QString& key);
 void writeIni(const QString& section, const QString& key, const QString& value);
+void removeIni(const QString& section, const QString& key);
 int readIniInt(const QString& section, const QString& key);
 
 // Any file of the same form, such as a parameter file. A write returns false when the file kept

@@ -7,13 +7,16 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QStyledItemDelegate>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "core/settings.h"
 #include "core/station_store.h"
-#include "platform/dialogs.h"
 #include "link/serial_session.h"
 #include "monitoring/frm_global_monitoring.h"
+#include "platform/dialogs.h"
+#include "platform/gateway_address.h"
 #include "shell/frm_mdi.h"
 #include "shell/port_list.h"
 #include "ui/form.h"
@@ -36,6 +39,29 @@ QComboBox* displayOnly(QWidget* parent, const char* name, const QString& text) {
   c->setEnabled(false);
   return c;
 }
+
+// "HOST:PORT" of a settings value, or the value itself when it is no gateway address.
+QString shownGateway(const QString& value) {
+  const auto address = platform::parseGatewayAddress(value.toStdString());
+  return address ? QString::fromStdString(platform::gatewayShown(*address)) : value;
+}
+
+// The list shows a gateway port's entry with its address: "COM5,9600 → 192.168.1.50:8899".
+// The item's text stays the entry itself.
+class GatewayEntryDelegate : public QStyledItemDelegate {
+ public:
+  GatewayEntryDelegate(const std::map<QString, QString>& gateways, QObject* parent)
+      : QStyledItemDelegate(parent), gateways_(gateways) {}
+  QString displayText(const QVariant& value, const QLocale& locale) const override {
+    const QString entry = value.toString();
+    const auto it = gateways_.find(gatewayKey(entry.section(QLatin1Char(','), 0, 0)));
+    if (it == gateways_.end()) return QStyledItemDelegate::displayText(value, locale);
+    return entry + QStringLiteral(" → ") + shownGateway(it->second);
+  }
+
+ private:
+  const std::map<QString, QString>& gateways_;
+};
 
 // The scan gives the line back: its rest counter runs again (when it has a read interval).
 void resumeScan() {
@@ -62,11 +88,17 @@ FrmPortConfiguration::FrmPortConfiguration()
   Combo2->setInsertPolicy(QComboBox::NoInsert);
   Combo2->addItems({"4800", "9600", "14400", "19200", "38400", "57600", "115200"});
   Combo2->setCurrentText(QStringLiteral("9600"));
+  GatewayAddress = new QLineEdit(settings);
+  GatewayAddress->setObjectName("GatewayAddress");
+  GatewayAddress->setPlaceholderText(QStringLiteral("串口留空"));
+  GatewayAddress->setToolTip(QStringLiteral(
+      "串口服务器（透明传输 TCP 服务器模式）的地址，如 192.168.1.50:8899；本机串口留空"));
   addRow(grid, 0, QStringLiteral("端口"), Combo1);
-  addRow(grid, 1, QStringLiteral("波特率"), Combo2);
-  addRow(grid, 2, QStringLiteral("数据位"), displayOnly(settings, "Combo3", "8"));
-  addRow(grid, 3, QStringLiteral("停止位"), displayOnly(settings, "Combo4", "1"));
-  addRow(grid, 4, QStringLiteral("奇偶校验位"), displayOnly(settings, "Combo5", "None"));
+  addRow(grid, 1, QStringLiteral("网关地址"), GatewayAddress);
+  addRow(grid, 2, QStringLiteral("波特率"), Combo2);
+  addRow(grid, 3, QStringLiteral("数据位"), displayOnly(settings, "Combo3", "8"));
+  addRow(grid, 4, QStringLiteral("停止位"), displayOnly(settings, "Combo4", "1"));
+  addRow(grid, 5, QStringLiteral("奇偶校验位"), displayOnly(settings, "Combo5", "None"));
   Command1 = new QPushButton(QStringLiteral("添加"), settings);
   Command1->setObjectName("Command1");
   Command2 = new QPushButton(QStringLiteral("删除"), settings);
@@ -74,8 +106,8 @@ FrmPortConfiguration::FrmPortConfiguration()
   auto* edit = new QHBoxLayout;
   edit->addWidget(Command1);
   edit->addWidget(Command2);
-  grid->addLayout(edit, 5, 0, 1, 2);
-  grid->setRowStretch(6, 1);
+  grid->addLayout(edit, 6, 0, 1, 2);
+  grid->setRowStretch(7, 1);
   top->addWidget(settings);
 
   auto* right = new QVBoxLayout;
@@ -87,6 +119,7 @@ FrmPortConfiguration::FrmPortConfiguration()
   List1->setToolTip(QStringLiteral(
       "选择->通讯COM口配置:端口COMx->点击添加->确定；先要把“站点资源管理器”属下的“站点”删除，才能删除“通讯COM口列表”里的设备。"));
   List1->setMinimumSize(180, 160);
+  List1->setItemDelegate(new GatewayEntryDelegate(gateways_, List1));
   frameLayout->addWidget(List1);
   right->addWidget(frame);
   auto* buttons = new QHBoxLayout;
@@ -141,7 +174,15 @@ void FrmPortConfiguration::Form_Load() {
   const QSignalBlocker quiet(Combo1);
   Combo1->clear();
   Combo1->setEditText({});
-  for (int port : probePorts(MSComm1)) Combo1->addItem(QString::fromStdString(platform::portName(port)));
+  // The gateway ports count as present whatever their connection does now.
+  const std::map<int, QString> mapped = gatewayPorts();
+  for (const auto& [number, value] : mapped) savedGateways_[QString::fromStdString(platform::portName(number))] = value;
+  gateways_ = savedGateways_;
+  std::vector<int> present = probePorts(MSComm1);
+  for (const auto& [number, value] : mapped)
+    if (std::find(present.begin(), present.end(), number) == present.end()) present.push_back(number);
+  std::sort(present.begin(), present.end());
+  for (int port : present) Combo1->addItem(QString::fromStdString(platform::portName(port)));
   if (Combo1->count() > 0) Combo1->setEditText(Combo1->itemText(0));
   const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
   for (int i = 1; i <= count; ++i) List1->addItem(core::readIni(kPorts, QString::number(i)));
@@ -159,9 +200,57 @@ void FrmPortConfiguration::Combo1_Change() {
   } else {
     Command1->setText(QStringLiteral("添加"));
   }
+  showGateway();
+}
+
+void FrmPortConfiguration::showGateway() {
+  const QString key = gatewayKey(Combo1->currentText());
+  const auto it = gateways_.find(key);
+  if (it != gateways_.end())
+    GatewayAddress->setText(shownGateway(it->second));
+  else if (findPortEntry(entries(), Combo1->currentText()) >= 0)
+    GatewayAddress->clear();  // a listed serial port
+}
+
+bool FrmPortConfiguration::checkGateway(QString& key, QString& value) {
+  key = gatewayKey(Combo1->currentText());
+  const QString typed = GatewayAddress->text().trimmed();
+  if (typed.isEmpty()) return true;
+  const auto address = platform::parseTypedGatewayAddress(typed.toStdString());
+  if (!address) {
+    platform::dialogs().msgBox(QStringLiteral("网关地址应为“主机:端口”，如 192.168.1.50:8899"),
+                               platform::kOkOnly | platform::kExclamation);
+    return false;
+  }
+  if (key.isEmpty()) {
+    platform::dialogs().msgBox(QStringLiteral("网关端口的名称应为 COM 加数字，如 COM5"),
+                               platform::kOkOnly | platform::kExclamation);
+    return false;
+  }
+  value = QString::fromStdString(platform::gatewayValue(*address));
+  // An address that reads the same keeps the text the file has.
+  const auto it = gateways_.find(key);
+  if (it != gateways_.end() && platform::parseGatewayAddress(it->second.toStdString()) == address) value = it->second;
+  return true;
+}
+
+void FrmPortConfiguration::saveGateways() {
+  std::map<QString, QString> kept;
+  for (const QString& entry : entries()) {
+    const QString key = gatewayKey(entry.section(QLatin1Char(','), 0, 0));
+    if (const auto it = gateways_.find(key); it != gateways_.end()) kept[key] = it->second;
+  }
+  for (const auto& [key, value] : savedGateways_)
+    if (!kept.count(key)) core::removeIni(kNetworkPorts, key);
+  for (const auto& [key, value] : kept) {
+    const auto saved = savedGateways_.find(key);
+    if (saved == savedGateways_.end() || saved->second != value) core::writeIni(kNetworkPorts, key, value);
+  }
 }
 
 void FrmPortConfiguration::Command1_Click() {
+  QString key, value;
+  if (!checkGateway(key, value)) return;
   if (Command1->text() != QStringLiteral("添加")) {
     // The entry found by the last change; an index off the list (the entry deleted since)
     // changes nothing.
@@ -170,6 +259,14 @@ void FrmPortConfiguration::Command1_Click() {
   } else {
     const QString entry = portEntry(Combo1->currentText(), Combo2->currentText());
     if (!entry.isEmpty()) List1->addItem(entry);
+  }
+  // The port is a gateway with an address, a serial port without one, once it is listed.
+  if (!key.isEmpty() && findPortEntry(entries(), Combo1->currentText()) >= 0) {
+    if (value.isEmpty())
+      gateways_.erase(key);
+    else
+      gateways_[key] = value;
+    List1->viewport()->update();
   }
   Combo1_Change();
 }
@@ -198,6 +295,7 @@ void FrmPortConfiguration::Command3_Click() {
   const QStringList list = entries();
   core::writeIni(kPorts, QStringLiteral("ListCount"), QString::number(list.size()));
   for (int i = 0; i < list.size(); ++i) core::writeIni(kPorts, QString::number(i + 1), list[i]);
+  saveGateways();
   accepted = true;
   hide();
   resumeScan();

@@ -1,7 +1,12 @@
 #include "shell/port_list.h"
 
+#include <QFile>
 #include <exception>
 
+#include "core/app_state.h"
+#include "core/settings.h"
+#include "link/serial_session.h"
+#include "platform/gbk.h"
 #include "platform/serial_port.h"
 
 namespace xl::shell {
@@ -68,6 +73,26 @@ std::vector<int> probePorts(platform::SerialControl& probe, int first, int last)
     if (probe.portOpen()) probe.setPortOpen(false);
   });
   return found;
+}
+
+std::string gatewayOfPort(const std::string& name) {
+  return core::readIni(kNetworkPorts, QString::fromStdString(name)).toStdString();
+}
+
+std::map<int, QString> gatewayPorts() {
+  QFile file(core::configPath);
+  const core::IniDocument doc = core::IniDocument::parse(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray());
+  std::map<int, QString> found;
+  for (int n = 1; n <= 255; ++n) {
+    const QString value = core::readIniValue(doc, kNetworkPorts, QString::fromStdString(platform::portName(n)));
+    if (!value.isEmpty()) found[n] = value;
+  }
+  return found;
+}
+
+QString gatewayKey(const QString& port) {
+  const int n = link::getCommPort(port.toStdString() + ",");
+  return n >= 1 && n <= 255 ? QString::fromStdString(platform::portName(n)) : QString();
 }
 
 }  // namespace xl::shell

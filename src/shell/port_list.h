@@ -3,6 +3,8 @@
 
 #include <QString>
 #include <QStringList>
+#include <map>
+#include <string>
 #include <vector>
 
 namespace xl::platform {
@@ -33,5 +35,19 @@ QString removalQuestion(const QString& entry, int stations);
 // port is absent (a missing device, one that another program or control holds). The probe's
 // buffers and thresholds are set before each try as for a receiving port.
 std::vector<int> probePorts(platform::SerialControl& probe, int first = 1, int last = 100);
+
+// Gateway ports: section `Network Ports` of the settings, keys `COMn`, values "tcp://HOST:PORT".
+inline const QString kNetworkPorts = QStringLiteral("Network Ports");
+
+// The settings value of port `name` ("COM5") in that section, empty for a serial port; read
+// from the file at each call, as every setting is.
+std::string gatewayOfPort(const std::string& name);
+
+// The gateway ports of the settings, number to value, for ports 1 to 255.
+std::map<int, QString> gatewayPorts();
+
+// The key of a port text in that section: "COM" and the number that a send reads from it
+// ("COM05" is "COM5"); empty when the text names no port that a send could open.
+QString gatewayKey(const QString& port);
 
 }  // namespace xl::shell

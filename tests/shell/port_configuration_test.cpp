@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QLineEdit>
 #include <QListWidget>
+#include <QStyledItemDelegate>
 #include <QTreeWidget>
 
 #include "shell/frm_port_configuration.h"
+#include "shell/port_list.h"
 #include "shell_fixture.h"
 
 namespace xl::shell {
@@ -156,6 +159,68 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
   EXPECT_NE(mdi().node("COM6,9600,3"), nullptr);
   EXPECT_TRUE(core::findStation("S3"));
   EXPECT_TRUE(core::findStation("S4"));
+}
+
+// A gateway port: listed as present without a device, added with its address, its address
+// changed and taken away again; the settings file holds exactly what the dialog showed.
+TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
+  driver.addLine("COM3", 9600);
+  writeSettings("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n[Network Ports]\r\nCOM7=TCP://10.0.0.9:502\r\n");
+  start();
+  const auto address = [](const QObject& f) { return control<QLineEdit>(f, "GatewayAddress"); };
+  // What the list shows of an entry.
+  const auto shown = [this](const QObject& f, int row) {
+    auto* delegate = static_cast<QStyledItemDelegate*>(list(f)->itemDelegate());
+    return delegate->displayText(list(f)->item(row)->text(), QLocale());
+  };
+  drivers.push_back([&](ui::DialogForm& form) {
+    auto& f = static_cast<FrmPortConfiguration&>(form);
+    QComboBox* ports = combo(f, "Combo1");
+    EXPECT_EQ(ports->count(), 2);  // COM3 probed, COM7 mapped
+    EXPECT_EQ(ports->itemText(1), "COM7");
+    EXPECT_EQ(testing::labelText(address(f)), QStringLiteral("网关地址"));
+    EXPECT_EQ(shown(f, 1), QStringLiteral("COM7,9600 → 10.0.0.9:502"));
+    EXPECT_EQ(shown(f, 0), "COM3,9600");
+    // Refused with a message, nothing added: no port number, no address.
+    for (const auto& [port, typed] : {std::pair{"COMX", "192.168.1.50:8899"}, {"COM5", "192.168.1.50"}, {"COM5", "h:0"}}) {
+      type(ports, port);
+      address(f)->setText(typed);
+      click(f, "Command1");
+    }
+    EXPECT_EQ(messages().size(), 3);
+    EXPECT_EQ(items(f).size(), 2);
+    address(f)->setText("192.168.1.50:8899");
+    click(f, "Command1");
+    EXPECT_EQ(items(f).last(), "COM5,9600");
+    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
+    // The box shows the chosen port's gateway, and empties for a listed serial port.
+    type(ports, "COM3");
+    EXPECT_EQ(address(f)->text(), "");
+    type(ports, "COM7");
+    EXPECT_EQ(address(f)->text(), "10.0.0.9:502");
+    address(f)->setText("tcp://[fe80::1]:4001");
+    click(f, "Command1");
+    EXPECT_EQ(shown(f, 1), QStringLiteral("COM7,9600 → [fe80::1]:4001"));
+    click(f, "Command3");
+  });
+  mdi().PortConfiguration_Click();
+  EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=3\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
+                                        "[Network Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
+  EXPECT_EQ(shell::gatewayOfPort("COM5"), "tcp://192.168.1.50:8899");
+  // Again: COM7 back to a serial port, COM5 deleted from the list takes its address along.
+  drivers.push_back([&](ui::DialogForm& form) {
+    auto& f = static_cast<FrmPortConfiguration&>(form);
+    type(combo(f, "Combo1"), "COM7");
+    EXPECT_EQ(address(f)->text(), "[fe80::1]:4001");
+    address(f)->clear();
+    click(f, "Command1");
+    list(f)->setCurrentRow(2);
+    click(f, "Command2");
+    click(f, "Command3");
+  });
+  mdi().PortConfiguration_Click();
+  EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
+                                        "[Network Ports]\r\n"));
 }
 
 TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
