@@ -128,7 +128,9 @@ class DialogConsole {
       f.Command2_Click();
     });
     mdi.AddStation_Click();
-    const bool refused = !shell::missingStationField(shell::StationAction::Add, added).isEmpty();
+    // The store is empty between inputs, so only the fields themselves refuse the first add.
+    const bool refused = !shell::missingStationField(shell::StationAction::Add, added).isEmpty() ||
+                         !shell::recorderKeyRefusal(added.StationName).isEmpty();
     const std::size_t after = countStations();
     if (refused) check(after == before);
     if (!refused) check(after == before + 1);  // the store is empty between inputs

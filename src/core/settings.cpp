@@ -277,7 +277,7 @@ std::optional<QByteArray> readFileBytes(const QString& path) {
 
 
 // Replaces the file as a whole, through a temporary file where the directory allows one, so that
-// a failure halfway leaves the old contents.
+// a failure halfway leaves the old contents. False when nothing was written.
 bool saveFileBytes(const QString& path, const QByteArray& bytes) {
   if (isReadOnlyFile(path)) return false;
   QSaveFile file(path);
@@ -295,6 +295,16 @@ IniDocument loadDocument(const QString& path) {
 }
 
 }  // namespace
+
+bool sameIniKey(const QString& a, const QString& b) { return sameName(nameOf(a), nameOf(b)); }
+
+std::optional<IniDocument> readIniDocument(const QString& path) {
+  const auto bytes = readFileBytes(path);
+  if (!bytes) return std::nullopt;
+  return IniDocument::parse(*bytes);
+}
+
+bool writeIniDocument(const IniDocument& doc, const QString& path) { return saveFileBytes(path, doc.serialize()); }
 
 // A file that nobody may write is read-only for every user alike, the administrator included, as
 // the read-only attribute is on the system the settings come from. (The owner, group and other

@@ -88,6 +88,17 @@ QString readIniValue(const IniDocument& doc, const QString& section, const QStri
 // first other character, in 32 bits. No digits, or no key, give 0.
 int readIniIntValue(const IniDocument& doc, const QString& section, const QString& key);
 
+// Whether two key names are one key of the file: blanks around them and case don't count, and a
+// name ends at its first NUL.
+bool sameIniKey(const QString& a, const QString& b);
+
+// The settings file as a whole, for a change of several keys in one write: nothing when the
+// file is there but cannot be read; a missing file is an empty document.
+std::optional<IniDocument> readIniDocument(const QString& path);
+// Writes the document over the file at once; false when the file cannot be written (read-only,
+// a missing folder), which then keeps its old contents.
+bool writeIniDocument(const IniDocument& doc, const QString& path);
+
 // The settings file at configPath.
 QString readIni(const QString& section, const QString& key);
 void writeIni(const QString& section, const QString& key, const QString& value);

@@ -141,6 +141,14 @@ bool deleteRows(const Connection& db, const QString& name) {
 
 }  // namespace
 
+bool sameStationName(const QString& a, const QString& b) {
+  if (a.size() != b.size()) return false;
+  const auto fold = [](char16_t c) { return c >= u'A' && c <= u'Z' ? char16_t(c + (u'a' - u'A')) : c; };
+  for (qsizetype i = 0; i < a.size(); ++i)
+    if (fold(a[i].unicode()) != fold(b[i].unicode())) return false;
+  return true;
+}
+
 QString stationStorePath() {
   if (!gStorePath.isEmpty()) return gStorePath;
   QString path = programDir() + QStringLiteral("/MSCONS.DLL");

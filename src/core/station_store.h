@@ -22,6 +22,10 @@ struct Station {
   bool operator==(const Station&) const = default;
 };
 
+// Whether two names are one station's for the store: ASCII letters without regard to case,
+// every other character exactly (SQLite's collate nocase, which the statements use).
+bool sameStationName(const QString& a, const QString& b);
+
 // The file the routines work on: MSCONS.DLL in programDir(), unless a path has been set.
 QString stationStorePath();
 // Points the routines at another file; an empty path returns to the default.

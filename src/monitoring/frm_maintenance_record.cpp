@@ -31,7 +31,7 @@ namespace xl::monitoring {
 
 namespace {
 
-const QString kSection = QStringLiteral("Maintenance Record");
+const QString& kSection = kRecorderSection;
 
 double valOf(const QString& text) { return val(text.toStdString()); }
 
@@ -447,6 +447,20 @@ void FrmMaintenanceRecord::Command4_Click() {
 void FrmMaintenanceRecord::closeEvent(QCloseEvent* event) {
   showApplied();
   ui::Screen::closeEvent(event);
+}
+
+bool FrmMaintenanceRecord::moveStationMark(core::IniDocument& settings, const QString& oldName, const QString& newName) {
+  // Names that are one key (another case, blanks around) keep the key as it is.
+  if (core::sameIniKey(oldName, newName) || isRecorderKeyName(oldName) || isRecorderKeyName(newName)) return false;
+  const auto mark = settings.value(kSection, oldName);
+  bool changed = settings.remove(kSection, oldName);
+  changed = settings.remove(kSection, newName) || changed;
+  if (mark) changed = settings.set(kSection, newName, *mark) || changed;
+  return changed;
+}
+
+bool FrmMaintenanceRecord::removeStationMark(core::IniDocument& settings, const QString& name) {
+  return !isRecorderKeyName(name) && settings.remove(kSection, name);
 }
 
 void FrmMaintenanceRecord::Combo1_Change() {

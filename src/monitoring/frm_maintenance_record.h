@@ -30,6 +30,7 @@
 #include <functional>
 #include <vector>
 
+#include "core/settings.h"
 #include "monitoring/recorder_files.h"
 #include "platform/flex_grid.h"
 #include "platform/timer.h"
@@ -64,6 +65,12 @@ class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintena
   // Where the time stamps of the rows come from (the present time unless set; tests give the
   // virtual clock's time). An empty function restores the present time.
   void setTimeSource(std::function<QDateTime()> now);
+  // A station's mark follows its name, in `settings` (the settings file as a document, which
+  // the station editor writes in the same step as the store): a rename moves the key to the new
+  // name and drops a key the new name had of its own, a delete removes it. The recorder's
+  // fixed keys are never touched. True when the document changed.
+  static bool moveStationMark(core::IniDocument& settings, const QString& oldName, const QString& newName);
+  static bool removeStationMark(core::IniDocument& settings, const QString& name);
   // The applied mark of a station row ("-1" marked), the one the save cycle follows.
   QString appliedMark(int row) const;
 

@@ -9,6 +9,10 @@
 
 namespace xl::monitoring {
 
+// The section of the recorder's settings; besides the recorder's own keys, every key of it is
+// a station's mark, named after the station.
+inline const QString kRecorderSection = QStringLiteral("Maintenance Record");
+
 // ---- Keys and defaults --------------------------------------------------------------------
 
 // The recorder's own keys of section "Maintenance Record", in the order the accept button writes

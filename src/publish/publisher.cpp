@@ -179,7 +179,22 @@ void Publisher::publishAvailability(const QString& name, Station& st, bool onlin
   enqueue(topics().availability(s(name)), online ? "online" : "offline");
 }
 
+void Publisher::forgetStation(const QString& name) {
+  forgotten_.insert(name);
+  stations_.erase(name);
+  if (!running_) return;
+  const Topics t = topics();
+  enqueue(t.state(s(name)), {});
+  enqueue(t.availability(s(name)), {});
+  if (!settings_.discoveryPrefix.isEmpty())
+    for (const SensorInfo& sensor : sensors()) enqueue(t.discoveryConfig(t.uniqueId(s(name), sensor.key)), {});
+  pump();
+}
+
+void Publisher::knowStation(const QString& name) { forgotten_.erase(name); }
+
 void Publisher::deviceInfoReply(const QString& name, const QString& deviceId, const QByteArray& reply) {
+  if (forgotten_.contains(name)) return;
   const auto info = link::decodeDeviceInfo(bytesOf(reply));
   if (!info) return;
   Station& st = station(name, deviceId);
@@ -192,6 +207,7 @@ void Publisher::deviceInfoReply(const QString& name, const QString& deviceId, co
 }
 
 void Publisher::realTimeReply(const QString& name, const QString& deviceId, const QByteArray& reply) {
+  if (forgotten_.contains(name)) return;
   clock_.reply(s(name), platform::scheduler().now());
   if (!running_) return;
   if (reply.size() != static_cast<qsizetype>(link::kRealTimeLength)) return;

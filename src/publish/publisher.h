@@ -25,6 +25,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 
 #include "link/device_data_map.h"
 #include "platform/scheduler.h"
@@ -62,6 +63,14 @@ class Publisher : public QObject {
   // What the scan hands over (replies as received, fault words as sent).
   void deviceInfoReply(const QString& station, const QString& deviceId, const QByteArray& reply);
   void realTimeReply(const QString& station, const QString& deviceId, const QByteArray& reply);
+
+  // A station renamed or deleted: the retained messages under its name (state, availability,
+  // discovery configs) are cleared with empty retained messages, so Home Assistant drops its
+  // entities, and replies still on their way under that name are not published until the name
+  // is a station's again (knowStation).
+  void forgetStation(const QString& name);
+  // A name that is a station's again (added, or the new name of a rename).
+  void knowStation(const QString& name);
 
   void setStaleRule(StaleRule rule) { staleRule_ = std::move(rule); }
   void setPortLookup(PortLookup lookup) { portLookup_ = std::move(lookup); }
@@ -104,6 +113,7 @@ class Publisher : public QObject {
   QString lastFailure_;  // the log line given since the last good connection
   PublishQueue queue_;
   std::map<QString, Station> stations_;
+  std::set<QString> forgotten_;  // names of stations that are gone, until they are back
   ReplyClock clock_;
   StaleRule staleRule_;
   PortLookup portLookup_;

@@ -8,9 +8,13 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "monitoring/frm_maintenance_record.h"
+#include "monitoring/recorder_settings.h"
 #include "platform/dialogs.h"
+#include "publish/publisher.h"
 #include "shell/frm_mdi.h"
 #include "shell/station_form.h"
 #include "ui/form.h"
@@ -177,33 +181,83 @@ void FrmAddStation::openStation(const QString& name) {
   ui::showModal(*this);
 }
 
+QString FrmAddStation::refusal(StationAction action, const core::Station& s) const {
+  if (QString missing = missingStationField(action, s); !missing.isEmpty()) return missing;
+  if (QString reserved = recorderKeyRefusal(s.StationName); !reserved.isEmpty()) return reserved;
+  // In an update the station itself is no other: it may keep its name (in another case too),
+  // its port and its ID.
+  const auto isOther = [&](const core::Station& o) {
+    return action == StationAction::Add || !core::sameStationName(o.StationName, openedName_);
+  };
+  if (const auto named = core::findStation(s.StationName); named && isOther(*named)) return QStringLiteral("站点名称重复");
+  for (const core::Station& o : core::getStations(s.Port))
+    if (o.DeviceID == s.DeviceID && isOther(o)) return sameDeviceRefusal(o);
+  return {};
+}
+
+bool FrmAddStation::changeTogether(const QString& failure, const std::function<bool(core::IniDocument&)>& mark,
+                                   const std::function<bool()>& store) {
+  // The settings first, since their old bytes can be put back exactly; then the store.
+  const auto before = core::readIniDocument(core::configPath);
+  if (!before) {
+    core::appendLog(failure.arg(QStringLiteral("设置文件无法读取")));
+    return false;
+  }
+  core::IniDocument after = *before;
+  const bool marks = mark(after);
+  if (marks && !core::writeIniDocument(after, core::configPath)) {
+    core::appendLog(failure.arg(QStringLiteral("设置文件无法写入")));
+    return false;
+  }
+  if (!store()) {
+    if (marks) core::writeIniDocument(*before, core::configPath);
+    core::appendLog(failure.arg(QStringLiteral("站点库无法写入")));
+    return false;
+  }
+  return true;
+}
+
 void FrmAddStation::Command1_Click() {
   const core::Station s = fields();
-  if (const QString missing = missingStationField(StationAction::Add, s); !missing.isEmpty()) {
-    platform::dialogs().msgBox(missing);
-    return;
-  }
-  if (core::findStation(s.StationName)) {
-    platform::dialogs().msgBox(QStringLiteral("站点名称重复"));
+  if (const QString refused = refusal(StationAction::Add, s); !refused.isEmpty()) {
+    platform::dialogs().msgBox(refused);
     return;
   }
   if (!core::insertStation(s)) {
     core::appendLog(QStringLiteral("添加站点失败：站点库无法写入"));
     return;
   }
+  if (auto* publisher = publish::Publisher::current()) publisher->knowStation(s.StationName);
   platform::dialogs().msgBox(QStringLiteral("添加站点成功"));
   core::appendLog(stationAddedLine(s.StationName));
 }
 
 void FrmAddStation::Command3_Click() {
   const core::Station s = fields();
-  if (const QString missing = missingStationField(StationAction::Update, s); !missing.isEmpty()) {
-    platform::dialogs().msgBox(missing);
+  if (const QString refused = refusal(StationAction::Update, s); !refused.isEmpty()) {
+    platform::dialogs().msgBox(refused);
     return;
   }
-  if (!core::updateStation(openedName_, s)) {
-    core::appendLog(QStringLiteral("更新站点失败：站点库无法写入，站点保持原样"));
+  const QString oldName = openedName_;
+  bool markLost = false;
+  const auto moveMark = [&](core::IniDocument& settings) {
+    markLost = monitoring::isMarkedCell(core::readIniValue(settings, monitoring::kRecorderSection, oldName)) &&
+               monitoring::stationKeyProblem(s.StationName) != monitoring::KeyProblem::None;
+    return monitoring::FrmMaintenanceRecord::moveStationMark(settings, oldName, s.StationName);
+  };
+  if (!changeTogether(QStringLiteral("更新站点失败：%1，站点保持原样"), moveMark,
+                      [&] { return core::updateStation(oldName, s); }))
     return;
+  // From now on the dialog edits the station under its new name.
+  openedName_ = s.StationName;
+  if (oldName != s.StationName) {
+    if (auto* publisher = publish::Publisher::current()) {
+      publisher->forgetStation(oldName);
+      publisher->knowStation(s.StationName);
+    }
+  }
+  if (markLost) {
+    if (const auto line = monitoring::stationKeyLogLine(s.StationName)) core::appendLog(*line);
   }
   platform::dialogs().msgBox(QStringLiteral("更新站点成功"));
   core::appendLog(stationUpdatedLine(s.StationName));
@@ -211,10 +265,12 @@ void FrmAddStation::Command3_Click() {
 
 void FrmAddStation::Command4_Click() {
   if (platform::dialogs().msgBox(QStringLiteral("确定要删除站点?"), platform::kYesNo) != platform::kYes) return;
-  if (!core::deleteStation(openedName_)) {
-    core::appendLog(QStringLiteral("删除站点失败：站点库无法写入"));
+  const auto removeMark = [&](core::IniDocument& settings) {
+    return monitoring::FrmMaintenanceRecord::removeStationMark(settings, openedName_);
+  };
+  if (!changeTogether(QStringLiteral("删除站点失败：%1"), removeMark, [&] { return core::deleteStation(openedName_); }))
     return;
-  }
+  if (auto* publisher = publish::Publisher::current()) publisher->forgetStation(openedName_);
   platform::dialogs().msgBox(QStringLiteral("删除站点成功"));
   core::appendLog(stationDeletedLine(openedName_));
   unload();

@@ -3,7 +3,11 @@
 // previews a station; the caller chooses the mode by enabling one of the three action buttons
 // (Command1 add, Command3 update, Command4 delete) before showing it.
 
+#include <functional>
+
+#include "core/settings.h"
 #include "core/station_store.h"
+#include "shell/station_form.h"
 #include "ui/modal.h"
 
 class QComboBox;
@@ -27,7 +31,8 @@ class FrmAddStation : public ui::ModalForm<FrmAddStation> {
 
   // The fields as a station record.
   core::Station fields() const;
-  // The name that openStation received; updates and deletes work on it.
+  // The name of the station the dialog edits: the one openStation received, then the new name
+  // of each successful update. Updates and deletes work on it.
   const QString& openedName() const { return openedName_; }
 
   // --- Handlers, public for tests ---
@@ -42,6 +47,13 @@ class FrmAddStation : public ui::ModalForm<FrmAddStation> {
  private:
   FrmAddStation();
   void showStation(const core::Station& s);
+  // The first refusal of the fields as a message; empty when they may be stored.
+  QString refusal(StationAction action, const core::Station& s) const;
+  // The store and the station's mark in the settings file change as one step. `mark` changes
+  // the settings document (false: nothing to write); `store` changes the store. A file that
+  // cannot be written leaves both as they were and gives one line, `failure` and its cause.
+  bool changeTogether(const QString& failure, const std::function<bool(core::IniDocument&)>& mark,
+                      const std::function<bool()>& store);
 
   QLineEdit* StationNameSS;
   QLineEdit* DeviceID;

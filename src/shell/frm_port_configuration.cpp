@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "core/settings.h"
+#include "core/station_store.h"
 #include "link/serial_session.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "platform/dialogs.h"
@@ -137,6 +138,10 @@ FrmPortConfiguration::FrmPortConfiguration()
   connect(Command2, &QPushButton::clicked, this, [this] { Command2_Click(); });
   connect(Command3, &QPushButton::clicked, this, [this] { Command3_Click(); });
   connect(Command4, &QPushButton::clicked, this, [this] { Command4_Click(); });
+  // Delete acts on a chosen entry only, and is grey while none is chosen.
+  Command2->setEnabled(false);
+  connect(List1, &QListWidget::itemSelectionChanged, this,
+          [this] { Command2->setEnabled(!List1->selectedItems().isEmpty()); });
   // Typing in the port box is its change, a choice from its list its click: one routine.
   connect(Combo1, &QComboBox::editTextChanged, this, [this] { Combo1_Change(); });
   connect(Combo1, &QComboBox::activated, this, [this] { Combo1_Change(); });
@@ -268,7 +273,19 @@ void FrmPortConfiguration::Command1_Click() {
 
 void FrmPortConfiguration::Command2_Click() {
   const int row = List1->currentRow();
-  if (row >= 0 && List1->item(row)->isSelected()) delete List1->takeItem(row);
+  if (row < 0 || !List1->item(row)->isSelected()) return;
+  // An entry whose stations would drop out of the tree is removed only when the operator says
+  // so; another entry of the same text keeps them in sight.
+  const QString entry = List1->item(row)->text();
+  QStringList others = entries();
+  others.removeAt(row);
+  if (!others.contains(entry, Qt::CaseInsensitive)) {
+    const QString question = removalQuestion(entry, static_cast<int>(core::getStations(entry).size()));
+    if (!question.isEmpty() && platform::dialogs().msgBox(question, platform::kYesNo) != platform::kYes) return;
+  }
+  delete List1->takeItem(row);
+  // The list would choose the next entry; nothing is chosen until the operator chooses.
+  List1->selectionModel()->clear();
   Combo1_Change();
 }
 

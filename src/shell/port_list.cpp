@@ -23,6 +23,13 @@ QString portEntry(const QString& port, const QString& baud) {
   return port + QLatin1Char(',') + baud;
 }
 
+QString portOfEntry(const QString& entry) { return entry.section(QLatin1Char(','), 0, 0); }
+
+QString removalQuestion(const QString& entry, int stations) {
+  if (stations <= 0) return {};
+  return QStringLiteral("%1 上还有 %2 个站点，删除后这些站点将不再显示。确定删除?").arg(portOfEntry(entry)).arg(stations);
+}
+
 namespace {
 
 // One statement whose failure is ignored: the probe goes on with the next one.

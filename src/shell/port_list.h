@@ -23,6 +23,13 @@ int findPortEntry(const QStringList& entries, const QString& port);
 // either text is empty.
 QString portEntry(const QString& port, const QString& baud);
 
+// The port of an entry, the text before its first comma: "COM3" of "COM3,9600".
+QString portOfEntry(const QString& entry);
+
+// The question before an entry that still has `stations` stations is removed from the list;
+// empty when it has none.
+QString removalQuestion(const QString& entry, int stations);
+
 // The ports from `first` to `last` that open, by number. Each number is tried with `probe`:
 // the port number is set, the port opened and closed again; any failure on the way means the
 // port is absent (a missing device, one that another program or control holds). The probe's

@@ -1,5 +1,8 @@
 #include "shell/station_form.h"
 
+#include "monitoring/recorder_settings.h"
+#include "shell/port_list.h"
+
 namespace xl::shell {
 
 QString missingStationField(StationAction action, const core::Station& s) {
@@ -8,6 +11,15 @@ QString missingStationField(StationAction action, const core::Station& s) {
   if (s.DeviceID.isEmpty()) return QStringLiteral("必须填写设备ID");
   if (s.Port.isEmpty()) return QStringLiteral("必须填写端口");
   return {};
+}
+
+QString recorderKeyRefusal(const QString& name) {
+  if (!monitoring::isRecorderKeyName(name)) return {};
+  return QStringLiteral("站点名称不能与设置项同名：") + name;
+}
+
+QString sameDeviceRefusal(const core::Station& other) {
+  return QStringLiteral("%1 上已有设备ID为 %2 的站点：%3").arg(portOfEntry(other.Port), other.DeviceID, other.StationName);
 }
 
 QString stationAddedLine(const QString& name) { return QStringLiteral("添加 ") + name + QStringLiteral(" 站点成功"); }

@@ -132,6 +132,20 @@ TEST_F(StationStore, StationsOfAPortComeInTableOrderByTheWholePortText) {
   EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"C"}));
 }
 
+// sameStationName is the store's own comparison: the store finds a name exactly when it says so.
+TEST_F(StationStore, SameStationNameComparesAsTheStoreFindsNames) {
+  ASSERT_TRUE(createStore());
+  const std::pair<const char*, const char*> pairs[] = {
+      {"abc", "ABC"}, {"东区", "东区"}, {"Äa", "äa"}, {"a", "a "}, {"Σ", "σ"}, {"x1", "X1"}, {"k", "K"}};
+  for (const auto& [stored, asked] : pairs) {
+    execute("delete from Station");
+    ASSERT_TRUE(insertStation(station(QString::fromUtf8(stored), "COM3,9600", "1")));
+    EXPECT_EQ(findStation(QString::fromUtf8(asked)).has_value(),
+              sameStationName(QString::fromUtf8(stored), QString::fromUtf8(asked)))
+        << stored << " / " << asked;
+  }
+}
+
 TEST_F(StationStore, AnUpdateReplacesTheRowOrLosesNothing) {
   ASSERT_TRUE(createStore());
   ASSERT_TRUE(insertStation(station("S1", "COM3,9600", "1")));

@@ -22,6 +22,8 @@
 #include "publish/frm_mqtt_settings.h"
 #include "publish/payloads.h"
 #include "publish/publisher.h"
+#include "shell/frm_add_station.h"
+#include "ui/modal.h"
 #include "support/console_fixture.h"
 #include "tests/publish/broker.h"
 #include "tools/sim/bus.h"
@@ -297,6 +299,61 @@ TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLog
   EXPECT_EQ(logCount(QStringLiteral("MQTT加密连接失败")), 1);
   EXPECT_TRUE(dialogs.shown.empty());
   EXPECT_TRUE(scan().answered(2));
+}
+
+TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
+  Broker broker;
+  Subscriber sub(broker.port());
+  ASSERT_TRUE(sub.subscribed());
+  start();
+  publishTo(broker.port());
+  publish::Topics t{"xinglan", "site1", "homeassistant"};
+  const auto topicsOf = [&](const QString& name) {
+    const std::string level = name == kStation1 ? "一号站" : kLevel2;
+    return std::vector<std::string>{kBase + level + "/state", kBase + level + "/availability",
+                                    t.discoveryConfig(t.uniqueId(name.toStdString(), publish::sensors()[0].key))};
+  };
+  const auto hasAll = [&](const std::vector<std::string>& topics, bool empty) {
+    return std::all_of(topics.begin(), topics.end(), [&](const std::string& topic) {
+      const auto on = sub.on(topic);
+      return !on.empty() && on.back().isEmpty() == empty;
+    });
+  };
+  ASSERT_TRUE(runUntil([&] { return hasAll(topicsOf(kStation1), false) && hasAll(topicsOf(kStation2), false); }));
+
+  // The editor renames one station and deletes the other, then the console refreshes.
+  ui::setModalRunner([&](ui::DialogForm& f) {
+    if (auto* name = f.findChild<QLineEdit*>("StationNameSS"); f.findChild<QPushButton*>("Command3")->isEnabled()) {
+      name->setText(QStringLiteral("三号站"));
+      QTest::mouseClick(f.findChild<QPushButton*>("Command3"), Qt::LeftButton);
+    } else {
+      QTest::mouseClick(f.findChild<QPushButton*>("Command4"), Qt::LeftButton);
+    }
+    if (f.isVisible()) QTest::mouseClick(f.findChild<QPushButton*>("Command2"), Qt::LeftButton);
+  });
+  dialogs.answers = {platform::kOk, platform::kYes};  // the update's success, the delete's question
+  for (const auto& [name, update] : {std::pair{kStation1, true}, std::pair{kStation2, false}}) {
+    auto& editor = shell::FrmAddStation::instance();
+    editor.setModeButtons(false, update, !update);
+    editor.setEnabled(true);
+    editor.openStation(name);
+  }
+  ui::setModalRunner({});
+  mdi().RefreshAllStations_Click();
+  ASSERT_TRUE(runUntil([&] { return hasAll(topicsOf(kStation1), true) && hasAll(topicsOf(kStation2), true); }));
+  // The renamed station goes on under its new name; nothing comes back under the old ones, not
+  // even a reply that the scan had on its way under the old name.
+  publisher->realTimeReply(kStation1, "1", numberedReply(1));
+  ASSERT_TRUE(runUntil([&] { return !sub.on(kBase + "三号站/state").empty(); }));
+  runFor(20000);
+  EXPECT_TRUE(hasAll(topicsOf(kStation1), true));
+  EXPECT_TRUE(hasAll(topicsOf(kStation2), true));
+
+  // The broker keeps nothing of them: a new subscriber gets no retained message under the old names.
+  Subscriber late(broker.port());
+  ASSERT_TRUE(runUntil([&] { return !late.on(kBase + "三号站/state").empty(); }));
+  for (const auto& topic : topicsOf(kStation1)) EXPECT_TRUE(late.on(topic).empty()) << topic;
+  for (const auto& topic : topicsOf(kStation2)) EXPECT_TRUE(late.on(topic).empty()) << topic;
 }
 
 TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {

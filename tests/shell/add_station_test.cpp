@@ -142,32 +142,107 @@ TEST_F(AddStationTest, AStillLoadedFormKeepsItsFieldsForTheNextAdd) {
   mdi().AddStation_Click();
 }
 
-TEST_F(AddStationTest, UpdateFromThePopupRenamesWithItsOwnWordsAndNoDuplicateTest) {
+// Every refusal of add and update, in the editor's order; none changes the store or the
+// settings file.
+TEST_F(AddStationTest, RefusalsChangeNeitherTheStoreNorTheSettings) {
   addStation("S1", "COM3,9600", "1");
   addStation("S2", "COM3,9600", "2");
   startAndLoad();
+  const QByteArray settings = settingsBytes();
+  const auto rows = core::getStations("COM3,9600");
+  struct Case {
+    bool update;  // else add
+    const char* name;
+    const char* id;
+    const char* message;
+  };
+  const Case cases[] = {
+      {false, "line count", "5", "站点名称不能与设置项同名：line count"},  // the settings' way: case and
+      {false, " File Path", "5", "站点名称不能与设置项同名： File Path"},   // blanks around don't count
+      {false, "s1", "5", "站点名称重复"},
+      {false, "S9", "2", "COM3 上已有设备ID为 2 的站点：S2"},
+      {true, "", "1", "必须填写站点名"},
+      {true, "Temporary", "1", "站点名称不能与设置项同名：Temporary"},
+      {true, "s2", "1", "站点名称重复"},  // a rename onto another station's name
+      {true, "S1", "2", "COM3 上已有设备ID为 2 的站点：S2"},
+  };
+  for (const Case& c : cases) {
+    drivers.push_back([&](ui::DialogForm& f) {
+      type(edit(f, "StationNameSS"), QString::fromUtf8(c.name));
+      type(edit(f, "DeviceID"), c.id);
+      choose(combo(f, "Port"), "COM3,9600");
+      click(f, c.update ? "Command3" : "Command1");
+      EXPECT_TRUE(f.isVisible());
+      click(f, "Command2");
+    });
+    if (c.update)
+      popup("S1", "EditStation1");
+    else
+      mdi().AddStation_Click();
+    clock.advance(ms(900));
+    EXPECT_EQ(messages().value(int(&c - cases)), QString::fromUtf8(c.message)) << c.name;
+  }
+  EXPECT_EQ(core::getStations("COM3,9600"), rows);
+  EXPECT_EQ(settingsBytes(), settings);
+}
+
+// A rename pressed twice edits the one row under its new name; the recorder's mark moves to
+// the new name, a delete removes it, and the other station's mark stays where it was.
+TEST_F(AddStationTest, UpdatesEditTheStationUnderItsNewNameAndTheMarkFollows) {
+  writeSettings("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM4,4800\r\n[Maintenance Record]\r\nLine Count=32000\r\n"
+                "\xB6\xAB\xC7\xF8=-1\r\nS2=0\r\nGone=-1\r\n");  // 东区; Gone is no station, and stays
+  addStation("东区", "COM3,9600", "1");
+  addStation("S2", "COM3,9600", "2");
+  startAndLoad();
   drivers.push_back([&](ui::DialogForm& f) {
-    EXPECT_FALSE(button(f, "Command1")->isEnabled());
-    EXPECT_TRUE(button(f, "Command3")->isEnabled());
-    EXPECT_FALSE(button(f, "Command4")->isEnabled());
-    EXPECT_EQ(edit(f, "StationNameSS")->text(), "S1");
-    EXPECT_EQ(combo(f, "Port")->currentText(), "COM3,9600");
-    type(edit(f, "StationNameSS"), "");
+    type(edit(f, "StationNameSS"), "南区");
     click(f, "Command3");
-    type(edit(f, "StationNameSS"), "S2");  // onto an existing name: taken as it is
-    type(edit(f, "DeviceID"), "9");
+    type(edit(f, "DeviceID"), "7");
+    click(f, "Command3");
+    type(edit(f, "StationNameSS"), "南区 ");  // own name, another spelling of its key: allowed
     click(f, "Command3");
     click(f, "Command2");
   });
-  popup("S1", "EditStation1");
-  EXPECT_EQ(modals, QStringList{"FrmAddStation"});
-  EXPECT_EQ(messages(), (QStringList{"必须填写站点名", "更新站点成功"}));
-  EXPECT_FALSE(core::findStation("S1"));
+  popup("东区", "EditStation1");
+  EXPECT_EQ(messages(), QStringList(3, QStringLiteral("更新站点成功")));
   const auto rows = core::getStations("COM3,9600");
   ASSERT_EQ(rows.size(), 2u);
-  EXPECT_EQ(rows[1].StationName, "S2");
-  EXPECT_EQ(rows[1].DeviceID, "9");
-  EXPECT_EQ(lastLineCount(QStringLiteral("]修改站点 S2 成功")), 1);
+  EXPECT_EQ(rows[1].StationName, "南区 ");
+  EXPECT_EQ(rows[1].DeviceID, "7");
+  const QByteArray moved = "[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM4,4800\r\n[Maintenance Record]\r\n"
+                           "Line Count=32000\r\nS2=0\r\nGone=-1\r\n\xC4\xCF\xC7\xF8=-1\r\n";  // 南区
+  EXPECT_EQ(settingsBytes(), moved);
+
+  // Delete asks; No keeps the station. A settings file that cannot be written: the delete,
+  // which must remove the mark, changes nothing, says so in one line and leaves the dialog
+  // open. Then Yes deletes the row and the mark, and the dialog goes.
+  clock.advance(ms(900));
+  const QString ini = dir.path() + "/MSCON.DLL";
+  dialogs.shown.clear();
+  dialogs.answers = {platform::kNo, platform::kYes, platform::kYes};
+  drivers.push_back([&](ui::DialogForm& f) {
+    EXPECT_TRUE(button(f, "Command4")->isEnabled());
+    EXPECT_FALSE(button(f, "Command3")->isEnabled());
+    click(f, "Command4");
+    QFile::setPermissions(ini, QFile::ReadOwner);
+    click(f, "Command4");
+    EXPECT_TRUE(f.isVisible());
+    EXPECT_EQ(core::getStations("COM3,9600").size(), 2u);
+    QFile::setPermissions(ini, QFile::ReadOwner | QFile::WriteOwner);
+    click(f, "Command4");
+    EXPECT_FALSE(f.isVisible());
+  });
+  popup("南区 ", "DeleteStation");
+  EXPECT_EQ(dialogs.shown[0].style, platform::kYesNo);
+  EXPECT_EQ(messages(), (QStringList{"确定要删除站点?", "确定要删除站点?", "确定要删除站点?", "删除站点成功"}));
+  EXPECT_EQ(lastLineCount(QStringLiteral("]删除站点失败：设置文件无法写入")), 1);
+  EXPECT_EQ(lastLineCount(QStringLiteral("]删除站点 南区  成功")), 1);
+  EXPECT_FALSE(FrmAddStation::exists());
+  clock.advance(ms(900));
+  EXPECT_EQ(mdi().node("COM3,9600,7"), nullptr);
+  EXPECT_EQ(core::getStations("COM3,9600").size(), 1u);
+  EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM4,4800\r\n[Maintenance Record]\r\n"
+                                        "Line Count=32000\r\nS2=0\r\nGone=-1\r\n"));
 }
 
 TEST_F(AddStationTest, AFailedInsertOfAnUpdateLosesNothing) {
@@ -183,40 +258,19 @@ TEST_F(AddStationTest, AFailedInsertOfAnUpdateLosesNothing) {
               SQLITE_OK);
     sqlite3_close(db);
   }
+  const QByteArray settings = settingsBytes() + "[Maintenance Record]\r\nS1=-1\r\n";
+  writeSettings(settings);
   drivers.push_back([&](ui::DialogForm& f) {
     type(edit(f, "StationNameSS"), "Bad");
     click(f, "Command3");
+    EXPECT_TRUE(f.isVisible());
     click(f, "Command2");
   });
   popup("S1", "EditStation1");
   EXPECT_TRUE(messages().isEmpty());  // no success
   EXPECT_EQ(core::getStationDeviceID("S1"), "1");
+  EXPECT_EQ(settingsBytes(), settings);  // the mark moved for the update is back
   EXPECT_EQ(lastLineCount(QStringLiteral("]更新站点失败：站点库无法写入，站点保持原样")), 1);
-}
-
-TEST_F(AddStationTest, DeleteAsksAndOnlyYesDeletes) {
-  addStation("S1", "COM3,9600", "1");
-  startAndLoad();
-  dialogs.answers = {platform::kNo, platform::kYes};
-  drivers.push_back([&](ui::DialogForm& f) {
-    EXPECT_TRUE(button(f, "Command4")->isEnabled());
-    EXPECT_FALSE(button(f, "Command3")->isEnabled());
-    click(f, "Command4");
-    EXPECT_TRUE(f.isVisible());
-    EXPECT_TRUE(core::findStation("S1"));
-    click(f, "Command4");
-    EXPECT_FALSE(f.isVisible());
-  });
-  popup("S1", "DeleteStation");
-  ASSERT_EQ(dialogs.shown.size(), 3u);
-  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("确定要删除站点?"));
-  EXPECT_EQ(dialogs.shown[0].style, platform::kYesNo);
-  EXPECT_EQ(dialogs.shown[2].text, QStringLiteral("删除站点成功"));
-  EXPECT_FALSE(core::findStation("S1"));
-  EXPECT_FALSE(FrmAddStation::exists());
-  EXPECT_EQ(lastLineCount(QStringLiteral("]删除站点 S1 成功")), 1);
-  clock.advance(ms(900));
-  EXPECT_EQ(mdi().node("COM3,9600,1"), nullptr);
 }
 
 TEST_F(AddStationTest, ViewShowsTheStationAndNothingButCancelActs) {

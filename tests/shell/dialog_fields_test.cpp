@@ -32,6 +32,7 @@ TEST(DialogFields, NoTypedTextCrashesTheEditorOrThePortList) {
       "",
       input(0x18, {"O'Brien\"; drop table Station; --", "1", "", "c-Si", "", "", "", "", "", "", "", "", "",
                    "COM3", "9600", "COM3,9600"}),
+      input(0x18, {" line COUNT", "1", "", "", "", "", "", "", "", "", "", "", "", "COM3", "9600", "COM3,9600"}),
       input(0x2d, {"甲站", "300", "", "", "-1", "1e309", "NaN", "", "\r\n", "=", "[COMS]", ";", "#",
                    "COM1", "", "COM10,9600", "com1,4800", "COM1,9600"}),
       input(0x0c, {std::string(5000, 'x'), std::string(600, '9'), "", "", "", "", "", "", "", "", "", "", "",

@@ -29,6 +29,10 @@ class PortConfigurationTest : public testing::ShellFixture {
     for (int i = 0; i < list(f)->count(); ++i) l << list(f)->item(i)->text();
     return l;
   }
+  void clickRow(const QObject& f, int row) {
+    QListWidgetItem* item = list(f)->item(row);
+    QTest::mouseClick(list(f)->viewport(), Qt::LeftButton, {}, list(f)->visualItemRect(item).center());
+  }
   // Types `text` into an editable box as the operator does.
   void type(QComboBox* box, const QString& text) {
     box->lineEdit()->selectAll();
@@ -113,13 +117,24 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
     type(ports, "COM9");
     combo(f, "Combo2")->setCurrentText("");
     click(f, "Command1");
-    // Delete needs a selected entry; then COM4 goes.
+    // Delete is grey until an entry is chosen. COM4 still has a station: No keeps it, Yes
+    // removes it, and then nothing is chosen, so a second press removes nothing.
+    EXPECT_FALSE(button(f, "Command2")->isEnabled());
     click(f, "Command2");
     EXPECT_EQ(items(f).size(), 5);
-    list(f)->setCurrentRow(1);
+    dialogs.answers = {platform::kNo, platform::kYes};
+    clickRow(f, 1);
     click(f, "Command2");
-    list(f)->setCurrentRow(2);
+    EXPECT_EQ(items(f).size(), 5);
     click(f, "Command2");
+    click(f, "Command2");
+    EXPECT_FALSE(button(f, "Command2")->isEnabled());
+    EXPECT_EQ(list(f)->selectedItems().size(), 0);
+    EXPECT_EQ(messages(), QStringList(2, QStringLiteral("COM4 上还有 1 个站点，删除后这些站点将不再显示。确定删除?")));
+    // COM8 has no station: no question.
+    clickRow(f, 2);
+    click(f, "Command2");
+    EXPECT_EQ(messages().size(), 2);
     EXPECT_EQ(items(f), (QStringList{"COM3,4800", "COM6,9600", "COM5,19200"}));
     click(f, "Command3");
     EXPECT_TRUE(f.accepted);
@@ -218,7 +233,7 @@ TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
     auto& f = static_cast<FrmPortConfiguration&>(form);
     EXPECT_EQ(combo(f, "Combo1")->count(), 0);  // no port exists on this bus
     EXPECT_TRUE(button(f, "Command3")->isEnabled());
-    list(f)->setCurrentRow(0);
+    clickRow(f, 0);
     click(f, "Command2");
     // Within 300 ms OK is grey, and a click on it does nothing.
     clock.advance(ms(300));

@@ -15,6 +15,7 @@
 
 // Readable QStrings in the failures of a test.
 inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
+inline void PrintTo(const QStringList& l, std::ostream* os) { *os << '{' << l.join("\", \"").toStdString() << '}'; }
 
 namespace xl::testing {
 
