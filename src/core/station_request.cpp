@@ -14,6 +14,17 @@ void requestStation(link::SerialSession& session, const QString& name, const cha
   session.sendRequest(port, requestFrame(id, literal));
 }
 
+std::optional<std::uint8_t> busAddress(const QString& deviceId) {
+  std::int32_t id = 0;
+  try {
+    id = toLong(val(deviceId.toStdString()));
+  } catch (const RuntimeFailure&) {
+    return std::nullopt;
+  }
+  if (id < 1 || id > 255) return std::nullopt;
+  return static_cast<std::uint8_t>(id);
+}
+
 namespace {
 std::optional<StationTarget> lookUp(const QString& name, bool sayWhenUnknown) {
   if (name.isEmpty()) return std::nullopt;
@@ -22,18 +33,13 @@ std::optional<StationTarget> lookUp(const QString& name, bool sayWhenUnknown) {
     if (sayWhenUnknown) appendLog(QStringLiteral("没有名为“%1”的站点，未发送任何数据").arg(name));
     return std::nullopt;
   }
-  std::int32_t id = 0;
-  try {
-    id = toLong(val(station->DeviceID.toStdString()));
-  } catch (const RuntimeFailure&) {
-    id = -1;
-  }
-  if (id < 1 || id > 255) {
+  const auto address = busAddress(station->DeviceID);
+  if (!address) {
     // The operator reads Chinese only, nothing of the conversion's internals.
     appendLog(name + QStringLiteral("：设备ID无效，请求未发送"));
     return std::nullopt;
   }
-  return StationTarget{name, station->Port, static_cast<std::uint8_t>(id)};
+  return StationTarget{name, station->Port, *address};
 }
 }  // namespace
 

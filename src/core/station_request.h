@@ -21,6 +21,10 @@ void requestStation(link::SerialSession& session, const QString& name, const cha
 // in the message window: the text names no station, or its address is not a bus address
 // 1..255 (no request ever goes to address 0, which every controller on the line would take).
 // An empty text is no choice at all and leaves no line.
+// The bus address a stored device ID stands for, read as every request reads it (leniently, so
+// "01" and " 1" are address 1); nullopt when it is no address 1..255.
+std::optional<std::uint8_t> busAddress(const QString& deviceId);
+
 struct StationTarget {
   QString name;
   QString port;

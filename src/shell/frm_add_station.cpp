@@ -11,6 +11,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/station_request.h"
 #include "monitoring/frm_maintenance_record.h"
 #include "monitoring/recorder_settings.h"
 #include "platform/dialogs.h"
@@ -190,8 +191,12 @@ QString FrmAddStation::refusal(StationAction action, const core::Station& s) con
     return action == StationAction::Add || !core::sameStationName(o.StationName, openedName_);
   };
   if (const auto named = core::findStation(s.StationName); named && isOther(*named)) return QStringLiteral("站点名称重复");
-  for (const core::Station& o : core::getStations(s.Port))
-    if (o.DeviceID == s.DeviceID && isOther(o)) return sameDeviceRefusal(o);
+  // Two IDs that are one bus address ("1" and "01") are one station on the line.
+  const auto address = core::busAddress(s.DeviceID);
+  for (const core::Station& o : core::getStations(s.Port)) {
+    const bool sameAddress = address ? core::busAddress(o.DeviceID) == address : o.DeviceID == s.DeviceID;
+    if (sameAddress && isOther(o)) return sameDeviceRefusal(o);
+  }
   return {};
 }
 

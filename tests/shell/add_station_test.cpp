@@ -161,6 +161,7 @@ TEST_F(AddStationTest, RefusalsChangeNeitherTheStoreNorTheSettings) {
       {false, " File Path", "5", "站点名称不能与设置项同名： File Path"},   // blanks around don't count
       {false, "s1", "5", "站点名称重复"},
       {false, "S9", "2", "COM3 上已有设备ID为 2 的站点：S2"},
+      {false, "S9", " 02", "COM3 上已有设备ID为 2 的站点：S2"},  // one bus address, other text
       {true, "", "1", "必须填写站点名"},
       {true, "Temporary", "1", "站点名称不能与设置项同名：Temporary"},
       {true, "s2", "1", "站点名称重复"},  // a rename onto another station's name
