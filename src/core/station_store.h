@@ -8,8 +8,8 @@
 // or path) and whenever the file's size or time of change differs from when it was read, so a
 // lookup always gives what the file holds after the last change. Values are bound as statement
 // parameters, so any text, quotes included, is stored and found as it is. Names and ports are
-// compared without regard to case, as the Jet database engine compares text. No routine throws or reports: a failure gives an empty result
-// or false. Only createStore ever creates the file.
+// compared without regard to case, as the Jet database engine compares text. No routine throws
+// or reports: a failure gives an empty result or false. Only createStore ever creates the file.
 
 #include <QString>
 #include <optional>
