@@ -1,6 +1,7 @@
 #include "shell/frm_mdi.h"
 
 #include <QCloseEvent>
+#include <QHelpEvent>
 #include <QDockWidget>
 #include <QGuiApplication>
 #include <QScreen>
@@ -70,16 +71,20 @@ FrmMDI::FrmMDI() {
   Timer2.setOnTick([this] { Timer2_Timer(); });
 
   // The link health of the scan: stations online of all and the oldest reading in the status
-  // bar, each station's line as the tooltip of its node.
+  // bar (set when its text changes), each station's line as the tooltip of its node, made when
+  // the tooltip is about to show.
   healthStatus_ = new QLabel(this);
   healthStatus_->setObjectName("HealthStatus");
   statusBar()->addWidget(healthStatus_);
-  monitoring::FrmGlobalMonitoring::setHealthListener(
-      [this](const QString& status, const QList<monitoring::StationHealthLine>& stations) {
-        healthStatus_->setText(status);
-        for (const auto& s : stations)
-          if (QTreeWidgetItem* n = nodes_.value(s.treeKey); n && n->toolTip(0) != s.tooltip) n->setToolTip(0, s.tooltip);
-      });
+  monitoring::FrmGlobalMonitoring::setHealthListener([this](const QString& status) {
+    if (healthStatus_->text() != status) healthStatus_->setText(status);
+  });
+  ui::onEvent(treeView1_->viewport(), QEvent::ToolTip, [this](QEvent* e) {
+    QTreeWidgetItem* item = treeView1_->itemAt(static_cast<QHelpEvent*>(e)->pos());
+    if (!item || !item->parent() || !monitoring::FrmGlobalMonitoring::exists()) return;
+    const QString tip = monitoring::FrmGlobalMonitoring::instance().healthTooltip(nodes_.key(item));
+    if (item->toolTip(0) != tip) item->setToolTip(0, tip);
+  });
 }
 
 FrmMDI::~FrmMDI() {
