@@ -196,7 +196,13 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
 
   days()->setEditText("3");
   const std::int64_t t0 = nowMs();
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+  const QRect daysPlace = days()->geometry(), readPlace = button(history(), "Command5")->geometry();
   click("Command5");
+  // The progress box takes the days box's place exactly; nothing beside it moves.
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+  EXPECT_EQ(edit(history(), "Text2")->geometry(), daysPlace);
+  EXPECT_EQ(button(history(), "Command5")->geometry(), readPlace);
   EXPECT_EQ(history().pendingRead, 2);
   EXPECT_FALSE(button(history(), "Command5")->isEnabled());
   EXPECT_EQ(rows()->rows(), 5);
