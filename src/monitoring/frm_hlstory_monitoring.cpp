@@ -297,8 +297,10 @@ GridRows FrmHlstoryMonitoring::gridRows() const {
 void FrmHlstoryMonitoring::drawChart(short chartType) {
   const auto request = chartRequest(gridRows(), Combo3->currentText().toStdString(), chartType);
   if (!request) return;  // no item, or no marked row: no chart and no message
+  QStringList days;
+  for (const std::string& d : request->days) days << q(d);
   FrmChart::instance().showChart(request->values, static_cast<int>(request->values.size()), request->chartType,
-                                 q(request->title));
+                                 q(request->title), days);
 }
 
 // --- Export --------------------------------------------------------------------------------
