@@ -57,6 +57,13 @@ FrmMDI::FrmMDI() {
 
   mdiArea_ = new QMdiArea(this);
   mdiArea_->setObjectName("MDIClient");
+  ui::onEvent(mdiArea_->viewport(), QEvent::Resize, [this](QEvent*) {
+    for (QMdiSubWindow* sub : mdiArea_->subWindowList())
+      if (sub->property("xlPlaceLater").toBool() && mdiArea_->isVisible()) {
+        sub->setProperty("xlPlaceLater", QVariant());
+        if (!sub->isMaximized()) placeChild(sub);
+      }
+  });
   setCentralWidget(mdiArea_);
   VsFList1 = new platform::FlexGrid(this);
   VsFList1->setObjectName("VsFList1");
@@ -255,15 +262,25 @@ void FrmMDI::showChild(QWidget* screen) {
   if (!sub) {
     sub = mdiArea_->addSubWindow(screen);
     sub->setWindowIcon(screen->windowIcon().isNull() ? appIcon() : screen->windowIcon());
-    // A new child takes most of the middle area, so a table shows most of its columns.
-    const QSize area = mdiArea_->viewport()->size();
-    sub->resize(std::max(600, area.width() - 20), std::max(300, area.height() - 20));
-    sub->move(0, 0);
+    // A new child takes most of the middle area, so a table shows most of its columns; every
+    // child gets the same size, so none shows its border beside another. Before the main
+    // window is laid out the area has no size yet: the child is sized at the area's first
+    // real size.
+    if (mdiArea_->isVisible())
+      placeChild(sub);
+    else
+      sub->setProperty("xlPlaceLater", true);
   }
   screen->show();
   sub->show();
   mdiArea_->setActiveSubWindow(sub);
   sub->raise();
+}
+
+void FrmMDI::placeChild(QMdiSubWindow* sub) {
+  const QSize area = mdiArea_->viewport()->size();
+  sub->resize(std::max(600, area.width() - 20), std::max(300, area.height() - 20));
+  sub->move(0, 0);
 }
 
 void FrmMDI::MDIForm_Load() {
