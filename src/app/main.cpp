@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
     return xl::platform::resolvePortPath(xl::core::programDir().toStdString(), name);
   });
   xl::platform::setPortDriver(&driver);
-  xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"));
+  xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"), [] { return xl::core::programDir(); });
   xl::platform::setDialogs(&dialogs);
 
   // The broker publisher hears the scan's replies; it is off unless the settings turn it on.

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QGridLayout>
 #include <QMessageBox>
 #include <stdexcept>
@@ -56,16 +57,24 @@ int QtDialogs::msgBox(const QString& text, int style, const QString& title) {
   }
 }
 
+QString QtDialogs::startFolder(const QString& wanted) const {
+  if (!wanted.trimmed().isEmpty() && QFileInfo(wanted).isDir()) return QFileInfo(wanted).absoluteFilePath();
+  const QString home = homeFolder_ ? homeFolder_() : QString();
+  return !home.isEmpty() && QFileInfo(home).isDir() ? QFileInfo(home).absoluteFilePath() : QString();
+}
+
 QString QtDialogs::openFileName(const QString& title, const QString& filter) {
-  return QFileDialog::getOpenFileName(QApplication::activeWindow(), title, {}, filter);
+  return QFileDialog::getOpenFileName(QApplication::activeWindow(), title, startFolder({}), filter);
 }
 
 QString QtDialogs::saveFileName(const QString& title, const QString& filter) {
-  return QFileDialog::getSaveFileName(QApplication::activeWindow(), title, {}, filter);
+  return QFileDialog::getSaveFileName(QApplication::activeWindow(), title, startFolder({}), filter);
 }
 
-QString QtDialogs::chooseFolder(const QString& prompt) {
-  return QFileDialog::getExistingDirectory(QApplication::activeWindow(), prompt);
+QString QtDialogs::chooseFolder(const QString& prompt) { return chooseFolderIn(prompt, {}); }
+
+QString QtDialogs::chooseFolderIn(const QString& prompt, const QString& startIn) {
+  return QFileDialog::getExistingDirectory(QApplication::activeWindow(), prompt, startFolder(startIn));
 }
 
 }  // namespace xl::platform

@@ -6,6 +6,9 @@
 
 #include "support/qt_app.h"
 #include <QElapsedTimer>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QTemporaryDir>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPushButton>
@@ -138,6 +141,34 @@ TEST(QtScheduler, BoxShownFromAHandlerIsAnsweredWhileTimersGoOn) {
   EXPECT_EQ(boxes, 1);
   EXPECT_GE(ticks - ticksAtStart, 5);
   setScheduler(nullptr);
+}
+
+// File and folder dialogs open in the folder asked for when it exists, else in the program's
+// home folder, never in the working directory.
+TEST(QtDialogsFolders, DialogsOpenInTheNamedFolderElseTheHomeFolder) {
+  app();
+  QTemporaryDir home, named;
+  QtDialogs dialogs({}, [&] { return home.path(); });
+  const struct {
+    std::function<QString()> open;
+    QString expected;
+  } cases[] = {
+      {[&] { return dialogs.saveFileName("s", "*.csv"); }, home.path()},
+      {[&] { return dialogs.openFileName("o", "*.txt"); }, home.path()},
+      {[&] { return dialogs.chooseFolderIn("f", named.path()); }, named.path()},
+      {[&] { return dialogs.chooseFolderIn("f", named.path() + "/gone"); }, home.path()},
+  };
+  for (const auto& c : cases) {
+    QString seen;
+    QTimer::singleShot(200, [&] {
+      if (auto* d = qobject_cast<QFileDialog*>(QApplication::activeModalWidget())) {
+        seen = d->directory().absolutePath();
+        d->reject();
+      }
+    });
+    EXPECT_TRUE(c.open().isEmpty());
+    EXPECT_EQ(QFileInfo(seen).canonicalFilePath(), QFileInfo(c.expected).canonicalFilePath());
+  }
 }
 
 }  // namespace
