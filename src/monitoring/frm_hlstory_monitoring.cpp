@@ -134,7 +134,8 @@ FrmHlstoryMonitoring::FrmHlstoryMonitoring()
     w->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     slotLayout->addWidget(w, 0, 0);
   }
-  daysSlot->setFixedSize(Combo2->sizeHint().expandedTo(Text2->sizeHint()));
+  // The days box's own size; the progress box (a few digits) fits in it.
+  daysSlot->setFixedSize(Combo2->sizeHint().width(), std::max(Combo2->sizeHint().height(), Text2->sizeHint().height()));
   for (QWidget* w : std::initializer_list<QWidget*>{daysLabel, daysSlot, agoLabel, Command5}) commands->addWidget(w);
   commands->addSpacing(24);
   for (QWidget* w : std::initializer_list<QWidget*>{itemLabel, Combo3, Command6, Command7, Command8})

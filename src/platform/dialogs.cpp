@@ -2,7 +2,9 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QFileIconProvider>
 #include <QFileInfo>
+#include <QLocale>
 #include <QGridLayout>
 #include <QMessageBox>
 #include <stdexcept>
@@ -63,18 +65,48 @@ QString QtDialogs::startFolder(const QString& wanted) const {
   return !home.isEmpty() && QFileInfo(home).isDir() ? QFileInfo(home).absoluteFilePath() : QString();
 }
 
+namespace {
+
+// The kind column of the file dialogs in Chinese: Qt's translation leaves it English.
+class ChineseKinds : public QFileIconProvider {
+ public:
+  QString type(const QFileInfo& info) const override {
+    if (info.isDir()) return QStringLiteral("文件夹");
+    const QString suffix = info.suffix();
+    return suffix.isEmpty() ? QStringLiteral("文件") : suffix.toUpper() + QStringLiteral(" 文件");
+  }
+};
+
+// Qt's own file dialog (the same on every desktop), in Chinese: the captions and buttons from
+// Qt's translation, the kinds from ChineseKinds, dates and sizes in the Chinese locale.
+QString runFileDialog(const QString& title, const QString& folder, const QString& filter,
+                      QFileDialog::AcceptMode accept, QFileDialog::FileMode mode) {
+  QFileDialog dialog(QApplication::activeWindow(), title, folder, filter);
+  dialog.setOption(QFileDialog::DontUseNativeDialog);
+  dialog.setLocale(QLocale(QLocale::Chinese, QLocale::China));
+  ChineseKinds kinds;
+  dialog.setIconProvider(&kinds);
+  dialog.setAcceptMode(accept);
+  dialog.setFileMode(mode);
+  if (mode == QFileDialog::Directory) dialog.setOption(QFileDialog::ShowDirsOnly);
+  if (dialog.exec() != QDialog::Accepted) return {};
+  return dialog.selectedFiles().value(0);
+}
+
+}  // namespace
+
 QString QtDialogs::openFileName(const QString& title, const QString& filter) {
-  return QFileDialog::getOpenFileName(QApplication::activeWindow(), title, startFolder({}), filter);
+  return runFileDialog(title, startFolder({}), filter, QFileDialog::AcceptOpen, QFileDialog::ExistingFile);
 }
 
 QString QtDialogs::saveFileName(const QString& title, const QString& filter) {
-  return QFileDialog::getSaveFileName(QApplication::activeWindow(), title, startFolder({}), filter);
+  return runFileDialog(title, startFolder({}), filter, QFileDialog::AcceptSave, QFileDialog::AnyFile);
 }
 
 QString QtDialogs::chooseFolder(const QString& prompt) { return chooseFolderIn(prompt, {}); }
 
 QString QtDialogs::chooseFolderIn(const QString& prompt, const QString& startIn) {
-  return QFileDialog::getExistingDirectory(QApplication::activeWindow(), prompt, startFolder(startIn));
+  return runFileDialog(prompt, startFolder(startIn), {}, QFileDialog::AcceptOpen, QFileDialog::Directory);
 }
 
 }  // namespace xl::platform

@@ -6,6 +6,7 @@
 
 #include "support/qt_app.h"
 #include <QElapsedTimer>
+#include <QAbstractFileIconProvider>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -159,15 +160,17 @@ TEST(QtDialogsFolders, DialogsOpenInTheNamedFolderElseTheHomeFolder) {
       {[&] { return dialogs.chooseFolderIn("f", named.path() + "/gone"); }, home.path()},
   };
   for (const auto& c : cases) {
-    QString seen;
+    QString seen, kind;
     QTimer::singleShot(200, [&] {
       if (auto* d = qobject_cast<QFileDialog*>(QApplication::activeModalWidget())) {
         seen = d->directory().absolutePath();
+        kind = d->iconProvider() ? d->iconProvider()->type(QFileInfo(home.path())) : QString();
         d->reject();
       }
     });
     EXPECT_TRUE(c.open().isEmpty());
     EXPECT_EQ(QFileInfo(seen).canonicalFilePath(), QFileInfo(c.expected).canonicalFilePath());
+    EXPECT_EQ(kind, QStringLiteral("文件夹"));  // the kind column in Chinese
   }
 }
 
