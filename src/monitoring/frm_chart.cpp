@@ -44,7 +44,7 @@ FrmChart::FrmChart() : ui::ModalForm<FrmChart>("FrmChart", QStringLiteral("å›¾æ 
   Text1->setAlignment(Qt::AlignCenter);
   QFont big = Text1->font();
   big.setPointSizeF(big.pointSizeF() * 1.25);
-  big.setBold(true);
+  // Larger, not bold: a bold face of the Chinese font would be loaded for these few words.
   Text1->setFont(big);
   Text1->setFocusPolicy(Qt::NoFocus);
 
