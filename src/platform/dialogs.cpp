@@ -78,7 +78,7 @@ class ChineseKinds : public QFileIconProvider {
 };
 
 // Qt's own file dialog (the same on every desktop), in Chinese: the captions and buttons from
-// Qt's translation, the kinds from ChineseKinds, dates and sizes in the Chinese locale.
+// Qt's translation, the kinds from ChineseKinds (the dates column follows the system's locale).
 QString runFileDialog(const QString& title, const QString& folder, const QString& filter,
                       QFileDialog::AcceptMode accept, QFileDialog::FileMode mode) {
   QFileDialog dialog(QApplication::activeWindow(), title, folder, filter);
