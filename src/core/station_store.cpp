@@ -1,6 +1,7 @@
 #include "core/station_store.h"
 
 #include <sqlite3.h>
+#include <chrono>
 #include <filesystem>
 
 #include <QHash>
@@ -36,9 +37,14 @@ FileStamp stampOf(const QString& path) {
   if (error) f.modified = {};
   return f;
 }
+// The file is looked at again at most this often: a scan pass asks for a hundred stations in a
+// row, and one look serves them all. Changes through this file's routines need no look at all.
+constexpr auto kRecheckEvery = std::chrono::milliseconds(250);
+
 struct Lookup {
   bool loaded = false;
   FileStamp stamp;
+  std::chrono::steady_clock::time_point checkedAt;
   QHash<QString, PortAndId> rows;
 };
 Lookup gLookup;
@@ -163,9 +169,14 @@ class Statement {
 // The cached row of that name, reading the table first when nothing is cached. A failed read
 // caches nothing, so the next lookup tries the file again.
 const PortAndId* lookup(const QString& name) {
-  const FileStamp stamp = stampOf(stationStorePath());
-  if (!gLookup.loaded || !(gLookup.stamp == stamp)) {
-    gLookup = {};
+  const auto now = std::chrono::steady_clock::now();
+  const QString path = stationStorePath();
+  if (gLookup.loaded && (gLookup.stamp.path != path || now - gLookup.checkedAt >= kRecheckEvery)) {
+    if (!(gLookup.stamp == stampOf(path))) gLookup = {};
+    gLookup.checkedAt = now;
+  }
+  if (!gLookup.loaded) {
+    const FileStamp stamp = stampOf(path);
     Connection db;
     Statement query(db, "select StationName, Port, DeviceID from Station order by rowid");
     QHash<QString, PortAndId> rows;
@@ -176,6 +187,7 @@ const PortAndId* lookup(const QString& name) {
     if (!query.ok()) return nullptr;
     gLookup.rows = std::move(rows);
     gLookup.stamp = stamp;
+    gLookup.checkedAt = now;
     gLookup.loaded = true;
   }
   const auto it = gLookup.rows.constFind(foldName(name));

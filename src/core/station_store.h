@@ -5,8 +5,9 @@
 // The one thing cached is the lookup of a station's port and address by name (the scan asks it
 // for every request): the whole table's names, ports and addresses, read at the first lookup
 // and dropped by every change made through these routines (insert, update, delete, a new file
-// or path) and whenever the file's size or time of change differs from when it was read, so a
-// lookup always gives what the file holds after the last change. Values are bound as statement
+// or path), and when the file's size or time of change differs from when it was read (looked
+// at no more than four times a second), so a lookup gives what the file holds after the last
+// change through these routines, and after a change by another program within 250 ms. Values are bound as statement
 // parameters, so any text, quotes included, is stored and found as it is. Names and ports are
 // compared without regard to case, as the Jet database engine compares text. No routine throws
 // or reports: a failure gives an empty result or false. Only createStore ever creates the file.

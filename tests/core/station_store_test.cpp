@@ -6,6 +6,7 @@
 
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -170,8 +171,12 @@ TEST_F(StationStore, TheCachedLookupFollowsEveryChange) {
       {"update", [] { updateStation("S2", station("S2", "COM6,9600", "3")); }, "S2", "COM6,9600", "3"},
       {"rename", [] { updateStation("S2", station("S3", "COM6,9600", "3")); }, "S2", "", ""},
       {"delete", [] { deleteStation("S1"); }, "S1", "", ""},
-      {"another tool", [this] { execute("update Station set Port = 'COM8,9600' where StationName = 'S3'"); }, "S3",
-       "COM8,9600", "3"},
+      {"another tool",
+       [this] {
+         execute("update Station set Port = 'COM8,9600' where StationName = 'S3'");
+         QThread::msleep(300);  // the file is looked at again after 250 ms
+       },
+       "S3", "COM8,9600", "3"},
       {"another file", [this] { setStationStorePath(dir_.filePath("none")); }, "S3", "", ""},
   };
   for (const auto& step : steps) {
