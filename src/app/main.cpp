@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
   // A port that the settings map to a serial-to-Ethernet gateway goes over TCP.
   xl::platform::GatewayDriver driver(serial, xl::shell::gatewayOfPort);
   xl::platform::setPortDriver(&driver);
-  xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"));
+  xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"), [] { return xl::core::programDir(); });
   xl::platform::setDialogs(&dialogs);
 
   // The broker publisher hears the scan's replies; it is off unless the settings turn it on.

@@ -38,9 +38,9 @@ void Main(const std::function<void()>& showFirstWindow) {
 void endProcess() { gEndProcess(); }
 void setEndProcess(std::function<void()> fn) { gEndProcess = std::move(fn); }
 
-QString browseFolder(const QString& prompt) {
+QString browseFolder(const QString& prompt, const QString& startIn) {
   // The path buffer of the folder dialog holds 511 characters.
-  return platform::dialogs().chooseFolder(prompt).left(511);
+  return platform::dialogs().chooseFolderIn(prompt, startIn).left(511);
 }
 
 }  // namespace xl::core

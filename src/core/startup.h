@@ -21,6 +21,8 @@ void endProcess();
 void setEndProcess(std::function<void()> fn);
 
 // The folder dialog: the chosen path, or an empty text. The prompt defaults to "Select a folder.".
-QString browseFolder(const QString& prompt = QStringLiteral("Select a folder."));
+// The folder dialog opens in `startIn` (the folder a box names) when it exists, else in the
+// program directory.
+QString browseFolder(const QString& prompt = QStringLiteral("Select a folder."), const QString& startIn = {});
 
 }  // namespace xl::core

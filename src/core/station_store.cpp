@@ -1,6 +1,10 @@
 #include "core/station_store.h"
 
 #include <sqlite3.h>
+#include <chrono>
+#include <filesystem>
+
+#include <QHash>
 
 #include "core/app_state.h"
 
@@ -9,6 +13,50 @@ namespace xl::core {
 namespace {
 
 QString gStorePath;
+
+// The cached lookup (of the GUI thread, as every routine here): name (folded as the store compares it) to the first row's port and address.
+struct PortAndId {
+  QString port, deviceId;
+};
+// What identifies the file's state: a file written by anything else (another copy of the
+// program, an editor) gets another time or size, and the cache is read again.
+struct FileStamp {
+  QString path;
+  std::uintmax_t size = 0;
+  std::filesystem::file_time_type modified{};
+  bool operator==(const FileStamp&) const = default;
+};
+FileStamp stampOf(const QString& path) {
+  FileStamp f;
+  f.path = path;
+  const std::filesystem::path file(path.toStdU16String());
+  std::error_code error;
+  f.size = std::filesystem::file_size(file, error);
+  if (error) f.size = 0;
+  f.modified = std::filesystem::last_write_time(file, error);
+  if (error) f.modified = {};
+  return f;
+}
+// The file is looked at again at most this often: a scan pass asks for a hundred stations in a
+// row, and one look serves them all. Changes through this file's routines need no look at all.
+constexpr auto kRecheckEvery = std::chrono::milliseconds(250);
+
+struct Lookup {
+  bool loaded = false;
+  FileStamp stamp;
+  std::chrono::steady_clock::time_point checkedAt;
+  QHash<QString, PortAndId> rows;
+};
+Lookup gLookup;
+
+// "collate nocase" folds only the ASCII letters; the cache's keys are folded the same way, so
+// "Ａ站" and "ａ站" stay two names as they are in the file.
+QString foldName(const QString& name) {
+  QString folded = name;
+  for (QChar& c : folded)
+    if (c.unicode() >= 'A' && c.unicode() <= 'Z') c = QChar(c.unicode() + ('a' - 'A'));
+  return folded;
+}
 
 using Field = QString Station::*;
 struct Column {
@@ -118,12 +166,32 @@ class Statement {
   bool ok_ = false;
 };
 
-// The first row's column 0 of a one-parameter query, or "".
-QString lookup(const char* sql, const QString& name) {
-  Connection db;
-  Statement query(db, sql);
-  query.bind(1, name);
-  return query.next() ? query.text(0) : QString();
+// The cached row of that name, reading the table first when nothing is cached. A failed read
+// caches nothing, so the next lookup tries the file again.
+const PortAndId* lookup(const QString& name) {
+  const auto now = std::chrono::steady_clock::now();
+  const QString path = stationStorePath();
+  if (gLookup.loaded && (gLookup.stamp.path != path || now - gLookup.checkedAt >= kRecheckEvery)) {
+    if (!(gLookup.stamp == stampOf(path))) gLookup = {};
+    gLookup.checkedAt = now;
+  }
+  if (!gLookup.loaded) {
+    const FileStamp stamp = stampOf(path);
+    Connection db;
+    Statement query(db, "select StationName, Port, DeviceID from Station order by rowid");
+    QHash<QString, PortAndId> rows;
+    while (query.next()) {
+      const QString key = foldName(query.text(0));
+      if (!rows.contains(key)) rows.insert(key, {query.text(1), query.text(2)});
+    }
+    if (!query.ok()) return nullptr;
+    gLookup.rows = std::move(rows);
+    gLookup.stamp = stamp;
+    gLookup.checkedAt = now;
+    gLookup.loaded = true;
+  }
+  const auto it = gLookup.rows.constFind(foldName(name));
+  return it == gLookup.rows.constEnd() ? nullptr : &*it;
 }
 
 bool insertRow(const Connection& db, const Station& station) {
@@ -156,7 +224,12 @@ QString stationStorePath() {
   return path;
 }
 
-void setStationStorePath(const QString& path) { gStorePath = path; }
+void setStationStorePath(const QString& path) {
+  gStorePath = path;
+  forgetStationLookup();
+}
+
+void forgetStationLookup() { gLookup = {}; }
 
 bool checkDatabase() {
   Connection db;
@@ -165,16 +238,19 @@ bool checkDatabase() {
 }
 
 bool createStore() {
+  forgetStationLookup();
   Connection db(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   return db.exec(kCreateTable);
 }
 
 QString getStationPort(const QString& name) {
-  return lookup("select Port from Station where StationName = ? collate nocase", name);
+  const PortAndId* row = lookup(name);
+  return row ? row->port : QString();
 }
 
 QString getStationDeviceID(const QString& name) {
-  return lookup("select DeviceID from Station where StationName = ? collate nocase", name);
+  const PortAndId* row = lookup(name);
+  return row ? row->deviceId : QString();
 }
 
 std::vector<Station> getStations(const QString& port) {
@@ -196,16 +272,19 @@ std::optional<Station> findStation(const QString& name) {
 }
 
 bool insertStation(const Station& station) {
+  forgetStationLookup();
   Connection db;
   return insertRow(db, station);
 }
 
 bool deleteStation(const QString& name) {
+  forgetStationLookup();
   Connection db;
   return deleteRows(db, name);
 }
 
 bool updateStation(const QString& oldName, const Station& station) {
+  forgetStationLookup();
   Connection db;
   if (!db.exec("begin immediate")) return false;
   if (deleteRows(db, oldName) && insertRow(db, station) && db.exec("commit")) return true;

@@ -1,11 +1,16 @@
 #pragma once
 // The station store: table Station of the SQLite file MSCONS.DLL in the program directory.
 //
-// Every routine opens its own connection and closes it before it returns; nothing is kept open
-// and nothing is cached. Values are bound as statement parameters, so any text, quotes included,
-// is stored and found as it is. Names and ports are compared without regard to case, as the Jet
-// database engine compares text. No routine throws or reports: a failure gives an empty result
-// or false. Only createStore ever creates the file.
+// Every routine opens its own connection and closes it before it returns; nothing is kept open.
+// The one thing cached is the lookup of a station's port and address by name (the scan asks it
+// for every request): the whole table's names, ports and addresses, read at the first lookup
+// and dropped by every change made through these routines (insert, update, delete, a new file
+// or path), and when the file's size or time of change differs from when it was read (looked
+// at no more than four times a second), so a lookup gives what the file holds after the last
+// change through these routines, and after a change by another program within 250 ms. Values are bound as statement
+// parameters, so any text, quotes included, is stored and found as it is. Names and ports are
+// compared without regard to case, as the Jet database engine compares text. No routine throws
+// or reports: a failure gives an empty result or false. Only createStore ever creates the file.
 
 #include <QString>
 #include <optional>
@@ -39,9 +44,14 @@ bool checkDatabase();
 // table exists afterwards.
 bool createStore();
 
-// Port and DeviceID of the station of that name; "" for an unknown name or any failure.
+// Port and DeviceID of the station of that name (its first row); "" for an unknown name or any
+// failure. Answered from the cached lookup.
 QString getStationPort(const QString& name);
 QString getStationDeviceID(const QString& name);
+
+// Drops the cached lookup: the next one reads the file again. Every change made through this
+// file's routines does it; a program that changed the file another way calls it.
+void forgetStationLookup();
 
 // The stations whose Port is exactly `port` (baud rate included), in the order they were added.
 std::vector<Station> getStations(const QString& port);

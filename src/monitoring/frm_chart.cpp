@@ -3,6 +3,7 @@
 #include <QBarCategoryAxis>
 #include <QBarSeries>
 #include <QBarSet>
+#include <QCategoryAxis>
 #include <QChart>
 #include <QChartView>
 #include <QLegend>
@@ -43,7 +44,7 @@ FrmChart::FrmChart() : ui::ModalForm<FrmChart>("FrmChart", QStringLiteral("å›¾æ 
   Text1->setAlignment(Qt::AlignCenter);
   QFont big = Text1->font();
   big.setPointSizeF(big.pointSizeF() * 1.25);
-  big.setBold(true);
+  // Larger, not bold: a bold face of the Chinese font would be loaded for these few words.
   Text1->setFont(big);
   Text1->setFocusPolicy(Qt::NoFocus);
 
@@ -58,7 +59,8 @@ FrmChart::FrmChart() : ui::ModalForm<FrmChart>("FrmChart", QStringLiteral("å›¾æ 
 
 FrmChart::~FrmChart() = default;
 
-void FrmChart::showChart(const std::vector<double>& values, int count, short chartType, const QString& title) {
+void FrmChart::showChart(const std::vector<double>& values, int count, short chartType, const QString& title,
+                         const QStringList& rowLabels) {
   const auto n = static_cast<std::size_t>(std::clamp<qsizetype>(count, 0, static_cast<qsizetype>(values.size())));
   const std::span<const double> shown(values.data(), n);
   Text1->setText(title);
@@ -74,20 +76,39 @@ void FrmChart::showChart(const std::vector<double>& values, int count, short cha
   axisY->setLabelFormat("%g");
   chart->addAxis(axisY, Qt::AlignLeft);
 
+  // The x axis: row i (from 0) stands at i + 1, half a row of room at each end so that the
+  // first and last points and bars are whole. Its labels are the rows' day numbers, every
+  // step-th of them so that they never crowd (at most about one per 40 pixels of plot).
+  auto* axisX = new QCategoryAxis(chart);
+  axisX->setRange(0.5, static_cast<double>(n) + 0.5);
+  axisX->setLabelsPosition(QCategoryAxis::AxisLabelsPositionOnValue);
+  axisX->setGridLineVisible(false);
+  const std::size_t step = std::max<std::size_t>(1, (n + 17) / 18);
+  for (std::size_t i = 0; i < n; i += step) {
+    const QString label = static_cast<qsizetype>(i) < rowLabels.size() ? rowLabels[static_cast<qsizetype>(i)]
+                                                                       : QString::number(i + 1);
+    // Category labels must differ; a repeated day number (an edited grid) gets a blank suffix.
+    QString unique = label;
+    while (axisX->categoriesLabels().contains(unique)) unique += QLatin1Char(' ');
+    axisX->append(unique, static_cast<double>(i + 1));
+  }
+  chart->addAxis(axisX, Qt::AlignBottom);
+
   if (chartType == kBars) {
     auto* set = new QBarSet(QString());
     for (double v : shown) set->append(v);
     auto* bars = new QBarSeries(chart);
     bars->append(set);
     chart->addSeries(bars);
-    // One category a row; the categories must differ, so they are numbers, never shown.
-    auto* axisX = new QBarCategoryAxis(chart);
-    QStringList rows;
-    for (std::size_t i = 0; i < n; ++i) rows << QString::number(i + 1);
-    axisX->append(rows);
-    axisX->setLabelsVisible(false);
-    chart->addAxis(axisX, Qt::AlignBottom);
-    bars->attachAxis(axisX);
+    // The bars place themselves by category (row i at i); that axis is hidden and runs half a
+    // row beyond each end like the labelled one, so both agree.
+    auto* rows = new QBarCategoryAxis(chart);
+    QStringList names;
+    for (std::size_t i = 0; i < n; ++i) names << QString::number(i + 1);
+    rows->append(names);
+    rows->setVisible(false);
+    chart->addAxis(rows, Qt::AlignBottom);
+    bars->attachAxis(rows);
     bars->attachAxis(axisY);
   } else {
     auto* line = new QLineSeries(chart);
@@ -96,11 +117,6 @@ void FrmChart::showChart(const std::vector<double>& values, int count, short cha
     line->replace(points);
     line->setPointsVisible(n < 100);  // a single row still shows as a point
     chart->addSeries(line);
-    auto* axisX = new QValueAxis(chart);
-    axisX->setRange(1, std::max<double>(static_cast<double>(n), 2));
-    axisX->setLabelsVisible(false);
-    axisX->setTickCount(2);
-    chart->addAxis(axisX, Qt::AlignBottom);
     line->attachAxis(axisX);
     line->attachAxis(axisY);
   }
@@ -120,10 +136,11 @@ void FrmChart::resizeEvent(QResizeEvent* event) {
 
 void FrmChart::Form_Resize() {
   // The title takes the full width at its place; the chart keeps its left and top and takes
-  // the rest less the same margins. A window too small for a positive size leaves it as it is.
+  // the rest, with the same margin at the right and the bottom as at the left (no empty strip
+  // under it). A window too small for a positive size leaves it as it is.
   Text1->setGeometry(0, kTitleTop, width(), Text1->sizeHint().height());
   const QPoint at = MSChart1->pos();
-  const int w = width() - 2 * at.x(), h = height() - 2 * at.y();
+  const int w = width() - 2 * at.x(), h = height() - at.y() - at.x();
   if (w > 0 && h > 0) MSChart1->resize(w, h);
 }
 
@@ -154,10 +171,14 @@ double FrmChart::axisMaximum() const {
 
 bool FrmChart::legendShown() const { return MSChart1->chart()->legend()->isVisible(); }
 
-bool FrmChart::rowLabelsShown() const {
+QStringList FrmChart::rowLabels() const {
   for (QAbstractAxis* a : MSChart1->chart()->axes(Qt::Horizontal))
-    if (a->labelsVisible()) return true;
-  return false;
+    if (auto* labelled = qobject_cast<QCategoryAxis*>(a); labelled && labelled->isVisible() && labelled->labelsVisible()) {
+      QStringList out;
+      for (const QString& l : labelled->categoriesLabels()) out << l.trimmed();
+      return out;
+    }
+  return {};
 }
 
 QString FrmChart::title() const { return Text1->text(); }

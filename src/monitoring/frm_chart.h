@@ -9,6 +9,7 @@
 
 #include <QDialog>
 #include <QList>
+#include <QStringList>
 #include <functional>
 #include <vector>
 
@@ -31,7 +32,10 @@ class FrmChart : public ui::ModalForm<FrmChart> {
   // Draws the first `count` values (oldest first, one row each) as `chartType` under `title`,
   // then shows the window modally (ui::showModal: timers and serial events go on meanwhile);
   // returns when it is closed, and the window is gone then. Any other chart type draws lines.
-  void showChart(const std::vector<double>& values, int count, short chartType, const QString& title);
+  // `rowLabels` (the history rows' day numbers) stand under the rows on the x axis, thinned
+  // out so that they never overlap; without them the rows are numbered from 1.
+  void showChart(const std::vector<double>& values, int count, short chartType, const QString& title,
+                 const QStringList& rowLabels = {});
 
   // --- What is drawn, for tests ---------------------------------------------------------------
   short chartType() const { return chartType_; }
@@ -39,7 +43,8 @@ class FrmChart : public ui::ModalForm<FrmChart> {
   double axisMinimum() const;
   double axisMaximum() const;
   bool legendShown() const;
-  bool rowLabelsShown() const;
+  // The labels on the x axis, left to right.
+  QStringList rowLabels() const;
   QString title() const;
   QChartView* chartView() const { return MSChart1; }
 

@@ -71,7 +71,10 @@ ReplyListener& replyListener() {
 void FrmGlobalMonitoring::setReplyListener(ReplyListener listener) { replyListener() = std::move(listener); }
 void FrmGlobalMonitoring::setWatchedStation(WatchedStation* w) { gWatched = w; }
 void FrmGlobalMonitoring::setReplyStore(ReplyStore store) { replyStore() = std::move(store); }
-void FrmGlobalMonitoring::setHealthListener(HealthListener listener) { healthListener() = std::move(listener); }
+void FrmGlobalMonitoring::setHealthListener(HealthListener listener) {
+  healthListener() = std::move(listener);
+  if (exists()) instance().healthStatus_.clear();  // a new listener hears the next status
+}
 
 FrmGlobalMonitoring::FrmGlobalMonitoring()
     : ui::Screen("FrmGlobalMonitoring", QStringLiteral("全局监控")),
@@ -153,14 +156,13 @@ void FrmGlobalMonitoring::Form_Load() {
 
 void FrmGlobalMonitoring::clearStations() {
   platform::formatGrid(*VsFList1, false);
-  rowKeys_.clear();
+  lastReplyClock_.clear();
   // A fast run under way asks rows that are gone; the next discovery starts afresh.
   if (lineScan_) lineScan_->stop();
   fastRoundRuns_ = false;
 }
 
 void FrmGlobalMonitoring::appendStation(const QString& name, const QString& deviceId) {
-  rowKeys_.remove(name);
   VsFList1->setRows(VsFList1->rows() + 1);
   const int r = VsFList1->rows() - 1;
   VsFList1->setTextMatrix(r, 0, name);
@@ -351,12 +353,12 @@ void FrmGlobalMonitoring::setPerLine(bool on) { perLine_ = on; }
 
 std::vector<LineScan::Request> FrmGlobalMonitoring::requestsFor(bool (FrmGlobalMonitoring::*include)(int) const,
                                                                 const char* literal) const {
-  // Port and address from the store, read once per station until the rows change (a station
-  // edit rebuilds them), not at every request: a fast round asks hundreds a minute.
+  // Port and address from the store's lookup at the start of the round: a line's requests are
+  // queued on its own session.
   std::vector<LineScan::Request> out;
   for (int r = 1; r < VsFList1->rows(); ++r) {
     if (!(this->*include)(r)) continue;
-    const RowKey& k = rowKey(r);
+    const RowKey k = rowKey(r);
     if (k.address < 0) continue;  // an address that is no byte is left out of the run
     out.push_back({r, k.portText.toStdString(), requestFrame(k.address, literal)});
   }
@@ -429,25 +431,21 @@ std::int64_t FrmGlobalMonitoring::roundLengthUs() const {
   return pacedRoundUs(answering, readInterval_);
 }
 
-const FrmGlobalMonitoring::RowKey& FrmGlobalMonitoring::rowKey(int row) const {
+FrmGlobalMonitoring::RowKey FrmGlobalMonitoring::rowKey(int row) const {
   const QString name = VsFList1->textMatrix(row, 0);
-  auto it = rowKeys_.find(name);
-  if (it == rowKeys_.end()) {
-    RowKey k;
-    k.portText = core::getStationPort(name);
-    k.port = link::portNameOf(k.portText.toStdString());
-    try {
-      const std::int32_t id = xl::toLong(xl::val(core::getStationDeviceID(name).toStdString()));
-      if (id >= 0 && id <= 255) k.address = id;
-    } catch (const std::exception&) {
-    }
-    it = rowKeys_.insert(name, k);
+  RowKey k;
+  k.portText = core::getStationPort(name);
+  k.port = link::portNameOf(k.portText.toStdString());
+  try {
+    const std::int32_t id = xl::toLong(xl::val(core::getStationDeviceID(name).toStdString()));
+    if (id >= 0 && id <= 255) k.address = id;
+  } catch (const std::exception&) {
   }
-  return *it;
+  return k;
 }
 
 HealthTexts FrmGlobalMonitoring::healthOf(int row) const {
-  const RowKey& k = rowKey(row);
+  const RowKey k = rowKey(row);
   return healthTexts(health_.find(k.port, k.address), nowUs(), roundLengthUs());
 }
 
@@ -460,23 +458,31 @@ bool FrmGlobalMonitoring::isStale(const QString& name) const {
   return false;
 }
 
+QString FrmGlobalMonitoring::lastReplyText(int row, const HealthTexts& t, std::int64_t now) const {
+  if (!t.ageUs) return {};
+  if (static_cast<int>(lastReplyClock_.size()) < VsFList1->rows()) lastReplyClock_.resize(VsFList1->rows());
+  LastReplyClock& c = lastReplyClock_[row];
+  // The reply's own scheduler time tells one reply from the next; the clock text is made once.
+  const std::int64_t base = now - *t.ageUs;
+  if (c.ageBaseUs != base || c.text.isEmpty()) {
+    c.ageBaseUs = base;
+    c.text = QDateTime::currentDateTime().addMSecs(-*t.ageUs / 1000).toString(QStringLiteral("HH:mm:ss"));
+  }
+  return c.text;
+}
+
 void FrmGlobalMonitoring::refreshHealth() {
   const std::int64_t now = nowUs();
   const std::int64_t round = roundLengthUs();
-  const QDateTime wallNow = QDateTime::currentDateTime();
   const auto setText = [this](int r, int c, const QString& text) {
     if (VsFList1->textMatrix(r, c) != text) VsFList1->setTextMatrix(r, c, text);
   };
   int online = 0;
   std::optional<std::int64_t> oldest;
-  QList<StationHealthLine> lines;
   for (int r = 1; r < VsFList1->rows(); ++r) {
-    const RowKey& k = rowKey(r);
-    const StationHealth* h = health_.find(k.port, k.address);
-    const HealthTexts t = healthTexts(h, now, round);
-    QString last;
-    if (t.ageUs) last = wallNow.addMSecs(-*t.ageUs / 1000).toString(QStringLiteral("HH:mm:ss"));
-    setText(r, kFirstHealthColumn, last);
+    const RowKey k = rowKey(r);
+    const HealthTexts t = healthTexts(health_.find(k.port, k.address), now, round);
+    setText(r, kFirstHealthColumn, lastReplyText(r, t, now));
     setText(r, kFirstHealthColumn + 1, q(t.age));
     setText(r, kFirstHealthColumn + 2, q(t.share));
     // Stale and silent rows are grey, their age red; a fresh row has the grid's own colours.
@@ -488,24 +494,27 @@ void FrmGlobalMonitoring::refreshHealth() {
     }
     if (t.state == Freshness::Fresh) ++online;
     if (t.ageUs && (!oldest || *t.ageUs > *oldest)) oldest = t.ageUs;
+  }
+  const QString status = QStringLiteral("在线站点 %1/%2    最旧读数 %3")
+                             .arg(online)
+                             .arg(VsFList1->rows() - 1)
+                             .arg(oldest ? q(ageText(*oldest)) : QStringLiteral("无"));
+  if (status == healthStatus_) return;
+  healthStatus_ = status;
+  if (healthListener()) healthListener()(status);
+}
 
-    StationHealthLine line;
-    line.name = VsFList1->textMatrix(r, 0);
-    line.treeKey = k.portText + "," + VsFList1->textMatrix(r, 1);
-    line.state = t.state;
-    if (t.state == Freshness::NeverAnswered)
-      line.tooltip = QStringLiteral("无应答");
-    else if (t.ageUs)
-      line.tooltip = QStringLiteral("最后应答 %1，距今 %2，应答率 %3").arg(last, q(t.age), q(t.share));
-    lines.append(line);
+QString FrmGlobalMonitoring::healthTooltip(const QString& treeKey) const {
+  for (int r = 1; r < VsFList1->rows(); ++r) {
+    const RowKey k = rowKey(r);
+    if (k.portText + "," + VsFList1->textMatrix(r, 1) != treeKey) continue;
+    const std::int64_t now = nowUs();
+    const HealthTexts t = healthTexts(health_.find(k.port, k.address), now, roundLengthUs());
+    if (t.state == Freshness::NeverAnswered) return QStringLiteral("无应答");
+    if (!t.ageUs) return {};
+    return QStringLiteral("最后应答 %1，距今 %2，应答率 %3").arg(lastReplyText(r, t, now), q(t.age), q(t.share));
   }
-  if (healthListener()) {
-    const QString status = QStringLiteral("在线站点 %1/%2    最旧读数 %3")
-                               .arg(online)
-                               .arg(VsFList1->rows() - 1)
-                               .arg(oldest ? q(ageText(*oldest)) : QStringLiteral("无"));
-    healthListener()(status, lines);
-  }
+  return {};
 }
 
 void FrmGlobalMonitoring::readDatasA3(Bytes& reply) {

@@ -51,16 +51,9 @@ struct ReplyListener {
   Reply realTime;
 };
 
-// The link health of one station as the main window shows it in its tree.
-struct StationHealthLine {
-  QString name;
-  QString treeKey;  // the tree's key of the station: "COM3,9600,1"
-  QString tooltip;  // "最后应答 ... 距今 ... 应答率 ..." or "无应答"
-  Freshness state = Freshness::Unknown;
-};
-// Told at every refresh of the link health (once a second): the status bar text and the lines
-// of the stations. The main window registers itself here.
-using HealthListener = std::function<void(const QString& status, const QList<StationHealthLine>& stations)>;
+// Told when the status line of the link health changes (checked once a second): "在线站点 n/m
+// 最旧读数 ...". The main window registers itself here.
+using HealthListener = std::function<void(const QString& status)>;
 
 class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMonitoring> {
   Q_OBJECT
@@ -110,9 +103,13 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
 
   // --- Link health (from the exchanges the sessions report; no request of its own) ----------
   static void setHealthListener(HealthListener listener);
-  // Recomputes the health columns, the status line and the tree's lines (the timer does this
-  // every second).
+  // Recomputes the health columns and the status line (the timer does this every second); only
+  // cells and a status whose text changed are set.
   void refreshHealth();
+  // The tree's tooltip of a station by its tree key ("COM3,9600,1": port and device ID), made
+  // when the tooltip is about to show: "最后应答 ..., 距今 ..., 应答率 ..." or "无应答"; empty
+  // while nothing is known or no row has that key.
+  QString healthTooltip(const QString& treeKey) const;
   // The texts of the three health columns of a row, and its state.
   HealthTexts healthOf(int row) const;
   // The length of a round that the staleness is measured against (microseconds).
@@ -171,13 +168,15 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   void dispatchReply(int row, Bytes& reply);
   void roundBegins();
 
-  // Port name and address of a row's station, from the store (cached until the rows change).
+  // Port name and address of a row's station, from the store's lookup as it is now.
   struct RowKey {
     std::string port;  // "COM3"
     QString portText;  // "COM3,9600"
     int address = -1;
   };
-  const RowKey& rowKey(int row) const;
+  RowKey rowKey(int row) const;
+  // The wall clock time of a row's last good reply, "HH:mm:ss": made once per reply.
+  QString lastReplyText(int row, const HealthTexts& t, std::int64_t now) const;
 
   platform::FlexGrid* VsFList1;
   QLineEdit* Text1;  // the hexadecimal text of the last reply; not shown
@@ -198,7 +197,13 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   int observerId_ = 0;
   std::int64_t lastRoundStartUs_ = -1;
   std::int64_t measuredRoundUs_ = 0;
-  mutable QHash<QString, RowKey> rowKeys_;
+  // Per row: the last good reply that the clock text was made for, and the text.
+  struct LastReplyClock {
+    std::int64_t ageBaseUs = -1;
+    QString text;
+  };
+  mutable std::vector<LastReplyClock> lastReplyClock_;
+  QString healthStatus_;
 };
 
 }  // namespace xl::monitoring

@@ -123,8 +123,21 @@ FrmHlstoryMonitoring::FrmHlstoryMonitoring()
   Command6 = makeButton(this, "Command6", QStringLiteral("曲线"));
   Command7 = makeButton(this, "Command7", QStringLiteral("柱状图"));
   Command8 = makeButton(this, "Command8", QStringLiteral("导出到excel表格"));
-  for (QWidget* w : std::initializer_list<QWidget*>{daysLabel, Combo2, Text2, agoLabel, Command5})
-    commands->addWidget(w);
+  // The days box and the reading's progress box share one place of one size: while a reading
+  // runs the progress box stands where the days box was, and nothing beside them moves.
+  auto* daysSlot = new QWidget(this);
+  daysSlot->setObjectName("DaysSlot");
+  auto* slotLayout = new QGridLayout(daysSlot);
+  slotLayout->setContentsMargins(0, 0, 0, 0);
+  for (QWidget* w : {static_cast<QWidget*>(Combo2), static_cast<QWidget*>(Text2)}) {
+    w->setMinimumWidth(0);
+    w->setMaximumWidth(QWIDGETSIZE_MAX);
+    w->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    slotLayout->addWidget(w, 0, 0);
+  }
+  // The days box's own size; the progress box (a few digits) fits in it.
+  daysSlot->setFixedSize(Combo2->sizeHint().width(), std::max(Combo2->sizeHint().height(), Text2->sizeHint().height()));
+  for (QWidget* w : std::initializer_list<QWidget*>{daysLabel, daysSlot, agoLabel, Command5}) commands->addWidget(w);
   commands->addSpacing(24);
   for (QWidget* w : std::initializer_list<QWidget*>{itemLabel, Combo3, Command6, Command7, Command8})
     commands->addWidget(w);
@@ -286,8 +299,10 @@ GridRows FrmHlstoryMonitoring::gridRows() const {
 void FrmHlstoryMonitoring::drawChart(short chartType) {
   const auto request = chartRequest(gridRows(), Combo3->currentText().toStdString(), chartType);
   if (!request) return;  // no item, or no marked row: no chart and no message
+  QStringList days;
+  for (const std::string& d : request->days) days << q(d);
   FrmChart::instance().showChart(request->values, static_cast<int>(request->values.size()), request->chartType,
-                                 q(request->title));
+                                 q(request->title), days);
 }
 
 // --- Export --------------------------------------------------------------------------------

@@ -167,7 +167,10 @@ std::optional<ChartRequest> chartRequest(const GridRows& grid, std::string_view 
   if (!column) return std::nullopt;
   ChartRequest c;
   for (std::size_t r = 1; r < grid.size(); ++r)
-    if (isMarked(cellOf(grid[r], 0))) c.values.push_back(val(cellOf(grid[r], *column)));
+    if (isMarked(cellOf(grid[r], 0))) {
+      c.values.push_back(val(cellOf(grid[r], *column)));
+      c.days.emplace_back(cellOf(grid[r], 1));
+    }
   if (c.values.empty()) return std::nullopt;
   c.chartType = chartType;
   c.title = std::string(combo3Text);

@@ -161,6 +161,7 @@ std::string toggledMark(std::string_view mark);
 // What Command6 and Command7 hand to the chart window.
 struct ChartRequest {
   std::vector<double> values;  // Val of the chosen column of every marked row, top to bottom
+  std::vector<std::string> days;  // the "天前" text of the same rows: the chart's row labels
   short chartType = kLineChart;
   std::string title;           // the text of Combo3
   int axisTop = 0;             // the value axis runs from 0 to here

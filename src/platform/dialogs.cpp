@@ -2,6 +2,9 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QFileIconProvider>
+#include <QFileInfo>
+#include <QLocale>
 #include <QGridLayout>
 #include <QMessageBox>
 #include <stdexcept>
@@ -56,24 +59,58 @@ int QtDialogs::msgBox(const QString& text, int style, const QString& title) {
   }
 }
 
+QString QtDialogs::startFolder(const QString& wanted) const {
+  if (!wanted.trimmed().isEmpty() && QFileInfo(wanted).isDir()) return QFileInfo(wanted).absoluteFilePath();
+  const QString home = homeFolder_ ? homeFolder_() : QString();
+  return !home.isEmpty() && QFileInfo(home).isDir() ? QFileInfo(home).absoluteFilePath() : QString();
+}
+
+namespace {
+
+// The kind column of the file dialogs in Chinese: Qt's translation leaves it English.
+class ChineseKinds : public QFileIconProvider {
+ public:
+  QString type(const QFileInfo& info) const override {
+    if (info.isDir()) return QStringLiteral("文件夹");
+    const QString suffix = info.suffix();
+    return suffix.isEmpty() ? QStringLiteral("文件") : suffix.toUpper() + QStringLiteral(" 文件");
+  }
+};
+
+// Qt's own file dialog (the same on every desktop), in Chinese: the captions and buttons from
+// Qt's translation, the kinds from ChineseKinds (the dates column follows the system's locale).
+QString runFileDialog(const QString& title, const QString& folder, const QString& filter,
+                      QFileDialog::AcceptMode accept, QFileDialog::FileMode mode) {
+  QFileDialog dialog(QApplication::activeWindow(), title, folder, filter);
+  dialog.setOption(QFileDialog::DontUseNativeDialog);
+  dialog.setLocale(QLocale(QLocale::Chinese, QLocale::China));
+  ChineseKinds kinds;
+  dialog.setIconProvider(&kinds);
+  dialog.setAcceptMode(accept);
+  dialog.setFileMode(mode);
+  if (accept == QFileDialog::AcceptSave && filter.startsWith(QStringLiteral("*.")) && !filter.contains(u' '))
+    dialog.setDefaultSuffix(filter.mid(2));
+  if (mode == QFileDialog::Directory) dialog.setOption(QFileDialog::ShowDirsOnly);
+  if (dialog.exec() != QDialog::Accepted) return {};
+  return dialog.selectedFiles().value(0);
+}
+
+}  // namespace
+
 QString QtDialogs::openFileName(const QString& title, const QString& filter) {
-  return QFileDialog::getOpenFileName(QApplication::activeWindow(), title, {}, filter);
+  return runFileDialog(title, startFolder({}), filter, QFileDialog::AcceptOpen, QFileDialog::ExistingFile);
 }
 
 // The dialog adds the filter's suffix ("*.txt" gives "txt") to a name typed without one before it
 // asks whether to replace an existing file, so the question names the file that is written.
 QString QtDialogs::saveFileName(const QString& title, const QString& filter) {
-  QFileDialog dialog(QApplication::activeWindow(), title, {}, filter);
-  dialog.setAcceptMode(QFileDialog::AcceptSave);
-  dialog.setFileMode(QFileDialog::AnyFile);
-  if (filter.startsWith(QStringLiteral("*.")) && !filter.contains(u' ')) dialog.setDefaultSuffix(filter.mid(2));
-  if (dialog.exec() != QDialog::Accepted) return {};
-  const QStringList chosen = dialog.selectedFiles();
-  return chosen.isEmpty() ? QString() : chosen.first();
+  return runFileDialog(title, startFolder({}), filter, QFileDialog::AcceptSave, QFileDialog::AnyFile);
 }
 
-QString QtDialogs::chooseFolder(const QString& prompt) {
-  return QFileDialog::getExistingDirectory(QApplication::activeWindow(), prompt);
+QString QtDialogs::chooseFolder(const QString& prompt) { return chooseFolderIn(prompt, {}); }
+
+QString QtDialogs::chooseFolderIn(const QString& prompt, const QString& startIn) {
+  return runFileDialog(prompt, startFolder(startIn), {}, QFileDialog::AcceptOpen, QFileDialog::Directory);
 }
 
 }  // namespace xl::platform

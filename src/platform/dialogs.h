@@ -3,6 +3,7 @@
 // implementation that answers from a queue and records what was shown.
 
 #include <QString>
+#include <functional>
 
 class QWidget;
 
@@ -25,23 +26,37 @@ class Dialogs {
   virtual QString saveFileName(const QString& title, const QString& filter) = 0;
   // A folder; empty when none was chosen.
   virtual QString chooseFolder(const QString& prompt) = 0;
+  // The same, opening in `startIn` (a box's folder) when that folder exists.
+  virtual QString chooseFolderIn(const QString& prompt, const QString& startIn) {
+    (void)startIn;
+    return chooseFolder(prompt);
+  }
 };
 
 Dialogs& dialogs();
 void setDialogs(Dialogs* d);
 
 // Real Qt dialogs, parented to the active window. A message box without a title of its own
-// carries the program's title, and is wide enough to show it whole.
+// carries the program's title, and is wide enough to show it whole. File and folder dialogs
+// open in the folder asked for when it exists, else in `homeFolder()` (the program directory),
+// never in the working directory of whoever started the program; they are Qt's own dialogs,
+// so their columns and buttons speak the language of Qt's installed translation.
 class QtDialogs : public Dialogs {
  public:
-  explicit QtDialogs(QString programTitle = {}) : programTitle_(std::move(programTitle)) {}
+  explicit QtDialogs(QString programTitle = {}, std::function<QString()> homeFolder = {})
+      : programTitle_(std::move(programTitle)), homeFolder_(std::move(homeFolder)) {}
   int msgBox(const QString& text, int style, const QString& title) override;
   QString openFileName(const QString& title, const QString& filter) override;
   QString saveFileName(const QString& title, const QString& filter) override;
   QString chooseFolder(const QString& prompt) override;
+  QString chooseFolderIn(const QString& prompt, const QString& startIn) override;
+
+  // The folder a dialog opens in for `wanted` ("" when none is named).
+  QString startFolder(const QString& wanted) const;
 
  private:
   QString programTitle_;
+  std::function<QString()> homeFolder_;
 };
 
 }  // namespace xl::platform

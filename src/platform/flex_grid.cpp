@@ -4,6 +4,7 @@
 #include <QHeaderView>
 #include <QLocale>
 #include <QPalette>
+#include <QStyleOptionHeader>
 #include <QStyledItemDelegate>
 
 namespace xl::platform {
@@ -41,9 +42,34 @@ class FormatDelegate : public QStyledItemDelegate {
   FlexGrid* grid_;
 };
 
+// The column header in the grid's own weight. Qt's header measures its sections in bold (room
+// for a highlighted section) and draws the current column's section bold, which loads a second
+// face of the Chinese font (megabytes resident) for the captions alone; here no section is
+// highlighted and the size is measured in the font it is drawn in.
+class PlainHeader : public QHeaderView {
+ public:
+  explicit PlainHeader(QWidget* parent) : QHeaderView(Qt::Horizontal, parent) { setHighlightSections(false); }
+
+ protected:
+  QSize sectionSizeFromContents(int logicalIndex) const override {
+    if (!model()) return {};
+    QStyleOptionHeader opt;
+    initStyleOption(&opt);
+    opt.section = logicalIndex;
+    opt.text = model()->headerData(logicalIndex, orientation(), Qt::DisplayRole).toString();
+    const QVariant font = model()->headerData(logicalIndex, orientation(), Qt::FontRole);
+    opt.fontMetrics = font.canConvert<QFont>() ? QFontMetrics(qvariant_cast<QFont>(font)) : fontMetrics();
+    QSize size = style()->sizeFromContents(QStyle::CT_HeaderSection, &opt, QSize(), this);
+    const QVariant hint = model()->headerData(logicalIndex, orientation(), Qt::SizeHintRole);
+    if (hint.canConvert<QSize>()) size = size.expandedTo(qvariant_cast<QSize>(hint));
+    return size;
+  }
+};
+
 }  // namespace
 
 FlexGrid::FlexGrid(QWidget* parent) : QTableWidget(parent) {
+  setHorizontalHeader(new PlainHeader(this));
   setItemDelegate(new FormatDelegate(this));
   verticalHeader()->setVisible(false);
   setEditTriggers(QAbstractItemView::NoEditTriggers);

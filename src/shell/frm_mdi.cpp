@@ -1,6 +1,7 @@
 #include "shell/frm_mdi.h"
 
 #include <QCloseEvent>
+#include <QHelpEvent>
 #include <QDockWidget>
 #include <QGuiApplication>
 #include <QScreen>
@@ -56,6 +57,13 @@ FrmMDI::FrmMDI() {
 
   mdiArea_ = new QMdiArea(this);
   mdiArea_->setObjectName("MDIClient");
+  ui::onEvent(mdiArea_->viewport(), QEvent::Resize, [this](QEvent*) {
+    for (QMdiSubWindow* sub : mdiArea_->subWindowList())
+      if (sub->property("xlPlaceLater").toBool() && mdiArea_->isVisible()) {
+        sub->setProperty("xlPlaceLater", QVariant());
+        if (!sub->isMaximized()) placeChild(sub);
+      }
+  });
   setCentralWidget(mdiArea_);
   VsFList1 = new platform::FlexGrid(this);
   VsFList1->setObjectName("VsFList1");
@@ -70,16 +78,20 @@ FrmMDI::FrmMDI() {
   Timer2.setOnTick([this] { Timer2_Timer(); });
 
   // The link health of the scan: stations online of all and the oldest reading in the status
-  // bar, each station's line as the tooltip of its node.
+  // bar (set when its text changes), each station's line as the tooltip of its node, made when
+  // the tooltip is about to show.
   healthStatus_ = new QLabel(this);
   healthStatus_->setObjectName("HealthStatus");
   statusBar()->addWidget(healthStatus_);
-  monitoring::FrmGlobalMonitoring::setHealthListener(
-      [this](const QString& status, const QList<monitoring::StationHealthLine>& stations) {
-        healthStatus_->setText(status);
-        for (const auto& s : stations)
-          if (QTreeWidgetItem* n = nodes_.value(s.treeKey); n && n->toolTip(0) != s.tooltip) n->setToolTip(0, s.tooltip);
-      });
+  monitoring::FrmGlobalMonitoring::setHealthListener([this](const QString& status) {
+    if (healthStatus_->text() != status) healthStatus_->setText(status);
+  });
+  ui::onEvent(treeView1_->viewport(), QEvent::ToolTip, [this](QEvent* e) {
+    QTreeWidgetItem* item = treeView1_->itemAt(static_cast<QHelpEvent*>(e)->pos());
+    if (!item || !item->parent() || !monitoring::FrmGlobalMonitoring::exists()) return;
+    const QString tip = monitoring::FrmGlobalMonitoring::instance().healthTooltip(nodes_.key(item));
+    if (item->toolTip(0) != tip) item->setToolTip(0, tip);
+  });
 }
 
 FrmMDI::~FrmMDI() {
@@ -250,15 +262,25 @@ void FrmMDI::showChild(QWidget* screen) {
   if (!sub) {
     sub = mdiArea_->addSubWindow(screen);
     sub->setWindowIcon(screen->windowIcon().isNull() ? appIcon() : screen->windowIcon());
-    // A new child takes most of the middle area, so a table shows most of its columns.
-    const QSize area = mdiArea_->viewport()->size();
-    sub->resize(std::max(600, area.width() - 20), std::max(300, area.height() - 20));
-    sub->move(0, 0);
+    // A new child takes most of the middle area, so a table shows most of its columns; every
+    // child gets the same size, so none shows its border beside another. Before the main
+    // window is laid out the area has no size yet: the child is sized at the area's first
+    // real size.
+    if (mdiArea_->isVisible())
+      placeChild(sub);
+    else
+      sub->setProperty("xlPlaceLater", true);
   }
   screen->show();
   sub->show();
   mdiArea_->setActiveSubWindow(sub);
   sub->raise();
+}
+
+void FrmMDI::placeChild(QMdiSubWindow* sub) {
+  const QSize area = mdiArea_->viewport()->size();
+  sub->resize(std::max(600, area.width() - 20), std::max(300, area.height() - 20));
+  sub->move(0, 0);
 }
 
 void FrmMDI::MDIForm_Load() {

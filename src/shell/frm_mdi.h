@@ -18,6 +18,7 @@ class QAction;
 class QDockWidget;
 class QLabel;
 class QMdiArea;
+class QMdiSubWindow;
 class QMenu;
 class QPlainTextEdit;
 class QToolBar;
@@ -103,6 +104,8 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void closeEvent(QCloseEvent* event) override;
 
  private:
+  // Gives a child its place: the area's top left, the area's size less a margin.
+  void placeChild(QMdiSubWindow* sub);
   FrmMDI();
   ~FrmMDI() override;
   void buildMenus();

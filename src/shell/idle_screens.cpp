@@ -28,7 +28,7 @@ FrmAbout::FrmAbout() : ui::ModalForm<FrmAbout>("FrmAbout", QStringLiteral("关�
   name->setObjectName("Label1");
   QFont big = name->font();
   big.setPointSizeF(big.pointSizeF() * 1.4);
-  big.setBold(true);
+  // Larger, not bold: a bold face of the Chinese font would be loaded for these few words.
   name->setFont(big);
   auto* version = new QLabel(QStringLiteral("版本 ") + QStringLiteral(XL_VERSION), this);
   version->setObjectName("Label2");

@@ -43,9 +43,10 @@ QLabel* addCaptioned(QGridLayout* grid, QWidget* parent, int row, int column, co
 }
 
 QLabel* labelFor(const QWidget* box) {
-  if (!box || !box->parentWidget()) return nullptr;
-  for (QLabel* label : box->parentWidget()->findChildren<QLabel*>())
-    if (label->buddy() == box) return label;
+  // The caption stands beside the box or, for a box inside a holder, beside the holder.
+  for (const QWidget* w = box ? box->parentWidget() : nullptr; w; w = w->isWindow() ? nullptr : w->parentWidget())
+    for (QLabel* label : w->findChildren<QLabel*>())
+      if (label->buddy() == box) return label;
   return nullptr;
 }
 

@@ -6,6 +6,8 @@
 
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
+#include <functional>
 #include <gtest/gtest.h>
 
 #include "core/app_state.h"
@@ -162,4 +164,39 @@ TEST_F(StationStore, AnUpdateReplacesTheRowOrLosesNothing) {
   EXPECT_FALSE(findStation("S1"));
   EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"S2", "S9"}));
   EXPECT_EQ(getStationDeviceID("S9"), "5");
+}
+
+// The lookup by name is cached; every change, through the routines or by another tool on the
+// file, is seen at the next lookup.
+TEST_F(StationStore, TheCachedLookupFollowsEveryChange) {
+  ASSERT_TRUE(createStore());
+  ASSERT_TRUE(insertStation(station("S1", "COM3,9600", "1")));
+  ASSERT_TRUE(insertStation(station("s1", "COM4,9600", "7")));  // the first row of a name counts
+  EXPECT_EQ(getStationPort("S1"), "COM3,9600");
+  EXPECT_EQ(getStationDeviceID("s1"), "1");
+  EXPECT_EQ(getStationPort(QStringLiteral("Ｓ1")), "");  // only ASCII letters fold, as in the file
+
+  const struct {
+    const char* what;
+    std::function<void()> change;
+    QString name, port, id;
+  } steps[] = {
+      {"insert", [] { insertStation(station("S2", "COM5,9600", "2")); }, "S2", "COM5,9600", "2"},
+      {"update", [] { updateStation("S2", station("S2", "COM6,9600", "3")); }, "S2", "COM6,9600", "3"},
+      {"rename", [] { updateStation("S2", station("S3", "COM6,9600", "3")); }, "S2", "", ""},
+      {"delete", [] { deleteStation("S1"); }, "S1", "", ""},
+      {"another tool",
+       [this] {
+         execute("update Station set Port = 'COM8,9600' where StationName = 'S3'");
+         QThread::msleep(300);  // the file is looked at again after 250 ms
+       },
+       "S3", "COM8,9600", "3"},
+      {"another file", [this] { setStationStorePath(dir_.filePath("none")); }, "S3", "", ""},
+  };
+  for (const auto& step : steps) {
+    getStationPort(step.name);  // cached before the change
+    step.change();
+    EXPECT_EQ(getStationPort(step.name), step.port) << step.what;
+    EXPECT_EQ(getStationDeviceID(step.name), step.id) << step.what;
+  }
 }

@@ -7,6 +7,8 @@
 #   history.png   the screen after the reading of 30 days
 #   curve.png     the chart window with the curve of "蓄电池最低电压(V)"
 #   bars.png      the chart window with the bars of the same item
+#   reading.png   the screen while the reading runs: the progress box in the days box's place
+#   export.png    the file dialog of "导出到excel表格", in the program directory, in Chinese
 # Fails when the console does not stay up, when no history request reached the simulator, or
 # when a picture is nearly blank.
 set -euo pipefail
@@ -26,6 +28,8 @@ CURVE_DX=${CURVE_DX:-800}       # "曲线"
 CURVE_DY=${CURVE_DY:-165}
 BARS_DX=${BARS_DX:-885}         # "柱状图"
 BARS_DY=${BARS_DY:-165}
+EXPORT_DX=${EXPORT_DX:-1000}    # "导出到excel表格"
+EXPORT_DY=${EXPORT_DY:-165}
 
 source "$(dirname "$0")/x_lib.sh"
 
@@ -50,7 +54,9 @@ if [ "${1:-}" = "--inside-x" ]; then
   xsend key 3 0
   sleep 0.3
   xsend click $(at $READ_DX $READ_DY)
-  sleep 6  # 31 ticks of 150 ms
+  sleep 1.5
+  import -window root "$out/reading.png"
+  sleep 4.5  # 31 ticks of 150 ms
   xsend click $(at $COMBO3_DX $COMBO3_DY)
   sleep 0.5
   xsend key Down Return
@@ -74,6 +80,12 @@ if [ "${1:-}" = "--inside-x" ]; then
   }
   chart $CURVE_DX $CURVE_DY curve
   chart $BARS_DX $BARS_DY bars
+  xsend click $(at $EXPORT_DX $EXPORT_DY)
+  for _ in $(seq 1 40); do xwininfo -name "导出到excel表格" 2>/dev/null | grep -q IsViewable && break; sleep 0.25; done
+  sleep 1.5
+  import -window root "$out/export.png"
+  xsend key Escape
+  sleep 0.5
   if [ "$(grep -c '03 F0' "$bin/sim.log")" -lt 31 ]; then
     echo "fewer than 31 history requests reached the simulator" >&2
     status=1

@@ -8,6 +8,8 @@
 #include <QAction>
 #include <QComboBox>
 #include <QFile>
+#include <QHelpEvent>
+#include <QApplication>
 #include <QLabel>
 #include <QPushButton>
 #include <QtTest/QTest>
@@ -54,6 +56,17 @@ class LinkHealthTest : public testing::ConsoleFixture {
   }
   platform::FlexGrid* table() { return grid(scan(), "VsFList1"); }
   QString status() { return testing::control<QLabel>(mdi(), "HealthStatus")->text(); }
+  // The tooltip of a station's node, as the tree makes it when the mouse rests there.
+  QString tooltipOf(const QString& key) {
+    mdi().show();
+    auto* tree = testing::control<QTreeWidget>(mdi(), "TreeView1");
+    tree->expandAll();
+    QTreeWidgetItem* item = mdi().node(key);
+    const QPoint at = tree->visualItemRect(item).center();
+    QHelpEvent e(QEvent::ToolTip, at, tree->viewport()->mapToGlobal(at));
+    QApplication::sendEvent(tree->viewport(), &e);
+    return item->toolTip(0);
+  }
 
   sim::Bus bus{driver};
   sim::Controller* station1 = nullptr;
@@ -96,7 +109,7 @@ TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextRep
   EXPECT_FALSE(table()->textMatrix(2, 4).isEmpty());
   EXPECT_TRUE(scan().answered(2));
   EXPECT_EQ(status(), QStringLiteral("在线站点 1/2    最旧读数 34秒"));
-  const QString tip = mdi().node("COM3,9600,2")->toolTip(0);
+  const QString tip = tooltipOf("COM3,9600,2");
   EXPECT_TRUE(tip.startsWith(QStringLiteral("最后应答 "))) << tip.toStdString();
   EXPECT_TRUE(tip.contains(QStringLiteral("距今 34秒"))) << tip.toStdString();
   EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 2);  // the tree's images stay as they are
@@ -152,7 +165,7 @@ TEST_F(LinkHealthTest, StationThatNeverAnsweredIsMarked) {
   EXPECT_EQ(table()->textMatrix(3, kShare), QStringLiteral("0%"));
   EXPECT_EQ(table()->cellForeColor(3, kAge), QColor(200, 0, 0));
   EXPECT_EQ(table()->cellForeColor(3, 0), QColor(150, 150, 150));
-  EXPECT_EQ(mdi().node("COM3,9600,3")->toolTip(0), QStringLiteral("无应答"));
+  EXPECT_EQ(tooltipOf("COM3,9600,3"), QStringLiteral("无应答"));
   EXPECT_EQ(status().left(12), QStringLiteral("在线站点 2/3    "));
   // The health columns come after the fourteen and the hidden mark.
   EXPECT_EQ(table()->colIndex(monitoring::FrmGlobalMonitoring::kAnswerKey), 14);

@@ -179,6 +179,7 @@ TEST(HistoryCharts, MarkedRowsOfTheChosenColumnOldestFirst) {
   const auto c = chartRequest(grid, "最大充电功率(W)", kLineChart);
   ASSERT_TRUE(c);
   EXPECT_EQ(c->values, (std::vector<double>{150, 180}));
+  EXPECT_EQ(c->days, (std::vector<std::string>{"3", "0"}));
   EXPECT_EQ(c->chartType, kLineChart);
   EXPECT_EQ(c->title, "最大充电功率(W)");
   EXPECT_EQ(c->axisTop, 199);  // 180 x 1.1 = 198, plus 1

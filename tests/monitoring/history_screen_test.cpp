@@ -46,7 +46,8 @@ struct ChartSeen {
   short type = 0;
   QList<double> values;
   double axisMin = -1, axisMax = -1;
-  bool legend = true, rowLabels = true;
+  bool legend = true;
+  QStringList rowLabels;
   QString title;
 };
 
@@ -74,7 +75,7 @@ class HistoryScreenTest : public testing::ConsoleFixture {
     ui::setModalRunner([this](ui::DialogForm& form) {
       const auto& c = static_cast<FrmChart&>(form);
       charts.push_back({c.chartType(), c.values(), c.axisMinimum(), c.axisMaximum(), c.legendShown(),
-                        c.rowLabelsShown(), c.title()});
+                        c.rowLabels(), c.title()});
     });
   }
   void TearDown() override {
@@ -196,7 +197,13 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
 
   days()->setEditText("3");
   const std::int64_t t0 = nowMs();
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+  const QRect daysPlace = days()->geometry(), readPlace = button(history(), "Command5")->geometry();
   click("Command5");
+  // The progress box takes the days box's place exactly; nothing beside it moves.
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+  EXPECT_EQ(edit(history(), "Text2")->geometry(), daysPlace);
+  EXPECT_EQ(button(history(), "Command5")->geometry(), readPlace);
   EXPECT_EQ(history().pendingRead, 2);
   EXPECT_FALSE(button(history(), "Command5")->isEnabled());
   EXPECT_EQ(rows()->rows(), 5);
@@ -391,6 +398,7 @@ TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottom) {
   EXPECT_EQ(charts[0].values, (QList<double>{12.4, 0, 0, 11.8}));
   EXPECT_EQ(charts[0].axisMax, 14);  // 12.4 x 1.1 = 13.64
   EXPECT_EQ(charts[0].title, QStringLiteral("蓄电池最低电压(V)"));
+  EXPECT_EQ(charts[0].rowLabels, (QStringList{"3", "2", "1", "0"}));  // the rows' days ago
 
   // A click anywhere in a row toggles its mark; unmarked rows stay out.
   clickRow(2, 0);
@@ -401,6 +409,7 @@ TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottom) {
   ASSERT_EQ(charts.size(), 2u);
   EXPECT_EQ(charts[1].type, 1);
   EXPECT_EQ(charts[1].values, (QList<double>{150, 0}));
+  EXPECT_EQ(charts[1].rowLabels, (QStringList{"3", "0"}));
   clickRow(2);
   EXPECT_EQ(rows()->textMatrix(2, 0), "-1");
 
@@ -507,15 +516,19 @@ TEST_F(ChartWindowTest, AxisTopsRowsTypesAndResizing) {
   EXPECT_EQ(chart.values(), (QList<double>{5, 50}));
   EXPECT_EQ(chart.axisMaximum(), 56);
   EXPECT_FALSE(chart.legendShown());
-  EXPECT_FALSE(chart.rowLabelsShown());
-  EXPECT_EQ(shown, 3);
+  EXPECT_EQ(chart.rowLabels(), (QStringList{"1", "2"}));  // no labels given: the rows' numbers
+  // A long reading: labels thinned to at most 18, the first row's always among them.
+  chart.showChart(std::vector<double>(100, 1.0), 100, 1, "d");
+  EXPECT_EQ(chart.rowLabels().size(), 17);
+  EXPECT_EQ(chart.rowLabels().front(), "1");
+  EXPECT_EQ(shown, 4);
 
   // The chart follows the window; a window too small leaves it as it was.
   chart.show();
   chart.resize(900, 600);
   QChartView* view = chart.chartView();
   EXPECT_EQ(view->width(), 900 - 2 * view->x());
-  EXPECT_EQ(view->height(), 600 - 2 * view->y());
+  EXPECT_EQ(view->height(), 600 - view->y() - view->x());  // no empty strip under the chart
   chart.resize(20, 20);
   EXPECT_EQ(view->width(), 900 - 2 * view->x());
   chart.hide();

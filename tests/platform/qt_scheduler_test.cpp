@@ -6,9 +6,11 @@
 
 #include "support/qt_app.h"
 #include <QElapsedTimer>
-#include <QFile>
+#include <QAbstractFileIconProvider>
 #include <QDialogButtonBox>
+#include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QLineEdit>
 #include <QTemporaryDir>
 #include <QMessageBox>
@@ -181,6 +183,36 @@ TEST(QtDialogs, SaveDialogAddsTheFiltersSuffixBeforeItAsksToReplace) {
   typeName(dir.filePath("p3"));
   EXPECT_EQ(dialogs.saveFileName("导出设置", "*.txt"), dir.filePath("p3.txt"));
   EXPECT_TRUE(question.contains("p3.txt")) << question.toStdString();
+}
+
+// File and folder dialogs open in the folder asked for when it exists, else in the program's
+// home folder, never in the working directory.
+TEST(QtDialogsFolders, DialogsOpenInTheNamedFolderElseTheHomeFolder) {
+  app();
+  QTemporaryDir home, named;
+  QtDialogs dialogs({}, [&] { return home.path(); });
+  const struct {
+    std::function<QString()> open;
+    QString expected;
+  } cases[] = {
+      {[&] { return dialogs.saveFileName("s", "*.csv"); }, home.path()},
+      {[&] { return dialogs.openFileName("o", "*.txt"); }, home.path()},
+      {[&] { return dialogs.chooseFolderIn("f", named.path()); }, named.path()},
+      {[&] { return dialogs.chooseFolderIn("f", named.path() + "/gone"); }, home.path()},
+  };
+  for (const auto& c : cases) {
+    QString seen, kind;
+    QTimer::singleShot(200, [&] {
+      if (auto* d = qobject_cast<QFileDialog*>(QApplication::activeModalWidget())) {
+        seen = d->directory().absolutePath();
+        kind = d->iconProvider() ? d->iconProvider()->type(QFileInfo(home.path())) : QString();
+        d->reject();
+      }
+    });
+    EXPECT_TRUE(c.open().isEmpty());
+    EXPECT_EQ(QFileInfo(seen).canonicalFilePath(), QFileInfo(c.expected).canonicalFilePath());
+    EXPECT_EQ(kind, QStringLiteral("文件夹"));  // the kind column in Chinese
+  }
 }
 
 }  // namespace

@@ -245,6 +245,20 @@ TEST_F(MainWindowTest, ClosingTheGlobalMonitorHidesItsFrameToo) {
   EXPECT_FALSE(scan().isHidden());
 }
 
+TEST_F(MainWindowTest, ChildWindowsOpenAtOneSize) {
+  start();  // the real-time monitor opens before the main window has its size
+  clock.advance(ms(300));
+  mdi().show();
+  QCoreApplication::sendPostedEvents();
+  mdi().action("HlstoryMonitoring")->trigger();
+  const auto frames = mdi().mdiArea()->subWindowList();
+  ASSERT_GE(frames.size(), 3);
+  for (QMdiSubWindow* w : frames) {
+    EXPECT_EQ(w->geometry(), frames.first()->geometry()) << w->widget()->objectName().toStdString();
+    EXPECT_GT(w->width(), 600);
+  }
+}
+
 TEST_F(MainWindowTest, StationNamedLikeACommentKeepsItsRecorderMark) {
   setPorts({"COM3,9600"});
   addStation("#1", "COM3,9600", "1");
