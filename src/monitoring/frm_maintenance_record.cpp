@@ -358,9 +358,10 @@ void FrmMaintenanceRecord::flushReadings() {
   for (const QString& line : report.log) core::appendLog(line);
 }
 
-// A cancelled folder dialog gives no folder: the path stays as it was.
+// The folder dialog opens in the folder the path box names; a cancelled one gives no folder and
+// the path stays as it was.
 void FrmMaintenanceRecord::Command1_Click() {
-  const QString folder = core::browseFolder();
+  const QString folder = core::browseFolder(QStringLiteral("Select a folder."), LTextBox2->text());
   if (!folder.isEmpty()) LTextBox2->setText(folder);
 }
 

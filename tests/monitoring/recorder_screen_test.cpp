@@ -315,10 +315,11 @@ TEST_F(RecorderScreenTest, AcceptBoundsTheLimitsWritesEveryKeyAndAppliesThem) {
   EXPECT_EQ(control<QScrollBar>(r, "VScroll1")->value(), 4);
 
   // (The bounds themselves are the rule layer's: recorder_settings_test.)
-  // A cancelled folder dialog keeps the path.
+  // A cancelled folder dialog keeps the path; the dialog opens in the folder the box names.
   ui::showModal(&r, &mdi());
   QTest::mouseClick(button(r, "Command1"), Qt::LeftButton);
   EXPECT_EQ(edit(r, "LTextBox2")->text(), root);
+  EXPECT_EQ(dialogs.folderStart, root);
   // A folder that cannot be used is said once at the accept, and saved all the same; a text the
   // settings file cannot give back as typed is refused and nothing is saved.
   const QString missing = root + "/missing";

@@ -18,6 +18,7 @@ class ScriptedDialogs : public platform::Dialogs {
   std::vector<Shown> shown;
   std::deque<int> answers;         // message box answers; kOk when empty
   std::deque<QString> fileNames;   // open/save/folder answers; empty (cancel) when none left
+  QString folderStart;             // where the last folder dialog was asked to open
 
   int msgBox(const QString& text, int style, const QString&) override {
     shown.push_back({text, style});
@@ -29,6 +30,10 @@ class ScriptedDialogs : public platform::Dialogs {
   QString openFileName(const QString&, const QString&) override { return next(); }
   QString saveFileName(const QString&, const QString&) override { return next(); }
   QString chooseFolder(const QString&) override { return next(); }
+  QString chooseFolderIn(const QString&, const QString& startIn) override {
+    folderStart = startIn;
+    return next();
+  }
 
  private:
   QString next() {
