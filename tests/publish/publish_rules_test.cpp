@@ -76,7 +76,7 @@ Bytes realTimeReply() {
   return r;
 }
 
-TEST(StateJson, NumbersTextsAndFaultsAsTheRealTimeScreenReadsThem) {
+TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
   const QDateTime at(QDate(2026, 5, 1), QTime(8, 30, 0), QTimeZone(8 * 3600));
   const auto json = stateJson({"一号站", "1", "COM3,9600"}, realTimeReply(), at);
   ASSERT_TRUE(json);
@@ -98,11 +98,13 @@ TEST(StateJson, NumbersTextsAndFaultsAsTheRealTimeScreenReadsThem) {
   EXPECT_TRUE(o["load_on"].toBool());
   EXPECT_EQ(o["charge_state"].toInt(), 2);
   EXPECT_EQ(o["charge_state_text"].toString(), QStringLiteral("MPPT充电"));
-  // The fault word of register 0x0122, as on the real-time screen: over-voltage, not the
-  // over-discharge of 0x0121.
+  // The fault word of register 0x0121, as the scan's table and the alarms read it:
+  // over-discharge, not the over-voltage of 0x0122; both raw words as numbers.
   const QJsonObject f = o["faults"].toObject();
-  EXPECT_TRUE(f["battery_over_voltage"].toBool());
-  EXPECT_FALSE(f["battery_over_discharge"].toBool());
+  EXPECT_FALSE(f["battery_over_voltage"].toBool());
+  EXPECT_TRUE(f["battery_over_discharge"].toBool());
+  EXPECT_EQ(o["fault_word_0121"].toInt(), 0x0001);
+  EXPECT_EQ(o["fault_word_0122"].toInt(), 0x0002);
   EXPECT_EQ(f.size(), static_cast<int>(faults().size()));
   EXPECT_EQ(o["status"].toObject()["battery"].toString(), QStringLiteral("超压"));
   EXPECT_EQ(o["status"].toObject()["load"].toString(), QStringLiteral("已打开"));
