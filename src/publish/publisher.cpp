@@ -243,13 +243,9 @@ void Publisher::clearRetainedOf(const Topics& old) {
   QStringList names = stationNames_ ? stationNames_() : QStringList();
   for (const auto& [name, st] : stations_)
     if (!names.contains(name)) names << name;
-  const auto clear = [this](const std::string& topic) {
-    // Directly on the connection that still stands; else first in the queue of the next one.
-    if (connected_ && link_)
-      link_->publish(topic, {}, 1, true);
-    else
-      enqueue(topic, {});
-  };
+  // Through the queue, so that none is lost however many there are: they go out first on the
+  // next connection (the broker keeps retained messages whoever clears them).
+  const auto clear = [this](const std::string& topic) { enqueue(topic, {}); };
   for (const QString& name : names) {
     for (const auto& m : discoveryConfigs(old, {name, {}, {}}, std::nullopt)) clear(m.topic);
     clear(old.availability(s(name)));

@@ -106,7 +106,7 @@ TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
   EXPECT_EQ(o["fault_word_0121"].toInt(), 0x0001);
   EXPECT_EQ(o["fault_word_0122"].toInt(), 0x0002);
   EXPECT_EQ(f.size(), static_cast<int>(faults().size()));
-  EXPECT_EQ(o["status"].toObject()["battery"].toString(), QStringLiteral("超压"));
+  EXPECT_EQ(o["status"].toObject()["battery"].toString(), QStringLiteral("过放"));
   EXPECT_EQ(o["status"].toObject()["load"].toString(), QStringLiteral("已打开"));
   // Every value Home Assistant is told of is in the state.
   for (const auto& s : sensors()) EXPECT_TRUE(o.contains(QString::fromLatin1(s.key))) << s.key;
@@ -138,7 +138,7 @@ TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
     QJsonParseError err;
     const QJsonObject c = QJsonDocument::fromJson(m.payload, &err).object();
     ASSERT_EQ(err.error, QJsonParseError::NoError) << m.topic;
-    for (const char* key : {"name", "unique_id", "state_topic", "value_template", "availability_topic", "device"})
+    for (const char* key : {"name", "unique_id", "state_topic", "value_template", "availability", "device"})
       EXPECT_TRUE(c.contains(key)) << m.topic << " " << key;
     // Class, unit and state class stand only where the value has them, never as null.
     for (const char* key : {"device_class", "unit_of_measurement", "state_class"})
@@ -148,7 +148,14 @@ TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
     classified += c.contains("device_class") && c.contains("unit_of_measurement") && c.contains("state_class");
     EXPECT_EQ(m.topic, "homeassistant/sensor/" + c["unique_id"].toString().toStdString() + "/config");
     EXPECT_EQ(c["state_topic"].toString(), QStringLiteral("xinglan/site1/一号站/state"));
-    EXPECT_EQ(c["availability_topic"].toString(), QStringLiteral("xinglan/site1/一号站/availability"));
+    // Available only while the console (its status, with its last will) and the station both
+    // say "online".
+    const QJsonArray a = c["availability"].toArray();
+    ASSERT_EQ(a.size(), 2) << m.topic;
+    EXPECT_EQ(a[0].toObject()["topic"].toString(), QStringLiteral("xinglan/site1/status"));
+    EXPECT_EQ(a[1].toObject()["topic"].toString(), QStringLiteral("xinglan/site1/一号站/availability"));
+    EXPECT_EQ(c["availability_mode"].toString(), "all");
+    EXPECT_FALSE(c.contains("availability_topic"));
     EXPECT_TRUE(c["value_template"].toString().startsWith("{{ value_json."));
     const QJsonObject d = c["device"].toObject();
     EXPECT_EQ(d["name"].toString(), QStringLiteral("一号站"));
