@@ -38,9 +38,16 @@ bool crcFits(const Bytes& frame) {
 
 }  // namespace
 
+bool answersRequest(const Bytes& request, const Bytes& reply) {
+  if (request.size() < 2) return true;  // a reply with no request of its own: nothing to compare
+  if (reply.size() < 2) return false;
+  return reply[0] == request[0] && (reply[1] & 0x7F) == request[1];
+}
+
 Verdict judgeReply(const Bytes& request, const Bytes& reply, int* exceptionCode) {
   if (reply.empty()) return Verdict::NoReply;
   if (!crcFits(reply)) return Verdict::CrcError;
+  if (!answersRequest(request, reply)) return Verdict::AddressMismatch;
   if (reply.size() == 5 && (reply[1] & 0x80)) {
     if (exceptionCode) *exceptionCode = reply[2];
     return Verdict::Exception;
@@ -65,6 +72,8 @@ std::string verdictText(Verdict verdict, int exceptionCode) {
     }
     case Verdict::LengthMismatch:
       return "长度不符";
+    case Verdict::AddressMismatch:
+      return "地址不符";
   }
   return {};
 }

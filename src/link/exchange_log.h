@@ -21,6 +21,7 @@ enum class Verdict {
   NoReply,         // "无应答": no byte within the silence limit
   Exception,       // "异常应答": the controller refused the request (function | 0x80, a code)
   LengthMismatch,  // "长度不符": a right CRC, but not the length the request asks for
+  AddressMismatch, // "地址不符": a right CRC, but another address or function than the request's
 };
 
 struct Exchange {
@@ -36,9 +37,15 @@ struct Exchange {
 };
 
 // The verdict on `reply` (raw bytes with their CRC) to `request` (with its CRC).
+// A frame from another address, or of another function (bit 7 aside: an exception reply is an
+// answer of the station asked), answers some other request: "地址不符".
 // The expected length is known for functions 3 (5 + 2 * count), 6 and 0x10 (8); for other
 // functions any length with a right CRC is taken as an answer.
 Verdict judgeReply(const Bytes& request, const Bytes& reply, int* exceptionCode = nullptr);
+
+// Whether `reply` comes from the address `request` went to, with its function (an exception
+// reply, function | 0x80, counts). True when there is no request to compare with.
+bool answersRequest(const Bytes& request, const Bytes& reply);
 
 // The reply length (with CRC) that `request` asks for, or 0 when its function fixes none.
 std::size_t expectedLength(const Bytes& request);

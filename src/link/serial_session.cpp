@@ -34,7 +34,7 @@ std::int64_t nowUs() { return platform::scheduler().now().count(); }
 
 // The lines: the exchange under way on each port, and the requests that wait for a line.
 struct LineEntry {
-  const SerialSession* owner = nullptr;
+  SerialSession* owner = nullptr;
   LineExchange exchange;
   std::uint64_t id = 0;
   bool replyBegun = false;
@@ -139,7 +139,9 @@ void SerialSession::holdLine(int port, const Bytes& frame) {
     const auto it = busy.find(port);
     if (it == busy.end() || it->second.id != id) return;
     if (!it->second.replyBegun) {
+      SerialSession* owner = it->second.owner;
       releaseLine(port, id);
+      if (owner && owner->lineId_ == id) owner->silenceOnLine();
       serveWaiting(port);
       return;
     }
@@ -148,6 +150,40 @@ void SerialSession::holdLine(int port, const Bytes& frame) {
       serveWaiting(port);
     });
   });
+}
+
+void SerialSession::silenceOnLine() {
+  // No byte within the limit: the request is given up, and no screen keeps a port open with
+  // nothing out. A fast line keeps its port: its next request follows at once.
+  linePort_ = 0;
+  asked_.clear();
+  if (!options_.keepOpen) closePort();
+  if (pending_) {
+    endRecord({});
+    if (onExchangeEnded_) onExchangeEnded_();
+  }
+}
+
+bool SerialSession::idle() const {
+  const auto& w = lines().waiting;
+  return linePort_ == 0 && !pending_ &&
+         std::none_of(w.begin(), w.end(), [this](const WaitingRequest& r) { return r.session == this; });
+}
+
+void SerialSession::abandon() {
+  auto& l = lines();
+  std::erase_if(l.waiting, [this](const WaitingRequest& w) { return w.session == this; });
+  cancelReceive();
+  const int line = linePort_;
+  if (line) releaseLine(line, lineId_);
+  linePort_ = 0;
+  asked_.clear();
+  try {
+    if (control_.portOpen()) control_.setPortOpen(false);
+  } catch (const std::exception&) {
+  }
+  if (pending_) endRecord({});
+  if (line) serveWaiting(line);
 }
 
 void SerialSession::releaseLine(int port, std::uint64_t id) {
@@ -230,6 +266,7 @@ void SerialSession::transmit(const std::string& portText, const Bytes& frame) {
       control_.setOutBufferCount(0);
     }
     control_.output(frame);
+    asked_ = frame;
     holdLine(port, frame);
     if (options_.remembersPort) portNumber_ = port;
     if (exchangesObserved() || onExchangeEnded_) beginRecord(portText, frame);
@@ -335,6 +372,10 @@ void SerialSession::endRecord(Bytes reply) {
   e.endedUs = nowUs();
   e.reply = std::move(reply);
   e.verdict = judgeReply(e.request, e.reply, &e.exceptionCode);
+  if (!e.request.empty()) {
+    endedRequest_ = e.request;
+    endedAnswered_ = e.verdict == Verdict::Ok || e.verdict == Verdict::Exception;
+  }
   if (exchangesObserved()) {
     const auto list = observers().list;  // an observer may remove itself
     for (const auto& [id, fn] : list) fn(e);
@@ -348,6 +389,9 @@ void SerialSession::finishReceive() {
   } catch (const std::exception&) {
   }
   const bool hadRequest = pending_;
+  // The request this reply must answer (none for a late reply).
+  const Bytes asked = std::move(asked_);
+  asked_.clear();
   const bool recording = pending_ || (exchangesObserved() && !raw.empty());
   // The exchange has its reply: the line is free before the screen sees it, so that a request
   // the reply handler makes (the parameter screen's block read) goes out at once.
@@ -359,10 +403,15 @@ void SerialSession::finishReceive() {
     if (options_.showReplyText && (!options_.showOnlyNonEmptyText || !text.empty())) options_.showReplyText(text);
     std::optional<Bytes> data = verifyFrame(text);
     if (!data || data->empty()) fail(Failure::Bounds, "no reply to read");
-    if ((*data)[0] != 0) onReply_(*data, text);
+    // Only the answer of the station asked, to the request out, reaches the screen.
+    if ((*data)[0] != 0 && asked.size() >= 2 && answersRequest(asked, *data)) {
+      answering_ = asked;
+      onReply_(*data, text);
+    }
   } catch (const std::exception&) {
     // Unreadable replies and failures of a reply handler end here, like every other failure.
   }
+  answering_.clear();
   try {
     control_.setOutBufferCount(0);
     control_.setInBufferCount(0);

@@ -11,6 +11,15 @@
 // Failures are silent: a port that will not open, a bad port text, silence, a bad CRC or a
 // short reply all end the exchange without a message, and the old values stay on the screen.
 //
+// A reply belongs to the request it answers: a frame from another address, or of another
+// function (an exception reply, function | 0x80, is the asked station's answer), is not handed
+// to the screen; the record calls it "地址不符" and the exchange ends there as a failure. A reply
+// read while no request is out (a late one) is never handed to a screen either. Each request
+// drops what is buffered before it is written, so a late reply never reaches the next exchange.
+//
+// Every exchange ends: when no byte has come within the silence limit the port is closed and the
+// line is free (a fast line of the scan keeps its port, and sends its next request at once).
+//
 // One exchange at a time on a line: a request to a port on which an exchange is under way (any
 // session's, this one's too) waits until that exchange has its reply read or its silence limit
 // passed, then goes out; requests that wait go out in the order they were made. So no request
@@ -104,10 +113,8 @@ class SerialSession {
 
   // The fixed receive window.
   static constexpr std::int64_t kReceiveWindowMs = 100;
-  // For the record only: a request whose first reply byte has not come this long after it was
-  // written is reported as unanswered. The session itself still waits silently, as it always
-  // does; a reply that comes later still goes to the screen and is reported on its own.
-  // It is also the longest that an unanswered exchange keeps its line from the next request.
+  // A request whose first reply byte has not come this long after it was written is unanswered:
+  // the record says "无应答", the port is closed and the line is free for the next request.
   static constexpr std::int64_t kSilenceLimitMs = 300;
 
   ~SerialSession();
@@ -116,8 +123,19 @@ class SerialSession {
   // handler ran (or when the silence limit passed). Used by the fast scan to send the next
   // request at once; a session without it costs nothing more.
   void setOnExchangeEnded(std::function<void()> fn) { onExchangeEnded_ = std::move(fn); }
+  // The request of the exchange that ended last, and whether its reply was handed to the
+  // screen (for the one told above).
+  const Bytes& endedRequest() const { return endedRequest_; }
+  // While the reply handler runs: the request (CRC included) that the reply answers.
+  const Bytes& answeringRequest() const { return answering_; }
+  // Nothing of this session under way or waiting for a line.
+  bool idle() const;
+  bool endedAnswered() const { return endedAnswered_; }
   // Closes the port now (a reply under way is dropped): the end of a fast line's run.
   void closePort();
+  // Gives up what this session has under way: its waiting requests are dropped, an exchange
+  // under way ends (unanswered, for the record), its line is free and its port closed.
+  void abandon();
 
  private:
   void transmit(const std::string& portText, const Bytes& frame);
@@ -130,6 +148,7 @@ class SerialSession {
   void endRecord(Bytes reply);
   void silenceLimitPassed(std::uint64_t serial);
   void cancelReceive();
+  void silenceOnLine();
 
   platform::SerialControl control_;
   SessionOptions options_;
@@ -148,6 +167,11 @@ class SerialSession {
   // The line this session's exchange holds (0 for none), and whether its reply has begun.
   int linePort_ = 0;
   std::uint64_t lineId_ = 0;
+  // The request out (empty when none): a reply must match its address and function.
+  Bytes asked_;
+  Bytes answering_;
+  Bytes endedRequest_;
+  bool endedAnswered_ = false;
 };
 
 }  // namespace xl::link

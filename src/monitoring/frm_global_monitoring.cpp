@@ -449,6 +449,12 @@ HealthTexts FrmGlobalMonitoring::healthOf(int row) const {
   return healthTexts(health_.find(k.port, k.address), nowUs(), roundLengthUs());
 }
 
+HealthTexts FrmGlobalMonitoring::stationHealth(const QString& name) const {
+  for (int r = 1; r < VsFList1->rows(); ++r)
+    if (VsFList1->textMatrix(r, 0) == name) return healthOf(r);
+  return {};
+}
+
 bool FrmGlobalMonitoring::isStale(const QString& name) const {
   for (int r = 1; r < VsFList1->rows(); ++r) {
     if (VsFList1->textMatrix(r, 0) != name) continue;

@@ -118,6 +118,9 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   // Whether the station of that name (its first row) is stale or never answered: what the
   // broker publisher calls offline.
   bool isStale(const QString& name) const;
+  // The health of the station of that name (its first row): fresh, stale or never answered,
+  // and the age of its last good reply. Unknown for a name not in the table.
+  HealthTexts stationHealth(const QString& name) const;
 
   // --- Handlers, public for tests ---------------------------------------------------------
   void Timer1_Timer();

@@ -1,5 +1,6 @@
 #include "monitoring/frm_hlstory_monitoring.h"
 
+#include <algorithm>
 #include <QApplication>
 #include <QComboBox>
 #include <QFile>
@@ -181,6 +182,9 @@ FrmHlstoryMonitoring::FrmHlstoryMonitoring()
   Timer1.setOnTick([] {});
   Timer2.setInterval(kHistoryPaceMs);
   Timer2.setOnTick([this] { Timer2_Timer(); });
+  MSComm1.setOnExchangeEnded([this] {
+    if (concluding_ && MSComm1.idle()) concludeReading();
+  });
 
   ui::registerStationList(ui::StationList::History, Combo1);
   resize(1000, 600);
@@ -234,6 +238,8 @@ void FrmHlstoryMonitoring::Command5_Click() {
     return;
   }
   reading_.start(*start.days);
+  answeredRows_.clear();
+  concluding_ = false;
   Timer2.setEnabled(true);
   Command5->setEnabled(false);
   VsFList1->setRows(reading_.gridRows());
@@ -260,8 +266,26 @@ void FrmHlstoryMonitoring::Timer2_Timer() {
     return;
   }
   showIdle();
-  // The last request has left; its reply, and those before it, may still come or not.
-  if (t.failureLog.empty()) core::appendLog(qv(kReadDoneLogText));
+  // The last request has left; its reply, and those before it, may still come or not: the
+  // verdict waits for the end of the reading's last exchange.
+  if (!t.failureLog.empty()) return;
+  concluding_ = true;
+  if (MSComm1.idle()) concludeReading();
+}
+
+void FrmHlstoryMonitoring::concludeReading() {
+  concluding_ = false;
+  int unanswered = 0;
+  const int rows = std::min(reading_.gridRows(), VsFList1->rows());
+  for (int r = 1; r < rows; ++r) {
+    if (answeredRows_.count(r)) continue;
+    ++unanswered;
+    VsFList1->setTextMatrix(r, 1, qv(kNoAnswerLabel));
+  }
+  if (unanswered == 0)
+    core::appendLog(qv(kReadDoneLogText));
+  else
+    core::appendLog(qv(kReadUnansweredLogText) + QStringLiteral("%1 天无应答").arg(unanswered));
 }
 
 void FrmHlstoryMonitoring::showIdle() {
@@ -273,8 +297,9 @@ void FrmHlstoryMonitoring::showIdle() {
 }
 
 void FrmHlstoryMonitoring::showHistoryDay(Bytes& reply) {
-  const auto row = reading_.showHistoryDay(reply, VsFList1->rows());
+  const auto row = reading_.showHistoryDay(reply, VsFList1->rows(), MSComm1.answeringRequest());
   if (!row) return;
+  answeredRows_.insert(row->row);
   const std::vector<std::string> cells = row->cells();
   for (int c = 0; c < kHistoryColumns; ++c) VsFList1->setTextMatrix(row->row, c, q(cells[static_cast<std::size_t>(c)]));
 }

@@ -11,6 +11,8 @@
 // The rules (requests, countdown, rows, marks, chart values, export lines) are in
 // history_record.h; this file moves texts between them and the controls.
 
+#include <set>
+
 #include "link/serial_session.h"
 #include "monitoring/history_record.h"
 #include "platform/timer.h"
@@ -66,6 +68,9 @@ class FrmHlstoryMonitoring : public ui::Screen, public ui::Singleton<FrmHlstoryM
   ~FrmHlstoryMonitoring() override;
   void drawChart(short chartType);
   void showIdle();
+  // After the last request: once every exchange of the reading has ended, the log line tells
+  // whether every day answered, and the rows that did not are marked.
+  void concludeReading();
   GridRows gridRows() const;
 
   ui::StationBox* Combo1;
@@ -78,6 +83,8 @@ class FrmHlstoryMonitoring : public ui::Screen, public ui::Singleton<FrmHlstoryM
   QLineEdit* Text1;       // hidden: the hex text of each reply
   platform::FlexGrid* VsFList1;
   HistoryReading reading_;
+  bool concluding_ = false;    // the last request has left; its exchanges may still run
+  std::set<int> answeredRows_; // rows of this reading that a reply filled
   link::SerialSession MSComm1;
 };
 

@@ -112,6 +112,10 @@ FrmMonitoring1::FrmMonitoring1()
   auto* startStop = new QHBoxLayout;
   startStop->addWidget(Command2);
   startStop->addWidget(Command9);
+  staleLabel_ = new QLabel(dayFrame);
+  staleLabel_->setObjectName("StaleLabel");
+  staleLabel_->setStyleSheet(QStringLiteral("color: #b00000;"));
+  startStop->addWidget(staleLabel_);
   days->addLayout(startStop, 3, 4, 1, 2);
 
   Text2 = caption(this, "Text2", QStringLiteral("电压实时曲线(V)"));
@@ -143,6 +147,9 @@ FrmMonitoring1::FrmMonitoring1()
   Timer1.setOnTick([this] { Timer1_Timer(); });
   Timer2.setOnTick([this] { Timer2_Timer(); });
   Timer2.setEnabled(true);
+  QList<QWidget*> values;
+  for (QLineEdit* b : dayBoxes_) values << b;
+  staleMark_.attach(staleLabel_, values);
   autoStart.timer.setEnabled(true);
 
   ui::registerStationList(ui::StationList::Daily, Combo1);
@@ -203,6 +210,8 @@ void FrmMonitoring1::Timer1_Timer() {
 
 void FrmMonitoring1::Timer2_Timer() {
   Text3->setText(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
+  // The clock ticks on; values of a stale station are shown greyed, with their age.
+  staleMark_.refresh(Combo1->text());
 }
 
 void FrmMonitoring1::readDatasA1(Bytes& reply) {
@@ -218,6 +227,7 @@ void FrmMonitoring1::readDatasA2(Bytes& reply) {
   const std::vector<std::string> texts = link::dayValueTexts(reply);
   for (std::size_t i = 0; i < texts.size() && i < static_cast<std::size_t>(dayBoxes_.size()); ++i)
     dayBoxes_[static_cast<qsizetype>(i)]->setText(q(texts[i]));
+  if (!texts.empty()) staleMark_.fresh();
 }
 
 void FrmMonitoring1::Command2_Click() {

@@ -9,6 +9,7 @@
 // with the real-time screen, through the named operations below and DailyPartner.
 
 #include "link/serial_session.h"
+#include "monitoring/stale_mark.h"
 #include "platform/timer.h"
 #include "ui/auto_start.h"
 #include "ui/registry.h"
@@ -59,6 +60,10 @@ class FrmMonitoring1 : public ui::Screen, public ui::Singleton<FrmMonitoring1> {
   // Fills the ten day boxes; no length test, a short reply fills those it holds.
   void readDatasA2(Bytes& reply);
   void ClearAll();
+  // Whether the values are shown as stale now ("最后应答 N 秒前" beside the clock).
+  bool showsStale() const { return staleMark_.stale(); }
+  // Lets go of this screen's line at once (stop): its request out or waiting is given up.
+  void releaseLine() { MSComm1.abandon(); }
 
   // --- Handlers -----------------------------------------------------------------------------
   void readDatasA1(Bytes& reply);
@@ -92,6 +97,8 @@ class FrmMonitoring1 : public ui::Screen, public ui::Singleton<FrmMonitoring1> {
   QPushButton* Command2;
   QPushButton* Command9;
   link::SerialSession MSComm1;
+  QLabel* staleLabel_;
+  StaleMark staleMark_;
 };
 
 }  // namespace xl::monitoring

@@ -226,8 +226,12 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
   buttons->addStretch();
   buttons->addWidget(Command2);
   buttons->addWidget(Command9);
+  staleLabel_ = new QLabel(this);
+  staleLabel_->setObjectName("StaleLabel");
+  staleLabel_->setStyleSheet(QStringLiteral("color: #b00000;"));
   auto* top = new QHBoxLayout;
   top->addLayout(identity);
+  top->addWidget(staleLabel_);
   top->addStretch();
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(top);
@@ -257,6 +261,12 @@ FrmRealTimeMonitoring::FrmRealTimeMonitoring()
   Timer1.setOnTick([this] { Timer1_Timer(); });
   Timer5.setOnTick([this] { Timer5_Timer(); });
   Timer5.setEnabled(true);
+  staleMark_.attach(staleLabel_, {Text2, Text3, Text4, Text6, Text9, Text13, Text11, Text7, Text5, Text10, Text16,
+                                  Text17, Text15, Text14, Text18, Text19});
+  staleTimer.setInterval(1000);
+  staleTimer.setOnTick([this] { staleMark_.refresh(Combo1->text()); });
+  staleTimer.setEnabled(true);
+  MSComm1.setOnExchangeEnded([this] { loadSwitchEnded(); });
 
   FrmGlobalMonitoring::setWatchedStation(this);
   FrmMonitoring1::setPartner(this);
@@ -290,6 +300,8 @@ void FrmRealTimeMonitoring::Combo1_Click() {
   // The daily screen follows; its own change event runs inside this statement.
   FrmMonitoring1::instance().setCombo1Text(Combo1->text());
   ClearAll();
+  shownLoadOn_.reset();
+  staleMark_.refresh(Combo1->text());
   pendingRead = 1;
   LTextBox2->setText(core::getStationDeviceID(Combo1->text()));
   sendToStation(" 03 000A 0011");
@@ -339,6 +351,8 @@ void FrmRealTimeMonitoring::readDatasA2(Bytes& reply) {
   Text17->setText(q(block->loadCurrent.text));
   Text15->setText(q(block->loadPower.text));
   (block->loadOn ? Option1 : Option2)->setChecked(true);
+  shownLoadOn_ = block->loadOn;
+  staleMark_.fresh();
   Text14->setText(q(block->loadStateText));
   Text7->setText(q(block->batteryTemperature.text));
   if (block->statusFlags.size() == 32) {
@@ -400,6 +414,9 @@ void FrmRealTimeMonitoring::Command9_Click() {
   Command9->setEnabled(false);
   Combo1->setEnabled(true);
   FrmMonitoring1::instance().showRunning(false);
+  // Stopping lets go of the line at once: a request out or waiting is given up, the port closed.
+  MSComm1.abandon();
+  FrmMonitoring1::instance().releaseLine();
   logLine(" 停止监控");
 }
 
@@ -409,6 +426,24 @@ void FrmRealTimeMonitoring::loadSwitch(const char* literal) {
   pendingRead = 4;
   if (!Timer5.enabled()) sendToStation(literal);
   Timer5.setEnabled(true);
+}
+
+// The load command's exchange ended without its echo (silence, or a reply that is not its
+// answer): the switch goes back to what 负载状态 shows, and the operator is told.
+void FrmRealTimeMonitoring::loadSwitchEnded() {
+  const Bytes& request = MSComm1.endedRequest();
+  if (request.size() < 4 || request[1] != 0x06 || request[2] != 0x01 || request[3] != 0x0A) return;
+  if (MSComm1.endedAnswered()) return;
+  if (shownLoadOn_) {
+    (*shownLoadOn_ ? Option1 : Option2)->setChecked(true);
+  } else {
+    for (QRadioButton* o : {Option1, Option2}) {
+      o->setAutoExclusive(false);
+      o->setChecked(false);
+      o->setAutoExclusive(true);
+    }
+  }
+  core::appendLog(QStringLiteral("负载开关无应答：%1").arg(Combo1->text()));
 }
 
 void FrmRealTimeMonitoring::Option1_MouseUp() { loadSwitch(" 06 010A 0001"); }

@@ -9,9 +9,12 @@
 // a pair with FrmMonitoring1: station, start/stop state and identity are mirrored on both,
 // and this screen feeds the other's day values and curves.
 
+#include <optional>
+
 #include "link/serial_session.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_monitoring1.h"
+#include "monitoring/stale_mark.h"
 #include "platform/timer.h"
 #include "ui/auto_start.h"
 #include "ui/registry.h"
@@ -72,6 +75,9 @@ class FrmRealTimeMonitoring : public ui::Screen,
 
   platform::Timer Timer1;   // 300 ms, one real-time request after a choice
   platform::Timer Timer5;   // 500 ms guard of the load switch
+  platform::Timer staleTimer;  // 1000 ms: the values greyed out while the station is stale
+  // Whether the values are shown as stale now ("最后应答 N 秒前" beside the station).
+  bool showsStale() const { return staleMark_.stale(); }
   ui::AutoStart autoStart;  // Timer6, 5000 ms
 
   std::int32_t pendingRead = 0;
@@ -109,6 +115,11 @@ class FrmRealTimeMonitoring : public ui::Screen,
   QPushButton* Command2;  // start
   QPushButton* Command9;  // stop
   link::SerialSession MSComm1;
+  QLabel* staleLabel_;
+  StaleMark staleMark_;
+  // The load state of the last block shown (unknown before one), for a switch with no echo.
+  std::optional<bool> shownLoadOn_;
+  void loadSwitchEnded();
 };
 
 }  // namespace xl::monitoring

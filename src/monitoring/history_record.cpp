@@ -143,14 +143,21 @@ HistoryTick HistoryReading::tick(std::string_view deviceIdText, std::string_view
   return t;
 }
 
-std::optional<HistoryRow> HistoryReading::showHistoryDay(const Bytes& reply, int gridRows) const {
+std::optional<int> HistoryReading::dayOfRequest(const Bytes& request) {
+  if (request.size() < 6 || request[1] != 0x03 || (request[2] & 0xF0) != 0xF0) return std::nullopt;
+  return ((request[2] & 0x0F) << 8) | request[3];
+}
+
+std::optional<HistoryRow> HistoryReading::showHistoryDay(const Bytes& reply, int gridRows, const Bytes& request) const {
   auto values = historyValueTexts(reply);
   if (!values) return std::nullopt;
-  const int row = historyDays_ - historyDay_;
+  const std::optional<int> asked = dayOfRequest(request);
+  const int day = asked ? *asked : historyDay_ + 1;
+  const int row = rowOfDay(day);
   if (row < 1 || row >= gridRows) return std::nullopt;
   HistoryRow r;
   r.row = row;
-  r.label = std::to_string(historyDay_ + 1);
+  r.label = std::to_string(day);
   r.values = std::move(*values);
   return r;
 }

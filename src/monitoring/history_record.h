@@ -43,6 +43,10 @@ inline constexpr std::string_view kChooseStationText = "选择一个可用的站
 inline constexpr std::string_view kChooseDaysText = "读取前先选择天数";
 inline constexpr std::string_view kReadingLogText = "正在读取历史信息，请稍等...";
 inline constexpr std::string_view kReadDoneLogText = "读历史信息成功";
+// A reading after which some days gave no answer: the text, then the count, then "天无应答".
+inline constexpr std::string_view kReadUnansweredLogText = "读历史信息完成：";
+// Column 1 of a row whose day gave no answer.
+inline constexpr std::string_view kNoAnswerLabel = "无应答";
 inline constexpr std::string_view kExportEmptyText = "导出数据前先读取数据";
 inline constexpr std::string_view kExportDoneText = "导出数据成功";
 inline constexpr std::string_view kExportDoneLogText = "保存历史信息成功";
@@ -143,7 +147,13 @@ class HistoryReading {
   // row = historyDays - historyDay, label historyDay + 1, mark "-1". nullopt for any other
   // length, and for a row outside 1 .. gridRows - 1 of the grid as it stands (a late reply
   // after the grid was cut back). The label comes from the countdown, never from the reply.
-  std::optional<HistoryRow> showHistoryDay(const Bytes& reply, int gridRows) const;
+  // With `request` (the history request the reply answers) the row is that of the day the
+  // request names: row = historyDays - day + 1, label day, whatever the countdown stands at.
+  std::optional<HistoryRow> showHistoryDay(const Bytes& reply, int gridRows, const Bytes& request = {}) const;
+  // The day a history request names (its register less 0xF000); nullopt for another frame.
+  static std::optional<int> dayOfRequest(const Bytes& request);
+  // The grid row of the day a request names, for this reading.
+  int rowOfDay(int day) const { return historyDays_ - day + 1; }
 
  private:
   int historyDays_ = 0;

@@ -55,6 +55,9 @@ class SimLine {
   const std::vector<WireFrame>& wire() const { return wire_; }
   void clearWire() { wire_.clear(); }
 
+  // Whether a port of the program holds this line open now.
+  bool isOpen() const { return open_ != nullptr; }
+
   // The time one byte takes on this line: 10 bits at the baud rate.
   Duration byteTime(std::size_t count) const;
 

@@ -41,7 +41,8 @@ const SensorInfo kSensors[] = {
     {"charge_state_text", "充电状态", nullptr, nullptr, nullptr},
 };
 
-// Positions of the flags the real-time screen tests (bit 0 of the fault word is position 32).
+// Positions of the fault flags in the 32 flags of bytes 67..70 (bit 0 of the fault word 0x0121
+// is position 32).
 const FaultFlag kFaults[] = {
     {"battery_over_discharge", 32},   {"battery_over_voltage", 31},   {"battery_under_voltage", 30},
     {"load_short_circuit", 29},       {"load_over_current", 28},      {"device_over_temperature", 27},
@@ -70,10 +71,9 @@ std::span<const SensorInfo> sensors() { return kSensors; }
 std::span<const FaultFlag> faults() { return kFaults; }
 
 std::optional<QByteArray> stateJson(const StationIdentity& station, const Bytes& reply, const QDateTime& at) {
-  // The real-time screen's view: its fault word, decoded by its reader, on a copy.
-  Bytes own = reply;
-  link::exchangeFaultWords(own);
-  const auto b = link::decodeRealTime(own, link::Reader::RealTime);
+  // One fault word everywhere: the flags and texts come from register 0x0121, the word that
+  // the scan's table, the recorder and the alarms decode. Both raw words go out as numbers.
+  const auto b = link::decodeRealTime(reply, link::Reader::Scan);
   if (!b) return std::nullopt;
 
   QJsonObject o;
@@ -125,6 +125,8 @@ std::optional<QByteArray> stateJson(const StationIdentity& station, const Bytes&
     flags[QString::fromLatin1(f.key)] =
         b->statusFlags.size() == 32 && b->statusFlags[static_cast<std::size_t>(f.position - 1)] == '1';
   o["faults"] = flags;
+  o["fault_word_0121"] = (reply[69] << 8) | reply[70];
+  o["fault_word_0122"] = (reply[71] << 8) | reply[72];
   return QJsonDocument(o).toJson(QJsonDocument::Compact);
 }
 
@@ -146,6 +148,7 @@ std::vector<Message> discoveryConfigs(const Topics& topics, const StationIdentit
   out.reserve(std::size(kSensors));
   const QString stateTopic = u(topics.state(name));
   const QString availabilityTopic = u(topics.availability(name));
+  const QString statusTopic = u(topics.status());
   for (const auto& s : kSensors) {
     const std::string uid = topics.uniqueId(name, s.key);
     QJsonObject c;
@@ -159,7 +162,10 @@ std::vector<Message> discoveryConfigs(const Topics& topics, const StationIdentit
     if (s.deviceClass) c["device_class"] = QString::fromLatin1(s.deviceClass);
     if (s.unit) c["unit_of_measurement"] = QString::fromUtf8(s.unit);
     if (s.stateClass) c["state_class"] = QString::fromLatin1(s.stateClass);
-    c["availability_topic"] = availabilityTopic;
+    // Available only while both say "online": the console (its last will says "offline")
+    // and the station (offline until its first good reply of this run, and when stale).
+    c["availability"] = QJsonArray{QJsonObject{{"topic", statusTopic}}, QJsonObject{{"topic", availabilityTopic}}};
+    c["availability_mode"] = QStringLiteral("all");
     c["device"] = device;
     out.push_back({topics.discoveryConfig(uid), QJsonDocument(c).toJson(QJsonDocument::Compact)});
   }

@@ -2,10 +2,10 @@
 // What the publisher sends: the JSON of a station's real-time block and the Home Assistant
 // discovery configs of its values. Qt Core only (JSON); no widgets, no network.
 //
-// The state holds the values as the real-time screen shows them: the numbers of the block
-// (as numbers, in the units of the screen), the charge state code and its text, the load
-// state, the four status texts of the screen's panels and the fault flags by name, read from
-// the fault register that screen reads (0x0122).
+// The state holds the values of the real-time block: the numbers (as numbers, in the units of
+// the screens), the charge state code and its text, the load state, the four status texts and
+// the fault flags by name, all from the fault register that the scan's table, the recorder and
+// the alarms decode (0x0121), and both raw fault words (0x0121, 0x0122) as numbers.
 
 #include <QByteArray>
 #include <QDateTime>

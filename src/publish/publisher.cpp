@@ -3,6 +3,7 @@
 #include <mosquitto.h>
 
 #include "core/message_log.h"
+#include "core/settings.h"
 #include "core/station_store.h"
 #include "publish/mqtt_link.h"
 
@@ -21,6 +22,17 @@ Publisher* Publisher::current() { return gCurrent; }
 Publisher::Publisher(std::size_t queueCapacity) : queue_(queueCapacity) {
   if (!gCurrent) gCurrent = this;
   portLookup_ = [](const QString& name) { return core::getStationPort(name); };
+  stationNames_ = [] {
+    QStringList names;
+    const int count = core::readIniInt(QStringLiteral("COMS"), QStringLiteral("ListCount"));
+    for (int i = 1; i <= count && i <= 255; ++i) {
+      const QString portText = core::readIni(QStringLiteral("COMS"), QString::number(i));
+      if (portText.isEmpty()) continue;
+      for (const auto& st : core::getStations(portText))
+        if (!names.contains(st.StationName)) names << st.StationName;
+    }
+    return names;
+  };
   now_ = [] { return QDateTime::currentDateTime(); };
   availabilityTimer_.setInterval(1000);
   availabilityTimer_.setOnTick([this] { checkAvailability(); });
@@ -49,6 +61,8 @@ void Publisher::apply(const MqttSettings& settings) {
     // Turned off or moved: the consumers see this console leave.
     link_->publish(topics().status(), "offline", 1, true);
   }
+  // Another Client Id: what this console left retained under the old one goes.
+  if (running_ && settings.clientId != settings_.clientId) clearRetainedOf(topics());
   dropLink();
   if (retryTask_) platform::scheduler().cancel(retryTask_);
   retryTask_ = 0;
@@ -103,6 +117,7 @@ void Publisher::onLinkEvent(std::uint64_t generation, const LinkEvent& e) {
         st.discoveryPublished = false;
         if (st.online) publishAvailability(name, st, *st.online);
       }
+      announceSilentStations();
       pump();
       return;
     case LinkEvent::Acknowledged:
@@ -229,6 +244,30 @@ void Publisher::checkAvailability() {
     if (stale) publishAvailability(name, st, false);
   }
   pump();
+}
+
+void Publisher::announceSilentStations() {
+  if (!stationNames_) return;
+  for (const QString& name : stationNames_()) {
+    const auto it = stations_.find(name);
+    if (it != stations_.end() && it->second.online) continue;  // told already on this connection
+    enqueue(topics().availability(s(name)), "offline");
+  }
+}
+
+void Publisher::clearRetainedOf(const Topics& old) {
+  QStringList names = stationNames_ ? stationNames_() : QStringList();
+  for (const auto& [name, st] : stations_)
+    if (!names.contains(name)) names << name;
+  // Through the queue, so that none is lost however many there are: they go out first on the
+  // next connection (the broker keeps retained messages whoever clears them).
+  const auto clear = [this](const std::string& topic) { enqueue(topic, {}); };
+  for (const QString& name : names) {
+    for (const auto& m : discoveryConfigs(old, {name, {}, {}}, std::nullopt)) clear(m.topic);
+    clear(old.availability(s(name)));
+    clear(old.state(s(name)));
+  }
+  clear(old.status());
 }
 
 }  // namespace xl::publish

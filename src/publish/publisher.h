@@ -16,11 +16,18 @@
 // Availability: a station is "online" from its first reply and turns "offline" when the
 // stale rule says so (checked every second). The rule is a function given to the publisher;
 // until one is given, the publisher's own ReplyClock decides (two rounds without a reply).
+// At each connection every station of the site that has not answered in this run is published
+// "offline", so no "online" of an earlier run outlives it. The discovery configs name two
+// availability topics, the console's status (with its last will "offline") and the station's,
+// and Home Assistant takes a station as available only when both say "online": a console that
+// exits or is killed takes its stations offline with it. When the Client Id changes, every
+// station's retained topics under the old one (discovery, availability, state) are cleared.
 
 #include <QByteArray>
 #include <QDateTime>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <functional>
 #include <map>
 #include <memory>
@@ -74,6 +81,10 @@ class Publisher : public QObject {
 
   void setStaleRule(StaleRule rule) { staleRule_ = std::move(rule); }
   void setPortLookup(PortLookup lookup) { portLookup_ = std::move(lookup); }
+  // The names of every station of the site (the store's stations of the listed ports unless
+  // replaced).
+  using StationNames = std::function<QStringList()>;
+  void setStationNames(StationNames names) { stationNames_ = std::move(names); }
   void setTimeSource(std::function<QDateTime()> now) { now_ = std::move(now); }
 
   bool connected() const { return connected_; }
@@ -101,6 +112,10 @@ class Publisher : public QObject {
   void publishDiscovery(const QString& name, Station& st);
   void publishAvailability(const QString& name, Station& st, bool online);
   void pump();
+  // Every station of the site not yet heard in this run: "offline" (at each connection).
+  void announceSilentStations();
+  // The retained topics of every station under `old` (another Client Id): empty payloads.
+  void clearRetainedOf(const Topics& old);
   Station& station(const QString& name, const QString& deviceId);
 
   MqttSettings settings_;
@@ -117,6 +132,7 @@ class Publisher : public QObject {
   ReplyClock clock_;
   StaleRule staleRule_;
   PortLookup portLookup_;
+  StationNames stationNames_;
   std::function<QDateTime()> now_;
   platform::Timer availabilityTimer_;
 };

@@ -79,14 +79,13 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   EXPECT_TRUE(scan.control().portOpen());
   ASSERT_FALSE(ops.empty());
   EXPECT_EQ(ops[0], "Screen.MSComm1.CommPort=4");
-  session.control().setPortOpen(false);
-  // Once it has ended (silence), the scan's control is closed by every send.
+  // At their silence limit both exchanges end and both ports close.
   clock.advance(ms(SerialSession::kSilenceLimitMs));
-  ASSERT_TRUE(scan.control().portOpen());
+  EXPECT_FALSE(scan.control().portOpen());
+  EXPECT_FALSE(session.control().portOpen());
   ops.clear();
   session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
   const std::vector<std::string> expected = {
-      "FrmGlobalMonitoring.MSComm1.PortOpen=False",
       "Screen.MSComm1.CommPort=4",
       "Screen.MSComm1.Settings=9600,N,8,1",
       "Screen.MSComm1.InputMode=1",
@@ -135,17 +134,46 @@ TEST_F(SessionTest, GoodReplyIsReadAtTheEndOfTheWindowAndThePortCloses) {
   EXPECT_EQ(platform::toMs(line->wire()[1].end - line->wire()[1].start), 78);
 }
 
-TEST_F(SessionTest, SilenceLeavesThePortOpenUntilTheNextSend) {
+TEST_F(SessionTest, SilenceEndsTheExchangeAndALateReplyIsNeverRead) {
+  replyWith(realTimePayload(1), ms(400));  // first byte well after the silence limit
   session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
-  clock.advance(ms(5000));
-  EXPECT_TRUE(replies.empty());
+  clock.advance(ms(SerialSession::kSilenceLimitMs - 1));
   EXPECT_TRUE(session.control().portOpen());
-  EXPECT_TRUE(platform::portHeld("COM3"));
-  replyWith(realTimePayload(1));
-  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
-  clock.advance(ms(500));
-  EXPECT_EQ(replies.size(), 1u);
+  clock.advance(ms(2));
+  EXPECT_FALSE(session.control().portOpen());
   EXPECT_FALSE(platform::portHeld("COM3"));
+  EXPECT_FALSE(SerialSession::exchangeOnLine(3));
+  clock.advance(ms(1000));
+  EXPECT_TRUE(replies.empty());
+}
+
+TEST_F(SessionTest, OnlyTheAnswerOfTheStationAskedToTheRequestOutIsHandedOn) {
+  std::vector<Verdict> verdicts;
+  const int id = addExchangeObserver([&](const Exchange& e) { verdicts.push_back(e.verdict); });
+  struct Case {
+    const char* name;
+    Bytes payload;
+    bool handed;
+    Verdict verdict;
+  };
+  const Case cases[] = {
+      {"the station asked", realTimePayload(1), true, Verdict::Ok},
+      {"another address", realTimePayload(9), false, Verdict::AddressMismatch},
+      {"another function", {0x01, 0x04, 0x02, 0x00, 0x01}, false, Verdict::AddressMismatch},
+      {"an exception of the station asked", {0x01, 0x83, 0x02}, true, Verdict::Exception},
+      {"an exception of another", {0x09, 0x83, 0x02}, false, Verdict::AddressMismatch},
+  };
+  for (const auto& c : cases) {
+    replies.clear();
+    replyWith(c.payload);
+    session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+    clock.advance(ms(400));
+    EXPECT_EQ(replies.size(), c.handed ? 1u : 0u) << c.name;
+    ASSERT_FALSE(verdicts.empty());
+    EXPECT_EQ(verdicts.back(), c.verdict) << c.name;
+    EXPECT_FALSE(session.control().portOpen()) << c.name;
+  }
+  removeExchangeObserver(id);
 }
 
 TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
@@ -218,14 +246,16 @@ TEST_F(SessionTest, WrongBaudRateIsSilence) {
 TEST_F(SessionTest, EmptyPortTextLeavesAtOnceOnlyWhereTheScreenSaysSo) {
   SerialSession scan("FrmGlobalMonitoring.MSComm1", SessionOptions{}, [](Bytes&, const std::string&) {});
   SerialSession::setScanControl(&scan.control());
-  scan.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  // The scan's port open with no exchange under way.
+  scan.control().setCommPort(3);
+  scan.control().setSettings("9600,N,8,1");
+  scan.control().setPortOpen(true);
   SerialSession realTime("FrmRealTimeMonitoring.MSComm1", [] {
                            SessionOptions o;
                            o.leaveOnEmptyPortText = true;
                            return o;
                          }(),
                          [](Bytes&, const std::string&) {});
-  clock.advance(ms(SerialSession::kSilenceLimitMs));
   realTime.sendRequest("", requestFrame(1, " 03 0100 0023"));
   EXPECT_TRUE(scan.control().portOpen());
   // Other screens fail later, after closing the scan's port.

@@ -223,10 +223,12 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   EXPECT_EQ(edit(history(), "Text2")->text(), "3(0)");
   EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 0);
   clock.advance(ms(150));
-  // The last request has left: idle again, the message stands before the last reply.
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
+  // The last request has left: idle again; the message waits for the last reply.
+  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 0);
   EXPECT_TRUE(rows()->textMatrix(4, 1).isEmpty());
   EXPECT_TRUE(button(history(), "Command5")->isEnabled());
+  clock.advance(ms(150));
+  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
   EXPECT_FALSE(days()->isHidden());
   EXPECT_TRUE(edit(history(), "Text2")->isHidden());
   EXPECT_TRUE(edit(history(), "Text2")->text().isEmpty());
@@ -378,7 +380,10 @@ TEST_F(HistoryScreenTest, AStationChangeDuringAReadingRedirectsItAndDropsTheReco
   for (std::size_t i = 3; i < records.size(); ++i) EXPECT_EQ(records[i].frame.substr(0, 2), "02") << i;
   // The new station's records have the wrong length for a device information block.
   for (int r = 4; r <= 7; ++r) EXPECT_TRUE(rows()->textMatrix(r, 0).isEmpty()) << r;
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
+  // Those four days did not answer the reading: it says so, and marks their rows.
+  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 0);
+  EXPECT_EQ(logCount(QStringLiteral("读历史信息完成：4 天无应答")), 1);
+  for (int r = 4; r <= 7; ++r) EXPECT_EQ(rows()->textMatrix(r, 1), QStringLiteral("无应答")) << r;
 }
 
 TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottom) {

@@ -76,7 +76,7 @@ Bytes realTimeReply() {
   return r;
 }
 
-TEST(StateJson, NumbersTextsAndFaultsAsTheRealTimeScreenReadsThem) {
+TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
   const QDateTime at(QDate(2026, 5, 1), QTime(8, 30, 0), QTimeZone(8 * 3600));
   const auto json = stateJson({"一号站", "1", "COM3,9600"}, realTimeReply(), at);
   ASSERT_TRUE(json);
@@ -98,13 +98,15 @@ TEST(StateJson, NumbersTextsAndFaultsAsTheRealTimeScreenReadsThem) {
   EXPECT_TRUE(o["load_on"].toBool());
   EXPECT_EQ(o["charge_state"].toInt(), 2);
   EXPECT_EQ(o["charge_state_text"].toString(), QStringLiteral("MPPT充电"));
-  // The fault word of register 0x0122, as on the real-time screen: over-voltage, not the
-  // over-discharge of 0x0121.
+  // The fault word of register 0x0121, as the scan's table and the alarms read it:
+  // over-discharge, not the over-voltage of 0x0122; both raw words as numbers.
   const QJsonObject f = o["faults"].toObject();
-  EXPECT_TRUE(f["battery_over_voltage"].toBool());
-  EXPECT_FALSE(f["battery_over_discharge"].toBool());
+  EXPECT_FALSE(f["battery_over_voltage"].toBool());
+  EXPECT_TRUE(f["battery_over_discharge"].toBool());
+  EXPECT_EQ(o["fault_word_0121"].toInt(), 0x0001);
+  EXPECT_EQ(o["fault_word_0122"].toInt(), 0x0002);
   EXPECT_EQ(f.size(), static_cast<int>(faults().size()));
-  EXPECT_EQ(o["status"].toObject()["battery"].toString(), QStringLiteral("超压"));
+  EXPECT_EQ(o["status"].toObject()["battery"].toString(), QStringLiteral("过放"));
   EXPECT_EQ(o["status"].toObject()["load"].toString(), QStringLiteral("已打开"));
   // Every value Home Assistant is told of is in the state.
   for (const auto& s : sensors()) EXPECT_TRUE(o.contains(QString::fromLatin1(s.key))) << s.key;
@@ -136,7 +138,7 @@ TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
     QJsonParseError err;
     const QJsonObject c = QJsonDocument::fromJson(m.payload, &err).object();
     ASSERT_EQ(err.error, QJsonParseError::NoError) << m.topic;
-    for (const char* key : {"name", "unique_id", "state_topic", "value_template", "availability_topic", "device"})
+    for (const char* key : {"name", "unique_id", "state_topic", "value_template", "availability", "device"})
       EXPECT_TRUE(c.contains(key)) << m.topic << " " << key;
     // Class, unit and state class stand only where the value has them, never as null.
     for (const char* key : {"device_class", "unit_of_measurement", "state_class"})
@@ -146,7 +148,14 @@ TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
     classified += c.contains("device_class") && c.contains("unit_of_measurement") && c.contains("state_class");
     EXPECT_EQ(m.topic, "homeassistant/sensor/" + c["unique_id"].toString().toStdString() + "/config");
     EXPECT_EQ(c["state_topic"].toString(), QStringLiteral("xinglan/site1/一号站/state"));
-    EXPECT_EQ(c["availability_topic"].toString(), QStringLiteral("xinglan/site1/一号站/availability"));
+    // Available only while the console (its status, with its last will) and the station both
+    // say "online".
+    const QJsonArray a = c["availability"].toArray();
+    ASSERT_EQ(a.size(), 2) << m.topic;
+    EXPECT_EQ(a[0].toObject()["topic"].toString(), QStringLiteral("xinglan/site1/status"));
+    EXPECT_EQ(a[1].toObject()["topic"].toString(), QStringLiteral("xinglan/site1/一号站/availability"));
+    EXPECT_EQ(c["availability_mode"].toString(), "all");
+    EXPECT_FALSE(c.contains("availability_topic"));
     EXPECT_TRUE(c["value_template"].toString().startsWith("{{ value_json."));
     const QJsonObject d = c["device"].toObject();
     EXPECT_EQ(d["name"].toString(), QStringLiteral("一号站"));

@@ -1,0 +1,161 @@
+// Availability on a real mosquitto broker: what a consumer such as Home Assistant is told about
+// each station when the console starts, when a station never answers, when the Client Id is
+// changed, and when the console is killed.
+
+#include <gtest/gtest.h>
+
+#include <QThread>
+#include <csignal>
+
+#include "core/settings.h"
+#include "monitoring/frm_global_monitoring.h"
+#include "publish/publisher.h"
+#include "support/console_fixture.h"
+#include "tests/publish/broker.h"
+#include "tools/sim/bus.h"
+
+namespace xl {
+namespace {
+
+using monitoring::FrmGlobalMonitoring;
+using platform::ms;
+using testing::Broker;
+using testing::Subscriber;
+using testing::jsonOf;
+
+const std::string kOld = "xinglan/site1/";
+
+QString last(const std::vector<QByteArray>& v) { return v.empty() ? QStringLiteral("(none)") : QString::fromUtf8(v.back()); }
+
+class AvailabilityTest : public testing::ConsoleFixture {
+ protected:
+  void SetUp() override {
+    ConsoleFixture::SetUp();
+    setPorts({"COM3,9600"});
+    addStation(QStringLiteral("一号站"), "COM3,9600", "1");
+    addStation(QStringLiteral("二号站"), "COM3,9600", "2");
+    sim::StationOptions o;
+    o.address = 1;
+    station1 = &bus.add("COM3", 9600, o);
+    o.address = 2;
+    station2 = &bus.add("COM3", 9600, o);
+  }
+  void TearDown() override {
+    FrmGlobalMonitoring::setReplyListener({});
+    publisher.reset();
+    ConsoleFixture::TearDown();
+  }
+  // A publisher wired as the program wires it.
+  void makePublisher() {
+    publisher = std::make_unique<publish::Publisher>();
+    FrmGlobalMonitoring::setReplyListener(
+        {[this](const QString& n, const QString& id, const QByteArray& b) { publisher->deviceInfoReply(n, id, b); },
+         [this](const QString& n, const QString& id, const QByteArray& b) { publisher->realTimeReply(n, id, b); }});
+    publisher->setStaleRule([](const QString& name) { return FrmGlobalMonitoring::instance().isStale(name); });
+  }
+  void publishTo(int port, const QString& clientId) {
+    publish::MqttSettings s;
+    s.enabled = true;
+    s.host = "127.0.0.1";
+    s.port = port;
+    s.clientId = clientId;
+    s.topicPrefix = "xinglan";
+    s.discoveryPrefix = "homeassistant";
+    publish::writeMqttSettings(s);
+    publisher->applyFromFile();
+  }
+  bool runUntil(const std::function<bool()>& done, int realMs = 8000) {
+    QElapsedTimer t;
+    t.start();
+    while (t.elapsed() < realMs) {
+      QCoreApplication::processEvents();
+      if (done()) return true;
+      clock.advance(ms(100));
+      QThread::msleep(1);
+    }
+    return done();
+  }
+
+  sim::Bus bus{driver};
+  sim::Controller* station1 = nullptr;
+  sim::Controller* station2 = nullptr;
+  std::unique_ptr<publish::Publisher> publisher;
+};
+
+TEST_F(AvailabilityTest, StationsAreOfflineUntilTheirFirstReplyOfThisRunAndAClientIdChangeClearsTheOldTopics) {
+  Broker broker;
+  // A previous run left station 2 "online" (retained), and a clean exit sends no will.
+  {
+    start();
+    makePublisher();
+    publishTo(broker.port(), "site1");
+    Subscriber sub(broker.port(), "xl-test-first");
+    ASSERT_TRUE(runUntil([&] { return last(sub.on(kOld + "二号站/availability")) == "online"; }));
+    publisher.reset();
+    ui::discardAll();
+  }
+  sim::Faults silent;
+  silent.silent = true;
+  station2->setFaults(silent);
+  start();
+  makePublisher();
+  publishTo(broker.port(), "site1");
+  Subscriber sub(broker.port(), "xl-test-second");
+  ASSERT_TRUE(sub.subscribed());
+  ASSERT_TRUE(runUntil([&] {
+    return last(sub.on(kOld + "二号站/availability")) == "offline" && last(sub.on(kOld + "一号站/availability")) == "online";
+  }));
+  // Station 2 stays offline: never answered in this run.
+  runUntil([] { return false; }, 1500);
+  EXPECT_EQ(last(sub.on(kOld + "二号站/availability")), "offline");
+
+  // A discovery config of this run (its keys are checked in the rules' test).
+  std::string configTopic;
+  for (const auto& m : sub.messages())
+    if (m.topic.rfind("homeassistant/sensor/site1_", 0) == 0 && !m.payload.isEmpty()) configTopic = m.topic;
+  ASSERT_FALSE(configTopic.empty());
+  EXPECT_EQ(jsonOf(sub.on(configTopic).back())["availability_mode"].toString(), "all");
+
+  // Another Client Id: nothing stays retained under the old one.
+  publishTo(broker.port(), "site2");
+  ASSERT_TRUE(runUntil([&] { return last(sub.on("xinglan/site2/一号站/availability")) == "online"; }));
+  Subscriber fresh(broker.port(), "xl-test-fresh");
+  ASSERT_TRUE(fresh.subscribed());
+  runUntil([] { return false; }, 500);
+  for (const auto& m : fresh.messages()) {
+    EXPECT_NE(m.topic.rfind(kOld, 0), 0u) << m.topic;
+    EXPECT_NE(m.topic, configTopic);
+  }
+}
+
+#ifdef XL_CONSOLE_PROGRAM
+TEST_F(AvailabilityTest, KilledConsoleTakesItsStationsOfflineThroughItsLastWill) {
+  Broker broker;
+  Subscriber sub(broker.port(), "xl-test-kill");
+  ASSERT_TRUE(sub.subscribed());
+  // The console's own folder: its program, and settings that turn the publisher on.
+  const QString program = dir.path() + "/xinglan";
+  ASSERT_TRUE(QFile::copy(QStringLiteral(XL_CONSOLE_PROGRAM), program));
+  const QString ini = dir.path() + "/MSCON.DLL";
+  core::writeIniFile("MQTT", "Enabled", "1", ini);
+  core::writeIniFile("MQTT", "Host", "127.0.0.1", ini);
+  core::writeIniFile("MQTT", "Port", QString::number(broker.port()), ini);
+  core::writeIniFile("MQTT", "Client Id", "killed", ini);
+  QProcess console;
+  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+  env.insert("QT_QPA_PLATFORM", "offscreen");
+  console.setProcessEnvironment(env);
+  console.setStandardOutputFile(QProcess::nullDevice());
+  console.setStandardErrorFile(QProcess::nullDevice());
+  console.start(program, {});
+  ASSERT_TRUE(console.waitForStarted(5000));
+  const std::string status = "xinglan/killed/status";
+  ASSERT_TRUE(runUntil([&] { return last(sub.on(status)) == "online"; }, 15000));
+  ::kill(static_cast<pid_t>(console.processId()), SIGKILL);
+  console.waitForFinished(5000);
+  EXPECT_TRUE(runUntil([&] { return last(sub.on(status)) == "offline"; }, 10000));
+}
+#endif
+
+}  // namespace
+}  // namespace xl
