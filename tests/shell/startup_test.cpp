@@ -40,6 +40,20 @@ TEST(Startup, DoubledSeparatorIsRepaired) {
   EXPECT_EQ(pathBeside("/opt/xinglan", "MSCON.DLL"), "/opt/xinglan/MSCON.DLL");
 }
 
+TEST(Startup, InstalledOrReadOnlyProgramGetsItsDirectoryInTheDataFolder) {
+  QTemporaryDir exe, data;
+  const QString own = data.path() + "/xinglan";
+  // A build tree keeps its files beside the executable.
+  EXPECT_EQ(programDirFor(exe.path(), "/usr/bin", data.path()), exe.path());
+  EXPECT_FALSE(QFileInfo::exists(own));
+  // The installed binary directory (writable for root) and a directory that cannot be written.
+  for (const QString& dir : {exe.path(), exe.path() + "/missing"}) {
+    EXPECT_EQ(programDirFor(dir, exe.path(), data.path()), own) << dir.toStdString();
+    EXPECT_TRUE(QFileInfo(own).isDir());
+  }
+  EXPECT_EQ(programDirFor(exe.path() + "/missing", "", data.path()), own);
+}
+
 TEST(Startup, BrokenStoreDoesNotStopTheStart) {
   QTemporaryDir dir;
   setProgramDir(dir.path());

@@ -59,7 +59,7 @@ void usage() {
       "usage: xinglan-sim [--config FILE] [--ports-dir DIR] [--speed N] [--quiet]\n"
       "\n"
       "  --config FILE    bus description (default: three stations, addresses 1 to 3, on COM3,9600)\n"
-      "  --ports-dir DIR  where the COMn links go (default: ports/ beside this program)\n"
+      "  --ports-dir DIR  where the COMn links go (default: ports/ in the console's program directory)\n"
       "  --speed N        simulated seconds per real second (overrides the file)\n"
       "  --quiet          do not print the frames\n");
 }
@@ -155,10 +155,19 @@ bool commandsReadable(bool stdinOpen) {
   return !isatty(STDIN_FILENO) || tcgetpgrp(STDIN_FILENO) == getpgrp();
 }
 
+// The console's program directory, found by the console's own rule: beside this program in a
+// build tree, the user's data folder (xinglan) when installed or when this folder is read-only.
 std::filesystem::path programDir() {
+  namespace fs = std::filesystem;
   std::error_code ec;
-  const auto exe = std::filesystem::read_symlink("/proc/self/exe", ec);
-  return ec ? std::filesystem::current_path() : exe.parent_path();
+  const auto exe = fs::read_symlink("/proc/self/exe", ec);
+  const fs::path dir = ec ? fs::current_path() : exe.parent_path();
+  const bool installed = fs::equivalent(dir, XL_INSTALL_BINDIR, ec) && !ec;
+  if (!installed && access(dir.c_str(), W_OK) == 0) return dir;
+  const char* xdg = std::getenv("XDG_DATA_HOME");
+  const char* home = std::getenv("HOME");
+  const fs::path data = xdg && *xdg ? fs::path(xdg) : fs::path(home && *home ? home : "/tmp") / ".local/share";
+  return data / "xinglan";
 }
 
 }  // namespace
