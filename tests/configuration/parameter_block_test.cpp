@@ -14,16 +14,6 @@ namespace {
 using namespace testing;
 using C = Control;
 
-TEST(ControlNames, EveryControlHasItsNameBothWays) {
-  for (Control c : allControls()) {
-    EXPECT_EQ(controlNamed(controlName(c)), c) << controlName(c);
-    EXPECT_FALSE(captionOf(c).empty());
-  }
-  EXPECT_EQ(controlNamed("LTextBox12"), C::LTextBox12);
-  EXPECT_FALSE(controlNamed("LTextBox13"));
-  EXPECT_FALSE(controlNamed("Combo1"));
-}
-
 TEST(ParameterBoxesValue, ListsHoldOnlyTheirEntries) {
   ParameterBoxes b;
   EXPECT_EQ(b.text(C::Combo4), "");
