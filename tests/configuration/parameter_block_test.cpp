@@ -14,16 +14,6 @@ namespace {
 using namespace testing;
 using C = Control;
 
-TEST(ControlNames, EveryControlHasItsNameBothWays) {
-  for (Control c : allControls()) {
-    EXPECT_EQ(controlNamed(controlName(c)), c) << controlName(c);
-    EXPECT_FALSE(captionOf(c).empty());
-  }
-  EXPECT_EQ(controlNamed("LTextBox12"), C::LTextBox12);
-  EXPECT_FALSE(controlNamed("LTextBox13"));
-  EXPECT_FALSE(controlNamed("Combo1"));
-}
-
 TEST(ParameterBoxesValue, ListsHoldOnlyTheirEntries) {
   ParameterBoxes b;
   EXPECT_EQ(b.text(C::Combo4), "");
@@ -34,7 +24,6 @@ TEST(ParameterBoxesValue, ListsHoldOnlyTheirEntries) {
   EXPECT_FALSE(b.setListIndex(C::Combo4, 5));
   EXPECT_FALSE(b.setListIndex(C::Combo2, -2));
   EXPECT_EQ(b.text(C::Combo4), "48V");
-  EXPECT_EQ(listEntries(C::Combo2), (std::vector<std::string>{"User", "Flooded", "Sealed", "Gel", "LI"}));
 }
 
 TEST(RatedInfo, FillsTheRatedBoxesAndGoesOnToTheBlock) {
@@ -56,27 +45,6 @@ TEST(RatedInfo, FillsTheRatedBoxesAndGoesOnToTheBlock) {
   shorter.pop_back();
   EXPECT_FALSE(showRatedInfo(b, shorter));
   EXPECT_EQ(b.text(C::LTextBox4), "40.00");
-}
-
-TEST(ParameterRead, AReferenceBlockFillsEveryBoxAndIsKept) {
-  const Bytes block = parameterReply();
-  ReadScreen s = readScreen(block);
-  const ParameterBoxes& b = s.boxes;
-  const std::pair<Control, const char*> expected[] = {
-      {C::SetChargeCurr, "20.00"}, {C::LTextBox8, "200"},    {C::Combo2, "Sealed"},     {C::Combo3, "Volt.Comp."},
-      {C::Combo4, "Auto"},         {C::LTextBox10, "-3"},    {C::LTextBox12, "16.00"},  {C::TextLimit, "15.50"},
-      {C::LTextBox16, "14.60"},    {C::LTextBox18, "14.40"}, {C::LTextBox20, "13.80"},  {C::LTextBox22, "13.20"},
-      {C::LTextBox24, "100"},      {C::LTextBox44, "30"},    {C::LTextBox45, "5"},      {C::LTextBox28, "120"},
-      {C::LTextBox29, "120"},      {C::LTextBox32, "30"},    {C::LTextBox34, "10.60"},  {C::LTextBox38, "12.60"},
-      {C::LTextBox40, "12.00"},    {C::LTextBox36, "11.10"}};
-  for (const auto& [c, text] : expected) EXPECT_EQ(b.text(c), text) << controlName(c);
-  // The enabled states are those of the type.
-  EXPECT_TRUE(b.enabled(C::LTextBox8));
-  EXPECT_FALSE(b.enabled(C::LTextBox12));
-  EXPECT_FALSE(b.enabled(C::LTextBox24));
-  EXPECT_FALSE(b.enabled(C::Combo3));
-  EXPECT_TRUE(std::equal(block.begin(), block.end(), s.state.lastBlock.begin()));
-  EXPECT_TRUE(s.state.dataRead);
 }
 
 TEST(ParameterRead, EachValueComesFromItsOwnRegister) {

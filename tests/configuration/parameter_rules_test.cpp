@@ -153,28 +153,22 @@ TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimals) {
 }
 
 TEST(FieldLimits, WholeNumberFieldsAndTheirExtraRules) {
-  EXPECT_EQ(afterLeaving(C::LTextBox8, ""), "100");
-  EXPECT_EQ(afterLeaving(C::LTextBox8, "5000"), "3000");
-  EXPECT_EQ(afterLeaving(C::LTextBox8, "150.5"), "150.5");
-  EXPECT_EQ(afterLeaving(C::LTextBox29, "5"), "10");
-  EXPECT_EQ(afterLeaving(C::LTextBox29, "601"), "600");
-  EXPECT_EQ(afterLeaving(C::LTextBox32, "300"), "255");
-  EXPECT_EQ(afterLeaving(C::LTextBox32, ""), "");  // low limit 0: an empty box stays empty
-  EXPECT_EQ(afterLeaving(C::LTextBox44, "90"), "80");
-  EXPECT_EQ(afterLeaving(C::LTextBox44, "-1"), "0");
-  EXPECT_EQ(afterLeaving(C::LTextBox45, "0"), "1");
-  EXPECT_EQ(afterLeaving(C::LTextBox45, "31"), "30");
-  EXPECT_EQ(afterLeaving(C::LTextBox28, "700"), "600");
-  EXPECT_EQ(afterLeaving(C::LTextBox28, "700", "Gel"), "120");
-  EXPECT_EQ(afterLeaving(C::LTextBox28, "0", "Gel"), "120");
-  EXPECT_EQ(afterLeaving(C::LTextBox16, "14.2", "Gel"), "15.20");
-  EXPECT_EQ(afterLeaving(C::LTextBox16, "3", "Gel"), "15.20");
-  EXPECT_EQ(afterLeaving(C::LTextBox24, "150"), "100");
-  EXPECT_EQ(afterLeaving(C::LTextBox24, "90"), "90");
   // Outside "User" the full-charge level always snaps back; the discharge limit does not.
-  EXPECT_EQ(afterLeaving(C::LTextBox24, "90", "Sealed", true), "100");
-  EXPECT_EQ(afterLeaving(C::LTextBox44, "90", "Sealed", true), "80");
-  EXPECT_EQ(afterLeaving(C::LTextBox44, "50", "Sealed", true), "50");
+  const struct {
+    Control box;
+    const char *typed, *shown, *type = "User";
+    bool soc = false;
+  } cases[] = {
+      {C::LTextBox8, "", "100"},           {C::LTextBox8, "5000", "3000"},         {C::LTextBox8, "150.5", "150.5"},
+      {C::LTextBox29, "5", "10"},          {C::LTextBox29, "601", "600"},          {C::LTextBox32, "300", "255"},
+      {C::LTextBox32, "", ""},  // low limit 0: an empty box stays empty
+      {C::LTextBox44, "90", "80"},         {C::LTextBox44, "-1", "0"},             {C::LTextBox45, "0", "1"},
+      {C::LTextBox45, "31", "30"},         {C::LTextBox28, "700", "600"},          {C::LTextBox28, "700", "120", "Gel"},
+      {C::LTextBox28, "0", "120", "Gel"},  {C::LTextBox16, "14.2", "15.20", "Gel"}, {C::LTextBox16, "3", "15.20", "Gel"},
+      {C::LTextBox24, "150", "100"},       {C::LTextBox24, "90", "90"},            {C::LTextBox24, "90", "100", "Sealed", true},
+      {C::LTextBox44, "90", "80", "Sealed", true}, {C::LTextBox44, "50", "50", "Sealed", true}};
+  for (const auto& c : cases)
+    EXPECT_EQ(afterLeaving(c.box, c.typed, c.type, c.soc), c.shown) << controlName(c.box) << " " << c.typed << " " << c.type;
 }
 
 TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {

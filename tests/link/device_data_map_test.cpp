@@ -362,12 +362,11 @@ TEST(DeviceDataMap, ChargeAndLoadState) {
   // Load state: bit 7 of byte 67 alone.
   for (std::uint8_t byte : {0x80, 0xFF, 0xC1}) EXPECT_TRUE(loadIsOn(byte)) << int(byte);
   for (std::uint8_t byte : {0x00, 0x7F, 0x01}) EXPECT_FALSE(loadIsOn(byte)) << int(byte);
-  EXPECT_EQ(loadStateText(true, Reader::RealTime), "已打开");
-  EXPECT_EQ(loadStateText(false, Reader::RealTime), "已关闭");
-  EXPECT_EQ(loadStateText(true, Reader::Scan), "已打开");
-  EXPECT_EQ(loadStateText(false, Reader::Scan), "已关闭");
-  EXPECT_EQ(loadStateText(true, Reader::Recorder), "1");
-  EXPECT_EQ(loadStateText(false, Reader::Recorder), "0");
+  for (Reader r : kReaders) {
+    const bool recorder = r == Reader::Recorder;
+    EXPECT_EQ(loadStateText(true, r), recorder ? "1" : "已打开") << nameOf(r);
+    EXPECT_EQ(loadStateText(false, r), recorder ? "0" : "已关闭") << nameOf(r);
+  }
   const RealTimeBlock off = decoded(realTime({{67, 0x7F}}), Reader::RealTime);
   EXPECT_FALSE(off.loadOn);
   EXPECT_EQ(off.status.load, "已关闭");
@@ -414,60 +413,45 @@ TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
 
 // Each tested position alone, on each reader: which group changes, to what.
 TEST(DeviceDataMap, StatusGroupsEachPosition) {
+  struct Texts {
+    const char *battery, *panel, *device, *load;
+  };
   struct Case {
     int position;
-    Reader reader;
-    const char* battery;
-    const char* panel;
-    const char* device;
-    const char* load;
+    Texts texts[3];  // in the order of kReaders: real-time, scan, recorder
   };
   const Case cases[] = {
-      {32, Reader::RealTime, "过放", "正常", "正常", "已关闭"},
-      {32, Reader::Scan, "过放", "正常", "正常", "已关闭"},
-      {32, Reader::Recorder, "蓄电池过放", "正常", "正常", "0"},
-      {31, Reader::RealTime, "超压", "正常", "正常", "已关闭"},
-      {31, Reader::Scan, "超压", "正常", "正常", "已关闭"},
-      {31, Reader::Recorder, "蓄电池超压", "正常", "正常", "0"},
-      {30, Reader::RealTime, "欠压警告", "正常", "正常", "已关闭"},
-      {30, Reader::Scan, "欠压警告", "正常", "正常", "已关闭"},
-      {30, Reader::Recorder, "蓄电池欠压警告", "正常", "正常", "0"},
-      {29, Reader::RealTime, "正常", "正常", "正常", "负载短路"},
-      {29, Reader::Scan, "正常", "正常", "正常", "负载短路"},
-      {29, Reader::Recorder, "正常", "正常", "正常", "负载短路"},
-      {28, Reader::RealTime, "正常", "正常", "正常", "负载过流"},
-      {28, Reader::Scan, "正常", "正常", "正常", "负载过流"},
-      {28, Reader::Recorder, "正常", "正常", "正常", "负载过载"},
-      {27, Reader::RealTime, "正常", "正常", "设备超温", "已关闭"},
-      {27, Reader::Scan, "正常", "正常", "设备超温", "已关闭"},
-      {27, Reader::Recorder, "正常", "正常", "设备超温", "0"},
-      {26, Reader::RealTime, "蓄电池超温", "正常", "正常", "已关闭"},
-      {26, Reader::Scan, "正常", "正常", "正常", "已关闭"},
-      {26, Reader::Recorder, "正常", "正常", "蓄电池超温", "0"},
-      {25, Reader::RealTime, "正常", "超功率", "正常", "已关闭"},
-      {25, Reader::Scan, "正常", "太阳能板功率过大", "正常", "已关闭"},
-      {25, Reader::Recorder, "正常", "太阳能板超功率", "正常", "0"},
-      {24, Reader::RealTime, "正常", "正常", "正常", "已关闭"},
-      {24, Reader::Scan, "正常", "正常", "正常", "已关闭"},
-      {24, Reader::Recorder, "正常", "正常", "正常", "0"},
-      {23, Reader::RealTime, "正常", "超压", "正常", "已关闭"},
-      {23, Reader::Scan, "正常", "太阳能板超压", "正常", "已关闭"},
-      {23, Reader::Recorder, "正常", "太阳能板超电压", "正常", "0"},
-      {20, Reader::RealTime, "正常", "太阳板反接", "正常", "已关闭"},
-      {20, Reader::Scan, "正常", "太阳能板反接", "正常", "已关闭"},
-      {20, Reader::Recorder, "正常", "太阳能板反接", "正常", "0"},
+      {32, {{"过放", "正常", "正常", "已关闭"}, {"过放", "正常", "正常", "已关闭"}, {"蓄电池过放", "正常", "正常", "0"}}},
+      {31, {{"超压", "正常", "正常", "已关闭"}, {"超压", "正常", "正常", "已关闭"}, {"蓄电池超压", "正常", "正常", "0"}}},
+      {30, {{"欠压警告", "正常", "正常", "已关闭"}, {"欠压警告", "正常", "正常", "已关闭"},
+            {"蓄电池欠压警告", "正常", "正常", "0"}}},
+      {29, {{"正常", "正常", "正常", "负载短路"}, {"正常", "正常", "正常", "负载短路"}, {"正常", "正常", "正常", "负载短路"}}},
+      {28, {{"正常", "正常", "正常", "负载过流"}, {"正常", "正常", "正常", "负载过流"}, {"正常", "正常", "正常", "负载过载"}}},
+      {27, {{"正常", "正常", "设备超温", "已关闭"}, {"正常", "正常", "设备超温", "已关闭"}, {"正常", "正常", "设备超温", "0"}}},
+      {26, {{"蓄电池超温", "正常", "正常", "已关闭"}, {"正常", "正常", "正常", "已关闭"}, {"正常", "正常", "蓄电池超温", "0"}}},
+      {25, {{"正常", "超功率", "正常", "已关闭"}, {"正常", "太阳能板功率过大", "正常", "已关闭"},
+            {"正常", "太阳能板超功率", "正常", "0"}}},
+      {24, {{"正常", "正常", "正常", "已关闭"}, {"正常", "正常", "正常", "已关闭"}, {"正常", "正常", "正常", "0"}}},
+      {23, {{"正常", "超压", "正常", "已关闭"}, {"正常", "太阳能板超压", "正常", "已关闭"},
+            {"正常", "太阳能板超电压", "正常", "0"}}},
+      {20, {{"正常", "太阳板反接", "正常", "已关闭"}, {"正常", "太阳能板反接", "正常", "已关闭"},
+            {"正常", "太阳能板反接", "正常", "0"}}},
   };
   for (const Case& c : cases) {
     // Through the reply: position p is bit (32 - p) of the fault word in bytes 69, 70.
     const int bit = 32 - c.position;
     const Bytes bytes = realTime({{69, static_cast<std::uint8_t>(bit >= 8 ? 1 << (bit - 8) : 0)},
                                   {70, static_cast<std::uint8_t>(bit < 8 ? 1 << bit : 0)}});
-    const RealTimeBlock b = decoded(bytes, c.reader);
-    ASSERT_EQ(b.statusFlags, flagsWith({c.position}));
-    EXPECT_EQ(b.status.battery, c.battery) << c.position << " " << nameOf(c.reader);
-    EXPECT_EQ(b.status.panel, c.panel) << c.position << " " << nameOf(c.reader);
-    EXPECT_EQ(b.status.device, c.device) << c.position << " " << nameOf(c.reader);
-    EXPECT_EQ(b.status.load, c.load) << c.position << " " << nameOf(c.reader);
+    for (std::size_t i = 0; i < 3; ++i) {
+      const Texts& e = c.texts[i];
+      const RealTimeBlock b = decoded(bytes, kReaders[i]);
+      ASSERT_EQ(b.statusFlags, flagsWith({c.position}));
+      const std::string label = std::to_string(c.position) + " " + nameOf(kReaders[i]);
+      EXPECT_EQ(b.status.battery, e.battery) << label;
+      EXPECT_EQ(b.status.panel, e.panel) << label;
+      EXPECT_EQ(b.status.device, e.device) << label;
+      EXPECT_EQ(b.status.load, e.load) << label;
+    }
   }
 
   // Positions no reader tests change nothing, even all at once; old texts are replaced.

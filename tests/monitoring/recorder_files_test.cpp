@@ -133,16 +133,6 @@ TEST_F(RecorderFilesTest, DeletedFilesChooseTheNextFile) {
   EXPECT_EQ(readFile(file("Roof", 2)), header() + line("2") + line("x"));
 }
 
-TEST_F(RecorderFilesTest, UnmarkedStationKeepsItsFileForALaterMark) {
-  stations = {{"Roof", true, {}}};
-  flush({{"Roof", "a"}});
-  stations[0].marked = false;
-  flush({});
-  stations[0].marked = true;
-  flush({{"Roof", "b"}});
-  EXPECT_EQ(readFile(file("Roof", 1)), header() + line("a") + line("b"));
-}
-
 TEST_F(RecorderFilesTest, StationsOfOneNameShareTheFileOfTheFirst) {
   stations = {{"Roof", true, {}}, {"Roof", true, {}}};
   flush({{"Roof", "first"}, {"Roof", "second"}});
@@ -183,18 +173,6 @@ TEST_F(RecorderFilesTest, MissingRootKeepsTheQueueUntilItReturns) {
   EXPECT_EQ(stations[0].file, later + "/Roof/1.csv");
   EXPECT_EQ(readFile(later + "/Roof/1.csv"), header() + line("1") + line("2") + line("3"));
   EXPECT_EQ(readFile(later + "/Yard/1.csv"), header() + line("1") + line("2"));
-}
-
-TEST_F(RecorderFilesTest, StationThatNeverAnsweredWritesTheZeroLine) {
-  stations = {{"Far", true, {}}};
-  const auto row = parseReading(storedReplyOf(QVariant()), "Far", "12",
-                                QDateTime(QDate(2026, 1, 5), QTime(10, 31, 1)), 3);
-  ASSERT_TRUE(row.has_value());
-  queue.push_back(pendingRowOf(*row));
-  files.flushReadings(root(), stations, queue, limits, recordCounter);
-  EXPECT_EQ(readFile(file("Far", 1)),
-            header() + line("2026-01-05 10:31:01,Far,12,0.00,0.0,0,未开启充电,0.0,0,0.00,0,0.00,0,0.0,0,0,"
-                            "正常,正常,正常"));
 }
 
 TEST_F(RecorderFilesTest, FolderThatCannotBeMadeIsReportedOnceAndSkipped) {
