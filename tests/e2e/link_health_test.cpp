@@ -21,7 +21,7 @@
 #include "link/exchange_log.h"
 #include "link/frame_codec.h"
 #include "platform/gbk.h"
-#include "support/console_fixture.h"
+#include "support/two_stations.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
 
@@ -34,19 +34,10 @@ using testing::grid;
 
 constexpr int kLastReply = 15, kAge = 16, kShare = 17;
 
-class LinkHealthTest : public testing::ConsoleFixture {
+class LinkHealthTest : public testing::TwoStationFixture {
  protected:
   void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
-    addStation(QStringLiteral("一号站"), "COM3,9600", "1");
-    addStation(QStringLiteral("二号站"), "COM3,9600", "2");
-    sim::StationOptions frozen;
-    frozen.live = false;
-    frozen.address = 1;
-    station1 = &bus.add("COM3", 9600, frozen);
-    frozen.address = 2;
-    station2 = &bus.add("COM3", 9600, frozen);
+    TwoStationFixture::SetUp();
   }
 
   // Runs the clock to `atMs` since start-up and refreshes the health columns there.
@@ -68,9 +59,6 @@ class LinkHealthTest : public testing::ConsoleFixture {
     return item->toolTip(0);
   }
 
-  sim::Bus bus{driver};
-  sim::Controller* station1 = nullptr;
-  sim::Controller* station2 = nullptr;
 };
 
 TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextReply) {

@@ -10,7 +10,7 @@
 #include "core/settings.h"
 #include "link/frame_codec.h"
 #include "monitoring/frm_real_time_monitoring.h"
-#include "support/console_fixture.h"
+#include "support/two_stations.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
 
@@ -23,20 +23,10 @@ using testing::Sent;
 using testing::edit;
 using testing::grid;
 
-class MonitoringCycleTest : public testing::ConsoleFixture {
+class MonitoringCycleTest : public testing::TwoStationFixture {
  protected:
   void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
-    addStation(QStringLiteral("一号站"), "COM3,9600", "1");
-    addStation(QStringLiteral("二号站"), "COM3,9600", "2");
-    sim::StationOptions frozen;
-    frozen.live = false;  // values stay as the test sets them
-    frozen.address = 1;
-    station1 = &bus.add("COM3", 9600, frozen);
-    frozen.address = 2;
-    station2 = &bus.add("COM3", 9600, frozen);
-    line = driver.line("COM3");
+    TwoStationFixture::SetUp();
   }
 
   // What the console sent, with the time its first byte went out.
@@ -51,10 +41,6 @@ class MonitoringCycleTest : public testing::ConsoleFixture {
 
   static std::string frame(int id, const char* literal) { return hexText(requestFrame(id, literal)); }
 
-  sim::Bus bus{driver};
-  sim::Controller* station1 = nullptr;
-  sim::Controller* station2 = nullptr;
-  platform::SimLine* line = nullptr;
 };
 
 TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {

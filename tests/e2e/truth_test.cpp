@@ -12,7 +12,7 @@
 #include "link/serial_session.h"
 #include "monitoring/frm_hlstory_monitoring.h"
 #include "monitoring/frm_real_time_monitoring.h"
-#include "support/console_fixture.h"
+#include "support/two_stations.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
 
@@ -32,19 +32,10 @@ using testing::grid;
 const QString kOne = QStringLiteral("一号站");
 const QString kTwo = QStringLiteral("二号站");
 
-class TruthTest : public testing::ConsoleFixture {
+class TruthTest : public testing::TwoStationFixture {
  protected:
   void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
-    addStation(kOne, "COM3,9600", "1");
-    addStation(kTwo, "COM3,9600", "2");
-    sim::StationOptions frozen;
-    frozen.live = false;
-    frozen.address = 1;
-    station1 = &bus.add("COM3", 9600, frozen);
-    frozen.address = 2;
-    station2 = &bus.add("COM3", 9600, frozen);
+    TwoStationFixture::SetUp();
     station1->state().readings.totalWhGenerated = 53960;
     station2->state().readings.totalWhGenerated = 19410;
     line = driver.line("COM3");
@@ -79,10 +70,6 @@ class TruthTest : public testing::ConsoleFixture {
     return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const QString& l) { return l.contains(part); }));
   }
 
-  sim::Bus bus{driver};
-  sim::Controller* station1 = nullptr;
-  sim::Controller* station2 = nullptr;
-  platform::SimLine* line = nullptr;
   std::vector<link::Exchange> exchanges;
   int observer = 0;
 };

@@ -18,7 +18,7 @@
 #include "monitoring/frm_chart.h"
 #include "monitoring/frm_hlstory_monitoring.h"
 #include "platform/gbk.h"
-#include "support/console_fixture.h"
+#include "support/two_stations.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
 #include "ui/form.h"
@@ -51,20 +51,10 @@ struct ChartSeen {
   QString title;
 };
 
-class HistoryScreenTest : public testing::ConsoleFixture {
+class HistoryScreenTest : public testing::TwoStationFixture {
  protected:
   void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
-    addStation(kStation1, "COM3,9600", "1");
-    addStation(kStation2, "COM3,9600", "2");
-    sim::StationOptions frozen;
-    frozen.live = false;
-    frozen.address = 1;
-    station1 = &bus.add("COM3", 9600, frozen);
-    frozen.address = 2;
-    station2 = &bus.add("COM3", 9600, frozen);
-    line = driver.line("COM3");
+    TwoStationFixture::SetUp();
     // The record of the example, three days ago: its reply is
     // 01 03 14 00 7C 00 90 01 F4 00 C8 00 96 00 3C 00 0A 00 05 00 78 00 32 28 09.
     station1->state().setRecord(3, {124, 144, 500, 200, 150, 60, 10, 5, 120, 50});
@@ -137,10 +127,6 @@ class HistoryScreenTest : public testing::ConsoleFixture {
     clock.advance(ms(150 * (dayCount + 1) + 200));
   }
 
-  sim::Bus bus{driver};
-  sim::Controller* station1 = nullptr;
-  sim::Controller* station2 = nullptr;
-  platform::SimLine* line = nullptr;
   std::vector<ChartSeen> charts;
 };
 

@@ -20,7 +20,7 @@
 #include "monitoring/day_charts.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
-#include "support/console_fixture.h"
+#include "support/two_stations.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
 #include "ui/form.h"
@@ -42,20 +42,10 @@ using testing::grid;
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号站");
 
-class MonitorScreensTest : public testing::ConsoleFixture {
+class MonitorScreensTest : public testing::TwoStationFixture {
  protected:
   void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
-    addStation(kStation1, "COM3,9600", "1");
-    addStation(kStation2, "COM3,9600", "2");
-    sim::StationOptions frozen;
-    frozen.live = false;
-    frozen.address = 1;
-    station1 = &bus.add("COM3", 9600, frozen);
-    frozen.address = 2;
-    station2 = &bus.add("COM3", 9600, frozen);
-    line = driver.line("COM3");
+    TwoStationFixture::SetUp();
     auto& r = station1->state().readings;
     r.soc = 80;
     r.batteryVoltage = 125;   // 12.5 V
@@ -101,10 +91,6 @@ class MonitorScreensTest : public testing::ConsoleFixture {
     return out;
   }
 
-  sim::Bus bus{driver};
-  sim::Controller* station1 = nullptr;
-  sim::Controller* station2 = nullptr;
-  platform::SimLine* line = nullptr;
 };
 
 // A 73-byte real-time block as verifyFrame returns it, all data bytes zero.

@@ -24,7 +24,7 @@
 #include "publish/publisher.h"
 #include "shell/frm_add_station.h"
 #include "ui/modal.h"
-#include "support/console_fixture.h"
+#include "support/two_stations.h"
 #include "tests/publish/broker.h"
 #include "tools/sim/bus.h"
 
@@ -45,19 +45,11 @@ const QString kStation2 = QStringLiteral("二号/站#1");  // a name with what t
 const std::string kBase = "xinglan/site1/";
 const std::string kLevel2 = "二号%2F站%231";
 
-class BrokerTest : public testing::ConsoleFixture {
+class BrokerTest : public testing::TwoStationFixture {
  protected:
+  BrokerTest() { secondName = kStation2; }
   void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
-    addStation(kStation1, "COM3,9600", "1");
-    addStation(kStation2, "COM3,9600", "2");
-    sim::StationOptions frozen;
-    frozen.live = false;
-    frozen.address = 1;
-    station1 = &bus.add("COM3", 9600, frozen);
-    frozen.address = 2;
-    station2 = &bus.add("COM3", 9600, frozen);
+    TwoStationFixture::SetUp();
     auto& r = station1->state().readings;
     r.soc = 80;
     r.batteryVoltage = 125;
@@ -129,9 +121,6 @@ class BrokerTest : public testing::ConsoleFixture {
 
   FrmRealTimeMonitoring& live() { return FrmRealTimeMonitoring::instance(); }
 
-  sim::Bus bus{driver};
-  sim::Controller* station1 = nullptr;
-  sim::Controller* station2 = nullptr;
   std::unique_ptr<publish::Publisher> publisher;
 };
 
