@@ -10,7 +10,7 @@
 #include "core/settings.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "publish/publisher.h"
-#include "support/console_fixture.h"
+#include "support/two_stations.h"
 #include "tests/publish/broker.h"
 #include "tools/sim/bus.h"
 
@@ -27,23 +27,12 @@ const std::string kOld = "xinglan/site1/";
 
 QString last(const std::vector<QByteArray>& v) { return v.empty() ? QStringLiteral("(none)") : QString::fromUtf8(v.back()); }
 
-class AvailabilityTest : public testing::ConsoleFixture {
+class AvailabilityTest : public testing::TwoStationFixture {
  protected:
-  void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
-    addStation(QStringLiteral("一号站"), "COM3,9600", "1");
-    addStation(QStringLiteral("二号站"), "COM3,9600", "2");
-    sim::StationOptions o;
-    o.address = 1;
-    station1 = &bus.add("COM3", 9600, o);
-    o.address = 2;
-    station2 = &bus.add("COM3", 9600, o);
-  }
   void TearDown() override {
     FrmGlobalMonitoring::setReplyListener({});
     publisher.reset();
-    ConsoleFixture::TearDown();
+    TwoStationFixture::TearDown();
   }
   // A publisher wired as the program wires it.
   void makePublisher() {
@@ -64,21 +53,6 @@ class AvailabilityTest : public testing::ConsoleFixture {
     publish::writeMqttSettings(s);
     publisher->applyFromFile();
   }
-  bool runUntil(const std::function<bool()>& done, int realMs = 8000) {
-    QElapsedTimer t;
-    t.start();
-    while (t.elapsed() < realMs) {
-      QCoreApplication::processEvents();
-      if (done()) return true;
-      clock.advance(ms(100));
-      QThread::msleep(1);
-    }
-    return done();
-  }
-
-  sim::Bus bus{driver};
-  sim::Controller* station1 = nullptr;
-  sim::Controller* station2 = nullptr;
   std::unique_ptr<publish::Publisher> publisher;
 };
 

@@ -92,27 +92,6 @@ class BrokerTest : public testing::TwoStationFixture {
     publisher->applyFromFile();
   }
 
-  // Runs the console (virtual time, 100 ms a step) and Qt's events until `done`, for at most
-  // `realMs` of wall-clock time.
-  bool runUntil(const std::function<bool()>& done, int realMs = 8000) {
-    QElapsedTimer t;
-    t.start();
-    while (t.elapsed() < realMs) {
-      QCoreApplication::processEvents();
-      if (done()) return true;
-      clock.advance(ms(100));
-      QThread::msleep(1);
-    }
-    return done();
-  }
-  void runFor(int virtualMs) {
-    for (int i = 0; i < virtualMs / 100; ++i) {
-      QCoreApplication::processEvents();
-      clock.advance(ms(100));
-      QThread::msleep(1);
-    }
-  }
-
   int logCount(const QString& part) {
     const QStringList lines = logLines();
     return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const QString& l) { return l.contains(part); }));

@@ -9,11 +9,14 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QElapsedTimer>
+#include <QThread>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QPlainTextEdit>
 #include <QTemporaryDir>
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -98,6 +101,27 @@ class ConsoleFixture : public ::testing::Test {
   shell::FrmMDI& mdi() { return shell::FrmMDI::instance(); }
   monitoring::FrmGlobalMonitoring& scan() { return monitoring::FrmGlobalMonitoring::instance(); }
   monitoring::FrmMaintenanceRecord& recorder() { return monitoring::FrmMaintenanceRecord::instance(); }
+
+  // Runs the console (virtual time, 100 ms a step) and Qt's events until `done`, for at most
+  // `realMs` of wall-clock time: for tests that wait on a real peer such as a broker.
+  bool runUntil(const std::function<bool()>& done, int realMs = 8000) {
+    QElapsedTimer t;
+    t.start();
+    while (t.elapsed() < realMs) {
+      QCoreApplication::processEvents();
+      if (done()) return true;
+      clock.advance(platform::ms(100));
+      QThread::msleep(1);
+    }
+    return done();
+  }
+  void runFor(int virtualMs) {
+    for (int i = 0; i < virtualMs / 100; ++i) {
+      QCoreApplication::processEvents();
+      clock.advance(platform::ms(100));
+      QThread::msleep(1);
+    }
+  }
 
   // The lines of the message window.
   QStringList logLines() { return mdi().Text1()->toPlainText().split('\n'); }
