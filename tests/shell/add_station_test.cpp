@@ -33,11 +33,7 @@ class AddStationTest : public testing::ShellFixture {
     mdi().show();
     clock.advance(ms(300 * 3));
   }
-  void type(QLineEdit* box, const QString& text) {
-    box->selectAll();
-    QTest::keyClick(box, Qt::Key_Delete);
-    testing::typeText(box, text);
-  }
+  void type(QLineEdit* box, const QString& text) { testing::retype(box, text); }
   void choose(QComboBox* list, const QString& text) {
     const int i = list->findText(text);
     ASSERT_GE(i, 0) << text.toStdString();

@@ -27,6 +27,13 @@ inline void typeText(QWidget* w, const QString& text) {
   }
 }
 
+// Replaces what a box holds by `text`: all of it selected and deleted, then typed key by key.
+inline void retype(QLineEdit* box, const QString& text) {
+  box->selectAll();
+  QTest::keyClick(box, Qt::Key_Delete);
+  typeText(box, text);
+}
+
 // The caption of a box: the text of the label whose buddy it is.
 inline QString labelText(const QWidget* box) {
   QLabel* label = ui::labelFor(box);

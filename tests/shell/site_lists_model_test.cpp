@@ -153,11 +153,7 @@ class SiteListsModelTest : public testing::ShellFixture {
 
   // ---- the operator's hands -----------------------------------------------------------
 
-  void type(QLineEdit* box, const QString& text) {
-    box->selectAll();
-    QTest::keyClick(box, Qt::Key_Delete);
-    testing::typeText(box, text);
-  }
+  void type(QLineEdit* box, const QString& text) { testing::retype(box, text); }
   // A choice from a list that takes no typing: Home, then Down to the entry.
   void choose(QComboBox* list, const QString& text) {
     const int i = list->findText(text);
