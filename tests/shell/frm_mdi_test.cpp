@@ -207,8 +207,7 @@ TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   QComboBox& load = *testing::combo(configuration::FrmGeneralGLoadConfiguration::instance());
   QComboBox& factory = *testing::combo(configuration::FrmFactoryOperation::instance());
   clock.advance(ms(300));
-  auto* table = testing::grid(scan(), "VsFList1");
-  table->setTextMatrix(2, table->colIndex(monitoring::FrmGlobalMonitoring::kAnswerKey), "1");
+  scan().scanEngine().markAnswered(2);
   mdi().setStationEnabled();
   EXPECT_EQ(mdi().nodeImage("COM3,9600,1"), 3);
   EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 2);
