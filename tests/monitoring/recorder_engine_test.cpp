@@ -10,7 +10,9 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <initializer_list>
 #include <memory>
+#include <utility>
 
 #include "core/app_state.h"
 #include "core/message_log.h"
@@ -65,8 +67,9 @@ class RecorderEngineTest : public ::testing::Test {
     core::configPath.clear();
   }
 
-  static void set(const char* key, const QString& value) {
-    core::writeIni("Maintenance Record", QString::fromUtf8(key), value);
+  // Keys of the recorder's section, as pairs of key and value.
+  static void set(std::initializer_list<std::pair<const char*, QString>> keys) {
+    for (const auto& [key, value] : keys) core::writeIni("Maintenance Record", QString::fromUtf8(key), value);
   }
   void at(std::int64_t atMs) { clock.advance(ms(atMs) - clock.now()); }
   QString file(const QString& station, int n) const { return root + "/" + station + "/" + QString::number(n) + ".csv"; }
@@ -94,13 +97,9 @@ class RecorderEngineTest : public ::testing::Test {
 };
 
 TEST_F(RecorderEngineTest, ConfiguredFromTheSettingsFileItRecordsTheMarkedStations) {
-  set("Auto Saving", "1");
-  set("File Path", root);
-  set("Read Interval", "75");
-  set("Line Count", "3");  // a stored value is taken as it stands
-  set("Roof", "-1");
-  set("Shed", "0");
-  set("Ghost", "-1");
+  // A stored line count is taken as it stands.
+  set({{"Auto Saving", "1"}, {"File Path", root}, {"Read Interval", "75"}, {"Line Count", "3"},
+       {"Roof", "-1"}, {"Shed", "0"}, {"Ghost", "-1"}});
   ASSERT_TRUE(QDir().mkpath(root));
   const char* const stations[][2] = {{"Roof", "1"}, {"Shed", "2"}, {"Ghost", "9"}, {"file path", "4"}};
   for (const auto& [name, id] : stations) recorder->appendStation(name, id);
@@ -120,7 +119,7 @@ TEST_F(RecorderEngineTest, ConfiguredFromTheSettingsFileItRecordsTheMarkedStatio
   EXPECT_EQ(marks, (QStringList{"-1", "0", "-1", ""}));
   // A station appended later is unmarked until the configuration is applied again.
   recorder->appendStation("Late", "5");
-  set("Late", "-1");
+  set({{"Late", "-1"}});
   EXPECT_EQ(recorder->appliedMark(5), "");
 
   // Timer2's 61st tick starts the cycle; its rows follow 300 ms apart.
@@ -151,12 +150,8 @@ TEST_F(RecorderEngineTest, ConfiguredFromTheSettingsFileItRecordsTheMarkedStatio
 }
 
 TEST_F(RecorderEngineTest, ACycleEverySecondWaitsForTheRootAndStopWritesWhatWaits) {
-  set("Auto Saving", "1");
-  set("File Path", root);  // not there yet
-  set("Save Interval H", "0");
-  set("Save Interval M", "0");
-  set("Roof", "-1");
-  set("Shed", "-1");
+  set({{"Auto Saving", "1"}, {"File Path", root}, {"Save Interval H", "0"}, {"Save Interval M", "0"},
+       {"Roof", "-1"}, {"Shed", "-1"}});  // the root is not there yet
   recorder->appendStation("Roof", "1");
   recorder->appendStation("Shed", "2");
   recorder->storeReply(1, exampleReply());
