@@ -5,8 +5,8 @@
 # station marked) and a store with that one station; the simulator answers at address 1. With
 # DISPLAY unset and the xcb platform asked for (which could not start without a display), the
 # agent must record lines of real readings, end within 5 s of SIGTERM with status 0, and leave
-# only whole lines (CR LF, as many fields as the heading). A directory without a settings file
-# gives status 2 and one line on standard error.
+# only whole lines (CR LF, as many fields as the heading). A directory without a settings file,
+# and an unknown option, give status 2 and one line on standard error.
 set -euo pipefail
 
 src_bin=$(cd "$1" && pwd)
@@ -35,6 +35,13 @@ status=$?
 set -e
 [ $status = 2 ] || fail "an empty directory gave status $status, not 2"
 [ "$(wc -l <"$dir/agent.err")" = 1 ] || fail "an empty directory did not give one line"
+# An option the agent does not know is refused the same way; --help says what it takes.
+set +e
+run_agent "$dir/empty" --bogus >/dev/null 2>&1
+status=$?
+set -e
+[ $status = 2 ] || fail "an unknown option gave status $status, not 2"
+"$src_bin/xinglan" --help | grep -q -- '--headless' || fail "--help does not describe --headless"
 
 site="$dir/site"
 mkdir -p "$site/ports" "$site/data"
