@@ -4,8 +4,8 @@
 # D holds the settings (one port, read interval 1 s, automatic saving every second, the one
 # station marked) and a store with that one station; the simulator answers at address 1. With
 # DISPLAY unset and the xcb platform asked for (which could not start without a display), the
-# agent must record lines of real readings, end within 5 s of SIGTERM with status 0, and leave
-# only whole lines (CR LF, as many fields as the heading). A directory without a settings file,
+# agent must record lines of real readings and publish to a local mosquitto, end within 5 s of
+# SIGTERM with status 0 after publishing its status "offline", and leave only whole lines (CR LF, as many fields as the heading). A directory without a settings file,
 # and an unknown option, give status 2 and one line on standard error.
 set -euo pipefail
 
@@ -13,7 +13,9 @@ src_bin=$(cd "$1" && pwd)
 dir=$(mktemp -d)
 sim=
 agent=
+broker=
 cleanup() {
+  [ -n "$broker" ] && kill "$broker" 2>/dev/null || true
   [ -n "$agent" ] && kill -KILL "$agent" 2>/dev/null || true
   [ -n "$sim" ] && kill -INT "$sim" 2>/dev/null || true
   rm -rf "$dir"
@@ -55,6 +57,11 @@ EOF
 station=$(python3 -c "import sqlite3,sys; print(sqlite3.connect(sys.argv[1]).execute('select StationName from Station').fetchone()[0])" "$site/MSCONS.DLL")
 printf '[Maintenance Record]\r\nRead Interval=1\r\nAuto Saving=1\r\nFile Path=%s\r\nSave Interval H=0\r\nSave Interval M=0\r\n%s=-1\r\n' \
   "$site/data" "$station" | iconv -f UTF-8 -t GBK >>"$site/MSCON.DLL"
+# A local broker that logs what it receives; the agent publishes to it.
+port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+mosquitto -v -p "$port" >"$dir/broker.log" 2>&1 &
+broker=$!
+printf '[MQTT]\r\nEnabled=1\r\nHost=127.0.0.1\r\nPort=%s\r\nClient Id=agent-e2e\r\n' "$port" >>"$site/MSCON.DLL"
 printf '[bus]\nspeed = 1\n[station]\nport = COM3,9600\naddress = 1\n' >"$dir/bus.conf"
 
 "$src_bin/xinglan-sim" --config "$dir/bus.conf" --ports-dir "$site/ports" --quiet >"$dir/sim.log" 2>&1 &
@@ -99,6 +106,9 @@ assert data.endswith(b'\r\n'), 'the file ends inside a line'
 for line in data[:-2].split(b'\r\n'):
     assert line.count(b',') == int(sys.argv[2]), line
 EOF
+# The site went offline for the broker: its status "offline" (7 bytes).
+grep -q "Received PUBLISH from agent-e2e .*'xinglan/agent-e2e/status', ... (7 bytes)" "$dir/broker.log" ||
+  fail "the broker did not hear the status offline"
 grep -q '^[0-9]\{4\}-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9] 刷新所有站点成功$' "$dir/agent.out" ||
   fail "the message lines are not on standard output with their time"
 echo "agent: $(($(wc -l <"$csv") - 1)) lines recorded, status $status after SIGTERM"
