@@ -92,7 +92,7 @@ class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintena
   QPushButton* Command1;        // "浏览"
   QLineEdit* LTextBox4;         // "行计数", the line limit
   QLineEdit* LTextBox5;         // "临时文件大小限制(MB)", the size limit
-  platform::FlexGrid* VSFlexGrid1;  // 0 mark, 1 StationName, 2 DeviceID, 3 file (hidden), 4 (hidden)
+  platform::FlexGrid* VSFlexGrid1;  // 0 mark, 1 StationName, 2 DeviceID; 3, 4 hidden and empty (files are the engine's)
   QPushButton* Command3;        // "确定"
   QPushButton* Command4;        // "取消"
 

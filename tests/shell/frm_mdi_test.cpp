@@ -225,6 +225,7 @@ TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   EXPECT_EQ(realTime.count(), 0);
   EXPECT_EQ(load.count(), 0);
   EXPECT_EQ(factory.count(), 0);
+  EXPECT_EQ(recorder().engine().stationCount(), 0);  // the rows the recorder saves by go too
   EXPECT_EQ(mdi().portCursor, 0);
   EXPECT_TRUE(mdi().Timer2.enabled());
 }
