@@ -127,15 +127,6 @@ TEST_F(LoginTest, TypingInTheUserBoxStopsTheTimerAndCancelEndsTheProgram) {
   EXPECT_EQ(ended, 1);
 }
 
-TEST_F(LoginTest, TheGuestsTimerBranchLogsInWhateverThePassword) {
-  writeSettings("[Main]\r\nconfig=Secret\r\n");
-  startAtLogin();
-  combo(login())->setEditText("guest");  // set by code: no touch
-  clock.advance(ms(5000));
-  EXPECT_TRUE(mainWindowUp());
-  EXPECT_EQ(core::currentUser, "guest");
-}
-
 TEST_F(LoginTest, UserSwitchIsModalAndLogsEvenWhenCancelled) {
   startAtLogin();
   clock.advance(ms(5000));
