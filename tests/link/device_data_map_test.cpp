@@ -318,11 +318,6 @@ TEST(DeviceDataMap, ChargeAndLoadState) {
   // Load state: bit 7 of byte 67 alone.
   for (std::uint8_t byte : {0x80, 0xFF, 0xC1}) EXPECT_TRUE(loadIsOn(byte)) << int(byte);
   for (std::uint8_t byte : {0x00, 0x7F, 0x01}) EXPECT_FALSE(loadIsOn(byte)) << int(byte);
-  for (Reader r : kReaders) {
-    const bool recorder = r == Reader::Recorder;
-    EXPECT_EQ(loadStateText(true, r), recorder ? "1" : "已打开") << nameOf(r);
-    EXPECT_EQ(loadStateText(false, r), recorder ? "0" : "已关闭") << nameOf(r);
-  }
   const RealTimeBlock off = decoded(realTime({{67, 0x7F}}), Reader::RealTime);
   EXPECT_FALSE(off.loadOn);
   EXPECT_EQ(off.status.load, "已关闭");
