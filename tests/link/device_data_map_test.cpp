@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "link/frame_codec.h"
+#include "support/hex_bytes.h"
 
 namespace xl::link {
 namespace {
@@ -104,39 +105,14 @@ TEST(DeviceDataMap, DeviceInformationBlock) {
 
 // Every value of the block with a distinct content, and its display text.
 TEST(DeviceDataMap, RealTimeBlockEveryValue) {
-  const Bytes bytes = realTime({
-      {3, 0xEE}, {4, 87},                     // not read; charge level
-      {5, 0x00}, {6, 0x85},                   // battery voltage 133
-      {7, 0x04}, {8, 0xD2},                   // battery current 1234
-      {9, 0x85}, {10, 0x19},                  // temperatures -5, 25
-      {11, 0x00}, {12, 0x7F},                 // load voltage 127
-      {13, 0x00}, {14, 0x05},                 // load current 5
-      {15, 0x01}, {16, 0x2C},                 // load power 300
-      {17, 0x01}, {18, 0x90},                 // panel voltage 400
-      {19, 0x02}, {20, 0x9A},                 // panel current 666
-      {21, 0x0A}, {22, 0x6B},                 // panel power 2667
-      {23, 0x00}, {24, 0x01},                 // load switch, not read
-      {25, 0x00}, {26, 0x78},                 // day: lowest battery voltage 120
-      {27, 0x00}, {28, 0x91},                 // highest 145
-      {29, 0x07}, {30, 0xD0},                 // largest charge current 2000
-      {31, 0x00}, {32, 0x07},                 // largest discharge current 7
-      {33, 0x01}, {34, 0xF4},                 // largest charge power 500
-      {35, 0x00}, {36, 0x64},                 // largest discharge power 100
-      {37, 0x00}, {38, 0x2D},                 // Ah charged 45
-      {39, 0x00}, {40, 0x0C},                 // Ah discharged 12
-      {41, 0x04}, {42, 0xD2},                 // energy generated 1234
-      {43, 0x00}, {44, 0x05},                 // energy used 5
-      {45, 0x01}, {46, 0x6D},                 // days 365
-      {47, 0x00}, {48, 0x03},                 // over-discharges
-      {49, 0x00}, {50, 0xC8},                 // full charges 200
-      {51, 0x00}, {52, 0x01}, {53, 0xE2}, {54, 0x40},  // total Ah charged 123456
-      {55, 0x00}, {56, 0x00}, {57, 0x30}, {58, 0x39},  // total Ah discharged 12345
-      {59, 0x00}, {60, 0x12}, {61, 0xD6}, {62, 0x87},  // total energy generated 1234567
-      {63, 0x00}, {64, 0x00}, {65, 0x07}, {66, 0xD0},  // total energy used 2000
-      {67, 0x80}, {68, 0x02},                 // load on; MPPT charging
-      {69, 0x00}, {70, 0x00},                 // fault word 0x0121: clean
-      {71, 0x00}, {72, 0x01},                 // fault word 0x0122: over-discharge
-  });
+  // From byte 3: not read, charge level; battery voltage, current; temperatures; load voltage,
+  // current, power; panel voltage, current, power; load switch; the day's ten values; days,
+  // over-discharges, full charges; the four 32-bit totals; load state, charge state; fault words.
+  Bytes bytes = realTime({});
+  const Bytes values = testing::hexBytes(
+      "EE 57 00 85 04 D2 85 19 00 7F 00 05 01 2C 01 90 02 9A 0A 6B 00 01 00 78 00 91 07 D0 00 07 01 F4 00 64 "
+      "00 2D 00 0C 04 D2 00 05 01 6D 00 03 00 C8 00 01 E2 40 00 00 30 39 00 12 D6 87 00 00 07 D0 80 02 00 00 00 01");
+  std::copy(values.begin(), values.end(), bytes.begin() + 3);
   const RealTimeBlock b = decoded(bytes, Reader::Scan);
   const std::pair<const Shown*, const char*> expected[] = {
       {&b.chargeLevel, "87"},
