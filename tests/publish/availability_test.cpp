@@ -11,7 +11,7 @@
 #include "monitoring/frm_global_monitoring.h"
 #include "publish/publisher.h"
 #include "support/two_stations.h"
-#include "tests/publish/broker.h"
+#include "tests/publish/publisher_fixture.h"
 #include "tools/sim/bus.h"
 
 namespace xl {

@@ -25,7 +25,7 @@
 #include "shell/frm_add_station.h"
 #include "ui/modal.h"
 #include "support/two_stations.h"
-#include "tests/publish/broker.h"
+#include "tests/publish/publisher_fixture.h"
 #include "tools/sim/bus.h"
 
 namespace xl {
