@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <QComboBox>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
@@ -16,10 +15,8 @@
 #include "configuration/frm_factory_operation.h"
 #include "configuration/frm_general_g_load_configuration.h"
 #include "link/frame_codec.h"
-#include "support/console_fixture.h"
+#include "config_screen_fixture.h"
 #include "support/hex_bytes.h"
-#include "support/wire_log.h"
-#include "tools/sim/bus.h"
 #include "ui/form.h"
 
 namespace xl {
@@ -42,37 +39,12 @@ const QString kStation2 = QStringLiteral("二号站");
 std::string withCrc(std::string_view printed) { return hexText(appendCrc(testing::hexBytes(printed))); }
 std::string exact(std::string_view printed) { return hexText(testing::hexBytes(printed)); }
 
-class ConfigScreensTest : public testing::ConsoleFixture {
+class ConfigScreensTest : public testing::ConfigScreenFixture {
  protected:
-  void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
-  }
-
-  sim::Controller& controllerAt(int address, std::optional<std::uint16_t> loadMode = {}) {
-    sim::StationOptions o;
-    o.live = false;
-    o.address = static_cast<std::uint8_t>(address);
-    o.loadMode = loadMode;
-    sim::Controller& c = bus.add("COM3", 9600, o);
-    line = driver.line("COM3");
-    return c;
-  }
-
   // Start-up and discovery; the station lists are filled at 5.6 s.
   void startAndDiscover() {
     start();
     clock.advance(ms(8000));
-  }
-
-  static void click(QWidget* w) { QTest::mouseClick(w, Qt::LeftButton); }
-
-  // The operator picks an entry of a list.
-  static void pick(QComboBox* box, const QString& text) {
-    const int index = box->findText(text);
-    ASSERT_GE(index, 0) << text.toStdString();
-    box->setCurrentIndex(index);
-    emit box->activated(index);
   }
 
   // The operator replaces the text of a box by typing.
@@ -84,22 +56,12 @@ class ConfigScreensTest : public testing::ConsoleFixture {
     QTest::keyClicks(e, text);
   }
 
-  std::int64_t nowMs() const { return platform::toMs(clock.now()); }
-  std::vector<Sent> sentFrom(std::int64_t fromMs) const { return testing::sentFrames(*line, fromMs); }
   // The frames since `fromMs` that are `frame`.
   int countSent(std::int64_t fromMs, const std::string& frame) const {
     int n = 0;
     for (const Sent& s : sentFrom(fromMs)) n += s.frame == frame;
     return n;
   }
-  QStringList shownTexts() const {
-    QStringList out;
-    for (const auto& s : dialogs.shown) out << s.text;
-    return out;
-  }
-
-  sim::Bus bus{driver};
-  platform::SimLine* line = nullptr;
 };
 
 // --- Load configuration ---------------------------------------------------------------------

@@ -22,9 +22,8 @@
 #include "core/settings.h"
 #include "link/frame_codec.h"
 #include "link/vb_numbers.h"
-#include "support/console_fixture.h"
-#include "support/wire_log.h"
-#include "tools/sim/bus.h"
+#include "config_screen_fixture.h"
+#include "support/hex_bytes.h"
 #include "ui/form.h"
 
 namespace xl {
@@ -39,18 +38,12 @@ using testing::edit;
 
 const QString kStation = QStringLiteral("一号站");
 
-class ParameterScreenTest : public testing::ConsoleFixture {
+class ParameterScreenTest : public testing::ConfigScreenFixture {
  protected:
   void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
+    ConfigScreenFixture::SetUp();
     addStation(kStation, "COM3,9600", "1");
-    sim::StationOptions o;
-    o.live = false;
-    o.address = 1;
-    o.plant.historyDays = 0;
-    device = &bus.add("COM3", 9600, o);
-    line = driver.line("COM3");
+    device = &controllerAt(1);
   }
 
   FrmControlParameter& screen() { return FrmControlParameter::instance(); }
@@ -65,13 +58,6 @@ class ParameterScreenTest : public testing::ConsoleFixture {
     ASSERT_TRUE(QTest::qWaitForWindowActive(&screen()));
   }
 
-  // The operator picks an entry of a list with the mouse.
-  void pick(QComboBox* box, const QString& entry) {
-    const int index = box->findText(entry);
-    ASSERT_GE(index, 0) << entry.toStdString();
-    box->setCurrentIndex(index);
-    emit box->activated(index);
-  }
   void chooseStation() {
     pick(list("Combo1"), kStation);
     clock.advance(ms(1000));
@@ -105,7 +91,7 @@ class ParameterScreenTest : public testing::ConsoleFixture {
   // block, leaving out the scan's own polling.
   std::vector<std::string> screenFrames(std::int64_t fromMs = 0) const {
     std::vector<std::string> out;
-    for (const auto& s : testing::sentFrames(*line, fromMs))
+    for (const auto& s : sentFrom(fromMs))
       if (s.frame.substr(2, 10) != "0301000023" && s.frame.substr(2, 10) != "03E01D0001") out.push_back(s.frame);
     return out;
   }
@@ -115,7 +101,6 @@ class ParameterScreenTest : public testing::ConsoleFixture {
       if (f.substr(2, 2) == "10") out.push_back(f);
     return out;
   }
-  std::int64_t now() const { return platform::toMs(clock.now()); }
 
   // Distinct values in every stretch the screen never shows.
   void setHiddenWords(std::uint8_t typeHigh = 0x3C) {
@@ -128,17 +113,8 @@ class ParameterScreenTest : public testing::ConsoleFixture {
     s.setParam(0xE021, 0x00A7);  // voltage compensation, reserved low byte
   }
 
-  sim::Bus bus{driver};
   sim::Controller* device = nullptr;
-  platform::SimLine* line = nullptr;
 };
-
-Bytes bytesOf(const std::string& hex) {
-  Bytes b;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
-    b.push_back(static_cast<std::uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-  return b;
-}
 
 std::string requestHex(int id, std::string_view literal) { return hexText(requestFrame(id, std::string(literal).c_str())); }
 
@@ -195,7 +171,7 @@ TEST_F(ParameterScreenTest, ClosingHidesAndKeepsTheStateTheMenuClearsTheValuesAg
 
 TEST_F(ParameterScreenTest, StationChoiceAsksForTheRatedValuesAndChainsTheBlockRead) {
   startAndOpen();
-  const std::int64_t t0 = now();
+  const std::int64_t t0 = nowMs();
   chooseStation();
   const std::vector<std::string> expected = {requestHex(1, configuration::kDeviceInfoLiteral),
                                              requestHex(1, configuration::kParameterReadLiteral)};
@@ -222,7 +198,7 @@ TEST_F(ParameterScreenTest, StationChoiceAsksForTheRatedValuesAndChainsTheBlockR
 
 TEST_F(ParameterScreenTest, ReadingWithoutAStationAsksForOne) {
   startAndOpen();
-  const std::int64_t t0 = now();
+  const std::int64_t t0 = nowMs();
   clickButton("Command1");
   ASSERT_EQ(dialogs.shown.size(), 1u);
   EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("选择一个可用的站点名"));
@@ -239,7 +215,7 @@ TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
   clickButton("Command3");
   ASSERT_EQ(list("Combo2")->currentText(), "Sealed");
   ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
-  const std::int64_t t0 = now();
+  const std::int64_t t0 = nowMs();
   clickButton("Command2");
   // The 24 echoed bytes of 0xE015..0xE020 as the device holds them.
   std::string hidden;
@@ -252,7 +228,7 @@ TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
                            "0092" + "0090" + "008A" + "0084" + "007E" + "0078" + "006F" + "006A" + "641E" + "0005" +
                            "0078" + "0078" + "001E" + "0003" + hidden + "00" + "A7";
   ASSERT_EQ(body.size(), 73u * 2);
-  const std::vector<std::string> expected = {hexText(appendCrc(bytesOf(body)))};
+  const std::vector<std::string> expected = {hexText(appendCrc(testing::hexBytes(body)))};
   EXPECT_EQ(writes(t0), expected);
   ASSERT_FALSE(dialogs.shown.empty());
   EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("参数设置成功"));
@@ -281,7 +257,7 @@ TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) 
   // hidden bytes it would echo are the first station's.
   clickButton("Command3");
   ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
-  const std::int64_t t0 = now();
+  const std::int64_t t0 = nowMs();
   clickButton("Command2");
   EXPECT_TRUE(writes(t0).empty());
   ASSERT_FALSE(dialogs.shown.empty());
@@ -302,7 +278,7 @@ TEST_F(ParameterScreenTest, AnExceptionOrABadCrcToTheWriteSaysNothing) {
   chooseStation();
   read();
   device->setFaults({.exception = sim::Exception::IllegalValue});
-  const std::int64_t t0 = now();
+  const std::int64_t t0 = nowMs();
   clickButton("Command2");
   ASSERT_EQ(writes(t0).size(), 1u);
   device->setFaults({.badCrc = true});
@@ -359,7 +335,7 @@ TEST_F(ParameterScreenTest, LithiumWithAutoBlinksAndIsRefusedTimer2GreysDisabled
     redTicks.push_back(list("Combo4")->palette().color(QPalette::Text) == red);
   }
   EXPECT_EQ(redTicks, std::vector<bool>({false, true, false, true}));
-  const std::int64_t t0 = now();
+  const std::int64_t t0 = nowMs();
   clickButton("Command2");
   ASSERT_FALSE(dialogs.shown.empty());
   EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("锂电池不支持自动识别!"));
@@ -389,7 +365,7 @@ TEST_F(ParameterScreenTest, ABoxThatIsNoNumberLogsOneLineAndSendsNothing) {
   read();
   typeInto("LTextBox10", "abc");
   const int linesBefore = logLines().size();
-  const std::int64_t t0 = now();
+  const std::int64_t t0 = nowMs();
   clickButton("Command2");  // the click moves the cursor: the box's own rule keeps the text
   EXPECT_TRUE(writes(t0).empty());
   EXPECT_TRUE(dialogs.shown.empty());
@@ -405,7 +381,7 @@ TEST_F(ParameterScreenTest, GreyedBoxesAndListsTakeNoInputAndSendNothing) {
   read();
   ASSERT_FALSE(box("LTextBox12")->isEnabled());
   ASSERT_FALSE(list("Combo3")->isEnabled());
-  const std::int64_t t0 = now();
+  const std::int64_t t0 = nowMs();
   QTest::mouseClick(box("LTextBox12"), Qt::LeftButton);
   QTest::keyClicks(box("LTextBox12"), "99");
   QTest::mouseClick(list("Combo3"), Qt::LeftButton);
@@ -562,7 +538,7 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
       pick(list("Combo4"), list("Combo4")->itemText(any(5)));
     } else if (what == 2) {
       // "设置": the click moves the cursor first, so the box's rule has run when it is read.
-      const std::int64_t t0 = now();
+      const std::int64_t t0 = nowMs();
       const QStringList logBefore = logLines();
       const auto shown = dialogs.shown.size();
       QTest::mouseClick(button(screen(), "Command2"), Qt::LeftButton);
