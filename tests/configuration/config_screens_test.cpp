@@ -428,21 +428,31 @@ class DeviceIdTest : public ConfigScreensTest {
 
   static std::string poll(int address) { return hexText(configuration::addressPollFrame(static_cast<std::uint8_t>(address))); }
   static bool isPoll(const std::string& frame) { return frame.size() == 16 && frame.substr(2, 10) == "03000A0001"; }
-  // The scan's first real-time request to `address` since `fromMs`, or -1.
-  std::int64_t scanPollsAgainAt(std::int64_t fromMs, int address) const {
+  // A station with a controller at `address`, the console started and its scan at rest, and
+  // the screen open.
+  void openWithTheScanAtRest(int address) {
+    addStation(kStation1, "COM3,9600", QString::number(address));
+    controllerAt(address);
+    startAndDiscover();
+    untilTheScanRests(hexText(requestFrame(address, " 03 E0 1D 0001")));
+    open();
+  }
+  // From `fromMs` on no more polls, and the scan asks `address` again within its rest.
+  void expectTheScanBack(std::int64_t fromMs, int address) {
+    clock.advance(ms(15000));
     const std::string rt = hexText(requestFrame(address, " 03 0100 0023"));
-    for (const Sent& s : sentFrom(fromMs))
-      if (s.frame == rt) return s.atMs;
-    return -1;
+    std::int64_t again = -1;
+    for (const Sent& s : sentFrom(fromMs)) {
+      EXPECT_FALSE(isPoll(s.frame)) << s;
+      if (s.frame == rt && again < 0) again = s.atMs;
+    }
+    ASSERT_GT(again, 0);
+    EXPECT_LE(again - fromMs, 13000);
   }
 };
 
 TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwhile) {
-  addStation(kStation1, "COM3,9600", "241");
-  controllerAt(241);
-  startAndDiscover();
-  untilTheScanRests(hexText(requestFrame(241, " 03 E0 1D 0001")));
-  open();
+  openWithTheScanAtRest(241);
   EXPECT_EQ(combo(screen())->count(), 1);
   EXPECT_TRUE(combo(screen())->currentText().isEmpty());
 
@@ -472,20 +482,11 @@ TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwh
   EXPECT_TRUE(command1()->isEnabled());
   EXPECT_TRUE(dialogs.shown.empty());
 
-  // The scan is given back: it polls again within its rest.
-  const std::int64_t end = sent.back().atMs;
-  clock.advance(ms(15000));
-  const std::int64_t again = scanPollsAgainAt(end, 241);
-  ASSERT_GT(again, end);
-  EXPECT_LE(again - end, 13000);
+  expectTheScanBack(sent.back().atMs + 1, 241);
 }
 
 TEST_F(DeviceIdTest, AControllerAt242IsNeverFoundAndThePassGivesTheScanBack) {
-  addStation(kStation1, "COM3,9600", "242");
-  controllerAt(242);
-  startAndDiscover();
-  untilTheScanRests(hexText(requestFrame(242, " 03 E0 1D 0001")));
-  open();
+  openWithTheScanAtRest(242);
   const std::int64_t t = startPass();
   clock.advance(ms(241 * 300 + 50));
   const auto sent = sentFrom(t);
@@ -497,30 +498,17 @@ TEST_F(DeviceIdTest, AControllerAt242IsNeverFoundAndThePassGivesTheScanBack) {
   EXPECT_TRUE(command1()->isEnabled());
   EXPECT_TRUE(dialogs.shown.empty());
 
-  clock.advance(ms(15000));
-  for (const Sent& s : sentFrom(t + 241 * 300 + 1)) EXPECT_FALSE(isPoll(s.frame)) << s;
-  const std::int64_t again = scanPollsAgainAt(t + 241 * 300, 242);
-  ASSERT_GT(again, 0);
-  EXPECT_LE(again - (t + 241 * 300), 13000);
+  expectTheScanBack(t + 241 * 300 + 1, 242);
 }
 
 TEST_F(DeviceIdTest, ClosingTheScreenEndsThePassAndGivesTheScanBack) {
-  addStation(kStation1, "COM3,9600", "200");
-  controllerAt(200);
-  startAndDiscover();
-  untilTheScanRests(hexText(requestFrame(200, " 03 E0 1D 0001")));
-  open();
+  openWithTheScanAtRest(200);
   const std::int64_t t = startPass();
   clock.advance(ms(20000));
   for (const Sent& s : sentFrom(t)) EXPECT_TRUE(isPoll(s.frame)) << s;
   screen().close();
   EXPECT_FALSE(screen().isVisible());
-  const std::int64_t closed = nowMs();
-  clock.advance(ms(15000));
-  for (const Sent& s : sentFrom(closed)) EXPECT_FALSE(isPoll(s.frame)) << s;
-  const std::int64_t again = scanPollsAgainAt(closed, 200);
-  ASSERT_GT(again, 0);
-  EXPECT_LE(again - closed, 13000);
+  expectTheScanBack(nowMs(), 200);
 
   // The next opening is a fresh screen.
   open();
