@@ -29,10 +29,8 @@ TEST(ParameterBoxesValue, ListsHoldOnlyTheirEntries) {
 TEST(RatedInfo, FillsTheRatedBoxesAndGoesOnToTheBlock) {
   ParameterBoxes b;
   ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(48, 30, 0)));
-  EXPECT_EQ(b.text(C::LTextBox2), "12/24/36/48(V)");
-  EXPECT_EQ(b.text(C::LTextBox3), "该设备无负载");
-  EXPECT_EQ(b.text(C::LTextBox4), "30.00");
-  EXPECT_EQ(b.text(C::SetCurrText2), "30.00");
+  expectTexts(b, {{C::LTextBox2, "12/24/36/48(V)"}, {C::LTextBox3, "该设备无负载"}, {C::LTextBox4, "30.00"},
+              {C::SetCurrText2, "30.00"}});
 
   ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(96, 40, 15)));
   EXPECT_EQ(b.text(C::LTextBox2), "12/24/36/48/60/96(V)");
@@ -158,10 +156,7 @@ TEST(ParameterRead, TemperatureCoefficientIsShownNegatedThroughItsRule) {
 
 TEST(ParameterRead, ALithiumBlockShowsTheDeviceValuesOverTheComputedDefaults) {
   ReadScreen s = readScreen(parameterReply({{0xE004, 4}, {0xE005, 170}, {0xE00E, 100}, {0xE003, 0x0C00}}));
-  EXPECT_EQ(s.boxes.text(C::Combo2), "LI");
-  EXPECT_EQ(s.boxes.text(C::LTextBox12), "17.00");
-  EXPECT_EQ(s.boxes.text(C::LTextBox34), "10.00");
-  EXPECT_EQ(s.boxes.text(C::Combo4), "12V");
+  expectTexts(s.boxes, {{C::Combo2, "LI"}, {C::LTextBox12, "17.00"}, {C::LTextBox34, "10.00"}, {C::Combo4, "12V"}});
   EXPECT_TRUE(s.boxes.enabled(C::LTextBox18));
   EXPECT_FALSE(s.boxes.enabled(C::LTextBox12));
 }

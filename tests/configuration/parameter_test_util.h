@@ -92,6 +92,11 @@ inline Bytes writeOf(ParameterBoxes& boxes, const ParameterBlockState& state) {
   return std::get<Bytes>(built);
 }
 
+// Each box's text, named on failure.
+inline void expectTexts(const ParameterBoxes& b, std::initializer_list<std::pair<Control, const char*>> texts) {
+  for (const auto& [c, text] : texts) EXPECT_EQ(b.text(c), text) << controlName(c);
+}
+
 // The register at write index `at` (high byte first).
 inline std::uint16_t wordAt(const Bytes& b, std::size_t at) { return static_cast<std::uint16_t>(b[at] << 8 | b[at + 1]); }
 

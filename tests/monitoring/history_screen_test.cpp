@@ -428,12 +428,10 @@ TEST_F(HistoryScreenTest, ExportEdgeCases) {
   // message, the file as it was.
   file.close();
   ASSERT_TRUE(QFile::setPermissions(name + ".csv", QFileDevice::ReadOwner));
-  dialogs.fileNames = {dir.path() + "/no/such/folder/x", name + ".csv"};
-  click("Command8");
+  dialogs.fileNames = {name + ".csv"};
   click("Command8");
   EXPECT_EQ(dialogs.shown.size(), 3u);
   EXPECT_EQ(logCount(QStringLiteral("保存历史信息成功")), 2);
-  EXPECT_EQ(logCount(QStringLiteral("导出数据失败：无法写入文件 ") + dir.path() + "/no/such/folder/x.csv"), 1);
   EXPECT_EQ(logCount(QStringLiteral("导出数据失败：无法写入文件 ") + name + ".csv"), 1);
   QFile again(name + ".csv");
   ASSERT_TRUE(again.open(QIODevice::ReadOnly));
