@@ -49,6 +49,9 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   FrmControlParameter& screen() { return FrmControlParameter::instance(); }
   QLineEdit* box(const char* name) { return edit(screen(), name); }
   QComboBox* list(const char* name) { return combo(screen(), name); }
+  void expectBoxes(std::initializer_list<std::pair<const char*, const char*>> texts) {
+    for (const auto& [name, text] : texts) EXPECT_EQ(box(name)->text(), QString::fromUtf8(text)) << name;
+  }
 
   // Start-up and discovery, then the menu item: the screen comes up modal and active.
   void startAndOpen() {
@@ -176,11 +179,8 @@ TEST_F(ParameterScreenTest, StationChoiceAsksForTheRatedValuesAndChainsTheBlockR
   const std::vector<std::string> expected = {requestHex(1, configuration::kDeviceInfoLiteral),
                                              requestHex(1, configuration::kParameterReadLiteral)};
   EXPECT_EQ(screenFrames(t0), expected);
-  EXPECT_EQ(box("LTextBox1")->text(), "1");
-  EXPECT_EQ(box("LTextBox2")->text(), "12/24/36/48(V)");
-  EXPECT_EQ(box("LTextBox3")->text(), "20");
-  EXPECT_EQ(box("LTextBox4")->text(), "20.00");
-  EXPECT_EQ(box("SetCurrText2")->text(), "20.00");
+  expectBoxes({{"LTextBox1", "1"}, {"LTextBox2", "12/24/36/48(V)"}, {"LTextBox3", "20"}, {"LTextBox4", "20.00"},
+               {"SetCurrText2", "20.00"}});
   EXPECT_FALSE(box("Text1")->text().isEmpty());
   // The chained request went out while the port was closed after it: its answer is lost, the
   // fields stay empty and "读取" asks again.
@@ -190,9 +190,7 @@ TEST_F(ParameterScreenTest, StationChoiceAsksForTheRatedValuesAndChainsTheBlockR
   EXPECT_EQ(list("Combo2")->currentText(), "Sealed");
   EXPECT_EQ(list("Combo3")->currentText(), "Volt.Comp.");
   EXPECT_EQ(list("Combo4")->currentText(), "Auto");
-  EXPECT_EQ(box("SetChargeCurr")->text(), "20.00");
-  EXPECT_EQ(box("LTextBox10")->text(), "-3");
-  EXPECT_EQ(box("LTextBox20")->text(), "13.80");
+  expectBoxes({{"SetChargeCurr", "20.00"}, {"LTextBox10", "-3"}, {"LTextBox20", "13.80"}});
   EXPECT_TRUE(screen().blockState().dataRead);
 }
 
