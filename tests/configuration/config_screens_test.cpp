@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <QComboBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
@@ -100,6 +101,7 @@ class LoadConfigurationTest : public ConfigScreensTest {
 TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVoltage) {
   startAndDiscover();
   open();
+  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
   ASSERT_EQ(combo(screen())->count(), 2);
   EXPECT_TRUE(combo(screen())->currentText().isEmpty());
 
@@ -278,6 +280,7 @@ class FactoryOperationTest : public ConfigScreensTest {
 TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   startAndDiscover();
   open();
+  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
   EXPECT_EQ(button(screen(), "Command1")->toolTip(), QStringLiteral("恢复设置参数到默认，同时清除历史数据"));
   pick(combo(screen()), kStation1);
   EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "1");
@@ -453,6 +456,8 @@ class DeviceIdTest : public ConfigScreensTest {
 
 TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwhile) {
   openWithTheScanAtRest(241);
+  EXPECT_EQ(testing::control<QLabel>(screen(), "Label1")->text(),
+            QStringLiteral("读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
   EXPECT_EQ(combo(screen())->count(), 1);
   EXPECT_TRUE(combo(screen())->currentText().isEmpty());
 
@@ -528,6 +533,21 @@ TEST_F(DeviceIdTest, AReplyWithABadCrcIsPassedOverAndTheLowestSoundAddressWins) 
   EXPECT_EQ(edit(screen(), "LTextBox2")->text(), "7");
   EXPECT_EQ(sentFrom(t).size(), 7u);
   EXPECT_TRUE(command1()->isEnabled());
+}
+
+TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
+  controllerAt(1);
+  start();
+  open();
+  const std::int64_t t = nowMs();
+  click(command1());
+  clock.advance(ms(241 * 300 - 100));
+  EXPECT_FALSE(command1()->isEnabled());
+  clock.advance(ms(200));
+  EXPECT_TRUE(command1()->isEnabled());
+  EXPECT_EQ(screen().scanAddress(), 241);
+  EXPECT_TRUE(sentFrom(t).empty());
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
 }
 
 TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {

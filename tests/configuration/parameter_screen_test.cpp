@@ -140,6 +140,9 @@ TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNo
     ASSERT_NE(label, nullptr) << name.toStdString();
     EXPECT_EQ(label->text(), QString::fromUtf8(configuration::captionOf(c).data())) << name.toStdString();
   }
+  for (const auto& e : configuration::referenceColumn())
+    EXPECT_TRUE(box(std::string(e.reference).c_str())->isReadOnly()) << e.reference;
+  EXPECT_TRUE(box("Text1")->isHidden());
   for (const char* name : {"Combo2", "Combo3", "Combo4"}) EXPECT_FALSE(list(name)->isEditable()) << name;
   EXPECT_EQ(list("Combo4")->toolTip(), QStringLiteral("蓄电池系统电压设置：系统电压设置后，为安全考虑，需重启才生效！"));
 }
@@ -444,6 +447,10 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   clickButton("Command5");
   EXPECT_EQ(dialogs.shown.size(), 2u);
   EXPECT_TRUE(logLines().back().contains(QStringLiteral("导入设置未完成"))) << logLines().back().toStdString();
+  // A cancelled dialog does nothing.
+  clickButton("Command5");
+  clickButton("Command4");
+  EXPECT_EQ(dialogs.shown.size(), 2u);
   // A read-only file is told, never "导出数据成功".
   ASSERT_TRUE(QFile::setPermissions(file + ".txt", QFileDevice::ReadOwner));
   dialogs.fileNames.push_back(file + ".txt");

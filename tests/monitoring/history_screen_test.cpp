@@ -142,6 +142,8 @@ TEST_F(HistoryScreenTest, TheListsTakeTheirCaptionsAndChooseNothingAndTheToolbar
   EXPECT_EQ(ui::labelFor(combo(history(), "Combo3"))->text(), QStringLiteral("项目选择"));
   EXPECT_FALSE(combo(history(), "Combo3")->isEditable());
   EXPECT_TRUE(combo(history(), "Combo3")->currentText().isEmpty());
+  EXPECT_TRUE(edit(history(), "Text1")->isHidden());
+  EXPECT_TRUE(button(history(), "Command1")->isHidden());
   EXPECT_EQ(rows()->rows(), 1);
   EXPECT_EQ(rows()->textMatrix(0, 1), QStringLiteral("天前"));
   // Closing hides; the toolbar button brings the screen back.
