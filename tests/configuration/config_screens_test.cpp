@@ -282,6 +282,10 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   open();
   EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
   EXPECT_EQ(button(screen(), "Command1")->toolTip(), QStringLiteral("恢复设置参数到默认，同时清除历史数据"));
+  EXPECT_EQ(button(screen(), "Command2")->toolTip(), QStringLiteral("仅清除历史数据"));
+  const char* captions[] = {"恢复出厂设置", "清除历史数据", "RS485用于通讯模式", "RS485用于并机模式", "系统重启"};
+  for (int i = 0; i < 5; ++i)
+    EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), QString::fromUtf8(captions[i]));
   pick(combo(screen()), kStation1);
   EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "1");
   EXPECT_EQ(text1(), " ");

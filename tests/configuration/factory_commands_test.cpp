@@ -63,6 +63,8 @@ TEST(FactoryReplies, WrongRepliesDoNothing) {
     EXPECT_FALSE(r.text1) << s.pending << " " << s.payload;
   }
   EXPECT_EQ(factoryReply(3, Bytes{}, "").message, "");
+  for (const auto& [text, digits] : {std::pair{"0106E3270000AAAA", "06E3270000"}, {"0106", "06"}, {"01", ""}, {"", ""}})
+    EXPECT_EQ(replyDigits(text), digits) << text;
 }
 
 }  // namespace

@@ -143,6 +143,10 @@ TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNo
   for (const auto& e : configuration::referenceColumn())
     EXPECT_TRUE(box(std::string(e.reference).c_str())->isReadOnly()) << e.reference;
   EXPECT_TRUE(box("Text1")->isHidden());
+  const std::pair<const char*, const char*> buttons[] = {{"Command1", "读取"},       {"Command2", "设置"},
+                                                         {"Command3", "恢复默认值"}, {"Command4", "导出设置"},
+                                                         {"Command5", "导入设置"}};
+  for (const auto& [name, caption] : buttons) EXPECT_EQ(button(screen(), name)->text(), QString::fromUtf8(caption));
   for (const char* name : {"Combo2", "Combo3", "Combo4"}) EXPECT_FALSE(list(name)->isEditable()) << name;
   EXPECT_EQ(list("Combo4")->toolTip(), QStringLiteral("蓄电池系统电压设置：系统电压设置后，为安全考虑，需重启才生效！"));
 }

@@ -142,6 +142,9 @@ TEST_F(HistoryScreenTest, TheListsTakeTheirCaptionsAndChooseNothingAndTheToolbar
   EXPECT_EQ(ui::labelFor(combo(history(), "Combo3"))->text(), QStringLiteral("项目选择"));
   EXPECT_FALSE(combo(history(), "Combo3")->isEditable());
   EXPECT_TRUE(combo(history(), "Combo3")->currentText().isEmpty());
+  const std::pair<const char*, const char*> buttons[] = {
+      {"Command5", "读取"}, {"Command6", "曲线"}, {"Command7", "柱状图"}, {"Command8", "导出到excel表格"}};
+  for (const auto& [name, caption] : buttons) EXPECT_EQ(button(history(), name)->text(), QString::fromUtf8(caption));
   EXPECT_TRUE(edit(history(), "Text1")->isHidden());
   EXPECT_TRUE(button(history(), "Command1")->isHidden());
   EXPECT_EQ(rows()->rows(), 1);
