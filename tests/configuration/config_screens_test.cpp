@@ -101,7 +101,9 @@ class LoadConfigurationTest : public ConfigScreensTest {
 TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVoltage) {
   startAndDiscover();
   open();
+  EXPECT_EQ(screen().windowTitle(), QStringLiteral("负载控制配置"));
   EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("负载输出模式选择"));
   ASSERT_EQ(combo(screen())->count(), 2);
   EXPECT_TRUE(combo(screen())->currentText().isEmpty());
 
@@ -280,6 +282,7 @@ class FactoryOperationTest : public ConfigScreensTest {
 TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   startAndDiscover();
   open();
+  EXPECT_EQ(screen().windowTitle(), QStringLiteral("系统设置"));
   EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
   EXPECT_EQ(button(screen(), "Command1")->toolTip(), QStringLiteral("恢复设置参数到默认，同时清除历史数据"));
   EXPECT_EQ(button(screen(), "Command2")->toolTip(), QStringLiteral("仅清除历史数据"));
@@ -460,6 +463,8 @@ class DeviceIdTest : public ConfigScreensTest {
 
 TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwhile) {
   openWithTheScanAtRest(241);
+  EXPECT_EQ(screen().windowTitle(), QStringLiteral("设备ID设置"));
+  EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("警告"));
   EXPECT_EQ(testing::control<QLabel>(screen(), "Label1")->text(),
             QStringLiteral("读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
   EXPECT_EQ(combo(screen())->count(), 1);

@@ -125,7 +125,13 @@ std::string requestHex(int id, std::string_view literal) { return hexText(reques
 
 TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNoTyping) {
   startAndOpen();
+  EXPECT_EQ(screen().windowTitle(), QStringLiteral("控制参数"));
   EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  QStringList headings;
+  for (QLabel* l : screen().findChildren<QLabel*>())
+    if (l->text() == QStringLiteral("参考值") || l->text() == QStringLiteral("当前参数")) headings << l->text();
+  EXPECT_EQ(headings.size(), 4);
+  EXPECT_EQ(headings.count(QStringLiteral("参考值")), 2);
   // The station list takes no typing: only a station of the list can stand in it; the shell
   // filled it without choosing one.
   EXPECT_FALSE(list("Combo1")->isEditable());

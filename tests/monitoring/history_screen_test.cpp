@@ -133,10 +133,12 @@ class HistoryScreenTest : public testing::TwoStationFixture {
 TEST_F(HistoryScreenTest, TheListsTakeTheirCaptionsAndChooseNothingAndTheToolbarBringsTheScreenBack) {
   startAndOpen();
   EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &history());
+  EXPECT_EQ(history().windowTitle(), QStringLiteral("历史监控"));
   EXPECT_EQ(combo(history())->count(), 2);  // the stations that answered, none chosen
   EXPECT_TRUE(combo(history())->currentText().isEmpty());
   EXPECT_EQ(ui::labelFor(days())->text(), QStringLiteral("读取历史数据"));
   EXPECT_EQ(days()->count(), 100);
+  EXPECT_EQ(days()->itemText(99), "100");
   EXPECT_TRUE(days()->isEditable());
   EXPECT_TRUE(days()->currentText().isEmpty());
   EXPECT_EQ(ui::labelFor(combo(history(), "Combo3"))->text(), QStringLiteral("项目选择"));
@@ -476,6 +478,7 @@ class ChartWindowTest : public ::testing::Test {
 
 TEST_F(ChartWindowTest, AxisTopsRowsTypesAndResizing) {
   FrmChart& chart = FrmChart::instance();
+  EXPECT_EQ(chart.windowTitle(), QStringLiteral("图标"));
   EXPECT_TRUE(chart.isModal());
 
   chart.showChart({100}, 1, 1, "b");
