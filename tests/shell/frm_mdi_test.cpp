@@ -177,12 +177,14 @@ TEST_F(MainWindowTest, StationsLoadPortByPortIntoTreeAndTables) {
   // Both tables hold the stations in the same order.
   ASSERT_EQ(testing::grid(scan(), "VsFList1")->rows(), 4);
   ASSERT_EQ(testing::grid(recorder(), "VSFlexGrid1")->rows(), 4);
+  ASSERT_EQ(recorder().engine().stationCount(), 3);  // the rows the recorder saves by
   const QStringList names = {"A", "B", "C"}, ids = {"1", "2", "7"};
   for (int r = 1; r <= 3; ++r) {
     EXPECT_EQ(testing::grid(scan(), "VsFList1")->textMatrix(r, 0), names[r - 1]);
     EXPECT_EQ(testing::grid(scan(), "VsFList1")->textMatrix(r, 1), ids[r - 1]);
     EXPECT_EQ(testing::grid(recorder(), "VSFlexGrid1")->textMatrix(r, 1), names[r - 1]);
     EXPECT_EQ(testing::grid(recorder(), "VSFlexGrid1")->textMatrix(r, 2), ids[r - 1]);
+    EXPECT_EQ(recorder().engine().stationName(r), names[r - 1]);
   }
 }
 
@@ -207,8 +209,7 @@ TEST_F(MainWindowTest, ScanOutcomeMarksTheTreeAndFillsTheStationLists) {
   QComboBox& load = *testing::combo(configuration::FrmGeneralGLoadConfiguration::instance());
   QComboBox& factory = *testing::combo(configuration::FrmFactoryOperation::instance());
   clock.advance(ms(300));
-  auto* table = testing::grid(scan(), "VsFList1");
-  table->setTextMatrix(2, table->colIndex(monitoring::FrmGlobalMonitoring::kAnswerKey), "1");
+  scan().scanEngine().markAnswered(2);
   mdi().setStationEnabled();
   EXPECT_EQ(mdi().nodeImage("COM3,9600,1"), 3);
   EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 2);
