@@ -19,9 +19,9 @@ namespace {
 
 std::int64_t nowUs() { return platform::scheduler().now().count(); }
 
-constexpr const char* kDeviceInfoRequest = " 03 000A 0011";
-constexpr const char* kRealTimeRequest = " 03 0100 0023";
-constexpr const char* kLoadModeRequest = " 03 E0 1D 0001";
+using link::kDeviceInfoRequest;
+using link::kLoadModeRequest;
+using link::kRealTimeRequest;
 
 QByteArray bytesOf(const Bytes& b) { return QByteArray(reinterpret_cast<const char*>(b.data()), static_cast<int>(b.size())); }
 
