@@ -304,10 +304,8 @@ class SiteListsModelTest : public testing::ShellFixture {
         if (what == 0) {
           const QString port = pick(kPortPool), baud = pick(kBauds);
           note("  " + port + "," + baud + " " + button(f, "Command1")->text());
-          combo(f, "Combo1")->lineEdit()->selectAll();
-          testing::typeText(combo(f, "Combo1")->lineEdit(), port);
-          combo(f, "Combo2")->lineEdit()->selectAll();
-          testing::typeText(combo(f, "Combo2")->lineEdit(), baud);
+          testing::typeOver(combo(f, "Combo1"), port);
+          testing::typeOver(combo(f, "Combo2"), baud);
           click(f, "Command1");
           const auto at = std::find_if(shown.begin(), shown.end(), [&](const QString& e) { return same(e.section(',', 0, 0), port); });
           if (at != shown.end())
