@@ -90,27 +90,20 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
 
   const QJsonObject o = jsonOf(sub.on(kBase + "一号站/state").back());
   const auto fixed = [&](const char* key, int places) { return QString::fromStdString(link::fixedText(o[key].toDouble(), places)); };
-  EXPECT_EQ(o["station"].toString(), kStation1);
-  EXPECT_EQ(o["address"].toInt(), 1);
-  EXPECT_EQ(o["port"].toString(), "COM3,9600");
+  EXPECT_EQ(QStringList({o["station"].toString(), QString::number(o["address"].toInt()), o["port"].toString()}),
+            QStringList({kStation1, "1", "COM3,9600"}));
   EXPECT_TRUE(o["time"].toString().startsWith("2026-05-01T08:"));
-  EXPECT_EQ(edit(live(), "Text2")->text(), fixed("array_current", 2));
-  EXPECT_EQ(edit(live(), "Text3")->text(), fixed("array_voltage", 1));
-  EXPECT_EQ(edit(live(), "Text4")->text(), fixed("array_power", 0));
-  EXPECT_EQ(edit(live(), "Text9")->text(), fixed("battery_voltage", 1));
-  EXPECT_EQ(edit(live(), "Text13")->text(), fixed("battery_current", 2));
-  EXPECT_EQ(edit(live(), "Text11")->text(), fixed("battery_soc", 0));
-  EXPECT_EQ(edit(live(), "Text7")->text(), fixed("battery_temperature", 1));
-  EXPECT_EQ(edit(live(), "Text18")->text(), fixed("device_temperature", 1));
-  EXPECT_EQ(edit(live(), "Text16")->text(), fixed("load_voltage", 1));
-  EXPECT_EQ(edit(live(), "Text17")->text(), fixed("load_current", 2));
-  EXPECT_EQ(edit(live(), "Text15")->text(), fixed("load_power", 0));
+  // Each box of the screen against its value of the state, with the box's decimal places.
+  const std::tuple<const char*, const char*, int> boxes[] = {
+      {"Text2", "array_current", 2}, {"Text3", "array_voltage", 1}, {"Text4", "array_power", 0},
+      {"Text9", "battery_voltage", 1}, {"Text13", "battery_current", 2}, {"Text11", "battery_soc", 0},
+      {"Text7", "battery_temperature", 1}, {"Text18", "device_temperature", 1}, {"Text16", "load_voltage", 1},
+      {"Text17", "load_current", 2}, {"Text15", "load_power", 0}};
+  for (const auto& [box, key, places] : boxes) EXPECT_EQ(edit(live(), box)->text(), fixed(key, places)) << key;
   EXPECT_EQ(edit(live(), "Text5")->text(), o["charge_state_text"].toString());
   const QJsonObject status = o["status"].toObject();
-  EXPECT_EQ(edit(live(), "Text10")->text(), status["battery"].toString());
-  EXPECT_EQ(edit(live(), "Text6")->text(), status["array"].toString());
-  EXPECT_EQ(edit(live(), "Text19")->text(), status["device"].toString());
-  EXPECT_EQ(edit(live(), "Text14")->text(), status["load"].toString());
+  for (const auto& [box, key] : {std::pair{"Text10", "battery"}, {"Text6", "array"}, {"Text19", "device"}, {"Text14", "load"}})
+    EXPECT_EQ(edit(live(), box)->text(), status[key].toString()) << key;
   EXPECT_EQ(o["battery_voltage"].toDouble(), 12.5);  // the values are the simulator's, not zeros
 
   // The second station under its escaped name; the console's status online.
@@ -141,10 +134,7 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
 
 // A real-time reply whose "Ah charged today" carries a sequence number.
 QByteArray numberedReply(int n) {
-  QByteArray r(73, '\0');
-  r[0] = 1;
-  r[1] = 3;
-  r[2] = 70;
+  QByteArray r = QByteArray::fromHex("010346").leftJustified(73, '\0');
   r[37] = static_cast<char>(n >> 8);
   r[38] = static_cast<char>(n & 0xFF);
   return r;
@@ -202,9 +192,7 @@ TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLog
   EXPECT_FALSE(publisher->connected());
   EXPECT_EQ(logCount(QStringLiteral("用户名或密码错误")), 1);
   // The console goes on: the scan polls and fills its table.
-  EXPECT_FALSE(scan().stations().isEmpty());
-  EXPECT_TRUE(scan().answered(1));
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(!scan().stations().isEmpty() && scan().answered(1) && dialogs.shown.empty());
 
   publishTo(broker.port(), "site1", "site", "right");
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
@@ -217,8 +205,7 @@ TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLog
   runFor(40000);
   EXPECT_FALSE(publisher->connected());
   EXPECT_EQ(logCount(QStringLiteral("MQTT加密连接失败")), 1);
-  EXPECT_TRUE(dialogs.shown.empty());
-  EXPECT_TRUE(scan().answered(2));
+  EXPECT_TRUE(dialogs.shown.empty() && scan().answered(2));
 }
 
 TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
@@ -266,14 +253,13 @@ TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
   publisher->realTimeReply(kStation1, "1", numberedReply(1));
   ASSERT_TRUE(runUntil([&] { return !sub.on(kBase + "三号站/state").empty(); }));
   runFor(20000);
-  EXPECT_TRUE(hasAll(topicsOf(kStation1), true));
-  EXPECT_TRUE(hasAll(topicsOf(kStation2), true));
+  EXPECT_TRUE(hasAll(topicsOf(kStation1), true) && hasAll(topicsOf(kStation2), true));
 
   // The broker keeps nothing of them: a new subscriber gets no retained message under the old names.
   Subscriber late(broker.port());
   ASSERT_TRUE(runUntil([&] { return !late.on(kBase + "三号站/state").empty(); }));
-  for (const auto& topic : topicsOf(kStation1)) EXPECT_TRUE(late.on(topic).empty()) << topic;
-  for (const auto& topic : topicsOf(kStation2)) EXPECT_TRUE(late.on(topic).empty()) << topic;
+  for (const QString& name : {kStation1, kStation2})
+    for (const auto& topic : topicsOf(name)) EXPECT_TRUE(late.on(topic).empty()) << topic;
 }
 
 TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
@@ -300,16 +286,14 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
     edit(screen, box)->setText(before);
   }
   ASSERT_EQ(dialogs.shown.size(), 4u);
-  EXPECT_EQ(dialogs.shown[1].text, "不能保存字符：ö");
-  EXPECT_EQ(dialogs.shown[2].text, "不能保存字符：ö");
-  EXPECT_EQ(dialogs.shown[3].text, "密码首尾不能有空格或引号");
+  for (std::size_t i : {1u, 2u, 3u})
+    EXPECT_EQ(dialogs.shown[i].text, i < 3 ? QStringLiteral("不能保存字符：ö") : QStringLiteral("密码首尾不能有空格或引号"));
   EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
   edit(screen, "TextPrefix")->setText("站点-1");
   edit(screen, "TextClientId")->setText("site9");
   screen.Command1_Click();
-  EXPECT_EQ(core::readIni("MQTT", "Topic Prefix"), "站点-1");
-  EXPECT_EQ(core::readIni("MQTT", "Enabled"), "1");
-  EXPECT_EQ(core::readIni("MQTT", "Port"), QString::number(broker.port()));
+  EXPECT_EQ(QStringList({core::readIni("MQTT", "Topic Prefix"), core::readIni("MQTT", "Enabled"), core::readIni("MQTT", "Port")}),
+            QStringList({QStringLiteral("站点-1"), "1", QString::number(broker.port())}));
   EXPECT_EQ(publisher->settings().clientId, "site9");
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
 
@@ -319,8 +303,7 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
   mdi().MDIForm_Load();
   auto* maintenance = mdi().findChild<QMenu*>("Maintenance");
   ASSERT_NE(maintenance, nullptr);
-  EXPECT_TRUE(maintenance->actions().contains(mdi().action("MqttSettings")));
-  EXPECT_FALSE(maintenance->menuAction()->isEnabled());
+  EXPECT_TRUE(maintenance->actions().contains(mdi().action("MqttSettings")) && !maintenance->menuAction()->isEnabled());
   core::currentUser.clear();
 }
 
