@@ -35,6 +35,12 @@ class SessionTest : public ::testing::Test {
   // A reply as the device would send it: payload plus CRC, after `latency`.
   void replyWith(const Bytes& payload, Duration latency = ms(5)) { device->reply = {{latency, appendCrc(payload)}}; }
 
+  // Sends `frame` on `s` and lets `wait` milliseconds of the line pass.
+  void exchange(SerialSession& s, const std::string& port, const Bytes& frame, int wait) {
+    s.sendRequest(port, frame);
+    clock.advance(ms(wait));
+  }
+
   static Bytes realTimePayload(std::uint8_t address) {
     Bytes p = {address, 0x03, 0x46};
     for (int i = 0; i < 70; ++i) p.push_back(static_cast<std::uint8_t>(i));
@@ -139,8 +145,7 @@ TEST_F(SessionTest, SilenceEndsTheExchangeAndALateReplyIsNeverRead) {
 // exception of the station asked is, as its three bytes.
 TEST_F(SessionTest, ExceptionReplyIsDispatchedAsThreeBytes) {
   replyWith(Bytes{0x01, 0x83, 0x02});
-  session.sendRequest("COM3,9600", kRead1);
-  clock.advance(ms(300));
+  exchange(session, "COM3,9600", kRead1, 300);
   ASSERT_EQ(replies.size(), 1u);
   EXPECT_EQ(replies[0].second, (Bytes{0x01, 0x83, 0x02}));
   EXPECT_FALSE(session.control().portOpen());
@@ -164,15 +169,13 @@ TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
   for (const auto& c : cases) {
     replies.clear();
     device->reply = c.reply;
-    session.sendRequest("COM3,9600", kRead1);
-    clock.advance(ms(400));
+    exchange(session, "COM3,9600", kRead1, 400);
     EXPECT_TRUE(replies.empty()) << c.name;
     EXPECT_FALSE(session.control().portOpen()) << c.name;
   }
   // After the split reply, a good one is not mixed with the lost tail.
   replyWith(realTimePayload(2));
-  session.sendRequest("COM3,9600", requestFrame(2, " 03 0100 0023"));
-  clock.advance(ms(400));
+  exchange(session, "COM3,9600", requestFrame(2, " 03 0100 0023"), 400);
   ASSERT_EQ(replies.size(), 1u);
   EXPECT_EQ(replies[0].second, realTimePayload(2));
 }
@@ -184,23 +187,20 @@ TEST_F(SessionTest, FailedSendsWriteNothing) {
   other.setCommPort(3);
   other.setPortOpen(true);
   for (const char* portText : {"COM3,9600", "COM3", "COMx,9600", "", "COM3,abc", "COM9,9600", "COM0,9600", "COM4,"}) {
-    session.sendRequest(portText, kRead1);
-    clock.advance(ms(300));
+    exchange(session, portText, kRead1, 300);
     EXPECT_TRUE(line->wire().empty()) << portText;
     EXPECT_TRUE(replies.empty()) << portText;
     EXPECT_EQ(session.portNumber(), 0) << portText;
   }
   other.setPortOpen(false);
   replyWith(realTimePayload(1));
-  session.sendRequest("COM3,9600", kRead1);
-  clock.advance(ms(300));
+  exchange(session, "COM3,9600", kRead1, 300);
   EXPECT_EQ(replies.size(), 1u);
 }
 
 TEST_F(SessionTest, WrongBaudRateIsSilence) {
   replyWith(realTimePayload(1));
-  session.sendRequest("COM3,19200", kRead1);
-  clock.advance(ms(500));
+  exchange(session, "COM3,19200", kRead1, 500);
   EXPECT_TRUE(replies.empty());
   EXPECT_TRUE(device->received.empty());
 }
@@ -230,8 +230,7 @@ TEST_F(SessionTest, ReplyTextGoesToTheHiddenBoxBeforeTheCheck) {
   Bytes wrong = appendCrc(Bytes{0x01, 0x03, 0x02, 0x00, 0x07});
   wrong.back() ^= 0xFF;
   device->reply = {{ms(5), wrong}};
-  boxed.sendRequest("COM3,9600", requestFrame(1, " 03 E0 1D 0001"));
-  clock.advance(ms(300));
+  exchange(boxed, "COM3,9600", requestFrame(1, " 03 E0 1D 0001"), 300);
   ASSERT_EQ(shown.size(), 1u);
   EXPECT_EQ(shown[0], hexText(wrong));
   // A receive event with nothing to read shows an empty text, except on the screen that
@@ -256,8 +255,7 @@ TEST_F(SessionTest, TimerTicksWaitForTheReceiveWindow) {
   platform::Timer timer(30, [&] { ticks.push_back(clock.now().count()); });
   timer.setEnabled(true);
   replyWith(realTimePayload(1));
-  session.sendRequest("COM3,9600", kRead1);
-  clock.advance(ms(250));
+  exchange(session, "COM3,9600", kRead1, 250);
   ASSERT_EQ(replies.size(), 1u);
   const std::int64_t windowStart = (replies[0].first - ms(100)).count();
   const std::int64_t windowEnd = replies[0].first.count();
@@ -280,8 +278,7 @@ TEST_F(SessionTest, ARequestWaitsForTheExchangeUnderWayOnItsLine) {
     if (frame[1] == 0x03) return {{ms(5), appendCrc(realTimePayload(frame[0]))}};
     return {{ms(5), frame}};  // a write is echoed
   };
-  counted.sendRequest("COM3,9600", kRead1);
-  clock.advance(ms(2));
+  exchange(counted, "COM3,9600", kRead1, 2);
   const auto underWay = SerialSession::exchangeOnLine(3);
   ASSERT_TRUE(underWay);
   EXPECT_EQ(std::pair(int(underWay->address), int(underWay->function)), std::pair(1, 0x03));
@@ -303,8 +300,7 @@ TEST_F(SessionTest, ARequestWaitsForTheExchangeUnderWayOnItsLine) {
   device->answer = [](const Bytes&) { return std::vector<platform::SimReplyPart>{}; };
   counted.sendRequest("COM3,9600", kRead1);
   const auto sent = clock.now();
-  session.sendRequest("COM3,9600", requestFrame(2, " 06 001A 0005"));
-  clock.advance(ms(1000));
+  exchange(session, "COM3,9600", requestFrame(2, " 06 001A 0005"), 1000);
   ASSERT_EQ(line->wire().size(), 6u);  // request, reply, write, echo, silent request, write
   EXPECT_EQ(line->wire()[5].start, sent + ms(SerialSession::kSilenceLimitMs));
 }
