@@ -113,8 +113,7 @@ TEST(GoldenFrames, ParameterBlockReadsAsTheExampleWriteAndTakesItBack) {
   const Bytes shown = hex("07 D0 00 C8 FF 00 00 02 00 A0 00 9B 00 92 00 90 00 8A 00 84 00 7E 00 78 00 6F 00 6A 64 1E "
                           "00 05 00 78 00 78 00 1E 00 03");
   Bytes got(read.begin() + 3, read.begin() + 3 + static_cast<std::ptrdiff_t>(shown.size()));
-  got[5] = 0;  // low byte of 0xE003
-  got[6] = 0;  // high byte of 0xE004
+  got[5] = got[6] = 0;  // the low byte of 0xE003, the high byte of 0xE004
   EXPECT_EQ(got, shown);
   EXPECT_EQ(read[9], 0);      // the high byte of the type stays 0, so the type reads as "Sealed"
   EXPECT_EQ(read[67] & 4, 0);  // voltage compensation
@@ -122,8 +121,7 @@ TEST(GoldenFrames, ParameterBlockReadsAsTheExampleWriteAndTakesItBack) {
   // The screen's write: the shown values changed, every hidden byte echoed from the read.
   Bytes write = hex("01 10 E0 01 00 21 42");
   write.insert(write.end(), read.begin() + 3, read.end());
-  write[7] = 0x05;  // 15.00 A
-  write[8] = 0xDC;
+  write[7] = 0x05, write[8] = 0xDC;  // 15.00 A
   write[22] = 0x8E;  // boost 14.2 V
   write[71] = 4;     // charge by SOC; the other bits of that byte go out as 0
   ASSERT_EQ(write.size(), 73u);
