@@ -46,6 +46,14 @@ RealTimeBlock decoded(const Bytes& bytes, Reader reader) {
   return block.value_or(RealTimeBlock{});
 }
 
+// The information block's values in one text: ratings, model, versions, serial number.
+std::string infoText(const std::optional<DeviceInfo>& i) {
+  if (!i) return "(none)";
+  return std::to_string(i->maxSystemVoltage) + " " + std::to_string(i->ratedChargeCurrent) + " " +
+         std::to_string(i->ratedLoadCurrent) + "|" + i->model + "|" + i->softwareVersion + "|" + i->deviceVersion + "|" +
+         i->serialNumber;
+}
+
 // The four groups in one text: battery, panel, device, load.
 std::string joined(const StatusTexts& t) { return t.battery + " " + t.panel + " " + t.device + " " + t.load; }
 
@@ -64,26 +72,14 @@ TEST(DeviceDataMap, DeviceInformationBlock) {
                            {31, 16}, {32, 5}, {33, 0}, {34, 23}, {35, 0x12}, {36, 0x34}});
   const std::string model = " ML4820 MPPT    ";
   for (std::size_t i = 0; i < 16; ++i) bytes[8 + i] = static_cast<std::uint8_t>(model[i]);
-  auto info = decodeDeviceInfo(bytes);
-  ASSERT_TRUE(info.has_value());
-  EXPECT_EQ(info->maxSystemVoltage, 48);
-  EXPECT_EQ(info->ratedChargeCurrent, 40);
-  EXPECT_EQ(info->ratedLoadCurrent, 20);
-  EXPECT_EQ(info->model, "ML4820 MPPT");  // blanks cut at both ends, the inner one kept
-  EXPECT_EQ(info->softwareVersion, "V1.0.12");
-  EXPECT_EQ(info->deviceVersion, "V2.1.0");
-  EXPECT_EQ(info->serialNumber, "16050023");
+  // Blanks cut at both ends of the model, the inner one kept.
+  EXPECT_EQ(infoText(decodeDeviceInfo(bytes)), "48 40 20|ML4820 MPPT|V1.0.12|V2.1.0|16050023");
 
   // Sixteen blanks, zero versions, a serial with three-digit bytes.
   std::fill(bytes.begin() + 8, bytes.begin() + 24, ' ');
   std::fill(bytes.begin() + 24, bytes.begin() + 31, 0);
   std::ranges::copy(testing::hexBytes("64 FF 09 63"), bytes.begin() + 31);
-  info = decodeDeviceInfo(bytes);
-  ASSERT_TRUE(info.has_value());
-  EXPECT_EQ(info->model, "");
-  EXPECT_EQ(info->softwareVersion, "V0.0.0");
-  EXPECT_EQ(info->deviceVersion, "V0.0.0");
-  EXPECT_EQ(info->serialNumber, "1002550999");
+  EXPECT_EQ(infoText(decodeDeviceInfo(bytes)), "48 40 20||V0.0.0|V0.0.0|1002550999");
 
   // One character a byte, read as Latin-1; only blanks are cut, NUL padding stays.
   std::ranges::copy(testing::hexBytes("41 B0 43 00"), bytes.begin() + 8);

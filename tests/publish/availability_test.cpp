@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QThread>
 #include <csignal>
 
 #include "core/settings.h"

@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 #include <QByteArray>
-#include <QCoreApplication>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -7,13 +7,9 @@
 #include <QMenu>
 
 #include <QCheckBox>
-#include <QElapsedTimer>
-#include <QJsonArray>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
-#include <QThread>
 #include <algorithm>
 #include <set>
 
