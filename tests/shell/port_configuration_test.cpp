@@ -35,6 +35,11 @@ class PortConfigurationTest : public testing::ShellFixture {
     QTest::mouseClick(list(f)->viewport(), Qt::LeftButton, {}, list(f)->visualItemRect(item).center());
   }
   void type(QComboBox* box, const QString& text) { testing::typeOver(box, text); }
+  // Opens the port list from the main window, `drive` working its controls.
+  void openPorts(std::function<void(FrmPortConfiguration&)> drive) {
+    drivers.push_back([drive](ui::DialogForm& form) { drive(static_cast<FrmPortConfiguration&>(form)); });
+    mdi().PortConfiguration_Click();
+  }
 };
 
 TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
@@ -44,8 +49,7 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
   start();
   scan().setReadInterval(10);
   scan().Timer2.setEnabled(true);
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     QComboBox* ports = combo(f, "Combo1");
     EXPECT_EQ(entries(ports), (QStringList{"COM3", "COM12"}));
     EXPECT_EQ(ports->currentText(), "COM3");  // the first port found
@@ -63,7 +67,6 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
     EXPECT_EQ(button(f, "Command1")->text() + QString::number(f.editIndex), QStringLiteral("更新1"));
     click(f, "Command4");
   });
-  mdi().PortConfiguration_Click();
   EXPECT_EQ(modals, QStringList{"FrmPortConfiguration"});
   EXPECT_FALSE(FrmPortConfiguration::exists());
 }
@@ -81,8 +84,7 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
   clock.advance(ms(300 * 5));
   ASSERT_TRUE(mdi().node("COM3,9600,1") && mdi().node("COM4,9600,2"));
   const int linesBefore = logLines().size();
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     QComboBox* ports = combo(f, "Combo1");
     // Update COM3 to 4800: the refresh after OK rebuilds the tree from the new list.
     EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
@@ -109,7 +111,6 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
     click(f, "Command3");
     EXPECT_TRUE(f.accepted);
   });
-  mdi().PortConfiguration_Click();
   EXPECT_FALSE(FrmPortConfiguration::exists());  // unloaded by the caller
   // Keys above the new count stay behind; the rest is written in place, byte for byte.
   EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=3\r\n1=COM3,4800\r\n2=COM6,9600\r\n"
@@ -142,8 +143,7 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     auto* delegate = static_cast<QStyledItemDelegate*>(list(f)->itemDelegate());
     return delegate->displayText(list(f)->item(row)->text(), QLocale());
   };
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     QComboBox* ports = combo(f, "Combo1");
     EXPECT_EQ(entries(ports), (QStringList{"COM3", "COM7"}));  // COM3 probed, COM7 mapped
     EXPECT_EQ(testing::labelText(address(f)), QStringLiteral("网关地址"));
@@ -169,13 +169,11 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     EXPECT_EQ(shown(f, 1), QStringLiteral("COM7,9600 → [fe80::1]:4001"));
     click(f, "Command3");
   });
-  mdi().PortConfiguration_Click();
   EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=3\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
                                         "[Network Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
   EXPECT_EQ(shell::gatewayOfPort("COM5"), "tcp://192.168.1.50:8899");
   // Again: COM7 back to a serial port, COM5 deleted from the list takes its address along.
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     type(combo(f, "Combo1"), "COM7");
     EXPECT_EQ(address(f)->text(), "[fe80::1]:4001");
     address(f)->clear();
@@ -184,7 +182,6 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     click(f, "Command2");
     click(f, "Command3");
   });
-  mdi().PortConfiguration_Click();
   EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
                                         "[Network Ports]\r\n"));
 }
@@ -195,8 +192,7 @@ TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
   start();
   clock.advance(ms(20000));
   const QStringList linesBefore = logLines();
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     EXPECT_EQ(combo(f, "Combo1")->count(), 0);  // no port exists on this bus
     EXPECT_TRUE(button(f, "Command3")->isEnabled());
     clickRow(f, 0);
@@ -208,7 +204,6 @@ TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
     EXPECT_TRUE(!f.accepted && f.isVisible());
     click(f, "Command4");
   });
-  mdi().PortConfiguration_Click();
   EXPECT_EQ(settingsBytes(), before);
   EXPECT_EQ(logLines(), linesBefore);  // no refresh
   EXPECT_FALSE(FrmPortConfiguration::exists());
