@@ -11,6 +11,7 @@
 #include <QPushButton>
 #include <QTest>
 #include <algorithm>
+#include <optional>
 #include <set>
 
 #include "link/device_data_map.h"
@@ -64,27 +65,35 @@ class BrokerTest : public testing::PublisherFixture {
     publisher->setTimeSource([this] { return QDateTime(QDate(2026, 5, 1), QTime(8, 0)).addMSecs(platform::toMs(clock.now())); });
   }
 
+  // A broker, a subscriber that has subscribed to it, and the console publishing to it.
+  void startWithBroker() {
+    broker.emplace();
+    sub.emplace(broker->port());
+    ASSERT_TRUE(sub->subscribed());
+    start();
+    publishTo(broker->port());
+  }
+
   int logCount(const QString& part) { return static_cast<int>(logLines().filter(part).size()); }
   static QString last(const std::vector<QByteArray>& v) { return v.empty() ? QString() : QString::fromUtf8(v.back()); }
 
   FrmRealTimeMonitoring& live() { return FrmRealTimeMonitoring::instance(); }
+
+  std::optional<Broker> broker;
+  std::optional<Subscriber> sub;
 };
 
 TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) {
-  Broker broker;
-  Subscriber sub(broker.port());
-  ASSERT_TRUE(sub.subscribed());
-  start();
-  publishTo(broker.port());
+  startWithBroker();
   clock.advance(ms(8000));  // discovery: the stations answer
   const int index = combo(live())->findText(kStation1);
   ASSERT_GE(index, 0);
   combo(live())->setCurrentIndex(index);
   emit combo(live())->activated(index);
   // Monitoring starts by itself; the scan then hands its replies to the screen and the broker.
-  ASSERT_TRUE(runUntil([&] { return live().monitoringRuns() && sub.on(kBase + "一号站/state").size() >= 2; }));
+  ASSERT_TRUE(runUntil([&] { return live().monitoringRuns() && sub->on(kBase + "一号站/state").size() >= 2; }));
 
-  const QJsonObject o = jsonOf(sub.on(kBase + "一号站/state").back());
+  const QJsonObject o = jsonOf(sub->on(kBase + "一号站/state").back());
   const auto fixed = [&](const char* key, int places) { return QString::fromStdString(link::fixedText(o[key].toDouble(), places)); };
   EXPECT_EQ(QStringList({o["station"].toString(), QString::number(o["address"].toInt()), o["port"].toString()}),
             QStringList({kStation1, "1", "COM3,9600"}));
@@ -103,14 +112,14 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
   EXPECT_EQ(o["battery_voltage"].toDouble(), 12.5);  // the values are the simulator's, not zeros
 
   // The second station under its escaped name; the console's status online.
-  EXPECT_FALSE(sub.on(kBase + kLevel2 + "/state").empty());
-  EXPECT_EQ(last(sub.on(kBase + "status")), "online");
-  EXPECT_EQ(last(sub.on(kBase + "一号站/availability")), "online");
+  EXPECT_FALSE(sub->on(kBase + kLevel2 + "/state").empty());
+  EXPECT_EQ(last(sub->on(kBase + "status")), "online");
+  EXPECT_EQ(last(sub->on(kBase + "一号站/availability")), "online");
 
   // Discovery: one config per value and station; the device from the information block, as
   // the screen shows it.
   int configs = 0;
-  for (const auto& m : sub.messages()) {
+  for (const auto& m : sub->messages()) {
     if (m.topic.rfind("homeassistant/sensor/", 0) != 0) continue;
     ++configs;
     // The keys of each config are the rule layer's (publish_rules_test); here the device.
@@ -137,11 +146,7 @@ QByteArray numberedReply(int n) {
 }
 
 TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrder) {
-  Broker broker;
-  Subscriber sub(broker.port());
-  ASSERT_TRUE(sub.subscribed());
-  start();
-  publishTo(broker.port());
+  startWithBroker();
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
   const std::string topic = kBase + "直送站/state";
   int n = 0;
@@ -152,16 +157,16 @@ TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrde
     }
   };
   feed(40);
-  ASSERT_TRUE(runUntil([&] { return sub.on(topic).size() >= 40; }));
-  broker.stop();
+  ASSERT_TRUE(runUntil([&] { return sub->on(topic).size() >= 40; }));
+  broker->stop();
   ASSERT_TRUE(runUntil([&] { return !publisher->connected(); }));
   feed(60);  // the broker is away: these wait in the queue
   EXPECT_GE(publisher->queued(), 60u);
-  broker.start();
+  broker->start();
   feed(20);
   const auto distinct = [&] {
     std::set<int> seen;
-    for (const QByteArray& p : sub.on(topic, true)) seen.insert(jsonOf(p)["day_charge_ah"].toInt());
+    for (const QByteArray& p : sub->on(topic, true)) seen.insert(jsonOf(p)["day_charge_ah"].toInt());
     return static_cast<int>(seen.size());
   };
   EXPECT_TRUE(runUntil([&] { return distinct() == n; }, 15000));
@@ -169,7 +174,7 @@ TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrde
   // Every reading arrived, in order; a reading the broker took just before it went down may
   // come twice (at least once), never out of order.
   int expected = 0;
-  for (const QByteArray& p : sub.on(topic, true)) {
+  for (const QByteArray& p : sub->on(topic, true)) {
     const int v = jsonOf(p)["day_charge_ah"].toInt();
     if (v < expected) continue;  // a repeat
     ASSERT_EQ(v, expected) << "reading " << expected << " lost or out of order";
@@ -181,23 +186,23 @@ TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrde
 }
 
 TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLogLine) {
-  Broker broker(std::vector<std::pair<QString, QString>>{{"site", "right"}});
+  broker.emplace(std::vector<std::pair<QString, QString>>{{"site", "right"}});
   start();
-  publishTo(broker.port(), "site1", "site", "wrong");
+  publishTo(broker->port(), "site1", "site", "wrong");
   runFor(40000);  // several attempts with back-off
   EXPECT_FALSE(publisher->connected());
   EXPECT_EQ(logCount(QStringLiteral("用户名或密码错误")), 1);
   // The console goes on: the scan polls and fills its table.
   EXPECT_TRUE(!scan().stations().isEmpty() && scan().answered(1) && dialogs.shown.empty());
 
-  publishTo(broker.port(), "site1", "site", "right");
+  publishTo(broker->port(), "site1", "site", "right");
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
 
   QFile bad(dir.path() + "/bad-ca.pem");
   ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
   bad.write("not a certificate\n");
   bad.close();
-  publishTo(broker.port(), "site1", "site", "right", bad.fileName());
+  publishTo(broker->port(), "site1", "site", "right", bad.fileName());
   runFor(40000);
   EXPECT_FALSE(publisher->connected());
   EXPECT_EQ(logCount(QStringLiteral("MQTT加密连接失败")), 1);
@@ -205,11 +210,7 @@ TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLog
 }
 
 TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
-  Broker broker;
-  Subscriber sub(broker.port());
-  ASSERT_TRUE(sub.subscribed());
-  start();
-  publishTo(broker.port());
+  startWithBroker();
   publish::Topics t{"xinglan", "site1", "homeassistant"};
   const auto topicsOf = [&](const QString& name) {
     const std::string level = name == kStation1 ? "一号站" : kLevel2;
@@ -218,7 +219,7 @@ TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
   };
   const auto hasAll = [&](const std::vector<std::string>& topics, bool empty) {
     return std::all_of(topics.begin(), topics.end(), [&](const std::string& topic) {
-      const auto on = sub.on(topic);
+      const auto on = sub->on(topic);
       return !on.empty() && on.back().isEmpty() == empty;
     });
   };
@@ -247,19 +248,19 @@ TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
   // The renamed station goes on under its new name; nothing comes back under the old ones, not
   // even a reply that the scan had on its way under the old name.
   publisher->realTimeReply(kStation1, "1", numberedReply(1));
-  ASSERT_TRUE(runUntil([&] { return !sub.on(kBase + "三号站/state").empty(); }));
+  ASSERT_TRUE(runUntil([&] { return !sub->on(kBase + "三号站/state").empty(); }));
   runFor(20000);
   EXPECT_TRUE(hasAll(topicsOf(kStation1), true) && hasAll(topicsOf(kStation2), true));
 
   // The broker keeps nothing of them: a new subscriber gets no retained message under the old names.
-  Subscriber late(broker.port());
+  Subscriber late(broker->port());
   ASSERT_TRUE(runUntil([&] { return !late.on(kBase + "三号站/state").empty(); }));
   for (const QString& name : {kStation1, kStation2})
     for (const auto& topic : topicsOf(name)) EXPECT_TRUE(late.on(topic).empty()) << topic;
 }
 
 TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
-  Broker broker;
+  broker.emplace();
   start();
   auto& screen = publish::FrmMqttSettings::instance();
   screen.Form_Load();
@@ -271,7 +272,7 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
   screen.Command1_Click();  // refused: no key written
   ASSERT_EQ(dialogs.shown.size(), 1u);
   EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
-  edit(screen, "TextPort")->setText(QString::number(broker.port()));
+  edit(screen, "TextPort")->setText(QString::number(broker->port()));
   // Texts the GBK settings file cannot hold, or not as typed: named, and nothing saved.
   const std::pair<const char*, QString> refused[] = {
       {"TextUser", "Jörg"}, {"TextPrefix", "站点-ö"}, {"TextPassword", " pw1 "}};
@@ -289,7 +290,7 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
   edit(screen, "TextClientId")->setText("site9");
   screen.Command1_Click();
   EXPECT_EQ(QStringList({core::readIni("MQTT", "Topic Prefix"), core::readIni("MQTT", "Enabled"), core::readIni("MQTT", "Port")}),
-            QStringList({QStringLiteral("站点-1"), "1", QString::number(broker.port())}));
+            QStringList({QStringLiteral("站点-1"), "1", QString::number(broker->port())}));
   EXPECT_EQ(publisher->settings().clientId, "site9");
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
 
