@@ -183,9 +183,8 @@ TEST(GoldenFrames, FactoryCommandsAreAnsweredAsTheScreenExpects) {
   c.state().setRecord(1, DayRecord{120, 140, 0, 0, 0, 0, 1, 1, 1, 1});
   c.state().rs485Use = 1;
   EXPECT_EQ(c.handle(hex("01 78 00 00 00 01 60 00"), at(0)), hex("01 78 00 00 00 01 60 00"));
-  EXPECT_EQ(c.state().param(param::kBoostVoltage), 144);
-  EXPECT_TRUE(c.state().history.empty());
-  EXPECT_EQ(c.state().rs485Use, 0);
+  EXPECT_EQ(std::tuple(c.state().param(param::kBoostVoltage), c.state().history.size(), c.state().rs485Use),
+            std::tuple(144, 0u, 0));
 
   // RS-485 use: the screen tests the ten digits from the third on.
   auto digits = [&](const char* request) {
@@ -234,21 +233,19 @@ TEST(ExceptionReplies, UnknownFunctionsRegistersAndValues) {
 
 TEST(ExceptionReplies, SilenceForOtherAddressesBadFramesAndBroadcasts) {
   Controller c(frozenStation(2));
-  EXPECT_FALSE(c.handle(requestFrame(1, " 03 000A 0011"), at(0)));  // another station's
+  // Another station's request, a spoilt CRC, frames too short and too long.
   Bytes spoilt = requestFrame(2, " 03 000A 0011");
   spoilt.back() ^= 0x01;
-  EXPECT_FALSE(c.handle(spoilt, at(0)));
-  EXPECT_FALSE(c.handle(hex("02 03"), at(0)));
-  EXPECT_FALSE(c.handle(Bytes{}, at(0)));
-  EXPECT_FALSE(c.handle(Bytes(300, 0x02), at(0)));
+  for (const Bytes& frame : {requestFrame(1, " 03 000A 0011"), spoilt, hex("02 03"), Bytes{}, Bytes(300, 0x02)})
+    EXPECT_FALSE(c.handle(frame, at(0))) << hexText(frame);
 
   // A broadcast is carried out but never answered; reads and refused writes do nothing.
   c.state().readings.loadOn = true;
   EXPECT_FALSE(c.handle(requestFrame(0, " 06 010A 0000"), at(0)));
   EXPECT_FALSE(c.state().readings.loadOn);
-  EXPECT_FALSE(c.handle(requestFrame(0, " 03 000A 0011"), at(0)));
-  EXPECT_FALSE(c.handle(appendCrc(hex("00 06 01 0A 00 07")), at(0)));
-  EXPECT_FALSE(c.handle(appendCrc(hex("00 10 E0 1D 00 01 02 00 11")), at(0)));
+  for (const Bytes& frame : {requestFrame(0, " 03 000A 0011"), appendCrc(hex("00 06 01 0A 00 07")),
+                             appendCrc(hex("00 10 E0 1D 00 01 02 00 11"))})
+    EXPECT_FALSE(c.handle(frame, at(0))) << hexText(frame);
   EXPECT_EQ(c.state().param(param::kLoadMode), 17);
   // Giving every device on the line one address is not carried out.
   EXPECT_FALSE(c.handle(appendCrc(hex("00 06 00 1A 00 09")), at(0)));
