@@ -163,22 +163,17 @@ TEST(DeviceDataMap, RealTimeBlockEveryValue) {
 }
 
 TEST(DeviceDataMap, Temperatures) {
-  struct Case {
-    std::uint8_t byte;
-    int value;
-    const char* screen;
-    const char* recorder;
-  };
-  const Case cases[] = {
+  // The byte, its value, its text on the screens and in the recorder.
+  const std::tuple<std::uint8_t, int, const char*, const char*> cases[] = {
       {129, -1, "-1.0", "-1"}, {128, 128, "128.0", "128"}, {0, 0, "0.0", "0"},
       {0x85, -5, "-5.0", "-5"}, {0x19, 25, "25.0", "25"},   {0x95, -21, "-21.0", "-21"},
       {255, -127, "-127.0", "-127"}, {127, 127, "127.0", "127"},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(temperatureValue(c.byte), c.value) << int(c.byte);
-    EXPECT_EQ(temperatureText(c.byte, Reader::RealTime), c.screen) << int(c.byte);
-    EXPECT_EQ(temperatureText(c.byte, Reader::Scan), c.screen) << int(c.byte);
-    EXPECT_EQ(temperatureText(c.byte, Reader::Recorder), c.recorder) << int(c.byte);
+  for (const auto& [byte, value, screen, recorder] : cases) {
+    EXPECT_EQ(temperatureValue(byte), value) << int(byte);
+    EXPECT_EQ(temperatureText(byte, Reader::RealTime), screen) << int(byte);
+    EXPECT_EQ(temperatureText(byte, Reader::Scan), screen) << int(byte);
+    EXPECT_EQ(temperatureText(byte, Reader::Recorder), recorder) << int(byte);
   }
 }
 

@@ -152,26 +152,22 @@ TEST_F(SessionTest, ExceptionReplyIsDispatchedAsThreeBytes) {
 }
 
 TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
-  struct Case {
-    const char* name;
-    std::vector<platform::SimReplyPart> reply;
-  };
   Bytes wrongCrc = appendCrc(realTimePayload(1));
   std::swap(wrongCrc[73], wrongCrc[74]);
   const Bytes full = appendCrc(realTimePayload(1));
   const Bytes head(full.begin(), full.begin() + 40), tail(full.begin() + 40, full.end());
-  const Case cases[] = {
+  const std::pair<const char*, std::vector<platform::SimReplyPart>> cases[] = {
       {"CRC mismatch", {{ms(5), wrongCrc}}},
       {"split by 150 ms", {{ms(5), head}, {ms(150), tail}}},
       {"address 0", {{ms(5), appendCrc(Bytes{0x00, 0x03, 0x02, 0x00, 0x01})}}},
       {"too short to read", {{ms(5), Bytes{0x01, 0x03}}}},
   };
-  for (const auto& c : cases) {
+  for (const auto& [name, reply] : cases) {
     replies.clear();
-    device->reply = c.reply;
+    device->reply = reply;
     exchange(session, "COM3,9600", kRead1, 400);
-    EXPECT_TRUE(replies.empty()) << c.name;
-    EXPECT_FALSE(session.control().portOpen()) << c.name;
+    EXPECT_TRUE(replies.empty()) << name;
+    EXPECT_FALSE(session.control().portOpen()) << name;
   }
   // After the split reply, a good one is not mixed with the lost tail.
   replyWith(realTimePayload(2));
