@@ -57,6 +57,12 @@ class ConfigScreensTest : public testing::ConfigScreenFixture {
     QTest::keyClicks(e, text);
   }
 
+  // A click and the reply's time.
+  void clickAndWait(QWidget* w, int waitMs = 400) {
+    click(w);
+    clock.advance(ms(waitMs));
+  }
+
   // The frames since `fromMs` that are `frame`.
   int countSent(std::int64_t fromMs, const std::string& frame) const {
     int n = 0;
@@ -82,6 +88,11 @@ class LoadConfigurationTest : public ConfigScreensTest {
   FrmGeneralGLoadConfiguration& screen() { return FrmGeneralGLoadConfiguration::instance(); }
   QRadioButton* option(const char* name) { return control<QRadioButton>(screen(), name); }
   QComboBox* list(const char* name) { return combo(screen(), name); }
+  QStringList texts(std::initializer_list<const char*> names) {
+    QStringList out;
+    for (const char* n : names) out << list(n)->currentText();
+    return out;
+  }
   QString tag(const char* name) { return control<QWidget>(screen(), name)->property("Tag").toString(); }
 
   void open() {
@@ -89,9 +100,12 @@ class LoadConfigurationTest : public ConfigScreensTest {
     ASSERT_TRUE(screen().isVisible());
   }
   // "读取" or "设置", and the reply.
-  void press(const char* name) {
-    click(button(screen(), name));
-    clock.advance(ms(400));
+  void press(const char* name) { clickAndWait(button(screen(), name)); }
+
+  // The device's load mode, delay and light-on voltage.
+  static std::vector<int> params(sim::Controller& c) {
+    return {c.state().param(sim::param::kLoadMode), c.state().param(sim::param::kLoadDelay),
+            c.state().param(sim::param::kLightOnVoltage)};
   }
 
   sim::Controller* station1 = nullptr;
@@ -118,12 +132,9 @@ TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVo
   press("Command1");
   EXPECT_EQ(countSent(t, withCrc("01 03 E0 1D 00 03")), 1);
   EXPECT_TRUE(option("Option5")->isChecked());
-  EXPECT_EQ(list("Combo2")->currentText(), "5");
-  EXPECT_TRUE(list("LTextBox2")->currentText().isEmpty());
-  EXPECT_TRUE(list("LTextBox3")->currentText().isEmpty());
-  EXPECT_EQ(tag("LTextBox2"), "5");
-  EXPECT_EQ(tag("LTextBox3"), "10");
-  EXPECT_EQ(list("Combo3")->currentText(), "0");  // kept up, never seen
+  // Combo3 is kept up, never seen.
+  EXPECT_EQ(texts({"Combo2", "LTextBox2", "LTextBox3", "Combo3"}), (QStringList{"5", "", "", "0"}));
+  EXPECT_EQ((QStringList{tag("LTextBox2"), tag("LTextBox3")}), (QStringList{"5", "10"}));
   EXPECT_FALSE(list("Combo3")->isVisible());
 
   // Typing a voltage while Option5 is selected changes nothing that a write sends.
@@ -136,9 +147,7 @@ TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVo
   const std::string written = withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05");
   EXPECT_EQ(countSent(t, written), 1);
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
-  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
-  EXPECT_EQ(station1->state().param(sim::param::kLoadDelay), 10);
-  EXPECT_EQ(station1->state().param(sim::param::kLightOnVoltage), 5);
+  EXPECT_EQ(params(*station1), (std::vector<int>{5, 10, 5}));
 }
 
 TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesGoOut) {
@@ -149,27 +158,19 @@ TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesG
   ASSERT_TRUE(option("Option5")->isChecked());
   station1->state().setParam(sim::param::kLoadMode, 15);
   press("Command1");
-  EXPECT_TRUE(option("Option4")->isChecked());
-  EXPECT_EQ(option("Option4")->text(), QStringLiteral("手动模式"));
+  EXPECT_TRUE(option("Option4")->isChecked() && option("Option4")->text() == QStringLiteral("手动模式"));
   EXPECT_TRUE(list("Combo2")->currentText().isEmpty());
 
   // Back to light control: the boxes bring up the device's values, and edits reach the tags.
   click(option("Option3"));
-  EXPECT_EQ(list("LTextBox2")->currentText(), "5");
-  EXPECT_EQ(list("LTextBox3")->currentText(), "10");
-  EXPECT_EQ(edit(screen(), "LTextBox4")->text(), "4");
-  EXPECT_EQ(edit(screen(), "LTextBox5")->text(), "1");
+  EXPECT_EQ(texts({"LTextBox2", "LTextBox3"}), (QStringList{"5", "10"}));
+  EXPECT_EQ(edit(screen(), "LTextBox4")->text() + edit(screen(), "LTextBox5")->text(), "41");
   type(list("LTextBox2"), "3");
   EXPECT_EQ(tag("LTextBox2"), "3");
   EXPECT_TRUE(edit(screen(), "LTextBox4")->text().isEmpty());
 
   // A value outside the screen's lists is refused with a message and nothing goes out.
-  const struct {
-    const char* option;
-    const char* box;
-    const char* typed;
-    const char* message;
-  } outside[] = {
+  const struct { const char *option, *box, *typed, *message; } outside[] = {
       {"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
       {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
       {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
@@ -209,8 +210,7 @@ TEST_F(LoadConfigurationTest, RefusalsSendNothing) {
   press("Command2");
   EXPECT_EQ(screen().pendingRead, 2);
   EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("选择一个可用的站点名"), QStringLiteral("请先读取数据")}));
-  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(0, 4), "0110") << s;
-  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 6), "03E01D") << s;
+  for (const Sent& s : sentFrom(t)) EXPECT_TRUE(s.frame.substr(0, 4) != "0110" && s.frame.substr(2, 6) != "03E01D") << s;
   EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
 }
 
@@ -254,8 +254,7 @@ TEST_F(LoadConfigurationTest, ExceptionRepliesChangeNothingAndShowNothing) {
   station1->setFaults({.exception = sim::Exception::IllegalFunction});
   station1->state().setParam(sim::param::kLoadMode, 16);
   press("Command1");
-  EXPECT_TRUE(option("Option5")->isChecked());
-  EXPECT_EQ(list("Combo2")->currentText(), "5");
+  EXPECT_TRUE(option("Option5")->isChecked() && list("Combo2")->currentText() == "5");
   press("Command2");
   EXPECT_TRUE(dialogs.shown.empty());
 }
@@ -275,6 +274,11 @@ class FactoryOperationTest : public ConfigScreensTest {
     ASSERT_TRUE(screen().isVisible());
   }
   QString text1() { return edit(screen(), "Text1")->text(); }
+  // A name put into the station box as an input method puts Chinese text in.
+  void typeByInputMethod(const QString& name) {
+    combo(screen())->lineEdit()->selectAll();
+    combo(screen())->lineEdit()->insert(name);
+  }
 
   sim::Controller* station1 = nullptr;
 };
@@ -282,24 +286,17 @@ class FactoryOperationTest : public ConfigScreensTest {
 TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   startAndDiscover();
   open();
-  EXPECT_EQ(screen().windowTitle(), QStringLiteral("系统设置"));
-  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("系统设置") && screen().windowModality() == Qt::ApplicationModal);
   EXPECT_EQ(button(screen(), "Command1")->toolTip(), QStringLiteral("恢复设置参数到默认，同时清除历史数据"));
   EXPECT_EQ(button(screen(), "Command2")->toolTip(), QStringLiteral("仅清除历史数据"));
   const char* captions[] = {"恢复出厂设置", "清除历史数据", "RS485用于通讯模式", "RS485用于并机模式", "系统重启"};
   for (int i = 0; i < 5; ++i)
     EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), QString::fromUtf8(captions[i]));
   pick(combo(screen()), kStation1);
-  EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "1");
-  EXPECT_EQ(text1(), " ");
+  EXPECT_EQ(edit(screen(), "LTextBox1")->text() + text1(), "1 ");
 
   station1->setRestartSilence(std::chrono::seconds(3));
-  const struct {
-    const char* name;
-    const char* frame;
-    const char* message;
-    const char* text1;
-  } commands[] = {
+  const struct { const char *name, *frame, *message, *text1; } commands[] = {
       {"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
       {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
       {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
@@ -314,8 +311,7 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
     const bool asks = caption == "恢复出厂设置" || caption == "清除历史数据" || caption == "系统重启";
     if (asks) dialogs.answers = {platform::kYes};
     const std::int64_t t = nowMs();
-    click(button(screen(), c.name));
-    clock.advance(ms(400));
+    clickAndWait(button(screen(), c.name));
     EXPECT_EQ(countSent(t, exact(c.frame)), 1);
     QStringList expected{QString::fromUtf8(c.message)};
     if (asks) expected.prepend(QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1, caption));
@@ -365,23 +361,18 @@ TEST_F(FactoryOperationTest, NoBroadcastNoStaleAddressAndNoMeansNothing) {
   EXPECT_EQ(dialogs.shown.size(), 3u);
   // A typed name: the other station's address and port, looked up now; a name of no station
   // sends nothing and says so in one line.
-  combo(screen())->lineEdit()->selectAll();
-  combo(screen())->lineEdit()->insert(kStation2);  // as an input method puts Chinese text in
+  typeByInputMethod(kStation2);
   ASSERT_EQ(edit(screen(), "LTextBox1")->text(), "1");  // typing does not refill the box
   t = nowMs();
-  click(button(screen(), "Command3"));
-  clock.advance(ms(400));
+  clickAndWait(button(screen(), "Command3"));
   EXPECT_EQ(countSent(t, withCrc("02 06 E3 27 00 00")), 1);
   EXPECT_EQ(commandsSent(t), 1);
   EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "2");
-  combo(screen())->lineEdit()->selectAll();
-  combo(screen())->lineEdit()->insert(QStringLiteral("三号站"));
+  typeByInputMethod(QStringLiteral("三号站"));
   t = nowMs();
   dialogs.shown.clear();
-  click(button(screen(), "Command3"));
-  clock.advance(ms(400));
-  EXPECT_EQ(commandsSent(t), 0);
-  EXPECT_TRUE(dialogs.shown.empty());
+  clickAndWait(button(screen(), "Command3"));
+  EXPECT_TRUE(commandsSent(t) == 0 && dialogs.shown.empty());
   EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("没有名为“三号站”的站点，未发送任何数据")));
 }
 
@@ -389,16 +380,14 @@ TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
   startAndDiscover();
   open();
   pick(combo(screen()), kStation1);
-  click(button(screen(), "Command4"));
-  clock.advance(ms(400));
+  clickAndWait(button(screen(), "Command4"));
   ASSERT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
   dialogs.shown.clear();
   station1->setFaults({.exception = sim::Exception::IllegalFunction});
   for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) {
     dialogs.answers = {platform::kYes};
     const std::int64_t t = nowMs();
-    click(button(screen(), name));
-    clock.advance(ms(400));
+    clickAndWait(button(screen(), name));
     EXPECT_EQ(sentFrom(t).size(), 1u) << name;
   }
   for (const QString& shown : shownTexts()) EXPECT_TRUE(shown.startsWith(QStringLiteral("确定对"))) << shown.toStdString();
@@ -415,6 +404,11 @@ class DeviceIdTest : public ConfigScreensTest {
   void open() {
     mdi().action("DeviceIDSetting")->trigger();
     ASSERT_TRUE(screen().isVisible());
+  }
+  // One port in the list, none chosen, the pass ready to start.
+  void expectFresh() {
+    EXPECT_EQ(combo(screen())->count(), 1);
+    EXPECT_TRUE(combo(screen())->currentText().isEmpty() && command1()->isEnabled());
   }
 
   // Runs the scan until it rests: its load mode pass has sent its last frame and the turn
@@ -467,21 +461,16 @@ TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwh
   EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("警告"));
   EXPECT_EQ(testing::control<QLabel>(screen(), "Label1")->text(),
             QStringLiteral("读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
-  EXPECT_EQ(combo(screen())->count(), 1);
-  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
+  expectFresh();
 
   const std::int64_t t = startPass();
-  EXPECT_FALSE(command1()->isEnabled());
-  EXPECT_FALSE(scan().Timer2.enabled());
-  EXPECT_FALSE(link::SerialSession::scanControl()->portOpen());
+  EXPECT_FALSE(command1()->isEnabled() || scan().Timer2.enabled() || link::SerialSession::scanControl()->portOpen());
 
   // The greyed button, clicked, does not start the pass again.
   clock.advance(ms(3000));
-  const int reached = screen().scanAddress();
-  EXPECT_EQ(reached, 10);
-  click(command1());
-  clock.advance(ms(300));
-  EXPECT_EQ(screen().scanAddress(), reached + 1);
+  EXPECT_EQ(screen().scanAddress(), 10);
+  clickAndWait(command1(), 300);
+  EXPECT_EQ(screen().scanAddress(), 11);
 
   clock.advance(ms(241 * 300 - 3300 + 200));
   const auto sent = sentFrom(t);
@@ -491,10 +480,8 @@ TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwh
     EXPECT_EQ(sent[i].frame, poll(static_cast<int>(i + 1)));
     EXPECT_EQ(sent[i].atMs, t + 300 * static_cast<std::int64_t>(i + 1));
   }
-  EXPECT_EQ(edit(screen(), "LTextBox2")->text(), "241");
-  EXPECT_EQ(screen().foundAddress, 241);
-  EXPECT_TRUE(command1()->isEnabled());
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text() == "241" && screen().foundAddress == 241);
+  EXPECT_TRUE(command1()->isEnabled() && dialogs.shown.empty());
 
   expectTheScanBack(sent.back().atMs + 1, 241);
 }
@@ -507,10 +494,8 @@ TEST_F(DeviceIdTest, AControllerAt242IsNeverFoundAndThePassGivesTheScanBack) {
   ASSERT_EQ(sent.size(), 241u);
   for (const Sent& s : sent) EXPECT_TRUE(isPoll(s.frame)) << s;
   EXPECT_EQ(sent.back().frame, poll(241));
-  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
-  EXPECT_EQ(screen().foundAddress, 0);
-  EXPECT_TRUE(command1()->isEnabled());
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty() && screen().foundAddress == 0);
+  EXPECT_TRUE(command1()->isEnabled() && dialogs.shown.empty());
 
   expectTheScanBack(t + 241 * 300 + 1, 242);
 }
@@ -526,9 +511,7 @@ TEST_F(DeviceIdTest, ClosingTheScreenEndsThePassAndGivesTheScanBack) {
 
   // The next opening is a fresh screen.
   open();
-  EXPECT_EQ(combo(screen())->count(), 1);
-  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
-  EXPECT_TRUE(command1()->isEnabled());
+  expectFresh();
 }
 
 TEST_F(DeviceIdTest, AReplyWithABadCrcIsPassedOverAndTheLowestSoundAddressWins) {
@@ -539,9 +522,7 @@ TEST_F(DeviceIdTest, AReplyWithABadCrcIsPassedOverAndTheLowestSoundAddressWins) 
   open();
   const std::int64_t t = startPass();
   clock.advance(ms(3000));
-  EXPECT_EQ(edit(screen(), "LTextBox2")->text(), "7");
-  EXPECT_EQ(sentFrom(t).size(), 7u);
-  EXPECT_TRUE(command1()->isEnabled());
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text() == "7" && sentFrom(t).size() == 7u && command1()->isEnabled());
 }
 
 TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
@@ -553,10 +534,8 @@ TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
   clock.advance(ms(241 * 300 - 100));
   EXPECT_FALSE(command1()->isEnabled());
   clock.advance(ms(200));
-  EXPECT_TRUE(command1()->isEnabled());
-  EXPECT_EQ(screen().scanAddress(), 241);
-  EXPECT_TRUE(sentFrom(t).empty());
-  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
+  EXPECT_TRUE(command1()->isEnabled() && screen().scanAddress() == 241);
+  EXPECT_TRUE(sentFrom(t).empty() && edit(screen(), "LTextBox2")->text().isEmpty());
 }
 
 TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
@@ -583,8 +562,7 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   ASSERT_EQ(edit(screen(), "LTextBox2")->text(), "1");
   type(edit(screen(), "LTextBox2"), "5");
   t = nowMs();
-  click(button(screen(), "Command2"));
-  clock.advance(ms(600));
+  clickAndWait(button(screen(), "Command2"), 600);
   EXPECT_EQ(countSent(t, exact("01 06 00 1A 00 05 68 0E")), 1);
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设备ID设置成功")});
   EXPECT_EQ(device.address(), 5);
@@ -593,17 +571,14 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   // A second write without a new pass goes to the old address and finds nobody.
   type(edit(screen(), "LTextBox2"), "6");
   t = nowMs();
-  click(button(screen(), "Command2"));
-  clock.advance(ms(600));
+  clickAndWait(button(screen(), "Command2"), 600);
   EXPECT_EQ(countSent(t, withCrc("01 06 00 1A 00 06")), 1);
-  EXPECT_EQ(dialogs.shown.size(), 1u);
-  EXPECT_EQ(device.address(), 5);
+  EXPECT_TRUE(dialogs.shown.size() == 1u && device.address() == 5);
 
   // An address that is no byte sends nothing.
   type(edit(screen(), "LTextBox2"), "256");
   t = nowMs();
-  click(button(screen(), "Command2"));
-  clock.advance(ms(600));
+  clickAndWait(button(screen(), "Command2"), 600);
   for (const Sent& s : sentFrom(t)) EXPECT_EQ(s.frame.find("06001A"), std::string::npos) << s;
   EXPECT_TRUE(logLines().last().contains(QStringLiteral("未发送任何数据")));
 }
