@@ -27,55 +27,38 @@ QByteArray afterSet(const QByteArray& file, const QString& section, const QStrin
 
 TEST(IniDocument, FindsSectionsAndKeysWithoutRegardToCase) {
   const QByteArray file = "[Main]\r\nConfig=1234\r\n[COMS]\r\nListCount=2\r\n";
-  EXPECT_EQ(read(file, "main", "CONFIG"), "1234");
-  EXPECT_EQ(read(file, "coms", "listcount"), "2");
-  EXPECT_EQ(read(file, "Main", "ListCount"), "");  // a key of another section
-  EXPECT_EQ(read(file, "Other", "Config"), "");
+  EXPECT_EQ(read(file, "main", "CONFIG") + read(file, "coms", "listcount"), "12342");
+  EXPECT_EQ(read(file, "Main", "ListCount") + read(file, "Other", "Config"), "");  // a key of another section
   EXPECT_FALSE(IniDocument::parse(file).value("Main", "ListCount").has_value());
 }
 
 TEST(IniDocument, ReadsAHandEditedFileAsItsEditorMeantIt) {
-  const QByteArray file =
-      "orphan=before any section\n"
-      "  [ Main ]  \n"
-      "\n"
-      "; note=commented out\n"
-      "# other=commented out\n"
-      "   config   =   pw 1   \n"
-      "just a line without equals\n"
-      "[COMS]\r\n"
-      "ListCount=2\r\n"
-      "1=COM3,9600";  // no final line end
-  EXPECT_EQ(read(file, "Main", "config"), "pw 1");
-  EXPECT_EQ(read(file, "Main", "; note"), "");
-  EXPECT_EQ(read(file, "Main", "note"), "");
+  const QByteArray file = "orphan=before any section\n  [ Main ]  \n\n; note=commented out\n# other=commented out\n"
+                          "   config   =   pw 1   \njust a line without equals\n[COMS]\r\nListCount=2\r\n"
+                          "1=COM3,9600";  // no final line end
   // Only ';' starts a comment, as in the profile calls; '#' begins an ordinary key.
-  EXPECT_EQ(read(file, "Main", "# other"), "commented out");
-  EXPECT_EQ(read(file, "Main", "just a line without equals"), "");
-  EXPECT_EQ(read(file, "", "orphan"), "");
-  EXPECT_EQ(read(file, "COMS", "1"), "COM3,9600");
+  const struct { const char *section, *key, *value; } values[] = {
+      {"Main", "config", "pw 1"}, {"Main", "; note", ""}, {"Main", "note", ""}, {"Main", "# other", "commented out"},
+      {"Main", "just a line without equals", ""}, {"", "orphan", ""}, {"COMS", "1", "COM3,9600"}};
+  for (const auto& v : values) EXPECT_EQ(read(file, v.section, v.key), v.value) << v.key;
   // Reading and writing back unchanged gives the same bytes.
   EXPECT_EQ(IniDocument::parse(file).serialize(), file);
 }
 
 TEST(IniDocument, OnlyTheFirstOfDuplicatedSectionsAndKeysCounts) {
   const QByteArray file = "[A]\r\nk=first\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n";
-  EXPECT_EQ(read(file, "A", "k"), "first");
-  EXPECT_EQ(read(file, "A", "other"), "");
+  EXPECT_EQ(read(file, "A", "k") + read(file, "A", "other"), "first");
 
   // A write goes to the same first section, so it reads back; the duplicate stays as it was.
   EXPECT_EQ(afterSet(file, "a", "K", "new"), "[A]\r\nk=new\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
-  EXPECT_EQ(afterSet(file, "A", "other", "5"),
-            "[A]\r\nk=first\r\nk=second\r\nother=5\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
+  EXPECT_EQ(afterSet(file, "A", "other", "5"), "[A]\r\nk=first\r\nk=second\r\nother=5\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
 }
 
 TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
-  QByteArray file = "[S]\r\n";
-  file += "blank=    \r\nempty=\r\npadded=   x y  \t\r\n";
-  file += "dq=\"quoted\"\r\nsq='single'\r\nmixed=\"mixed'\r\ninner=\"a\"b\"\r\nlone=\"\r\nspaced=\" in quotes \"\r\n";
-  file += QByteArray("nul=a\0b\0\r\n", 10);
-  file += "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') + "\r\n";
-  file += "edge=" + QByteArray(498, 'a') + " zzz\r\n";
+  const QByteArray file = "[S]\r\nblank=    \r\nempty=\r\npadded=   x y  \t\r\ndq=\"quoted\"\r\nsq='single'\r\n"
+                          "mixed=\"mixed'\r\ninner=\"a\"b\"\r\nlone=\"\r\nspaced=\" in quotes \"\r\n" +
+                          QByteArray("nul=a\0b\0\r\n", 10) + "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') +
+                          "\r\nedge=" + QByteArray(498, 'a') + " zzz\r\n";
   // The read buffer takes 499 characters; the cut comes before the trim. One pair of quotes only.
   const std::pair<const char*, QString> values[] = {
       {"blank", ""},        {"empty", ""},         {"padded", "x y"}, {"dq", "quoted"},
@@ -85,8 +68,7 @@ TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
 }
 
 TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
-  const QByteArray file =
-      "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
+  const QByteArray file = "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
       "wrap=4294967295\r\nempty=\r\n";
   const std::pair<const char*, int> numbers[] = {{"abc", 0},  {"blanks", 42},  {"neg", -17}, {"plus", 5},
                                                   {"tail", 12}, {"hex", 31},     {"quoted", 7}, {"wrap", -1},
@@ -130,17 +112,14 @@ TEST(IniDocument, AFileWithAUtf8MarkIsReadAndWrittenAsUtf8) {
 
 TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) {
   IniDocument doc = IniDocument::parse("[S]\r\nk=old\r\n");
-  EXPECT_TRUE(doc.set("S", "k", "one\r\n[Evil]\r\nx=1"));
-  EXPECT_TRUE(doc.set("S", "n", QStringLiteral("ab") + QChar(u'\0') + "cd"));
-  EXPECT_TRUE(doc.set("S", "q", "\"quoted\""));
+  EXPECT_TRUE(doc.set("S", "k", "one\r\n[Evil]\r\nx=1") && doc.set("S", "n", QStringLiteral("ab") + QChar(u'\0') + "cd") &&
+              doc.set("S", "q", "\"quoted\""));
   EXPECT_EQ(doc.serialize(), "[S]\r\nk=one\r\nn=ab\r\nq=\"quoted\"\r\n");
   EXPECT_EQ(xl::core::readIniValue(doc, "S", "q"), "quoted");
 
   const QByteArray before = doc.serialize();
-  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"),
-                             QStringLiteral("a\nb"), QStringLiteral("😀")}) {
+  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"), QStringLiteral("a\nb"), QStringLiteral("😀")})
     EXPECT_FALSE(doc.set("S", key, "v")) << key.toStdString();
-  }
   EXPECT_FALSE(doc.set("S\r\nT", "k", "v"));
   EXPECT_EQ(doc.serialize(), before);
   // A station named "#1" is a key like any other: written, and found again.
