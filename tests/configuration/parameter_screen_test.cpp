@@ -88,9 +88,12 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   }
   // The cursor moves on to another box with a click.
   void leaveTo(const char* name) { QTest::mouseClick(box(name), Qt::LeftButton); }
-  void clickButton(const char* name) {
+  // A click and a second for the reply; the time of the click.
+  std::int64_t clickButton(const char* name) {
+    const std::int64_t at = nowMs();
     QTest::mouseClick(button(screen(), name), Qt::LeftButton);
     clock.advance(ms(1000));
+    return at;
   }
 
   // The screen's frames on the line: anything to or from register 0xE001 or the information
@@ -200,8 +203,7 @@ TEST_F(ParameterScreenTest, StationChoiceAsksForTheRatedValuesAndChainsTheBlockR
 
 TEST_F(ParameterScreenTest, ReadingWithoutAStationAsksForOne) {
   startAndOpen();
-  const std::int64_t t0 = nowMs();
-  clickButton("Command1");
+  const std::int64_t t0 = clickButton("Command1");
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("选择一个可用的站点名")});
   EXPECT_TRUE(screenFrames(t0).empty());
 }
@@ -214,8 +216,7 @@ TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
   clickButton("Command3");
   ASSERT_EQ(list("Combo2")->currentText(), "Sealed");
   ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");
+  const std::int64_t t0 = clickButton("Command2");
   // The 24 echoed bytes of 0xE015..0xE020 as the device holds them.
   std::string hidden;
   for (std::uint16_t reg = 0xE015; reg <= 0xE020; ++reg) hidden += QString("%1").arg(device->state().param(reg), 4, 16, QChar('0')).toUpper().toStdString();
@@ -243,8 +244,7 @@ TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) 
   // hidden bytes it would echo are the first station's.
   clickButton("Command3");
   ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");
+  const std::int64_t t0 = clickButton("Command2");
   EXPECT_TRUE(writes(t0).empty());
   EXPECT_EQ(lastShown(), QStringLiteral("请先读数据"));
   // Once its own block is read, the second station is written at its own address.
@@ -261,8 +261,7 @@ TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) 
 TEST_F(ParameterScreenTest, AnExceptionOrABadCrcToTheWriteSaysNothing) {
   openAndRead();
   device->setFaults({.exception = sim::Exception::IllegalValue});
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");
+  const std::int64_t t0 = clickButton("Command2");
   ASSERT_EQ(writes(t0).size(), 1u);
   device->setFaults({.badCrc = true});
   clickButton("Command2");
@@ -313,8 +312,7 @@ TEST_F(ParameterScreenTest, LithiumWithAutoBlinksAndIsRefusedTimer2GreysDisabled
     redTicks.push_back(list("Combo4")->palette().color(QPalette::Text) == red);
   }
   EXPECT_EQ(redTicks, std::vector<bool>({false, true, false, true}));
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");
+  const std::int64_t t0 = clickButton("Command2");
   EXPECT_EQ(lastShown(), QStringLiteral("锂电池不支持自动识别!"));
   EXPECT_TRUE(writes(t0).empty());
   pick(list("Combo4"), "12V");
@@ -340,8 +338,7 @@ TEST_F(ParameterScreenTest, ABoxThatIsNoNumberLogsOneLineAndSendsNothing) {
   openAndRead();
   typeInto("LTextBox10", "abc");
   const int linesBefore = logLines().size();
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");  // the click moves the cursor: the box's own rule keeps the text
+  const std::int64_t t0 = clickButton("Command2");  // the click moves the cursor: the box's own rule keeps the text
   EXPECT_TRUE(writes(t0).empty());
   EXPECT_TRUE(dialogs.shown.empty());
   const QStringList lines = logLines();
