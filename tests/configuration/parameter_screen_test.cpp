@@ -423,13 +423,13 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
 // What a write must carry, worked out from the boxes as they stand; nullopt when one of them
 // cannot be written. `hidden` holds the device's reply bytes of the last read.
 std::optional<Bytes> stated(FrmControlParameter& s, const Bytes& lastBlock) {
-  const auto t = [&](const char* name) { return edit(s, name)->text().toStdString(); };
   Bytes out = {1, 0x10, 0xE0, 0x01, 0x00, 0x21, 0x42};
   bool ok = true;
   // A box as a number of `bytes` bytes; a box that is no number, or out of range, makes it unwritable.
-  const auto put = [&](const char* name, double scale, int bytes, bool lenient = false, bool negate = false) {
+  const auto put = [&](const char* name, double scale, int bytes = 2, bool lenient = false) {
     try {
-      const double n = roundHalfEven((lenient ? val(t(name)) : toNumber(t(name))) * (negate ? -scale : scale));
+      const std::string t = edit(s, name)->text().toStdString();
+      const double n = roundHalfEven((lenient ? val(t) : toNumber(t)) * scale);
       ok = ok && n >= 0 && n <= (bytes == 2 ? 65535 : 255);
       const auto w = ok ? static_cast<std::uint16_t>(n) : 0;
       if (bytes == 2) out.push_back(static_cast<std::uint8_t>(w >> 8));
@@ -438,25 +438,18 @@ std::optional<Bytes> stated(FrmControlParameter& s, const Bytes& lastBlock) {
       ok = false;
     }
   };
-  const auto word = [&](const char* name, double scale, bool lenient = false, bool negate = false) {
-    put(name, scale, 2, lenient, negate);
-  };
   const std::map<QString, int> volts = {{"Auto", 255}, {"12V", 12}, {"24V", 24}, {"36V", 36}, {"48V", 48}};
   const std::map<QString, int> types = {{"User", 0}, {"Flooded", 1}, {"Sealed", 2}, {"Gel", 3}, {"LI", 4}};
   const QString v4 = combo(s, "Combo4")->currentText(), v2 = combo(s, "Combo2")->currentText();
   const int systemCode = volts.count(v4) ? volts.at(v4) : 0, shared = types.count(v2) ? types.at(v2) : systemCode;
-  word("SetChargeCurr", 100);
-  word("LTextBox8", 1);
+  put("SetChargeCurr", 100), put("LTextBox8", 1);
   out.insert(out.end(), {static_cast<std::uint8_t>(systemCode), lastBlock[8], lastBlock[9], static_cast<std::uint8_t>(shared)});
-  word("LTextBox12", 10);
-  word("TextLimit", 10);
-  word("LTextBox16", 10, true);
+  put("LTextBox12", 10), put("TextLimit", 10), put("LTextBox16", 10, 2, true);
   for (const char* name : {"LTextBox18", "LTextBox20", "LTextBox22", "LTextBox38", "LTextBox40", "LTextBox36", "LTextBox34"})
-    word(name, 10);
-  put("LTextBox24", 1, 1, true);
-  put("LTextBox44", 1, 1);
-  for (const char* name : {"LTextBox45", "LTextBox28", "LTextBox29", "LTextBox32"}) word(name, 1);
-  word("LTextBox10", 1, false, true);
+    put(name, 10);
+  put("LTextBox24", 1, 1, true), put("LTextBox44", 1, 1);
+  for (const char* name : {"LTextBox45", "LTextBox28", "LTextBox29", "LTextBox32"}) put(name, 1);
+  put("LTextBox10", -1);
   for (std::size_t i = 43; i <= 66; ++i) out.push_back(lastBlock[i]);
   out.insert(out.end(), {static_cast<std::uint8_t>(combo(s, "Combo3")->currentText() == "SOC" ? 4 : 0), lastBlock[68]});
   return ok ? std::optional(appendCrc(out)) : std::nullopt;
@@ -467,13 +460,13 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
   openAndRead();
   ASSERT_TRUE(screen().blockState().dataRead);
   const Bytes lastBlock(screen().blockState().lastBlock.begin(), screen().blockState().lastBlock.end());
-  const char* boxes[] = {"SetChargeCurr", "LTextBox8",  "LTextBox10", "LTextBox12", "TextLimit",  "LTextBox16",
-                         "LTextBox18",    "LTextBox20", "LTextBox22", "LTextBox24", "LTextBox28", "LTextBox29",
-                         "LTextBox32",    "LTextBox34", "LTextBox36", "LTextBox38", "LTextBox40", "LTextBox44",
-                         "LTextBox45"};
-  const QStringList texts = {"",     "0",    "7",      "13.8",  "18",    "-3",     "3",   "abc", "1e3",
-                             "65535", "99999", "12,5", " 12 ", "中文", "-0",    ".5",  "&H10", "1e308",
-                             "-1e308", "nan", "14.45", "150.5", "-",    "1.2.3", "0.005", "255", "256"};
+  const char* boxes[] = {
+      "SetChargeCurr", "LTextBox8", "LTextBox10", "LTextBox12", "TextLimit", "LTextBox16", "LTextBox18", "LTextBox20",
+      "LTextBox22", "LTextBox24", "LTextBox28", "LTextBox29", "LTextBox32", "LTextBox34", "LTextBox36", "LTextBox38",
+      "LTextBox40", "LTextBox44", "LTextBox45"};
+  const QStringList texts = {
+      "", "0", "7", "13.8", "18", "-3", "3", "abc", "1e3", "65535", "99999", "12,5", " 12 ", "中文", "-0", ".5", "&H10",
+      "1e308", "-1e308", "nan", "14.45", "150.5", "-", "1.2.3", "0.005", "255", "256"};
   std::mt19937 rng(1234);
   const auto any = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
   int sent = 0, refused = 0;
@@ -500,10 +493,9 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
         ++sent;
       } else {
         EXPECT_TRUE(w.empty()) << "round " << round << ": " << w[0];
-        // One new line in the message window (which keeps only its last 1000 characters).
-        EXPECT_NE(logLines(), logBefore);
+        // One new line in the message window (which keeps only its last 1000 characters), no box.
+        EXPECT_TRUE(logLines() != logBefore && dialogs.shown.size() == shown);
         EXPECT_TRUE(logLines().back().contains(QStringLiteral("参数未发送："))) << logLines().back().toStdString();
-        EXPECT_EQ(dialogs.shown.size(), shown);
         ++refused;
       }
     } else {
@@ -514,9 +506,7 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
       if (any(2)) leaveTo(boxes[any(std::size(boxes))]);
     }
   }
-  // The run must have tried both sides.
-  EXPECT_GT(sent, 0);
-  EXPECT_GT(refused, 0);
+  EXPECT_TRUE(sent > 0 && refused > 0);  // the run must have tried both sides
 }
 
 }  // namespace
