@@ -190,52 +190,36 @@ TEST(ParameterWrite, BoxesReadStrictlyRefuseEmptyAndNonNumericTexts) {
   EXPECT_EQ(wordAt(writeOf(b, read.state), 19), 142);
 }
 
-TEST(ParameterWrite, ValuesThatDoNotFitTheirRegisterAreRefused) {
+// What a box's value sends at its register's write index (LTextBox44: its byte, 36), rounded
+// half to even; -1 where it does not fit and is refused.
+TEST(ParameterWrite, ValuesAreRoundedHalfToEvenAndThoseThatDoNotFitAreRefused) {
   const ReadScreen read = readScreen(parameterReply());
-  struct Case { Control c; const char* text; bool fits; std::uint16_t sent; /* at the register's write index */ };
+  struct Case { Control c; const char* text; std::size_t at; int sent; };
   const Case cases[] = {
-      {C::LTextBox8, "65535", true, 65535},   {C::LTextBox8, "65536", false, 0},
-      {C::LTextBox8, "-1", false, 0},         {C::LTextBox8, "-0.4", true, 0},
-      {C::LTextBox12, "6553.5", true, 65535}, {C::LTextBox12, "6553.6", false, 0},
-      {C::SetChargeCurr, "655.35", true, 65535},
-      {C::LTextBox10, "3", false, 0},         {C::LTextBox10, "-65535", true, 65535},
-      {C::LTextBox44, "255", true, 255},      {C::LTextBox44, "256", false, 0},
-      {C::LTextBox24, "256", false, 0},       {C::LTextBox24, "-1", false, 0},
-      {C::LTextBox16, "-1", false, 0},        {C::LTextBox16, "6553.5", true, 65535},
-      {C::LTextBox8, "&H10", true, 16},       {C::LTextBox8, "1e3", true, 1000},
-  };
+      {C::LTextBox8, "65535", 9, 65535}, {C::LTextBox8, "65536", 9, -1}, {C::LTextBox8, "-1", 9, -1},
+      {C::LTextBox8, "-0.4", 9, 0}, {C::LTextBox12, "6553.5", 15, 65535}, {C::LTextBox12, "6553.6", 15, -1},
+      {C::SetChargeCurr, "655.35", 7, 65535}, {C::LTextBox10, "3", 45, -1}, {C::LTextBox10, "-65535", 45, 65535},
+      {C::LTextBox44, "255", 36, 255}, {C::LTextBox44, "256", 36, -1}, {C::LTextBox24, "256", 35, -1},
+      {C::LTextBox24, "-1", 35, -1}, {C::LTextBox16, "-1", 19, -1}, {C::LTextBox16, "6553.5", 19, 65535},
+      {C::LTextBox8, "&H10", 9, 16}, {C::LTextBox8, "1e3", 9, 1000}, {C::LTextBox8, "150.5", 9, 150},
+      {C::LTextBox8, "151.5", 9, 152}, {C::LTextBox45, "2.5", 37, 2}, {C::LTextBox45, "3.5", 37, 4},
+      {C::LTextBox12, "14.25", 15, 142}, {C::LTextBox12, "14.35", 15, 144}, {C::SetChargeCurr, "0.125", 7, 12},
+      {C::SetChargeCurr, "0.375", 7, 38}, {C::LTextBox10, "-2.5", 45, 2}};
   for (const Case& k : cases) {
+    SCOPED_TRACE(std::string(controlName(k.c)) + " " + k.text);
     ParameterBoxes b = read.boxes;
     b.setText(C::LTextBox4, "999");  // no cap in the way
     b.setText(k.c, k.text);
     const auto built = buildParameterWrite(b, read.state);
-    if (!k.fits) {
+    if (k.sent < 0) {
       const auto* failure = std::get_if<WriteFailure>(&built);
-      ASSERT_TRUE(failure) << controlName(k.c) << " " << k.text;
-      EXPECT_EQ(failure->kind, Failure::Overflow);
-      EXPECT_NE(failure->logLine.find("超出"), std::string::npos);
-      continue;
+      ASSERT_TRUE(failure);
+      EXPECT_TRUE(failure->kind == Failure::Overflow && failure->logLine.find("超出") != std::string::npos);
+    } else {
+      ASSERT_TRUE(std::holds_alternative<Bytes>(built));
+      const Bytes& w = std::get<Bytes>(built);
+      EXPECT_EQ(k.c == C::LTextBox44 ? w[36] : wordAt(w, k.at), k.sent);
     }
-    ASSERT_TRUE(std::holds_alternative<Bytes>(built)) << controlName(k.c) << " " << k.text;
-    const Bytes& w = std::get<Bytes>(built);
-    const std::size_t at = k.c == C::LTextBox8 ? 9 : k.c == C::LTextBox12 ? 15 : k.c == C::SetChargeCurr ? 7
-                           : k.c == C::LTextBox10 ? 45 : k.c == C::LTextBox16 ? 19 : 0;
-    if (k.c == C::LTextBox44) EXPECT_EQ(w[36], k.sent);
-    else EXPECT_EQ(wordAt(w, at), k.sent) << controlName(k.c) << " " << k.text;
-  }
-}
-
-TEST(ParameterWrite, ScaledValuesRoundHalfToEven) {
-  const ReadScreen read = readScreen(parameterReply());
-  struct Case { Control c; const char* text; std::size_t at; std::uint16_t sent; };
-  const Case cases[] = {
-      {C::LTextBox8, "150.5", 9, 150}, {C::LTextBox8, "151.5", 9, 152}, {C::LTextBox45, "2.5", 37, 2},
-      {C::LTextBox45, "3.5", 37, 4},   {C::LTextBox12, "14.25", 15, 142}, {C::LTextBox12, "14.35", 15, 144},
-      {C::SetChargeCurr, "0.125", 7, 12}, {C::SetChargeCurr, "0.375", 7, 38}, {C::LTextBox10, "-2.5", 45, 2},
-  };
-  for (const Case& k : cases) {
-    ParameterBoxes b = read.boxes;
-    EXPECT_EQ((b.setText(k.c, k.text), wordAt(writeOf(b, read.state), k.at)), k.sent) << controlName(k.c) << " " << k.text;
   }
 }
 

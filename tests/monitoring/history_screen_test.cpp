@@ -101,6 +101,12 @@ class HistoryScreenTest : public testing::TwoStationFixture {
     for (const char* n : names) out << edit(history(), n)->text();
     return out;
   }
+  // The text of an exported file, as written in GBK.
+  static QString fileText(const QString& path) {
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return platform::fromGbk(file.readAll());
+  }
   void click(const char* name) { QTest::mouseClick(button(history(), name), Qt::LeftButton); }
   void pickItem(const QString& item) { combo(history(), "Combo3")->setCurrentIndex(combo(history(), "Combo3")->findText(item)); }
   // A click on a cell of the grid, as the operator makes it.
@@ -180,8 +186,7 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   click("Command5");
   // The progress box takes the days box's place exactly; nothing beside it moves.
   QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-  EXPECT_EQ(edit(history(), "Text2")->geometry(), daysPlace);
-  EXPECT_EQ(button(history(), "Command5")->geometry(), readPlace);
+  EXPECT_TRUE(edit(history(), "Text2")->geometry() == daysPlace && button(history(), "Command5")->geometry() == readPlace);
   EXPECT_TRUE(history().pendingRead == 2 && rows()->rows() == 5);
   EXPECT_FALSE(button(history(), "Command5")->isEnabled());
   EXPECT_TRUE(days()->isHidden() && !edit(history(), "Text2")->isHidden());
@@ -222,21 +227,15 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   click("Command8");
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("导出数据成功")});
   EXPECT_EQ(logCount(QStringLiteral("保存历史信息成功")), 1);
-  QFile file(dir.path() + "/days.csv");
-  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-  const QByteArray bytes = file.readAll();
-  const QList<QByteArray> lines = bytes.split('\n');
+  const QStringList lines = fileText(dir.path() + "/days.csv").split('\n');
   ASSERT_EQ(lines.size(), 6);  // five lines and nothing behind the last CR LF
-  EXPECT_EQ(lines[0], platform::toGbk(kHeaderLine) + "\r");
-  EXPECT_EQ(lines[1], QByteArray("3,12.4,14.4,5.00,2.00,150,60,10,5,0.120,0.050\r"));
-  EXPECT_EQ(lines[2], QByteArray("2,0.0,0.0,0.00,0.00,0,0,0,0,0.000,0.000\r"));
+  EXPECT_EQ(lines.mid(0, 3), (QStringList{kHeaderLine + "\r", "3,12.4,14.4,5.00,2.00,150,60,10,5,0.120,0.050\r",
+                                          "2,0.0,0.0,0.00,0.00,0,0,0,0,0.000,0.000\r"}));
   EXPECT_TRUE(lines[4].startsWith("0,11.8,14.1,") && lines[5].isEmpty());
 
   // The scan was only robbed of the port: its real-time requests go on after the reading.
   clock.advance(ms(15000));
-  bool scanned = false;
-  for (const Sent& s : testing::sentFrames(*line, t0 + 700)) scanned = scanned || s.frame == "01030100002305EF";
-  EXPECT_TRUE(scanned);
+  EXPECT_TRUE(std::ranges::any_of(testing::sentFrames(*line, t0 + 700), [](const Sent& s) { return s.frame == "01030100002305EF"; }));
 }
 
 TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwentySevenRows) {
@@ -393,22 +392,17 @@ TEST_F(HistoryScreenTest, ExportEdgeCases) {
   click("Command8");
   click("Command8");
   EXPECT_EQ(dialogs.shown.size(), 3u);
-  QFile file(name + ".csv");
-  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-  const QString text = platform::fromGbk(file.readAll());
+  const QString text = fileText(name + ".csv");
   EXPECT_TRUE(text.count(kHeaderLine) == 2 && text.endsWith(QStringLiteral("\r\n")));
   // A file that cannot be written: one line in the message window with its name, no success
   // message, the file as it was.
-  file.close();
   ASSERT_TRUE(QFile::setPermissions(name + ".csv", QFileDevice::ReadOwner));
   dialogs.fileNames = {name + ".csv"};
   click("Command8");
   EXPECT_EQ(dialogs.shown.size(), 3u);
   EXPECT_EQ(logCount(QStringLiteral("保存历史信息成功")), 2);
   EXPECT_EQ(logCount(QStringLiteral("导出数据失败：无法写入文件 ") + name + ".csv"), 1);
-  QFile again(name + ".csv");
-  ASSERT_TRUE(again.open(QIODevice::ReadOnly));
-  EXPECT_EQ(platform::fromGbk(again.readAll()), text);
+  EXPECT_EQ(fileText(name + ".csv"), text);
 }
 
 TEST_F(HistoryScreenTest, TheListRebuildEmptiesTheIdentityAndTheHiddenButtonFillsAColumn) {
