@@ -131,8 +131,7 @@ std::string requestHex(int id, std::string_view literal) { return hexText(reques
 
 TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNoTyping) {
   startAndOpen();
-  EXPECT_EQ(screen().windowTitle(), QStringLiteral("控制参数"));
-  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("控制参数") && screen().windowModality() == Qt::ApplicationModal);
   QStringList labels;
   for (QLabel* l : screen().findChildren<QLabel*>()) labels << l->text();
   EXPECT_TRUE(labels.count(QStringLiteral("参考值")) == 2 && labels.count(QStringLiteral("当前参数")) == 2);
@@ -185,16 +184,14 @@ TEST_F(ParameterScreenTest, StationChoiceAsksForTheRatedValuesAndChainsTheBlockR
   startAndOpen();
   const std::int64_t t0 = nowMs();
   chooseStation();
-  const std::vector<std::string> expected = {requestHex(1, configuration::kDeviceInfoLiteral),
-                                             requestHex(1, configuration::kParameterReadLiteral)};
-  EXPECT_EQ(screenFrames(t0), expected);
+  EXPECT_EQ(screenFrames(t0), (std::vector<std::string>{requestHex(1, configuration::kDeviceInfoLiteral),
+                                                          requestHex(1, configuration::kParameterReadLiteral)}));
   expectBoxes({{"LTextBox1", "1"}, {"LTextBox2", "12/24/36/48(V)"}, {"LTextBox3", "20"}, {"LTextBox4", "20.00"},
                {"SetCurrText2", "20.00"}});
   EXPECT_FALSE(box("Text1")->text().isEmpty());
   // The chained request went out while the port was closed after it: its answer is lost, the
   // fields stay empty and "读取" asks again.
-  EXPECT_TRUE(box("SetChargeCurr")->text().isEmpty());
-  EXPECT_FALSE(screen().blockState().dataRead);
+  EXPECT_TRUE(box("SetChargeCurr")->text().isEmpty() && !screen().blockState().dataRead);
   read();
   EXPECT_EQ(listTexts(), (QStringList{"Sealed", "Volt.Comp.", "Auto"}));
   expectBoxes({{"SetChargeCurr", "20.00"}, {"LTextBox10", "-3"}, {"LTextBox20", "13.80"}});
