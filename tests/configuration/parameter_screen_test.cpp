@@ -77,10 +77,7 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
     QLineEdit* e = box(name);
     QTest::mouseClick(e, Qt::LeftButton);
     QTest::keyClick(e, Qt::Key_A, Qt::ControlModifier);
-    if (text.isEmpty())
-      QTest::keyClick(e, Qt::Key_Delete);
-    else
-      typeKeys(e, text);
+    text.isEmpty() ? QTest::keyClick(e, Qt::Key_Delete) : typeKeys(e, text);
   }
   // Key presses that carry `text`, one character each; any character, not only ASCII.
   static void typeKeys(QWidget* w, const QString& text) {
@@ -106,8 +103,7 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   }
   std::vector<std::string> writes(std::int64_t fromMs = 0) const {
     std::vector<std::string> out;
-    for (const auto& f : screenFrames(fromMs))
-      if (f.substr(2, 2) == "10") out.push_back(f);
+    for (const auto& f : screenFrames(fromMs)) if (f.substr(2, 2) == "10") out.push_back(f);
     return out;
   }
 

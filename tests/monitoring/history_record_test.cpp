@@ -147,8 +147,7 @@ TEST(HistoryCharts, MarkedRowsOfTheChosenColumnOldestFirst) {
 
   // No item, an unknown item, or nothing marked: no chart at all.
   EXPECT_FALSE(chartRequest(grid, "", kLineChart) || chartRequest(grid, "天前", kLineChart));
-  for (auto& row : grid)
-    if (!row.empty() && isMarked(row[0])) row[0] = toggledMark(row[0]);
+  for (auto& row : grid) if (!row.empty() && isMarked(row[0])) row[0] = toggledMark(row[0]);
   EXPECT_FALSE(chartRequest(grid, "最大充电功率(W)", kLineChart));
   // The header row is never taken, whatever its column 0 says.
   grid[0][0] = "-1";

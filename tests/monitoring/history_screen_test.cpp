@@ -132,10 +132,7 @@ class HistoryScreenTest : public testing::TwoStationFixture {
     return out;
   }
   int logCount(const QString& tail) {
-    int n = 0;
-    for (const QString& l : logLines())
-      if (l.trimmed().endsWith(tail)) ++n;
-    return n;
+    return static_cast<int>(std::ranges::count_if(logLines(), [&](const QString& l) { return l.trimmed().endsWith(tail); }));
   }
   // A reading of `text` days, to its end and the last reply.
   void readDays(const QString& text, int dayCount) {
