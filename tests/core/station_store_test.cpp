@@ -55,22 +55,18 @@ TEST_F(StationStore, AMissingFileGivesEmptyResultsAndIsNotCreated) {
   EXPECT_FALSE(checkDatabase() || findStation("S1") || insertStation(station("S1", "COM3,9600", "1")) ||
                deleteStation("S1") || updateStation("S1", station("S1", "COM3,9600", "1")));
   EXPECT_EQ(getStationPort("S1") + getStationDeviceID("S1"), "");
-  EXPECT_TRUE(getStations("COM3,9600").empty());
-  EXPECT_FALSE(QFile::exists(path_));
+  EXPECT_TRUE(getStations("COM3,9600").empty() && !QFile::exists(path_));
 }
 
 TEST_F(StationStore, TheInstallerMakesTheTableOnceAndNeverAltersIt) {
-  ASSERT_TRUE(createStore());
-  EXPECT_TRUE(checkDatabase());
-  ASSERT_TRUE(insertStation(station("S1", "COM3,9600", "1")));
+  ASSERT_TRUE(createStore() && checkDatabase() && insertStation(station("S1", "COM3,9600", "1")));
   EXPECT_TRUE(createStore());
   EXPECT_EQ(getStationPort("S1"), "COM3,9600");
 
   // A file that is no database is left as it is, and reads as empty.
   const QString other = dir_.filePath("other.DLL");
   QFile junk(other);
-  ASSERT_TRUE(junk.open(QIODevice::WriteOnly));
-  junk.write(QByteArray(4096, 'x'));
+  ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write(QByteArray(4096, 'x')) == 4096);
   junk.close();
   setStationStorePath(other);
   EXPECT_FALSE(checkDatabase() || createStore());
@@ -81,10 +77,8 @@ TEST_F(StationStore, TheInstallerMakesTheTableOnceAndNeverAltersIt) {
 
 TEST_F(StationStore, TheStoreLiesInTheProgramDirectory) {
   setStationStorePath(QString());
-  setProgramDir(dir_.path());
-  EXPECT_EQ(stationStorePath(), dir_.path() + "/MSCONS.DLL");
-  setProgramDir("/");
-  EXPECT_EQ(stationStorePath(), "/MSCONS.DLL");
+  for (const auto& [programDir, path] : {std::pair{dir_.path(), dir_.path() + "/MSCONS.DLL"}, {"/", "/MSCONS.DLL"}})
+    EXPECT_EQ((setProgramDir(programDir), stationStorePath()), path);
   setProgramDir(QString());
 }
 
@@ -99,8 +93,8 @@ TEST_F(StationStore, EveryColumnKeepsItsOwnValueAndQuotesAreJustText) {
   full.StationName = QStringLiteral("O'Brien's \"北站\"");
   ASSERT_TRUE(insertStation(full));
   EXPECT_EQ(findStation(full.StationName), full);
-  EXPECT_EQ(getStationPort(full.StationName) + getStationDeviceID(full.StationName), full.Port + full.DeviceID);
-  EXPECT_EQ(getStationPort("unknown"), "");
+  EXPECT_EQ(getStationPort(full.StationName) + getStationDeviceID(full.StationName) + getStationPort("unknown"),
+            full.Port + full.DeviceID);
 
   EXPECT_TRUE(deleteStation(full.StationName) && !findStation(full.StationName));
   EXPECT_TRUE(deleteStation(full.StationName));  // nothing left to delete is no failure
@@ -118,8 +112,7 @@ TEST_F(StationStore, StationsOfAPortComeInTableOrderByTheWholePortText) {
 
   // Text compares without regard to case.
   EXPECT_EQ(names(getStations("com3,9600")), QStringList({"B", "C"}));
-  EXPECT_EQ(getStationDeviceID("d"), "3");
-  EXPECT_TRUE(deleteStation("b"));
+  EXPECT_TRUE(getStationDeviceID("d") == "3" && deleteStation("b"));
   EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"C"}));
 }
 
@@ -147,16 +140,14 @@ TEST_F(StationStore, AnUpdateReplacesTheRowOrLosesNothing) {
 
   // A rename: the row is new, so it comes last.
   EXPECT_TRUE(updateStation("S1", station("S9", "COM3,9600", "5")) && !findStation("S1"));
-  EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"S2", "S9"}));
-  EXPECT_EQ(getStationDeviceID("S9"), "5");
+  EXPECT_TRUE(names(getStations("COM3,9600")) == QStringList({"S2", "S9"}) && getStationDeviceID("S9") == "5");
 }
 
 // The lookup by name is cached; every change, through the routines or by another tool on the
 // file, is seen at the next lookup.
 TEST_F(StationStore, TheCachedLookupFollowsEveryChange) {
-  ASSERT_TRUE(createStore());
-  ASSERT_TRUE(insertStation(station("S1", "COM3,9600", "1")));
-  ASSERT_TRUE(insertStation(station("s1", "COM4,9600", "7")));  // the first row of a name counts
+  // The first row of a name counts.
+  ASSERT_TRUE(createStore() && insertStation(station("S1", "COM3,9600", "1")) && insertStation(station("s1", "COM4,9600", "7")));
   EXPECT_EQ(getStationPort("S1") + getStationDeviceID("s1"), "COM3,9600" "1");
   EXPECT_EQ(getStationPort(QStringLiteral("Ｓ1")), "");  // only ASCII letters fold, as in the file
 
@@ -165,11 +156,8 @@ TEST_F(StationStore, TheCachedLookupFollowsEveryChange) {
       {"update", [] { updateStation("S2", station("S2", "COM6,9600", "3")); }, "S2", "COM6,9600", "3"},
       {"rename", [] { updateStation("S2", station("S3", "COM6,9600", "3")); }, "S2", "", ""},
       {"delete", [] { deleteStation("S1"); }, "S1", "", ""},
-      {"another tool",
-       [this] {
-         execute("update Station set Port = 'COM8,9600' where StationName = 'S3'");
-         QThread::msleep(300);  // the file is looked at again after 250 ms
-       },
+      // The file is looked at again after 250 ms.
+      {"another tool", [this] { execute("update Station set Port = 'COM8,9600' where StationName = 'S3'"), QThread::msleep(300); },
        "S3", "COM8,9600", "3"},
       {"another file", [this] { setStationStorePath(dir_.filePath("none")); }, "S3", "", ""},
   };
