@@ -68,7 +68,7 @@ class ConfigScreensTest : public testing::ConfigScreenFixture {
   std::int64_t clickAndWait(QWidget* w, int waitMs = 400) {
     const std::int64_t at = nowMs();
     click(w);
-    clock.advance(ms(waitMs));
+    if (waitMs > 0) clock.advance(ms(waitMs));
     return at;
   }
 
@@ -427,8 +427,8 @@ class DeviceIdTest : public ConfigScreensTest {
 
 TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwhile) {
   openWithTheScanAtRest(241);
-  EXPECT_EQ(screen().windowTitle(), QStringLiteral("设备ID设置"));
-  EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("警告"));
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("设备ID设置") &&
+              control<QWidget>(screen(), "Frame1")->property("title").toString() == QStringLiteral("警告"));
   EXPECT_EQ(testing::control<QLabel>(screen(), "Label1")->text(),
             QStringLiteral("读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
   expectFresh();
@@ -446,10 +446,8 @@ TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwh
   const auto sent = sentFrom(t);
   ASSERT_EQ(sent.size(), 241u);
   EXPECT_EQ(sent.front().frame, exact("01 03 00 0A 00 01 A4 08"));
-  for (std::size_t i = 0; i < sent.size(); ++i) {
-    EXPECT_EQ(sent[i].frame, poll(static_cast<int>(i + 1)));
-    EXPECT_EQ(sent[i].atMs, t + 300 * static_cast<std::int64_t>(i + 1));
-  }
+  for (std::size_t i = 0; i < sent.size(); ++i)
+    EXPECT_EQ(sent[i], (Sent{t + 300 * static_cast<std::int64_t>(i + 1), poll(static_cast<int>(i + 1))})) << i;
   EXPECT_TRUE(edit(screen(), "LTextBox2")->text() == "241" && screen().foundAddress == 241);
   EXPECT_TRUE(command1()->isEnabled() && dialogs.shown.empty());
 
@@ -476,7 +474,7 @@ TEST_F(DeviceIdTest, ClosingTheScreenEndsThePassAndGivesTheScanBack) {
   clock.advance(ms(20000));
   for (const Sent& s : sentFrom(t)) EXPECT_TRUE(isPoll(s.frame)) << s;
   screen().close();
-  EXPECT_FALSE(screen().isVisible());
+  ASSERT_FALSE(screen().isVisible());
   expectTheScanBack(nowMs(), 200);
 
   // The next opening is a fresh screen.
@@ -486,8 +484,7 @@ TEST_F(DeviceIdTest, ClosingTheScreenEndsThePassAndGivesTheScanBack) {
 
 TEST_F(DeviceIdTest, AReplyWithABadCrcIsPassedOverAndTheLowestSoundAddressWins) {
   controllerAt(3).setFaults({.badCrc = true});
-  controllerAt(7);
-  controllerAt(9);
+  controllerAt(7), controllerAt(9);
   start();
   open();
   const std::int64_t t = startPass();
@@ -499,9 +496,7 @@ TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
   controllerAt(1);
   start();
   open();
-  const std::int64_t t = nowMs();
-  click(command1());
-  clock.advance(ms(241 * 300 - 100));
+  const std::int64_t t = clickAndWait(command1(), 241 * 300 - 100);
   EXPECT_FALSE(command1()->isEnabled());
   clock.advance(ms(200));
   EXPECT_TRUE(command1()->isEnabled() && screen().scanAddress() == 241);
@@ -517,8 +512,7 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
 
   // No find yet: the write would go to address 0, which every controller takes; refused.
   type(edit(screen(), "LTextBox2"), "5");
-  std::int64_t t = nowMs();
-  click(button(screen(), "Command2"));
+  std::int64_t t = clickAndWait(button(screen(), "Command2"), 0);
   EXPECT_FALSE(screen().Timer1.enabled());
   clock.advance(ms(600));
   for (const Sent& s : sentFrom(t)) EXPECT_EQ(s.frame.find("06001A"), std::string::npos) << s;
@@ -527,15 +521,13 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   dialogs.shown.clear();
 
   // Found at the first tick, then given address 5.
-  click(command1());
-  clock.advance(ms(500));
+  clickAndWait(command1(), 500);
   ASSERT_EQ(edit(screen(), "LTextBox2")->text(), "1");
   type(edit(screen(), "LTextBox2"), "5");
   t = clickAndWait(button(screen(), "Command2"), 600);
   EXPECT_EQ(countSent(t, exact("01 06 00 1A 00 05 68 0E")), 1);
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设备ID设置成功")});
-  EXPECT_EQ(device.address(), 5);
-  EXPECT_EQ(core::getStationDeviceID(kStation1), "1");  // the store is edited apart
+  EXPECT_TRUE(device.address() == 5 && core::getStationDeviceID(kStation1) == "1");  // the store is edited apart
 
   // A second write without a new pass goes to the old address and finds nobody.
   type(edit(screen(), "LTextBox2"), "6");
