@@ -132,7 +132,8 @@ class LoadConfigurationTest : public ConfigScreensTest {
 TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVoltage) {
   startAndDiscover();
   open();
-  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("负载控制配置") && screen().windowModality() == Qt::ApplicationModal);
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("负载控制配置") &&
+              screen().windowModality() == Qt::ApplicationModal);
   EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("负载输出模式选择"));
   ASSERT_TRUE(combo(screen())->count() == 2 && combo(screen())->currentText().isEmpty());
 
@@ -176,10 +177,12 @@ TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesG
   EXPECT_EQ(tag("LTextBox2") + "|" + edit(screen(), "LTextBox4")->text(), "3|");
 
   // A value outside the screen's lists is refused with a message and nothing goes out.
-  const struct { const char *option, *box, *typed, *message; } outside[] = {
-      {"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"}, {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
-      {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},   {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
-      {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"}};
+  struct Outside { const char *option, *box, *typed, *message; };
+  const Outside outside[] = {{"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
+                             {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
+                             {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
+                             {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
+                             {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"}};
   for (const auto& o : outside) {
     SCOPED_TRACE(o.typed);
     click(option("Option3"));
@@ -208,7 +211,8 @@ TEST_F(LoadConfigurationTest, RefusalsSendNothing) {
   press("Command2");
   EXPECT_EQ(screen().pendingRead, 2);
   EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("选择一个可用的站点名"), QStringLiteral("请先读取数据")}));
-  for (const Sent& s : sentFrom(t)) EXPECT_TRUE(s.frame.substr(0, 4) != "0110" && s.frame.substr(2, 6) != "03E01D") << s;
+  for (const Sent& s : sentFrom(t))
+    EXPECT_TRUE(s.frame.substr(0, 4) != "0110" && s.frame.substr(2, 6) != "03E01D") << s;
   EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
 }
 
@@ -273,20 +277,23 @@ class FactoryOperationTest : public ConfigScreensTest {
 TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   startAndDiscover();
   open();
-  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("系统设置") && screen().windowModality() == Qt::ApplicationModal);
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("系统设置") &&
+              screen().windowModality() == Qt::ApplicationModal);
   EXPECT_EQ(button(screen(), "Command1")->toolTip(), QStringLiteral("恢复设置参数到默认，同时清除历史数据"));
   EXPECT_EQ(button(screen(), "Command2")->toolTip(), QStringLiteral("仅清除历史数据"));
   const QStringList captions{"恢复出厂设置", "清除历史数据", "RS485用于通讯模式", "RS485用于并机模式", "系统重启"};
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), captions[i]);
+  for (int i = 0; i < 5; ++i)
+    EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), captions[i]);
   pick(combo(screen()), kStation1);
   EXPECT_EQ(edit(screen(), "LTextBox1")->text() + text1(), "1 ");
 
   station1->setRestartSilence(std::chrono::seconds(3));
-  const struct { const char *name, *frame, *message, *text1; } commands[] = {
-      {"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "}, {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
-      {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
-      {"Command3", "01 06 E3 27 00 00 0E 45", "设置成功", "当前RS485通讯口用于：通讯"},
-      {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"}};
+  struct Command { const char *name, *frame, *message, *text1; };
+  const Command commands[] = {{"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
+                              {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
+                              {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
+                              {"Command3", "01 06 E3 27 00 00 0E 45", "设置成功", "当前RS485通讯口用于：通讯"},
+                              {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"}};
   for (const auto& c : commands) {
     SCOPED_TRACE(c.name);
     dialogs.shown.clear();

@@ -34,8 +34,8 @@ TEST(AddressPoll, TheAddressComesFromTheReply) {
   // Neither function nor length counts: an exception reply of address 7 ends the search.
   EXPECT_EQ(foundAddress(hexBytes("07 83 02"), "078302F0F1"), 7);
   // No reply text, a CRC mismatch, address 0, no bytes.
-  EXPECT_FALSE(foundAddress(good, "") || foundAddress(Bytes{0}, text) || foundAddress(hexBytes("00 03 02 30 14"), text) ||
-               foundAddress(Bytes{}, text));
+  EXPECT_FALSE(foundAddress(good, "") || foundAddress(Bytes{0}, text) ||
+               foundAddress(hexBytes("00 03 02 30 14"), text) || foundAddress(Bytes{}, text));
 }
 
 TEST(AddressWrite, NewAddressAndItsRefusals) {

@@ -30,7 +30,8 @@ TEST(FactoryFrames, TheAddressBox) {
 }
 
 TEST(FactoryReplies, AnyOtherSixBytesBlankTheStatusLineAndTheAddressDoesNotCount) {
-  EXPECT_TRUE(answer(3, "01 06 E3 27 00 02").message == "设置成功" && answer(3, "01 06 E3 27 00 02").text1 == kUnknownUseText);
+  EXPECT_TRUE(answer(3, "01 06 E3 27 00 02").message == "设置成功" &&
+              answer(3, "01 06 E3 27 00 02").text1 == kUnknownUseText);
   EXPECT_EQ(answer(3, "01 78 00 00 00 01").message, "设置成功");
   EXPECT_EQ(answer(3, "09 06 E3 27 00 01").text1, kParallelUseText);
   EXPECT_FALSE(answer(1, "01 78 00 00 00 01").text1);

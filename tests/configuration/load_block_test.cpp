@@ -50,9 +50,10 @@ TEST(LoadBlockView, LightControlShowsItsValuesAndEveryOtherModeItsButton) {
   EXPECT_EQ(*buildLoadWrite(stateAfter(*light, light->option)).frame,
             appendCrc(hexBytes("01 10 E0 1D 00 03 06 00 00 00 1E 00 06")));
 
-  struct Case { std::uint8_t mode; LoadOption option; const char* caption; } cases[] = {{1, LoadOption::Option5, "光时控"},   {14, LoadOption::Option5, "光时控"},
-               {15, LoadOption::Option4, "手动模式"}, {16, LoadOption::Option6, "调试模式"},
-               {17, LoadOption::Option7, "常开模式"}};
+  struct Case { std::uint8_t mode; LoadOption option; const char* caption; };
+  const Case cases[] = {{1, LoadOption::Option5, "光时控"}, {14, LoadOption::Option5, "光时控"},
+                        {15, LoadOption::Option4, "手动模式"}, {16, LoadOption::Option6, "调试模式"},
+                        {17, LoadOption::Option7, "常开模式"}};
   for (const Case& c : cases) {
     const auto v = showLoadBlock(blockReply(c.mode, 7, 8));
     ASSERT_TRUE(v);
@@ -70,7 +71,8 @@ TEST(LoadBlockView, LightControlShowsItsValuesAndEveryOtherModeItsButton) {
   for (std::uint8_t mode : {18, 255}) {
     const auto v = showLoadBlock(blockReply(mode, 1, 9));
     ASSERT_TRUE(v);
-    EXPECT_TRUE(v->option == LoadOption::None && v->keepOption && v->combo2 == "" && v->lTextBox2Tag == "9") << int(mode);
+    EXPECT_TRUE(v->option == LoadOption::None && v->keepOption && v->combo2 == "" && v->lTextBox2Tag == "9")
+        << int(mode);
   }
 }
 
@@ -87,12 +89,14 @@ TEST(LoadBlockWrite, RefusalsSendNothing) {
   }
   // A value that does not fit a byte: a line for the message window, no frame.
   // The voltage, the delay (above and below), the hours (above and below), the station's address.
-  const LoadScreenState refused[] = {{"1", LoadOption::Option3, "", "256", "10"}, {"1", LoadOption::Option3, "", "5", "300"},
-                                     {"1", LoadOption::Option3, "", "5", "-1"},   {"1", LoadOption::Option5, "300", "5", "10"},
-                                     {"1", LoadOption::Option5, "-2", "5", "10"}, {"256", LoadOption::Option3, "", "5", "10"}};
+  const LoadScreenState refused[] = {
+      {"1", LoadOption::Option3, "", "256", "10"}, {"1", LoadOption::Option3, "", "5", "300"},
+      {"1", LoadOption::Option3, "", "5", "-1"},   {"1", LoadOption::Option5, "300", "5", "10"},
+      {"1", LoadOption::Option5, "-2", "5", "10"}, {"256", LoadOption::Option3, "", "5", "10"}};
   for (const LoadScreenState& s : refused) {
     const LoadWrite w = buildLoadWrite(s);
-    EXPECT_TRUE(!w.frame && w.message.empty() && !w.failureLog.empty()) << s.lTextBox2Tag << " " << s.lTextBox3Tag << " " << s.combo2Text;
+    EXPECT_TRUE(!w.frame && w.message.empty() && !w.failureLog.empty())
+        << s.lTextBox2Tag << " " << s.lTextBox3Tag << " " << s.combo2Text;
   }
   // The hours are read only with Option5 selected; values round half to even; letters are 0.
   EXPECT_TRUE(buildLoadWrite({"1", LoadOption::Option4, "300", "5", "10"}).frame);

@@ -68,7 +68,13 @@ TEST(ParameterRead, OtherLengthsChangeNothing) {
   ParameterBoxes b;
   ParameterBlockState state;
   Bytes block = parameterReply();
-  for (Bytes reply : {Bytes(block.begin(), block.end() - 1), [&] { Bytes r = block; r.push_back(0); return r; }(), Bytes{}})
+  for (Bytes reply : {Bytes(block.begin(), block.end() - 1),
+                      [&] {
+                        Bytes r = block;
+                        r.push_back(0);
+                        return r;
+                      }(),
+                      Bytes{}})
     EXPECT_FALSE(showParameterBlock(b, state, reply));
   EXPECT_EQ(b, ParameterBoxes{});
   EXPECT_FALSE(state.dataRead);
@@ -131,7 +137,8 @@ TEST(ParameterRead, ChargeModeIsBitTwoOfTheHighByteAndGoesBackAlone) {
 
 TEST(ParameterRead, TemperatureCoefficientIsShownNegatedThroughItsRule) {
   const std::pair<std::uint16_t, const char*> cases[] = {{3, "-3"}, {0, "0"}, {5, "-5"}, {9, "-5"}, {65535, "-5"}};
-  for (const auto& [reg, text] : cases) EXPECT_EQ(readScreen(parameterReply({{0xE014, reg}})).boxes.text(C::LTextBox10), text) << reg;
+  for (const auto& [reg, text] : cases)
+    EXPECT_EQ(readScreen(parameterReply({{0xE014, reg}})).boxes.text(C::LTextBox10), text) << reg;
 }
 
 TEST(ParameterRead, ALithiumBlockShowsTheDeviceValuesOverTheComputedDefaults) {

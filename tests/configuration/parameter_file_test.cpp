@@ -37,7 +37,9 @@ class ParameterFile : public ::testing::Test {
     f.write(platform::toGbk(text));
   }
   // A file naming a battery type, and more keys.
-  QString file(const char* base, const QString& lines) const { return write(name(base), "[配置]\r\n" + lines), name(base); }
+  QString file(const char* base, const QString& lines) const {
+    return write(name(base), "[配置]\r\n" + lines), name(base);
+  }
 
   QTemporaryDir dir_;
 };
@@ -179,13 +181,15 @@ TEST_F(ParameterFile, ImportedValuesGoInAsTheyStandAndAreWrittenSo) {
   s.boxes.setText(C::LTextBox18, "14.20");
   const SetCommand cmd = command2Click(s.boxes, s.state);
   ASSERT_EQ(cmd.action, SetCommand::Action::Send) << cmd.text;
-  EXPECT_EQ((std::array{wordAt(cmd.frame, 19), std::uint16_t{cmd.frame[35]}, wordAt(cmd.frame, 45), wordAt(cmd.frame, 7)}),
-            (std::array<std::uint16_t, 4>{146, 150, 3, 1200}));
+  EXPECT_EQ(
+      (std::array{wordAt(cmd.frame, 19), std::uint16_t{cmd.frame[35]}, wordAt(cmd.frame, 45), wordAt(cmd.frame, 7)}),
+      (std::array<std::uint16_t, 4>{146, 150, 3, 1200}));
 }
 
 TEST_F(ParameterFile, LithiumFromAFileCarriesNoCoupling) {
   ParameterBoxes b;
-  ASSERT_EQ(importParameters(b, file("li.txt", QStringLiteral("电池类型=LI\r\n提升充电电压(V)=14.00\r\n超压电压(V)=15.00\r\n"))).outcome,
+  const QString li = file("li.txt", QStringLiteral("电池类型=LI\r\n提升充电电压(V)=14.00\r\n超压电压(V)=15.00\r\n"));
+  ASSERT_EQ(importParameters(b, li).outcome,
             Outcome::Imported);
   // No system voltage in the file: the type's "Auto".
   expectTexts(b, {{C::LTextBox18, "14.00"}, {C::LTextBox12, "15.00"}, {C::TextLimit, "15.50"}, {C::Combo4, "Auto"}});
@@ -194,8 +198,10 @@ TEST_F(ParameterFile, LithiumFromAFileCarriesNoCoupling) {
 TEST_F(ParameterFile, ASystemVoltageTheListLacksStopsTheImportWithoutSuccess) {
   for (const char* volts : {"60V", "72V", "96V"}) {
     ParameterBoxes b = editedScreen();
-    const ImportResult r = importParameters(b, file("volts.txt", QStringLiteral("电池类型=Gel\r\n超压电压(V)=15.00\r\n"
-        "充电电流设置(A)=9.00\r\n系统电压=%1\r\n充电模式=SOC\r\n蓄电池容量(Ah)=500\r\n").arg(QString::fromUtf8(volts))));
+    const QString path = file("volts.txt", QStringLiteral("电池类型=Gel\r\n超压电压(V)=15.00\r\n充电电流设置(A)=9.00\r\n"
+                                                          "系统电压=%1\r\n充电模式=SOC\r\n蓄电池容量(Ah)=500\r\n")
+                                               .arg(QString::fromUtf8(volts)));
+    const ImportResult r = importParameters(b, path);
     EXPECT_EQ(r.outcome, Outcome::Failed) << volts;
     EXPECT_NE(r.logLine.find(volts), std::string::npos) << r.logLine;
     // Steps up to the ten values are done; the list, the mode and the rest are not.
@@ -204,8 +210,9 @@ TEST_F(ParameterFile, ASystemVoltageTheListLacksStopsTheImportWithoutSuccess) {
   }
   // Any other unknown text leaves the list alone and the import goes on.
   ParameterBoxes b;
-  EXPECT_EQ(importParameters(b, file("odd.txt", QStringLiteral("电池类型=LI\r\n系统电压=110V\r\n充电模式=soc\r\n蓄电池容量(Ah)=500\r\n"))).outcome,
-            Outcome::Imported);
+  const QString odd =
+      file("odd.txt", QStringLiteral("电池类型=LI\r\n系统电压=110V\r\n充电模式=soc\r\n蓄电池容量(Ah)=500\r\n"));
+  EXPECT_EQ(importParameters(b, odd).outcome, Outcome::Imported);
   expectTexts(b, {{C::Combo4, "Auto"}, {C::Combo3, "Volt.Comp."}, {C::LTextBox8, "500"}});
 }
 

@@ -95,7 +95,8 @@ TEST(BatteryType, LithiumKeepsTheCapacityBoxAndTheSameTypeAgainThrowsAwayWhatWas
 
 TEST(BatteryType, NoTypeOnlyFormatsTheTenVoltageBoxes) {
   ParameterBoxes b;
-  for (const auto& [c, text] : {std::pair{C::LTextBox12, "15"}, {C::LTextBox36, "abc"}, {C::LTextBox8, "250"}}) b.setText(c, text);
+  for (const auto& [c, text] : {std::pair{C::LTextBox12, "15"}, {C::LTextBox36, "abc"}, {C::LTextBox8, "250"}})
+    b.setText(c, text);
   b.setEnabled(C::LTextBox12, false);
   combo2Click(b);
   expectTexts(b, {{C::LTextBox12, "15.00"}, {C::LTextBox36, "abc"}, {C::LTextBox8, "250"}, {C::TextLimit, ""}});

@@ -49,7 +49,9 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   FrmControlParameter& screen() { return FrmControlParameter::instance(); }
   QLineEdit* box(const char* name) { return edit(screen(), name); }
   QComboBox* list(const char* name) { return combo(screen(), name); }
-  QStringList listTexts() { return {list("Combo2")->currentText(), list("Combo3")->currentText(), list("Combo4")->currentText()}; }
+  QStringList listTexts() {
+    return {list("Combo2")->currentText(), list("Combo3")->currentText(), list("Combo4")->currentText()};
+  }
   void expectBoxes(std::initializer_list<std::pair<const char*, const char*>> texts) {
     for (const auto& [name, text] : texts) EXPECT_EQ(box(name)->text(), QString::fromUtf8(text)) << name;
   }
@@ -127,7 +129,8 @@ std::string requestHex(int id, std::string_view literal) { return hexText(reques
 
 TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNoTyping) {
   startAndOpen();
-  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("控制参数") && screen().windowModality() == Qt::ApplicationModal);
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("控制参数") &&
+              screen().windowModality() == Qt::ApplicationModal);
   QStringList labels;
   for (QLabel* l : screen().findChildren<QLabel*>()) labels << l->text();
   EXPECT_TRUE(labels.count(QStringLiteral("参考值")) == 2 && labels.count(QStringLiteral("当前参数")) == 2);
@@ -148,7 +151,8 @@ TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNo
     EXPECT_TRUE(box(std::string(e.reference).c_str())->isReadOnly()) << e.reference;
   EXPECT_TRUE(box("Text1")->isHidden());
   const QStringList captions{"读取", "设置", "恢复默认值", "导出设置", "导入设置"};
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), captions[i]);
+  for (int i = 0; i < 5; ++i)
+    EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), captions[i]);
   for (const char* name : {"Combo2", "Combo3", "Combo4"}) EXPECT_FALSE(list(name)->isEditable()) << name;
   EXPECT_EQ(list("Combo4")->toolTip(), QStringLiteral("蓄电池系统电压设置：系统电压设置后，为安全考虑，需重启才生效！"));
 }
@@ -212,7 +216,8 @@ TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
   const std::int64_t t0 = clickButton("Command2");
   // The 24 echoed bytes of 0xE015..0xE020 as the device holds them.
   std::string hidden;
-  for (std::uint16_t reg = 0xE015; reg <= 0xE020; ++reg) hidden += QString("%1").arg(device->state().param(reg), 4, 16, QChar('0')).toUpper().toStdString();
+  for (std::uint16_t reg = 0xE015; reg <= 0xE020; ++reg)
+    hidden += QString("%1").arg(device->state().param(reg), 4, 16, QChar('0')).toUpper().toStdString();
   ASSERT_EQ(hidden.substr(0, 8), "11152216");  // distinct, as set up
   const std::string body = std::string("0110E001002142") + "07D0" + "00C8" + "FF5A" + "3C02" + "00A0" + "009B" +
                            "0092" + "0090" + "008A" + "0084" + "007E" + "0078" + "006F" + "006A" + "641E" + "0005" +
@@ -436,7 +441,8 @@ std::optional<Bytes> stated(FrmControlParameter& s, const Bytes& lastBlock) {
   const QString v4 = combo(s, "Combo4")->currentText(), v2 = combo(s, "Combo2")->currentText();
   const int systemCode = volts.count(v4) ? volts.at(v4) : 0, shared = types.count(v2) ? types.at(v2) : systemCode;
   put("SetChargeCurr", 100), put("LTextBox8", 1);
-  out.insert(out.end(), {static_cast<std::uint8_t>(systemCode), lastBlock[8], lastBlock[9], static_cast<std::uint8_t>(shared)});
+  out.insert(out.end(),
+             {static_cast<std::uint8_t>(systemCode), lastBlock[8], lastBlock[9], static_cast<std::uint8_t>(shared)});
   put("LTextBox12", 10), put("TextLimit", 10), put("LTextBox16", 10, 2, true);
   for (const char* name : {"LTextBox18", "LTextBox20", "LTextBox22", "LTextBox38", "LTextBox40", "LTextBox36", "LTextBox34"})
     put(name, 10);

@@ -51,7 +51,8 @@ TEST(IniDocument, OnlyTheFirstOfDuplicatedSectionsAndKeysCounts) {
 
   // A write goes to the same first section, so it reads back; the duplicate stays as it was.
   EXPECT_EQ(afterSet(file, "a", "K", "new"), "[A]\r\nk=new\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
-  EXPECT_EQ(afterSet(file, "A", "other", "5"), "[A]\r\nk=first\r\nk=second\r\nother=5\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
+  EXPECT_EQ(afterSet(file, "A", "other", "5"),
+            "[A]\r\nk=first\r\nk=second\r\nother=5\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
 }
 
 TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
@@ -68,7 +69,8 @@ TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
 }
 
 TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
-  const QByteArray file = "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
+  const QByteArray file =
+      "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
       "wrap=4294967295\r\nempty=\r\n";
   const std::pair<const char*, int> numbers[] = {{"abc", 0},  {"blanks", 42},  {"neg", -17}, {"plus", 5},
                                                   {"tail", 12}, {"hex", 31},     {"quoted", 7}, {"wrap", -1},
@@ -76,27 +78,24 @@ TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
   for (const auto& [key, n] : numbers) EXPECT_EQ(readInt(file, key), n) << key;
 }
 
-TEST(IniDocument, AWrittenKeyIsReplacedWhereItStands) {
-  const QByteArray file = "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=b\n";
-  EXPECT_EQ(afterSet(file, "a", "KEY", "new"), "[A]\r\nx=1\r\n  Key = new\r\ny=2\r\n[B]\nkey=b\n");
-  // Its line end is its own, also in an LF file.
-  EXPECT_EQ(afterSet(file, "B", "key", "c"), "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=c\n");
-}
+// A written key is replaced where it stands, with its own line end (also in an LF file); a new
+// key follows the last entry of its section; a new section goes to the end of the file.
+TEST(IniDocument, WritesReplaceInPlaceOrAppendToTheSectionOrTheFile) {
+  const QByteArray lf = "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=b\n",
+                   gap = "[A]\r\nx=1\r\n\r\n; about B\r\n[B]\r\nk=b\r\n";
+  struct Write { QByteArray file; const char *section, *key, *value; QByteArray written; };
+  const Write writes[] = {{lf, "a", "KEY", "new", "[A]\r\nx=1\r\n  Key = new\r\ny=2\r\n[B]\nkey=b\n"},
+                          {lf, "B", "key", "c", "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=c\n"},
+                          {gap, "A", "y", "2", "[A]\r\nx=1\r\ny=2\r\n\r\n; about B\r\n[B]\r\nk=b\r\n"},
+                          {"[A]\r\n[B]\r\n", "A", "y", "2", "[A]\r\ny=2\r\n[B]\r\n"},
+                          {"[A]", "A", "y", "2", "[A]\r\ny=2\r\n"},
+                          {"", "COMS", "ListCount", "0", "[COMS]\r\nListCount=0\r\n"},
+                          {"[A]\nx=1", "B", "k", "v", "[A]\nx=1\r\n[B]\r\nk=v\r\n"}};
+  for (const auto& w : writes)
+    EXPECT_EQ(afterSet(w.file, w.section, w.key, w.value), w.written) << w.written.toStdString();
 
-TEST(IniDocument, ANewKeyFollowsTheLastEntryOfItsSection) {
-  const QByteArray file = "[A]\r\nx=1\r\n\r\n; about B\r\n[B]\r\nk=b\r\n";
-  EXPECT_EQ(afterSet(file, "A", "y", "2"), "[A]\r\nx=1\r\ny=2\r\n\r\n; about B\r\n[B]\r\nk=b\r\n");
-  EXPECT_EQ(afterSet("[A]\r\n[B]\r\n", "A", "y", "2"), "[A]\r\ny=2\r\n[B]\r\n");
-  EXPECT_EQ(afterSet("[A]", "A", "y", "2"), "[A]\r\ny=2\r\n");
-}
-
-TEST(IniDocument, ANewSectionGoesToTheEndOfTheFile) {
-  EXPECT_EQ(afterSet("", "COMS", "ListCount", "0"), "[COMS]\r\nListCount=0\r\n");
-  EXPECT_EQ(afterSet("[A]\nx=1", "B", "k", "v"), "[A]\nx=1\r\n[B]\r\nk=v\r\n");
-
-  using xl::platform::toGbk;
   const QByteArray chinese = afterSet("", QStringLiteral("配置"), QStringLiteral("电池类型"), QStringLiteral("星澜"));
-  EXPECT_EQ(chinese, toGbk(QStringLiteral("[配置]\r\n电池类型=星澜\r\n")));
+  EXPECT_EQ(chinese, xl::platform::toGbk(QStringLiteral("[配置]\r\n电池类型=星澜\r\n")));
   EXPECT_EQ(read(chinese, QStringLiteral("配置"), QStringLiteral("电池类型")), QStringLiteral("星澜"));
 }
 
@@ -112,13 +111,14 @@ TEST(IniDocument, AFileWithAUtf8MarkIsReadAndWrittenAsUtf8) {
 
 TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) {
   IniDocument doc = IniDocument::parse("[S]\r\nk=old\r\n");
-  EXPECT_TRUE(doc.set("S", "k", "one\r\n[Evil]\r\nx=1") && doc.set("S", "n", QStringLiteral("ab") + QChar(u'\0') + "cd") &&
-              doc.set("S", "q", "\"quoted\""));
+  EXPECT_TRUE(doc.set("S", "k", "one\r\n[Evil]\r\nx=1") &&
+              doc.set("S", "n", QStringLiteral("ab") + QChar(u'\0') + "cd") && doc.set("S", "q", "\"quoted\""));
   EXPECT_EQ(doc.serialize(), "[S]\r\nk=one\r\nn=ab\r\nq=\"quoted\"\r\n");
   EXPECT_EQ(xl::core::readIniValue(doc, "S", "q"), "quoted");
 
   const QByteArray before = doc.serialize();
-  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"), QStringLiteral("a\nb"), QStringLiteral("😀")})
+  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"), QStringLiteral("a\nb"),
+                             QStringLiteral("😀")})
     EXPECT_FALSE(doc.set("S", key, "v")) << key.toStdString();
   EXPECT_FALSE(doc.set("S\r\nT", "k", "v"));
   EXPECT_EQ(doc.serialize(), before);

@@ -42,7 +42,8 @@ class SettingsFile : public ::testing::Test {
 // Whatever a settings dialog accepts (settingsValueRefusal finds nothing wrong) reads back
 // exactly as typed, whatever it sits between; what it refuses is named.
 TEST_F(SettingsFile, AnyValueTheDialogsAcceptReadsBackAsTyped) {
-  const QStringList pool{"a", "Z", "0", " ", "\t", "\"", "'", "=", ";", "[", "]", "#", "\\", "中", "€", "·", "ö", "😀", "\r", "\n"};
+  const QStringList pool{"a", "Z", "0",  " ",  "\t", "\"", "'", "=", ";",  "[",
+                         "]", "#", "\\", "中", "€",  "·",  "ö", "😀", "\r", "\n"};
   std::uint32_t seed = 12345;
   const auto next = [&seed](std::uint32_t n) {
     seed = seed * 1664525u + 1013904223u;

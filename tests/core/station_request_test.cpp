@@ -55,7 +55,8 @@ TEST(StationRequest, AddressAndPortComeFromTheStoreByName) {
     EXPECT_FALSE(log.contains("overflow", Qt::CaseInsensitive));
   }
   log.clear();
-  EXPECT_FALSE(trySendToStation(session, "Nobody", " 03 0100 0023") || trySendToStation(session, "", " 03 0100 0023", true));
+  EXPECT_FALSE(trySendToStation(session, "Nobody", " 03 0100 0023") ||
+               trySendToStation(session, "", " 03 0100 0023", true));
   EXPECT_TRUE(log.isEmpty() && line.wire().size() == 2u);
   EXPECT_TRUE(trySendToStation(session, "Ten", " 03 0100 0023") && line.wire().size() == 3u);
 

@@ -103,8 +103,8 @@ TEST_F(StationStore, EveryColumnKeepsItsOwnValueAndQuotesAreJustText) {
 TEST_F(StationStore, StationsOfAPortComeInTableOrderByTheWholePortText) {
   ASSERT_TRUE(createStore());
   // C has the same port and DeviceID as B.
-  for (const Station& s : {station("B", "COM3,9600", "1"), station("A", "COM3,19200", "2"), station("C", "COM3,9600", "1"),
-                           station("D", "COM4,9600", "3")})
+  for (const Station& s : {station("B", "COM3,9600", "1"), station("A", "COM3,19200", "2"),
+                           station("C", "COM3,9600", "1"), station("D", "COM4,9600", "3")})
     ASSERT_TRUE(insertStation(s));
   EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"B", "C"}));
   EXPECT_EQ(names(getStations("COM3,19200")), QStringList({"A"}));
@@ -130,7 +130,8 @@ TEST_F(StationStore, SameStationNameComparesAsTheStoreFindsNames) {
 }
 
 TEST_F(StationStore, AnUpdateReplacesTheRowOrLosesNothing) {
-  ASSERT_TRUE(createStore() && insertStation(station("S1", "COM3,9600", "1")) && insertStation(station("S2", "COM3,9600", "2")));
+  ASSERT_TRUE(createStore() && insertStation(station("S1", "COM3,9600", "1")) &&
+              insertStation(station("S2", "COM3,9600", "2")));
 
   // An insert that fails after the delete: the old row is still there.
   execute("create trigger refuse before insert on Station when new.StationName = 'Bad' "
@@ -147,17 +148,20 @@ TEST_F(StationStore, AnUpdateReplacesTheRowOrLosesNothing) {
 // file, is seen at the next lookup.
 TEST_F(StationStore, TheCachedLookupFollowsEveryChange) {
   // The first row of a name counts.
-  ASSERT_TRUE(createStore() && insertStation(station("S1", "COM3,9600", "1")) && insertStation(station("s1", "COM4,9600", "7")));
+  ASSERT_TRUE(createStore() && insertStation(station("S1", "COM3,9600", "1")) &&
+              insertStation(station("s1", "COM4,9600", "7")));
   EXPECT_EQ(getStationPort("S1") + getStationDeviceID("s1"), "COM3,9600" "1");
   EXPECT_EQ(getStationPort(QStringLiteral("Ｓ1")), "");  // only ASCII letters fold, as in the file
 
-  const struct { const char* what; std::function<void()> change; QString name, port, id; } steps[] = {
+  struct Step { const char* what; std::function<void()> change; QString name, port, id; };
+  const Step steps[] = {
       {"insert", [] { insertStation(station("S2", "COM5,9600", "2")); }, "S2", "COM5,9600", "2"},
       {"update", [] { updateStation("S2", station("S2", "COM6,9600", "3")); }, "S2", "COM6,9600", "3"},
       {"rename", [] { updateStation("S2", station("S3", "COM6,9600", "3")); }, "S2", "", ""},
       {"delete", [] { deleteStation("S1"); }, "S1", "", ""},
       // The file is looked at again after 250 ms.
-      {"another tool", [this] { execute("update Station set Port = 'COM8,9600' where StationName = 'S3'"), QThread::msleep(300); },
+      {"another tool",
+       [this] { execute("update Station set Port = 'COM8,9600' where StationName = 'S3'"), QThread::msleep(300); },
        "S3", "COM8,9600", "3"},
       {"another file", [this] { setStationStorePath(dir_.filePath("none")); }, "S3", "", ""},
   };

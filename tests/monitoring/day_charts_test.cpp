@@ -12,14 +12,16 @@ TEST(DayChart, ScrollsOnePointPerUpdateAndTheTopOnlyGrows) {
   testing::testApp();
   DayChart chart;
   chart.init(30);
-  EXPECT_EQ((QStringList{chart.lineName(0), chart.lineName(1), chart.lineName(2)}), (QStringList{"Array", "Battery", "Load"}));
+  EXPECT_EQ((QStringList{chart.lineName(0), chart.lineName(1), chart.lineName(2)}),
+            (QStringList{"Array", "Battery", "Load"}));
   EXPECT_TRUE(chart.legendShown() && chart.axisMinimum() == 0);
   for (int c = 0; c < 3; ++c) EXPECT_EQ(chart.values(c), QList<double>(30, 0.0));
 
   // All zeros give a top of 1; 20 does not lower it.
   double top = 0;
   std::vector<double> tops;
-  for (const auto& [a, b, l] : {std::tuple{0, 0, 0}, {30, 5, 1}, {20, 6, 2}}) chart.update(a, b, l, top), tops.push_back(top);
+  for (const auto& [a, b, l] : {std::tuple{0, 0, 0}, {30, 5, 1}, {20, 6, 2}})
+    chart.update(a, b, l, top), tops.push_back(top);
   EXPECT_EQ(tops, (std::vector<double>{1, 34, 34}));
   EXPECT_EQ(chart.axisMaximum(), 34);
   QList<double> array = chart.values(0);

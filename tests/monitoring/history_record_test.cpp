@@ -46,7 +46,8 @@ TEST(HistoryRequests, LimitsOfTheDayAndTheAddress) {
   for (int day : {kHistoryLastDay + 1, -1}) EXPECT_THROW(historyRequest(1, day), RuntimeFailure) << day;
 
   // The address is Val of the DeviceID text as a byte, read anew at every tick.
-  EXPECT_EQ((std::vector{historyAddress("2.5"), historyAddress("255"), historyAddress("")}), (std::vector<std::uint8_t>{2, 255, 0}));
+  EXPECT_EQ((std::vector{historyAddress("2.5"), historyAddress("255"), historyAddress("")}),
+            (std::vector<std::uint8_t>{2, 255, 0}));
   HistoryReading r;
   r.start(3);
   EXPECT_EQ((*r.tick("7", "3").frame)[0], 7);
@@ -87,8 +88,9 @@ TEST(HistoryRows, OnlyTwentyThreeBytesAndEveryWordUnsigned) {
   // An exception reply of the device: three bytes after verifyFrame.
   EXPECT_FALSE(reading.showHistoryDay(hexBytes("01 83 02"), 10));
 
-  EXPECT_EQ(*historyValueTexts(Bytes(23, 0xFF)), (std::array<std::string, 10>{"6553.5", "6553.5", "655.35", "655.35", "65535",
-                                                                              "65535", "65535", "65535", "65.535", "65.535"}));
+  EXPECT_EQ(*historyValueTexts(Bytes(23, 0xFF)),
+            (std::array<std::string, 10>{"6553.5", "6553.5", "655.35", "655.35", "65535", "65535", "65535", "65535",
+                                         "65.535", "65.535"}));
   EXPECT_EQ(*historyValueTexts(Bytes(23, 0)),
             (std::array<std::string, 10>{"0.0", "0.0", "0.00", "0.00", "0", "0", "0", "0", "0.000", "0.000"}));
   // Bytes 0 to 2 are not looked at.
@@ -98,9 +100,9 @@ TEST(HistoryRows, OnlyTwentyThreeBytesAndEveryWordUnsigned) {
 }
 
 TEST(HistoryDayCount, TheBoxClampsWhenLeftAndTheStartRoundsHalfToEven) {
-  const std::pair<const char*, const char*> left[] = {{"3000", "1825"}, {"1825.5", "1825"}, {"1825", "1825"}, {"abc", "1"},
-                                                       {"", "1"}, {"0", "1"}, {"0.5", "1"}, {"-20", "1"}, {"2.5", "2.5"},
-                                                       {"12 Tage", "12 Tage"}};
+  const std::pair<const char*, const char*> left[] = {
+      {"3000", "1825"}, {"1825.5", "1825"}, {"1825", "1825"}, {"abc", "1"},   {"", "1"},
+      {"0", "1"},       {"0.5", "1"},       {"-20", "1"},     {"2.5", "2.5"}, {"12 Tage", "12 Tage"}};
   for (const auto& [typed, shown] : left) EXPECT_EQ(clampDayCountText(typed), shown) << typed;
   const std::pair<const char*, int> days[] = {{"2.5", 2}, {"3.5", 4}, {"100", 100}, {"0.5", 0}, {"4095", 4095}};
   for (const auto& [typed, n] : days) EXPECT_EQ(HistoryReading::dayCount(typed).days, n) << typed;
@@ -135,7 +137,8 @@ TEST(HistoryCharts, MarkedRowsOfTheChosenColumnOldestFirst) {
   ASSERT_TRUE(c);
   EXPECT_EQ(c->values, (std::vector<double>{150, 180}));
   EXPECT_EQ(c->days, (std::vector<std::string>{"3", "0"}));
-  EXPECT_TRUE(c->chartType == kLineChart && c->title == "最大充电功率(W)" && c->axisTop == 199);  // 180 x 1.1 = 198, plus 1
+  EXPECT_TRUE(c->chartType == kLineChart && c->title == "最大充电功率(W)" &&
+              c->axisTop == 199);  // 180 x 1.1 = 198, plus 1
   const auto bars = chartRequest(grid, "放电量(KWh)", kBarChart);
   EXPECT_TRUE(bars->values == (std::vector<double>{0.05, 0.06}) && bars->chartType == kBarChart);
 
@@ -160,7 +163,8 @@ TEST(HistoryCharts, MarksToggleAndTheAxisTop) {
   EXPECT_TRUE(isMarked("-1") && isMarked("-1.0") && !isMarked("0") && !isMarked(""));
 
   // A negative value lies below the axis.
-  const std::pair<std::vector<double>, int> axisTops[] = {{{0, 0, 0}, 1}, {{100}, 111}, {{12.5, -40, 10}, 14}, {{-5}, 0}};
+  const std::pair<std::vector<double>, int> axisTops[] = {
+      {{0, 0, 0}, 1}, {{100}, 111}, {{12.5, -40, 10}, 14}, {{-5}, 0}};
   for (const auto& [values, top] : axisTops) EXPECT_EQ(chartAxisTop(values), top) << values[0];
   // The top leaves at least ten per cent above the value.
   const std::pair<double, int> tops[] = {{0, 1}, {10, 12}, {12.5, 14}, {30, 34}, {0.9, 1}, {1, 2}, {1e300, 2147483647},
@@ -187,8 +191,9 @@ TEST(HistoryExport, HeaderAndRowLinesByteForByte) {
   EXPECT_EQ(exportLine(row), "3,1，5,a，b，c,,,,,,,,");  // eleven cells, ten commas
   EXPECT_EQ(csvCell(",,"), "，，");
 
-  for (const auto& [typed, name] : {std::pair{"C:\\data\\day", "C:\\data\\day.csv"}, {"day.csv", "day.csv"}, {"DAY.CSV", "DAY.CSV"},
-                                     {"day.csv.txt", "day.csv.txt.csv"}})
+  const std::pair<const char*, const char*> names[] = {{"C:\\data\\day", "C:\\data\\day.csv"}, {"day.csv", "day.csv"},
+                                                       {"DAY.CSV", "DAY.CSV"}, {"day.csv.txt", "day.csv.txt.csv"}};
+  for (const auto& [typed, name] : names)
     EXPECT_EQ(exportFileName(typed), name) << typed;
 }
 

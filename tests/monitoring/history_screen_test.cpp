@@ -64,7 +64,8 @@ class HistoryScreenTest : public testing::TwoStationFixture {
     station2->state().setRecord(1, {130, 150, 100, 100, 20, 20, 3, 3, 40, 40});
     ui::setModalRunner([this](ui::DialogForm& form) {
       const auto& c = static_cast<FrmChart&>(form);
-      charts.push_back({c.chartType(), c.values(), c.axisMinimum(), c.axisMaximum(), c.legendShown(), c.rowLabels(), c.title()});
+      charts.push_back(
+          {c.chartType(), c.values(), c.axisMinimum(), c.axisMaximum(), c.legendShown(), c.rowLabels(), c.title()});
     });
   }
   void TearDown() override { ui::setModalRunner({}), ConsoleFixture::TearDown(); }
@@ -132,7 +133,8 @@ class HistoryScreenTest : public testing::TwoStationFixture {
     return out;
   }
   int logCount(const QString& tail) {
-    return static_cast<int>(std::ranges::count_if(logLines(), [&](const QString& l) { return l.trimmed().endsWith(tail); }));
+    return static_cast<int>(
+        std::ranges::count_if(logLines(), [&](const QString& l) { return l.trimmed().endsWith(tail); }));
   }
   // A reading of `text` days, to its end and the last reply.
   void readDays(const QString& text, int dayCount) {
@@ -156,7 +158,8 @@ TEST_F(HistoryScreenTest, TheListsTakeTheirCaptionsAndChooseNothingAndTheToolbar
   EXPECT_EQ(ui::labelFor(combo(history(), "Combo3"))->text(), QStringLiteral("项目选择"));
   EXPECT_TRUE(!combo(history(), "Combo3")->isEditable() && combo(history(), "Combo3")->currentText().isEmpty());
   const QStringList captions{"读取", "曲线", "柱状图", "导出到excel表格"};
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(button(history(), ("Command" + std::to_string(i + 5)).c_str())->text(), captions[i]);
+  for (int i = 0; i < 4; ++i)
+    EXPECT_EQ(button(history(), ("Command" + std::to_string(i + 5)).c_str())->text(), captions[i]);
   EXPECT_TRUE(edit(history(), "Text1")->isHidden() && button(history(), "Command1")->isHidden());
   EXPECT_TRUE(rows()->rows() == 1 && rows()->textMatrix(0, 1) == QStringLiteral("天前"));
   // Closing hides; the toolbar button brings the screen back.
@@ -183,7 +186,8 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   click("Command5");
   // The progress box takes the days box's place exactly; nothing beside it moves.
   QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-  EXPECT_TRUE(edit(history(), "Text2")->geometry() == daysPlace && button(history(), "Command5")->geometry() == readPlace);
+  EXPECT_TRUE(edit(history(), "Text2")->geometry() == daysPlace &&
+              button(history(), "Command5")->geometry() == readPlace);
   EXPECT_TRUE(history().pendingRead == 2 && rows()->rows() == 5);
   EXPECT_FALSE(button(history(), "Command5")->isEnabled());
   EXPECT_TRUE(days()->isHidden() && !edit(history(), "Text2")->isHidden());
@@ -206,14 +210,16 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   EXPECT_TRUE(rows()->textMatrix(4, 1).isEmpty() && button(history(), "Command5")->isEnabled());
   clock.advance(ms(150));
   EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
-  EXPECT_TRUE(!days()->isHidden() && edit(history(), "Text2")->isHidden() && edit(history(), "Text2")->text().isEmpty());
+  EXPECT_TRUE(!days()->isHidden() && edit(history(), "Text2")->isHidden() &&
+              edit(history(), "Text2")->text().isEmpty());
   EXPECT_FALSE(history().Timer2.enabled());
   clock.advance(ms(300));
 
   const std::vector<Sent> expected = {{t0 + 150, "0103F003000A06CD"}, {t0 + 300, "0103F002000A570D"},
                                       {t0 + 450, "0103F001000AA70D"}, {t0 + 600, "0103F000000AF6CD"}};
   EXPECT_EQ(historyFrames(t0), expected);
-  EXPECT_EQ(rowTexts(1), QStringList({"-1", "3", "12.4", "14.4", "5.00", "2.00", "150", "60", "10", "5", "0.120", "0.050"}));
+  EXPECT_EQ(rowTexts(1),
+            QStringList({"-1", "3", "12.4", "14.4", "5.00", "2.00", "150", "60", "10", "5", "0.120", "0.050"}));
   EXPECT_EQ(rowTexts(2), QStringList({"-1", "2", "0.0", "0.0", "0.00", "0.00", "0", "0", "0", "0", "0.000", "0.000"}));
   EXPECT_EQ(rowTexts(4).mid(1, 3), (QStringList{"0", "11.8", "14.1"}));  // today: the running day values
   EXPECT_EQ(edit(history(), "Text1")->text().left(6), "010314");  // the hex text of the last reply
@@ -232,7 +238,8 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
 
   // The scan was only robbed of the port: its real-time requests go on after the reading.
   clock.advance(ms(15000));
-  EXPECT_TRUE(std::ranges::any_of(testing::sentFrames(*line, t0 + 700), [](const Sent& s) { return s.frame == "01030100002305EF"; }));
+  EXPECT_TRUE(std::ranges::any_of(testing::sentFrames(*line, t0 + 700),
+                                  [](const Sent& s) { return s.frame == "01030100002305EF"; }));
 }
 
 TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwentySevenRows) {
@@ -257,14 +264,17 @@ TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwenty
   int late = 0;
   for (std::size_t i = 0; i < sent.size(); ++i) {
     const int reg = 0xF721 - static_cast<int>(i);
-    ASSERT_EQ(sent[i].frame, hexText(appendCrc(Bytes{1, 3, static_cast<std::uint8_t>(reg >> 8), static_cast<std::uint8_t>(reg), 0, 10})));
+    ASSERT_EQ(
+        sent[i].frame,
+        hexText(appendCrc(Bytes{1, 3, static_cast<std::uint8_t>(reg >> 8), static_cast<std::uint8_t>(reg), 0, 10})));
     const std::int64_t due = t0 + 150 * static_cast<std::int64_t>(i + 1);
     ASSERT_TRUE(sent[i].atMs >= due && sent[i].atMs <= due + 100) << i << " at " << sent[i].atMs;
     late += sent[i].atMs != due;
   }
   EXPECT_LE(late, 150 * 1826 / 1000);
   EXPECT_EQ(rows()->rows(), 1827);
-  EXPECT_EQ((QStringList{rows()->textMatrix(1, 1), rows()->textMatrix(1823, 1), rows()->textMatrix(1823, 2), rows()->textMatrix(1826, 1)}),
+  EXPECT_EQ((QStringList{rows()->textMatrix(1, 1), rows()->textMatrix(1823, 1), rows()->textMatrix(1823, 2),
+                         rows()->textMatrix(1826, 1)}),
             (QStringList{"1825", "3", "12.4", "0"}));
   int filled = 0;
   for (int r = 1; r < rows()->rows(); ++r) filled += rows()->textMatrix(r, 0) == "-1";
@@ -431,7 +441,8 @@ TEST_F(ChartWindowTest, AxisTopsRowsTypesAndResizing) {
   EXPECT_TRUE(chart.windowTitle() == QStringLiteral("图标") && chart.isModal());
 
   chart.showChart({100}, 1, 1, "b");
-  EXPECT_TRUE(chart.axisMaximum() == 111 && chart.values() == QList<double>{100} && chart.chartType() == 1 && chart.title() == "b");
+  EXPECT_TRUE(chart.axisMaximum() == 111 && chart.values() == QList<double>{100} && chart.chartType() == 1 &&
+              chart.title() == "b");
   // Only `count` values are drawn.
   chart.showChart({5, 50, 500}, 2, 3, "c");
   EXPECT_EQ(chart.values(), (QList<double>{5, 50}));

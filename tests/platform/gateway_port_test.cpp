@@ -32,9 +32,10 @@ TEST(GatewayAddress, SettingsValuesAndTypedAddresses) {
     EXPECT_EQ(parseGatewayAddress(gatewayValue(*expected)), expected) << text;
   }
   // The settings want the scheme; IPv6 only in brackets.
-  for (const char* text : {"192.168.1.50:8899", "udp://10.0.0.1:502", "tcp://fe80::1:502", "tcp://[fe80::1]502",
-                           "tcp://[10.0.0.1]:502", "tcp://10.0.0.1:0", "tcp://10.0.0.1:65536", "tcp://10.0.0.1:+502",
-                           "tcp://10.0.0.1:", "tcp://:502", "tcp://10.0.0.1:502/", "tcp://host name:502", "tcp://-x:502"})
+  for (const char* text :
+       {"192.168.1.50:8899", "udp://10.0.0.1:502", "tcp://fe80::1:502", "tcp://[fe80::1]502", "tcp://[10.0.0.1]:502",
+        "tcp://10.0.0.1:0", "tcp://10.0.0.1:65536", "tcp://10.0.0.1:+502", "tcp://10.0.0.1:", "tcp://:502",
+        "tcp://10.0.0.1:502/", "tcp://host name:502", "tcp://-x:502"})
     EXPECT_EQ(parseGatewayAddress(text), std::nullopt) << text;
   EXPECT_EQ(parseTypedGatewayAddress("10.0.0.1:502"), (GatewayAddress{"10.0.0.1", 502}));
   EXPECT_EQ(parseTypedGatewayAddress("tcp://[::1]:502"), (GatewayAddress{"::1", 502}));
