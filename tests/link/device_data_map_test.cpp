@@ -467,6 +467,16 @@ TEST(DeviceDataMap, StatusGroupsEachPosition) {
   }
 }
 
+// The alarms' table names each tested position once, with the recorder's text for it alone.
+TEST(DeviceDataMap, FaultPositionsCarryTheRecordersTexts) {
+  ASSERT_EQ(faultPositions().size(), 10u);
+  for (const auto& f : faultPositions()) {
+    const StatusTexts t = applyStatusGroups(flagsWith({f.position}), {"", "", "", "0"}, Reader::Recorder);
+    EXPECT_TRUE(t.battery == f.text || t.panel == f.text || t.device == f.text || t.load == f.text) << f.code;
+    EXPECT_TRUE(flagSet(flagsWith({f.position}), f.position) && !flagSet(flagsWith({f.position}).substr(1), f.position));
+  }
+}
+
 // Positions together: the order of the tests decides.
 TEST(DeviceDataMap, StatusGroupsOrderOfTests) {
   struct Case {
