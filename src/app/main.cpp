@@ -1,9 +1,12 @@
 // Xinglan Station Monitor: entry point.
 
 #include <QApplication>
+#include <optional>
 
 #include "core/app_state.h"
 #include "core/startup.h"
+#include "engine/alarms/alarm_engine.h"
+#include "engine/alarms/command_runner.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "platform/dialogs.h"
 #include "platform/gateway_port.h"
@@ -33,18 +36,46 @@ int main(int argc, char** argv) {
   xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"), [] { return xl::core::programDir(); });
   xl::platform::setDialogs(&dialogs);
 
-  // The broker publisher hears the scan's replies; it is off unless the settings turn it on.
+  // The broker publisher and the alarms hear the scan's replies; the publisher is off unless
+  // the settings turn it on. The alarms start once the settings file is known (at Main).
   xl::publish::Publisher publisher;
+  std::optional<xl::engine::alarms::AlarmEngine> alarms;
+  std::optional<xl::engine::alarms::CommandRunner> alarmCommand;
   xl::monitoring::FrmGlobalMonitoring::setReplyListener(
       {[&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.deviceInfoReply(n, id, r); },
-       [&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.realTimeReply(n, id, r); }});
+       [&](const QString& n, const QString& id, const QByteArray& r) {
+         publisher.realTimeReply(n, id, r);
+         if (alarms) alarms->realTimeReply(n, id, r);
+       },
+       [&](const QString& n, const QString& id) {
+         if (alarms) alarms->realTimeMissed(n, id);
+       }});
   // A station is offline for the broker when the link health calls it stale.
   publisher.setStaleRule([](const QString& name) {
     return xl::monitoring::FrmGlobalMonitoring::exists() && xl::monitoring::FrmGlobalMonitoring::instance().isStale(name);
   });
 
   // The first window is the login; it shows the main window when a user has logged in.
-  xl::core::Main([&publisher] {
+  xl::core::Main([&] {
+    alarms.emplace();
+    alarmCommand.emplace([&alarms] { return alarms->settings().command; });
+    alarms->addEventListener([&](const xl::engine::alarms::AlarmEvent& e) {
+      alarmCommand->event(e);
+      publisher.alarmEvent(e.station, e.code, e.text, e.raised, e.time);
+    });
+    xl::publish::Publisher::AlarmSource source;
+    source.open = [&alarms](const QString& station) {
+      std::vector<xl::publish::AlarmItem> items;
+      for (const auto& a : alarms->activeOf(station)) items.push_back({a.code, a.text, a.since});
+      return items;
+    };
+    source.stations = [&alarms] {
+      const auto names = alarms->alarmedStations();
+      return QStringList(names.begin(), names.end());
+    };
+    for (const auto& c : xl::engine::alarms::conditions())
+      source.codes.emplace_back(QString::fromUtf8(c.code.data(), c.code.size()), QString::fromUtf8(c.text.data(), c.text.size()));
+    publisher.setAlarmSource(std::move(source));
     xl::shell::showFirstWindow();
     publisher.applyFromFile();
   });

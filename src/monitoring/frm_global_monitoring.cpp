@@ -1,11 +1,13 @@
 #include "monitoring/frm_global_monitoring.h"
 
+
 #include <QDateTime>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <utility>
 
 #include "core/settings.h"
 #include "core/station_request.h"
@@ -157,6 +159,7 @@ void FrmGlobalMonitoring::Form_Load() {
 void FrmGlobalMonitoring::clearStations() {
   platform::formatGrid(*VsFList1, false);
   lastReplyClock_.clear();
+  realTimeOut_.clear();
   // A fast run under way asks rows that are gone; the next discovery starts afresh.
   if (lineScan_) lineScan_->stop();
   fastRoundRuns_ = false;
@@ -294,12 +297,14 @@ void FrmGlobalMonitoring::dataPassTick(const char* literal, platform::Timer& pas
     idleTicks_ = 0;
     if (VsFList1->rows() < 2) return;
     if (nextAnsweringRow()) {
+      if (&pass == &Timer1) realTimeOut_.insert(scanRow_);
       sendToRow(scanRow_, literal);
       return;
     }
   } catch (const std::exception&) {
   }
   // The pass has run off the grid: the row pointer starts over and the next pass takes over.
+  if (&pass == &Timer1) realTimePassEnded();
   scanRow_ = 0;
   pass.setEnabled(false);
   if (nextPass) nextPass->setEnabled(true);
@@ -319,6 +324,7 @@ void FrmGlobalMonitoring::readDatasA2(Bytes& reply) {
   if (reply.size() != link::kRealTimeLength) return;
   const QByteArray stored(reinterpret_cast<const char*>(reply.data()), static_cast<int>(reply.size()));
   VsFList1->setCellData(scanRow_, 0, stored);
+  realTimeOut_.remove(scanRow_);
   if (replyStore()) replyStore()(scanRow_, stored);
   if (replyListener().realTime && scanRow_ > 0 && scanRow_ < VsFList1->rows())
     replyListener().realTime(VsFList1->textMatrix(scanRow_, 0), VsFList1->textMatrix(scanRow_, 1), stored);
@@ -401,18 +407,27 @@ void FrmGlobalMonitoring::startFastRound() {
   auto requests = requestsFor(&FrmGlobalMonitoring::isAnsweringRow, " 03 0100 0023");
   auto loadMode = requestsFor(&FrmGlobalMonitoring::isAnsweringRow, " 03 E0 1D 0001");
   requests.insert(requests.end(), std::make_move_iterator(loadMode.begin()), std::make_move_iterator(loadMode.end()));
+  for (const auto& r : requests) realTimeOut_.insert(r.row);
   fastRoundRuns_ = true;
   lineScan_->run(std::move(requests), [this] { fastRoundDone(); });
 }
 
 void FrmGlobalMonitoring::fastRoundDone() {
   fastRoundRuns_ = false;
+  realTimePassEnded();
   idleTicks_ = 0;
   // The rest starts now, on a grid of its own.
   if (Timer2.enabled()) {
     Timer2.setEnabled(false);
     Timer2.setEnabled(true);
   }
+}
+
+void FrmGlobalMonitoring::realTimePassEnded() {
+  const QSet<int> missed = std::exchange(realTimeOut_, {});
+  if (!replyListener().realTimeMissed) return;
+  for (int r = 1; r < VsFList1->rows(); ++r)
+    if (missed.contains(r)) replyListener().realTimeMissed(VsFList1->textMatrix(r, 0), VsFList1->textMatrix(r, 1));
 }
 
 // --- Link health ----------------------------------------------------------------------------

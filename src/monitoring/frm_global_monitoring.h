@@ -10,6 +10,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QList>
+#include <QSet>
 #include <functional>
 #include <memory>
 
@@ -44,11 +45,15 @@ using ReplyStore = std::function<void(int row, const QByteArray& reply)>;
 
 // Who else hears the scan's good replies (the broker publisher): each device information block
 // of a discovery and each real-time block, as received (fault words as sent), with the
-// station's name and address text. Registered by whoever wires the program; no screen.
+// station's name and address text; and, at the end of each real-time pass, each station whose
+// real-time request of that pass got no valid reply (lost, silent, refused or malformed).
+// Registered by whoever wires the program; no screen.
 struct ReplyListener {
   using Reply = std::function<void(const QString& station, const QString& deviceId, const QByteArray& reply)>;
+  using Missed = std::function<void(const QString& station, const QString& deviceId)>;
   Reply deviceInfo;
   Reply realTime;
+  Missed realTimeMissed;
 };
 
 // Told when the status line of the link health changes (checked once a second): "在线站点 n/m
@@ -170,6 +175,10 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   bool anyRow(int) const { return true; }
   void dispatchReply(int row, Bytes& reply);
   void roundBegins();
+  // The rows asked for their real-time block in this pass and not yet answered by a valid one;
+  // at the end of the pass each is told to the listener as missed.
+  void realTimePassEnded();
+  QSet<int> realTimeOut_;
 
   // Port name and address of a row's station, from the store's lookup as it is now.
   struct RowKey {
