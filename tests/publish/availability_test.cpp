@@ -39,7 +39,8 @@ class AvailabilityTest : public testing::TwoStationFixture {
     publisher = std::make_unique<publish::Publisher>();
     FrmGlobalMonitoring::setReplyListener(
         {[this](const QString& n, const QString& id, const QByteArray& b) { publisher->deviceInfoReply(n, id, b); },
-         [this](const QString& n, const QString& id, const QByteArray& b) { publisher->realTimeReply(n, id, b); }});
+         [this](const QString& n, const QString& id, const QByteArray& b) { publisher->realTimeReply(n, id, b); },
+         {}});
     publisher->setStaleRule([](const QString& name) { return FrmGlobalMonitoring::instance().isStale(name); });
   }
   void publishTo(int port, const QString& clientId) {
