@@ -246,9 +246,10 @@ TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
   EXPECT_EQ(c["state_topic"].toString().toStdString(), array2);
   EXPECT_TRUE(c["value_template"].toString().contains("'over_discharge'"));
 
-  // The broker restarts with nothing retained; a new subscriber finds the array again.
+  // The broker restarts having lost its store; a new subscriber finds the array again.
   broker.stop();
   ASSERT_TRUE(runUntil([&] { return !publisher->connected(); }));
+  QFile::remove(broker.dataDir() + "/mosquitto.db");
   broker.start();
   Subscriber late(broker.port(), "xl-late");
   ASSERT_TRUE(runUntil([&] { return last(late.on(array2)).contains("over_discharge"); }, 15000));
