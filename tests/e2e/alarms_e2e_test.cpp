@@ -6,12 +6,14 @@
 
 #include <QFile>
 #include <QLabel>
+#include <QMenu>
 #include <QTest>
 #include <QTreeWidget>
 
 #include "engine/alarms/alarm_engine.h"
 #include "monitoring/frm_alarm_log.h"
 #include "platform/gbk.h"
+#include "shell/login.h"
 #include "support/two_stations.h"
 #include "tools/sim/bus.h"
 #include "tools/sim/device_state.h"
@@ -184,6 +186,40 @@ TEST_F(AlarmsTest, ScreenAcknowledgesAsAdministratorNeverAsGuestAndExports) {
   EXPECT_TRUE(platform::fromGbk(bytes).startsWith(QStringLiteral("站点,设备ID,端口,代码,告警,")));
   EXPECT_TRUE(platform::fromGbk(bytes).contains(QStringLiteral("二号站,2,COM3，9600,battery_over_voltage,蓄电池超压,")));
   EXPECT_TRUE(bytes.contains(platform::toGbk(QStringLiteral("蓄电池超压"))));
+}
+
+TEST_F(AlarmsTest, SettingsDialogWritesTheSectionAndTheEngineTakesIt) {
+  startAndSettle();
+  mdi().action("AlarmSettings")->trigger();
+  auto& form = monitoring::FrmAlarmSettings::instance();
+  const auto type = [&](const char* box, const QString& text) {
+    auto* e = testing::edit(form, box);
+    e->selectAll();
+    QTest::keyClicks(e, text);
+  };
+  EXPECT_EQ(testing::edit(form, "TextSilentAfter")->text(), "3");
+  EXPECT_EQ(testing::edit(form, "TextLowSoc")->text(), "");
+  // A refused value: one message, nothing written.
+  type("TextLowSoc", "150");
+  QTest::mouseClick(testing::button(form, "Command1"), Qt::LeftButton);
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(core::readIni("Alarms", "Low SOC"), "");
+  type("TextSilentAfter", "2");
+  type("TextLowSoc", "50");
+  type("TextCommand", "/opt/site/notify");
+  QTest::mouseClick(testing::button(form, "Command1"), Qt::LeftButton);
+  EXPECT_EQ(core::readIni("Alarms", "Silent After"), "2");
+  EXPECT_EQ(core::readIni("Alarms", "Command"), "/opt/site/notify");
+  EXPECT_EQ(engine->settings().lowSoc, 50);
+  // Below 50 raises at the next round, 50 itself does not.
+  station1->state().readings.soc = 49;
+  station2->state().readings.soc = 50;
+  clock.advance(ms(kRoundMs));
+  EXPECT_EQ(codesOf(firstName), QStringList{"low_soc"});
+  EXPECT_TRUE(codesOf(secondName).isEmpty());
+  // The guest has no road to the dialog: its menu is the administrator's.
+  shell::upUsers(QStringLiteral("guest"));
+  EXPECT_FALSE(testing::control<QMenu>(mdi(), "Maintenance")->menuAction()->isEnabled());
 }
 
 }  // namespace
