@@ -78,6 +78,7 @@ FrmAlarmLog::FrmAlarmLog() : ui::Screen("FrmAlarmLog", QStringLiteral("告警记
   for (QDateEdit* d : {FromDate, ToDate}) {
     d->setDisplayFormat(QStringLiteral("yyyy-MM-dd"));
     d->setCalendarPopup(true);
+    d->setMinimumWidth(120);  // the whole date in sight beside the drop-down arrow
     d->setEnabled(false);
   }
   Acknowledge = new QPushButton(QStringLiteral("确认"), this);
