@@ -5,8 +5,7 @@
 
 #include "core/app_state.h"
 #include "core/startup.h"
-#include "engine/alarms/alarm_engine.h"
-#include "engine/alarms/command_runner.h"
+#include "monitoring/alarm_wiring.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "platform/dialogs.h"
 #include "platform/gateway_port.h"
@@ -59,23 +58,7 @@ int main(int argc, char** argv) {
   xl::core::Main([&] {
     alarms.emplace();
     alarmCommand.emplace([&alarms] { return alarms->settings().command; });
-    alarms->addEventListener([&](const xl::engine::alarms::AlarmEvent& e) {
-      alarmCommand->event(e);
-      publisher.alarmEvent(e.station, e.code, e.text, e.raised, e.time);
-    });
-    xl::publish::Publisher::AlarmSource source;
-    source.open = [&alarms](const QString& station) {
-      std::vector<xl::publish::AlarmItem> items;
-      for (const auto& a : alarms->activeOf(station)) items.push_back({a.code, a.text, a.since});
-      return items;
-    };
-    source.stations = [&alarms] {
-      const auto names = alarms->alarmedStations();
-      return QStringList(names.begin(), names.end());
-    };
-    for (const auto& c : xl::engine::alarms::conditions())
-      source.codes.emplace_back(QString::fromUtf8(c.code.data(), c.code.size()), QString::fromUtf8(c.text.data(), c.text.size()));
-    publisher.setAlarmSource(std::move(source));
+    xl::monitoring::wireAlarms(*alarms, publisher, &*alarmCommand);
     xl::shell::showFirstWindow();
     publisher.applyFromFile();
   });

@@ -17,7 +17,7 @@
 #include <algorithm>
 #include <set>
 
-#include "engine/alarms/alarm_engine.h"
+#include "monitoring/alarm_wiring.h"
 #include "link/device_data_map.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "publish/frm_mqtt_settings.h"
@@ -198,22 +198,7 @@ TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
   start();
   // Wired as the program wires it.
   engine::alarms::AlarmEngine alarms(dir.filePath("XLALARM.DB"));
-  alarms.addEventListener([this](const engine::alarms::AlarmEvent& e) {
-    publisher->alarmEvent(e.station, e.code, e.text, e.raised, e.time);
-  });
-  publish::Publisher::AlarmSource source;
-  source.open = [&](const QString& station) {
-    std::vector<publish::AlarmItem> items;
-    for (const auto& a : alarms.activeOf(station)) items.push_back({a.code, a.text, a.since});
-    return items;
-  };
-  source.stations = [&] {
-    const auto names = alarms.alarmedStations();
-    return QStringList(names.begin(), names.end());
-  };
-  for (const auto& c : engine::alarms::conditions())
-    source.codes.emplace_back(QString::fromUtf8(c.code.data(), c.code.size()), QString::fromUtf8(c.text.data(), c.text.size()));
-  publisher->setAlarmSource(std::move(source));
+  monitoring::wireAlarms(alarms, *publisher, nullptr);
   FrmGlobalMonitoring::setReplyListener(
       {[this](const QString& n, const QString& id, const QByteArray& b) { publisher->deviceInfoReply(n, id, b); },
        [&](const QString& n, const QString& id, const QByteArray& b) {
