@@ -200,6 +200,10 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
   const auto left = engine.log().history({});
   ASSERT_EQ(left.size(), 1u);
   EXPECT_EQ(left[0].station, "站;'\"1");
+  // A deleted station's open alarm is cleared at once.
+  engine.forgetStation("站;'\"1");
+  EXPECT_TRUE(engine.alarmedStations().empty());
+  EXPECT_TRUE(engine.log().open().empty());
 }
 
 TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtATime) {

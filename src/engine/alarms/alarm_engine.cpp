@@ -94,6 +94,15 @@ void AlarmEngine::apply(const QString& name, Station& st, const std::vector<Chan
   notifyChanged();
 }
 
+void AlarmEngine::forgetStation(const QString& station) {
+  const auto it = stations_.find(station);
+  if (it == stations_.end()) return;
+  std::vector<Change> changes;
+  for (const auto& [code, alarm] : it->second.open) changes.push_back({code.toStdString(), false});
+  if (!changes.empty()) apply(station, it->second, changes);
+  stations_.erase(station);
+}
+
 int AlarmEngine::acknowledge(const std::vector<std::int64_t>& ids, const QString& user) {
   const int n = log_.acknowledge(ids, user, now_());
   if (n > 0) notifyChanged();

@@ -60,6 +60,10 @@ class AlarmEngine {
   void realTimeReply(const QString& station, const QString& deviceId, const QByteArray& reply);
   void realTimeMissed(const QString& station, const QString& deviceId);
 
+  // A station deleted or renamed: its open alarms are cleared now (they can never be cleared by
+  // a reply under that name again) and it is forgotten.
+  void forgetStation(const QString& station);
+
   // Acknowledges open alarms by their log ids in the name of `user`; how many were.
   int acknowledge(const std::vector<std::int64_t>& ids, const QString& user);
 
