@@ -249,7 +249,7 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   ASSERT_TRUE(runUntil([&] { return logText.contains("告警命令执行失败"); }));
   QFile slow(script);
   ASSERT_TRUE(slow.open(QIODevice::WriteOnly));
-  slow.write("#!/bin/sh\nsleep 30\n");
+  slow.write("#!/bin/sh\nexec sleep 30\n");
   slow.close();
   program = script;
   QElapsedTimer t;
