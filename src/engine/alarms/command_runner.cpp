@@ -10,6 +10,7 @@ namespace xl::engine::alarms {
 CommandRunner::CommandRunner(std::function<QString()> program, int limitMs)
     : program_(std::move(program)), limitMs_(limitMs) {}
 
+// At the end of the program a run under way is killed and its end waited for (a second at most).
 CommandRunner::~CommandRunner() {
   if (process_) {
     process_->disconnect();
@@ -43,11 +44,17 @@ void CommandRunner::startNext() {
   process_->setStandardOutputFile(QProcess::nullDevice());
   limit_ = new QTimer(process_);
   limit_->setSingleShot(true);
-  connect(limit_, &QTimer::timeout, this, [this] { finished(false); });
-  connect(process_, &QProcess::finished, this,
-          [this](int code, QProcess::ExitStatus status) { finished(status == QProcess::NormalExit && code == 0); });
+  overTime_ = false;
+  // At the limit the program is killed; its end comes back as any end does, never waited for.
+  connect(limit_, &QTimer::timeout, this, [this] {
+    overTime_ = true;
+    if (process_) process_->kill();
+  });
+  connect(process_, &QProcess::finished, this, [this](int code, QProcess::ExitStatus status) {
+    finished(!overTime_ && status == QProcess::NormalExit && code == 0);
+  });
   connect(process_, &QProcess::errorOccurred, this, [this](QProcess::ProcessError err) {
-    if (err == QProcess::FailedToStart) finished(false);
+    if (err == QProcess::FailedToStart) finished(false);  // no end follows a failed start
   });
   limit_->start(limitMs_);
   process_->start();
@@ -58,11 +65,7 @@ void CommandRunner::finished(bool ok) {
   QProcess* p = process_;
   process_ = nullptr;
   p->disconnect(this);
-  if (p->state() != QProcess::NotRunning) {
-    p->kill();
-    p->waitForFinished(1000);
-  }
-  p->deleteLater();
+  p->deleteLater();  // not running any more: deleting it waits for nothing
   if (!ok && (!sinceFailureLine_.isValid() || sinceFailureLine_.elapsed() >= 60000)) {
     sinceFailureLine_.start();
     core::appendLog(QStringLiteral("告警命令执行失败：") + current_);

@@ -47,6 +47,7 @@ class CommandRunner : public QObject {
   std::deque<Run> queue_;
   QProcess* process_ = nullptr;
   QTimer* limit_ = nullptr;
+  bool overTime_ = false;
   QString current_;
   QElapsedTimer sinceFailureLine_;
 };
