@@ -16,6 +16,7 @@
 #include "engine/alarms/alarm_engine.h"
 #include "engine/alarms/command_runner.h"
 #include "platform/scheduler.h"
+#include "support/qt_app.h"
 
 namespace xl::engine::alarms {
 namespace {
@@ -207,9 +208,7 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
 }
 
 TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtATime) {
-  int argc = 0;
-  static QCoreApplication* app = QCoreApplication::instance() ? nullptr : new QCoreApplication(argc, nullptr);
-  (void)app;
+  testing::testApp();  // the program's event loop runs the processes' signals
   // A script that appends its arguments, one a line, after a short wait: a run that overlapped
   // another would interleave the lines.
   const QString out = dir.filePath("out.txt");
