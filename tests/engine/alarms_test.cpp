@@ -16,7 +16,6 @@
 #include "engine/alarms/alarm_engine.h"
 #include "engine/alarms/command_runner.h"
 #include "platform/scheduler.h"
-#include "support/qt_app.h"
 
 namespace xl::engine::alarms {
 namespace {
@@ -208,7 +207,13 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
 }
 
 TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtATime) {
-  testing::testApp();  // the program's event loop runs the processes' signals
+  // The one application of this test program (no widgets here): its event loop runs the
+  // processes' signals.
+  static int argc = 1;
+  static char name[] = "test_alarms";
+  static char* argv[] = {name, nullptr};
+  static QCoreApplication* app = QCoreApplication::instance() ? nullptr : new QCoreApplication(argc, argv);
+  (void)app;
   // A script that appends its arguments, one a line, after a short wait: a run that overlapped
   // another would interleave the lines.
   const QString out = dir.filePath("out.txt");
