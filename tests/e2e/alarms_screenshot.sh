@@ -42,6 +42,7 @@ if [ "${1:-}" = "--inside-x" ]; then
   fi
   kill "$app" 2>/dev/null || true
   exec 3>&-
+  kill -INT "$sim" 2>/dev/null || true
   wait "$sim" 2>/dev/null || true
   kill "$wm" 2>/dev/null || true
   exit $status
