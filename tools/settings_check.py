@@ -84,6 +84,7 @@ def main() -> int:
     header = (root / "src/core/settings_keys.h").read_text(encoding="utf-8")
     table = (root / "src/core/settings_keys.cpp").read_text(encoding="utf-8")
     sections = set(re.findall(r'inline constexpr const char\* k\w+ = "([^"]*)";\n(?=(?:.|\n)*// ---- Keys)', header))
+    section_names = re.findall(r'inline constexpr const char\* (k\w+) = "[^"]*";\n(?=(?:.|\n)*// ---- Keys)', header)
     problems = []
     for path in sorted(list(root.glob("src/**/*")) + list(root.glob("tools/**/*"))):
         if path.suffix not in {".cpp", ".h"} or path.name.startswith("settings"):
@@ -97,6 +98,11 @@ def main() -> int:
             for literal in re.findall(r'"([^"\\]*)"', code):
                 if literal in sections:
                     problems.append(f"{path.relative_to(root)}:{number}: section by a literal: \"{literal}\"")
+        # A key by a literal right after a section's name, whatever the call (a document's set or
+        # value too).
+        for m in re.finditer(rf'\b(?:keys::(?:{"|".join(section_names)})|k\w*Section)\s*,\s*(?:QStringLiteral\s*\(\s*)?"([^"]*)"', text):
+            line = text.count("\n", 0, m.start()) + 1
+            problems.append(f"{path.relative_to(root)}:{line}: settings key by a literal: \"{m.group(1)}\"")
         for m in re.finditer(ROUTINES, text):
             line = text.count("\n", 0, m.start()) + 1
             routine, args = m.group(1), call_arguments(text, m.end())

@@ -36,6 +36,13 @@ constexpr std::array kSettings{
     Setting{kMqtt, kMqttCaFile, "", "A CA certificate file: TLS to the broker when set."},
     Setting{kMqtt, kMqttDiscoveryPrefix, "homeassistant (only when the key is absent)",
             "Prefix of the Home Assistant discovery topics; an empty value turns discovery off."},
+    Setting{kAlarms, kSilentAfter, "3",
+            "Real-time requests in a row without a valid reply before a station is silent (1 to 1000)."},
+    Setting{kAlarms, kLowSoc, "", "Charge level in % (1 to 100) below which a station raises low_soc; empty: off."},
+    Setting{kAlarms, kAlarmCommand, "",
+            "A program run for each raise and clear with station, device ID, code, text, state and time "
+            "as arguments, never through a shell; empty: none."},
+    Setting{kAlarms, kKeepDays, "365", "Days the alarm log keeps its cleared rows (1 to 36500)."},
 };
 
 }  // namespace

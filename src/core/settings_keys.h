@@ -15,6 +15,7 @@ inline constexpr const char* kNetworkPorts = "Network Ports";
 inline constexpr const char* kScan = "Scan";
 inline constexpr const char* kRecorder = "Maintenance Record";
 inline constexpr const char* kMqtt = "MQTT";
+inline constexpr const char* kAlarms = "Alarms";
 
 // ---- Keys ---------------------------------------------------------------------------------
 // Main
@@ -41,6 +42,11 @@ inline constexpr const char* kMqttUsername = "Username";
 inline constexpr const char* kMqttPassword = "Password";
 inline constexpr const char* kMqttCaFile = "TLS CA File";
 inline constexpr const char* kMqttDiscoveryPrefix = "Discovery Prefix";
+// Alarms
+inline constexpr const char* kSilentAfter = "Silent After";
+inline constexpr const char* kLowSoc = "Low SOC";
+inline constexpr const char* kAlarmCommand = "Command";
+inline constexpr const char* kKeepDays = "Keep Days";
 
 // A key named by its value rather than by a fixed text: the entries of the port list, a
 // gateway's port name, a station's mark.
