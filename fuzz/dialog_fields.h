@@ -33,9 +33,9 @@
 #include "shell/frm_add_station.h"
 #include "shell/frm_mdi.h"
 #include "shell/frm_port_configuration.h"
-#include "ui/modal.h"
 #include "shell/station_form.h"
 #include "support/scripted_dialogs.h"
+#include "ui/modal.h"
 #include "ui/registry.h"
 
 namespace xl::fuzzing {
@@ -102,8 +102,8 @@ class DialogConsole {
   static QComboBox* list(QObject& f, const char* name) { return f.findChild<QComboBox*>(name); }
 
   void fill(shell::FrmAddStation& f, std::uint8_t mode, const QStringList& t) {
-    const char* boxes[] = {"StationNameSS", "DeviceID", nullptr, nullptr, "PeakPower", "Voc", "Vmp",
-                           nullptr, "Capacity", "Voltage", nullptr, "Power", "Remarks"};
+    const char* boxes[] = {"StationNameSS", "DeviceID", nullptr,   nullptr, "PeakPower", "Voc",    "Vmp",
+                           nullptr,         "Capacity", "Voltage", nullptr, "Power",     "Remarks"};
     for (int i = 0; i < 13; ++i)
       if (boxes[i]) box(f, boxes[i])->setText(t[i]);
     // The lists take a choice, not text: an index from the mode byte (or none).

@@ -33,8 +33,10 @@ void checkFrame(const xl::Bytes& frame, std::size_t length) {
 std::vector<std::string> fieldsOf(std::string_view text) {
   std::vector<std::string> out(1);
   for (char c : text) {
-    if (c == '\n') out.emplace_back();
-    else out.back() += c;
+    if (c == '\n')
+      out.emplace_back();
+    else
+      out.back() += c;
   }
   while (out.size() < 6) out.emplace_back();
   return out;

@@ -152,7 +152,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   check(removed.remove(section, key));
   for (size_t i = 0; i < names.size(); ++i) {
     const auto& [s, k] = names[i];
-    if (matchForm(s) != matchForm(section) || matchForm(k) != matchForm(key)) check(removed.value(s, k) == doc.value(s, k));
+    if (matchForm(s) != matchForm(section) || matchForm(k) != matchForm(key))
+      check(removed.value(s, k) == doc.value(s, k));
   }
   return 0;
 }

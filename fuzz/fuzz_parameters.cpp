@@ -76,7 +76,8 @@ const Field kFields[] = {
 };
 
 std::uint8_t voltageCode(const std::string& name) {
-  const std::pair<const char*, std::uint8_t> codes[] = {{"Auto", 255}, {"12V", 12}, {"24V", 24}, {"36V", 36}, {"48V", 48}};
+  const std::pair<const char*, std::uint8_t> codes[] = {
+      {"Auto", 255}, {"12V", 12}, {"24V", 24}, {"36V", 36}, {"48V", 48}};
   for (const auto& [n, code] : codes) {
     if (name == n) return code;
   }
@@ -91,8 +92,10 @@ void checkWrite(const ParameterBoxes& boxes, const ParameterBlockState& state, c
   for (const Field& f : kFields) {
     const auto v = expectedValue(boxes.text(f.control), f.scale, f.lenient, f.negate, f.oneByte ? 255 : 65535);
     check(v.has_value());
-    if (f.oneByte) check(w[f.at] == *v);
-    else check(w[f.at] * 256 + w[f.at + 1] == *v);
+    if (f.oneByte)
+      check(w[f.at] == *v);
+    else
+      check(w[f.at] * 256 + w[f.at + 1] == *v);
   }
   const std::uint8_t volts = voltageCode(boxes.text(C::Combo4));
   check(w[11] == volts);
@@ -112,9 +115,9 @@ void checkCoefficient(const ParameterBoxes& boxes) {
   }
 }
 
-const std::string kWords[] = {"", "0", "-0", "3", "-3", "-9", "14.4", "7", "17", "18", "6.9", "0.5", "2.5",
-                              "100", "150", "255", "256", "65535", "65536", "-1", "abc", "12V", "1e3", "&H10",
-                              " 12 ", "9", "9.0", "11.5", "20.00", "LI", "SOC", "Auto", "60V"};
+const std::string kWords[] = {"",    "0",    "-0",   "3",   "-3",  "-9",   "14.4",  "7",     "17",  "18",   "6.9",
+                              "0.5", "2.5",  "100",  "150", "255", "256",  "65535", "65536", "-1",  "abc",  "12V",
+                              "1e3", "&H10", " 12 ", "9",   "9.0", "11.5", "20.00", "LI",    "SOC", "Auto", "60V"};
 
 std::string fuzzedBoxText(FuzzedDataProvider& in) {
   if (in.ConsumeBool()) return kWords[in.ConsumeIntegralInRange<std::size_t>(0, std::size(kWords) - 1)];
@@ -196,8 +199,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ParameterBoxes boxes;
     ParameterBlockState state;
     for (Control c : allControls()) {
-      if (isList(c)) boxes.setListIndex(c, in.ConsumeIntegralInRange(-1, static_cast<int>(listEntries(c).size()) - 1));
-      else boxes.setText(c, fuzzedBoxText(in));
+      if (isList(c))
+        boxes.setListIndex(c, in.ConsumeIntegralInRange(-1, static_cast<int>(listEntries(c).size()) - 1));
+      else
+        boxes.setText(c, fuzzedBoxText(in));
     }
     state.dataRead = in.ConsumeBool();
     state.blockOfStation = in.ConsumeBool();
@@ -235,11 +240,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzzRules(in, boxes, ruled);
   const ParameterBoxes before = boxes;
   const std::vector<std::uint8_t> rest = in.ConsumeRemainingBytes<std::uint8_t>();
-  const core::IniDocument doc =
-      core::IniDocument::parse(QByteArray(reinterpret_cast<const char*>(rest.data()), static_cast<qsizetype>(rest.size())));
+  const core::IniDocument doc = core::IniDocument::parse(
+      QByteArray(reinterpret_cast<const char*>(rest.data()), static_cast<qsizetype>(rest.size())));
   const QString section = QString::fromUtf8(kParameterSection.data(), static_cast<qsizetype>(kParameterSection.size()));
   const ImportResult r = readParameters(boxes, [&](std::string_view key) {
-    return core::readIniValue(doc, section, QString::fromUtf8(key.data(), static_cast<qsizetype>(key.size()))).toStdString();
+    return core::readIniValue(doc, section, QString::fromUtf8(key.data(), static_cast<qsizetype>(key.size())))
+        .toStdString();
   });
   if (r.outcome == ImportResult::Outcome::Stopped) check(boxes == before);
   if (r.outcome == ImportResult::Outcome::Failed) check(!r.logLine.empty());

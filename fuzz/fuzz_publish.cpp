@@ -59,7 +59,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (std::size_t i = 1; i < size; ++i) {
     switch (data[i] % 4) {
       case 0: q.push({"t", std::to_string(i)}), ++pushed; break;
-      case 1: if (q.nextWaiting()) q.markSent(mid++); break;
+      case 1:
+        if (q.nextWaiting()) q.markSent(mid++);
+        break;
       case 2: q.acknowledge(data[i] / 4 % (mid + 1)); break;
       case 3: q.resend(); break;
     }

@@ -15,9 +15,9 @@
 #include "platform/port_names.h"
 #include "platform/qt_scheduler.h"
 #include "platform/qt_serial_port.h"
+#include "publish/publisher.h"
 #include "shell/login.h"
 #include "shell/port_list.h"
-#include "publish/publisher.h"
 #include "ui/registry.h"
 #include "ui/translations.h"
 
@@ -68,7 +68,8 @@ int main(int argc, char** argv) {
        }});
   // A station is offline for the broker when the link health calls it stale.
   publisher.setStaleRule([](const QString& name) {
-    return xl::monitoring::FrmGlobalMonitoring::exists() && xl::monitoring::FrmGlobalMonitoring::instance().isStale(name);
+    return xl::monitoring::FrmGlobalMonitoring::exists() &&
+           xl::monitoring::FrmGlobalMonitoring::instance().isStale(name);
   });
 
   // The first window is the login; it shows the main window when a user has logged in.

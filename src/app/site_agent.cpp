@@ -1,5 +1,7 @@
 #include "app/site_agent.h"
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -10,8 +12,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "core/app_state.h"
 #include "core/message_log.h"
@@ -34,7 +34,6 @@
 namespace xl::app {
 
 namespace {
-
 
 void writeOut(std::FILE* to, const QString& line) {
   const QByteArray bytes = (line + "\n").toUtf8();
@@ -179,13 +178,13 @@ int runAgent(int argc, char** argv, const AgentOptions& options) {
   }
 
   // Every line of the message window, stamped, on standard output.
-  core::setLogEcho([](const QDateTime& when, const QString& text) { writeOut(stdout, core::logStamp(when) + " " + text); });
+  core::setLogEcho(
+      [](const QDateTime& when, const QString& text) { writeOut(stdout, core::logStamp(when) + " " + text); });
 
   platform::QtScheduler scheduler;
   platform::setScheduler(&scheduler);
-  platform::QtPortDriver serial([](const std::string& name) {
-    return platform::resolvePortPath(core::programDir().toStdString(), name);
-  });
+  platform::QtPortDriver serial(
+      [](const std::string& name) { return platform::resolvePortPath(core::programDir().toStdString(), name); });
   platform::GatewayDriver driver(serial, shell::gatewayOfPort);
   platform::setPortDriver(&driver);
   UnattendedDialogs dialogs;
@@ -252,8 +251,7 @@ int runAgent(int argc, char** argv, const AgentOptions& options) {
     QSocketNotifier stopSignal(gSignalPipe[0], QSocketNotifier::Read);
     QObject::connect(&stopSignal, &QSocketNotifier::activated, &app, [&] {
       char buffer[16];
-      while (::read(gSignalPipe[0], buffer, sizeof buffer) > 0) {
-      }
+      while (::read(gSignalPipe[0], buffer, sizeof buffer) > 0) {}
       if (stopping) return;
       stopping = true;
       core::appendLog(QStringLiteral("星澜站点代理停止"));

@@ -60,16 +60,18 @@ FactoryReply factoryReply(int pendingRead, const Bytes& b, std::string_view repl
       if (b[1] == 0x79) r.message = "清除数据成功";
       break;
     case 3:
-      if (digits == "06E3270000") r.text1 = std::string(kCommunicationUseText);
-      else if (digits == "06E3270001") r.text1 = std::string(kParallelUseText);
-      else r.text1 = std::string(kUnknownUseText);
+      if (digits == "06E3270000")
+        r.text1 = std::string(kCommunicationUseText);
+      else if (digits == "06E3270001")
+        r.text1 = std::string(kParallelUseText);
+      else
+        r.text1 = std::string(kUnknownUseText);
       r.message = "设置成功";
       break;
     case 5:
       if (digits == "06DF010001") r.message = "系统复位成功";
       break;
-    default:
-      break;
+    default: break;
   }
   return r;
 }

@@ -47,7 +47,7 @@ constexpr Row kVoltageRows[] = {
     {Control::LTextBox36, "LTextBox35"}, {Control::LTextBox34, "LTextBox33"},
 };
 constexpr Row kOtherRows[] = {
-    {Control::SetChargeCurr, "SetCurrText2"}, {Control::Combo4, "LTextBox25"},  {Control::Combo3, "LTextBox6"},
+    {Control::SetChargeCurr, "SetCurrText2"}, {Control::Combo4, "LTextBox25"},     {Control::Combo3, "LTextBox6"},
     {Control::LTextBox32, "LTextBox31"},      {Control::LTextBox28, "LTextBox27"}, {Control::LTextBox29, "LTextBox26"},
     {Control::LTextBox10, "LTextBox9"},       {Control::LTextBox8, "LTextBox7"},   {Control::LTextBox45, "LTextBox30"},
     {Control::LTextBox24, "LTextBox23"},      {Control::LTextBox44, "LTextBox43"},
@@ -76,14 +76,15 @@ QString text(std::string_view s) { return QString::fromUtf8(s.data(), static_cas
 
 FrmControlParameter::FrmControlParameter()
     : ui::Screen("FrmControlParameter", QStringLiteral("控制参数")),
-      MSComm1("FrmControlParameter.MSComm1",
-              [this] {
-                link::SessionOptions o;
-                // This copy shows every reply text in its hidden box.
-                o.showReplyText = [this](const std::string& t) { Text1->setText(q(t)); };
-                return o;
-              }(),
-              [this](Bytes& reply, const std::string&) { onReply(reply); }) {
+      MSComm1(
+          "FrmControlParameter.MSComm1",
+          [this] {
+            link::SessionOptions o;
+            // This copy shows every reply text in its hidden box.
+            o.showReplyText = [this](const std::string& t) { Text1->setText(q(t)); };
+            return o;
+          }(),
+          [this](Bytes& reply, const std::string&) { onReply(reply); }) {
   build();
   ui::registerStationList(ui::StationList::ControlParameter, Combo1);
   Form_Load();
@@ -338,8 +339,10 @@ void FrmControlParameter::Command4_Click() {
   const QString name = platform::dialogs().saveFileName(QStringLiteral("导出设置"), QStringLiteral("*.txt"));
   const ExportResult result = exportParameters(boxes(), name, QDateTime::currentDateTime());
   if (result.path.isEmpty()) return;
-  if (result.written) platform::dialogs().msgBox(text(kExportDoneMessage));
-  else platform::dialogs().msgBox(text(kExportFailedMessage) + result.path, platform::kExclamation);
+  if (result.written)
+    platform::dialogs().msgBox(text(kExportDoneMessage));
+  else
+    platform::dialogs().msgBox(text(kExportFailedMessage) + result.path, platform::kExclamation);
 }
 
 void FrmControlParameter::Command5_Click() {

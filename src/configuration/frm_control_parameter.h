@@ -83,8 +83,7 @@ class FrmControlParameter : public ui::Screen, public ui::Singleton<FrmControlPa
   ui::StationBox* Combo1 = nullptr;
   QComboBox *Combo2 = nullptr, *Combo3 = nullptr, *Combo4 = nullptr;
   QLineEdit* Text1 = nullptr;  // the last reply as hex text, never visible
-  QPushButton *Command1 = nullptr, *Command2 = nullptr, *Command3 = nullptr, *Command4 = nullptr,
-              *Command5 = nullptr;
+  QPushButton *Command1 = nullptr, *Command2 = nullptr, *Command3 = nullptr, *Command4 = nullptr, *Command5 = nullptr;
   QHash<int, QWidget*> widgets_;  // every Control's widget
   ParameterBlockState state_;
   link::SerialSession MSComm1;

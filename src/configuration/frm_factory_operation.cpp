@@ -23,15 +23,16 @@ QString text(std::string_view s) { return QString::fromUtf8(s.data(), static_cas
 
 FrmFactoryOperation::FrmFactoryOperation()
     : ui::Screen("FrmFactoryOperation", QStringLiteral("系统设置")),
-      MSComm1("FrmFactoryOperation.MSComm1",
-              [this] {
-                link::SessionOptions o;
-                o.remembersPort = false;
-                // replyText takes the hex text of every reply, before its CRC is checked.
-                o.showReplyText = [this](const std::string& t) { replyText = t; };
-                return o;
-              }(),
-              [this](Bytes& reply, const std::string&) { onReply(reply); }) {
+      MSComm1(
+          "FrmFactoryOperation.MSComm1",
+          [this] {
+            link::SessionOptions o;
+            o.remembersPort = false;
+            // replyText takes the hex text of every reply, before its CRC is checked.
+            o.showReplyText = [this](const std::string& t) { replyText = t; };
+            return o;
+          }(),
+          [this](Bytes& reply, const std::string&) { onReply(reply); }) {
   auto* top = new QGridLayout;
   Combo1 = ui::addStationBox(top, this);
   LTextBox1 = ui::makeBox(this, {.name = "LTextBox1", .width = 60});
@@ -91,7 +92,8 @@ void FrmFactoryOperation::send(FactoryCommand command) {
   if (!station) return;
   LTextBox1->setText(QString::number(station->address));
   // Restoring, clearing the history and restarting cannot be undone: the operator confirms.
-  if (command == FactoryCommand::Command1 || command == FactoryCommand::Command2 || command == FactoryCommand::Command5) {
+  if (command == FactoryCommand::Command1 || command == FactoryCommand::Command2 ||
+      command == FactoryCommand::Command5) {
     const QString question = QStringLiteral("确定对 %1（设备ID %2）执行 %3?")
                                  .arg(station->name)
                                  .arg(station->address)

@@ -59,13 +59,14 @@ void setListText(QComboBox* box, const QString& text) {
 
 FrmGeneralGLoadConfiguration::FrmGeneralGLoadConfiguration()
     : ui::Screen("FrmGeneralGLoadConfiguration", QStringLiteral("负载控制配置")),
-      MSComm1("FrmGeneralGLoadConfiguration.MSComm1",
-              [] {
-                link::SessionOptions o;
-                o.remembersPort = false;
-                return o;
-              }(),
-              [this](Bytes& reply, const std::string&) { onReply(reply); }) {
+      MSComm1(
+          "FrmGeneralGLoadConfiguration.MSComm1",
+          [] {
+            link::SessionOptions o;
+            o.remembersPort = false;
+            return o;
+          }(),
+          [this](Bytes& reply, const std::string&) { onReply(reply); }) {
   // The station and its address.
   auto* top = new QGridLayout;
   Combo1 = ui::addStationBox(top, this);

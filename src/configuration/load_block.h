@@ -24,7 +24,7 @@
 namespace xl::configuration {
 
 inline constexpr char kLoadBlockReadLiteral[] = " 03 E01D 0003";
-inline constexpr std::size_t kLoadBlockReplyLength = 9;  // last index 8
+inline constexpr std::size_t kLoadBlockReplyLength = 9;   // last index 8
 inline constexpr std::size_t kLoadBlockWriteLength = 13;  // before the CRC
 
 // The screen's texts.
@@ -56,20 +56,20 @@ inline constexpr std::string_view kLoadAddressRefusedLog = "读取失败：设�
 // What showLoadBlock puts into the boxes. Every field is the text the control ends with; the
 // hidden boxes (LTextBox4, LTextBox5, Combo3, LTextBox8) are kept up though no write uses them.
 struct LoadBlockView {
-  std::uint8_t mode = 0;            // byte 4
+  std::uint8_t mode = 0;  // byte 4
   // The option to select. For a mode above 17 this is None and `keepOption` is set: the
   // option that was selected stays selected.
   LoadOption option = LoadOption::None;
   bool keepOption = false;
-  std::string lTextBox2;            // light-control voltage box: byte 8 in mode 0, else empty
-  std::string lTextBox2Tag;         // byte 8 in every mode
-  std::string lTextBox3;            // delay box: byte 6 in mode 0, else empty
-  std::string lTextBox3Tag;         // byte 6 in every mode
-  std::string lTextBox4;            // hidden: the voltage less 1 above 3, else empty
-  std::string lTextBox5;            // hidden: "1" in mode 0
-  std::string combo2;               // the hours: the mode in modes 1 to 14
-  std::string combo3;               // hidden: "0" in modes 1 to 14
-  std::string lTextBox8;            // hidden: "0" in modes 1 to 14
+  std::string lTextBox2;     // light-control voltage box: byte 8 in mode 0, else empty
+  std::string lTextBox2Tag;  // byte 8 in every mode
+  std::string lTextBox3;     // delay box: byte 6 in mode 0, else empty
+  std::string lTextBox3Tag;  // byte 6 in every mode
+  std::string lTextBox4;     // hidden: the voltage less 1 above 3, else empty
+  std::string lTextBox5;     // hidden: "1" in mode 0
+  std::string combo2;        // the hours: the mode in modes 1 to 14
+  std::string combo3;        // hidden: "0" in modes 1 to 14
+  std::string lTextBox8;     // hidden: "0" in modes 1 to 14
 };
 
 // The seven steps of showLoadBlock for a reply as verifyFrame returns it; nullopt, and nothing

@@ -221,16 +221,16 @@ bool ParameterBoxes::setListIndex(Control list, int i) {
 
 const std::vector<ReferenceEntry>& referenceColumn() {
   static const std::vector<ReferenceEntry> column{
-      {Control::Combo2, "LTextBox5", "Sealed"},      {Control::Combo3, "LTextBox6", "Volt.Comp."},
-      {Control::LTextBox8, "LTextBox7", "200"},      {Control::LTextBox10, "LTextBox9", "-3"},
-      {Control::LTextBox12, "LTextBox11", "16.00"},  {Control::LTextBox16, "LTextBox15", "14.60"},
-      {Control::LTextBox18, "LTextBox17", "14.40"},  {Control::LTextBox20, "LTextBox19", "13.80"},
-      {Control::LTextBox22, "LTextBox21", "13.20"},  {Control::LTextBox24, "LTextBox23", "100"},
-      {Control::Combo4, "LTextBox25", "Auto"},       {Control::LTextBox29, "LTextBox26", "120"},
-      {Control::LTextBox28, "LTextBox27", "120"},    {Control::LTextBox32, "LTextBox31", "30"},
-      {Control::LTextBox45, "LTextBox30", "5"},      {Control::LTextBox34, "LTextBox33", "10.60"},
-      {Control::LTextBox38, "LTextBox37", "12.60"},  {Control::LTextBox40, "LTextBox39", "12.00"},
-      {Control::LTextBox36, "LTextBox35", "11.10"},  {Control::LTextBox44, "LTextBox43", "30"},
+      {Control::Combo2, "LTextBox5", "Sealed"},     {Control::Combo3, "LTextBox6", "Volt.Comp."},
+      {Control::LTextBox8, "LTextBox7", "200"},     {Control::LTextBox10, "LTextBox9", "-3"},
+      {Control::LTextBox12, "LTextBox11", "16.00"}, {Control::LTextBox16, "LTextBox15", "14.60"},
+      {Control::LTextBox18, "LTextBox17", "14.40"}, {Control::LTextBox20, "LTextBox19", "13.80"},
+      {Control::LTextBox22, "LTextBox21", "13.20"}, {Control::LTextBox24, "LTextBox23", "100"},
+      {Control::Combo4, "LTextBox25", "Auto"},      {Control::LTextBox29, "LTextBox26", "120"},
+      {Control::LTextBox28, "LTextBox27", "120"},   {Control::LTextBox32, "LTextBox31", "30"},
+      {Control::LTextBox45, "LTextBox30", "5"},     {Control::LTextBox34, "LTextBox33", "10.60"},
+      {Control::LTextBox38, "LTextBox37", "12.60"}, {Control::LTextBox40, "LTextBox39", "12.00"},
+      {Control::LTextBox36, "LTextBox35", "11.10"}, {Control::LTextBox44, "LTextBox43", "30"},
       {Control::SetChargeCurr, "SetCurrText2", ""},
   };
   return column;
@@ -240,8 +240,10 @@ const std::vector<ReferenceEntry>& referenceColumn() {
 
 void clearAll(ParameterBoxes& boxes) {
   for (Control c : allControls()) {
-    if (isList(c)) boxes.setListIndex(c, -1);
-    else boxes.setText(c, "");
+    if (isList(c))
+      boxes.setListIndex(c, -1);
+    else
+      boxes.setText(c, "");
   }
 }
 
@@ -290,8 +292,10 @@ bool showParameterBlock(ParameterBoxes& boxes, ParameterBlockState& state, const
     volts(Control::TextLimit, 13);
   });
   step([&] {
-    if (r[15] == 0 && r[16] == 0) assignText(boxes, Control::LTextBox16, "");
-    else volts(Control::LTextBox16, 15);
+    if (r[15] == 0 && r[16] == 0)
+      assignText(boxes, Control::LTextBox16, "");
+    else
+      volts(Control::LTextBox16, 15);
   });
   step([&] {
     volts(Control::LTextBox18, 17);
@@ -354,29 +358,29 @@ std::variant<Bytes, WriteFailure> buildParameterWrite(ParameterBoxes& boxes, con
     if (type >= 0) code = static_cast<std::uint8_t>(type);
     const std::uint8_t typeCode = code;
 
-    w.word(Control::SetChargeCurr, 100);  // 0xE001
-    w.word(Control::LTextBox8, 1);        // 0xE002
-    w.raw(voltageCode);                   // 0xE003 high
-    w.raw(last[8]);                       // 0xE003 low, echoed
-    w.raw(last[9]);                       // 0xE004 high, echoed
-    w.raw(typeCode);                      // 0xE004 low
-    w.word(Control::LTextBox12, 10);      // 0xE005
-    w.word(Control::TextLimit, 10);       // 0xE006
-    w.word(Control::LTextBox16, 10, true);  // 0xE007, an empty box sends 0
-    w.word(Control::LTextBox18, 10);      // 0xE008
-    w.word(Control::LTextBox20, 10);      // 0xE009
-    w.word(Control::LTextBox22, 10);      // 0xE00A
-    w.word(Control::LTextBox38, 10);      // 0xE00B
-    w.word(Control::LTextBox40, 10);      // 0xE00C
-    w.word(Control::LTextBox36, 10);      // 0xE00D
-    w.word(Control::LTextBox34, 10);      // 0xE00E
-    w.byte(Control::LTextBox24, true);    // 0xE00F high, an empty box sends 0
-    w.byte(Control::LTextBox44);          // 0xE00F low
-    w.word(Control::LTextBox45, 1);       // 0xE010
-    w.word(Control::LTextBox28, 1);       // 0xE011
-    w.word(Control::LTextBox29, 1);       // 0xE012
-    w.word(Control::LTextBox32, 1);       // 0xE013
-    w.negatedWord(Control::LTextBox10);   // 0xE014
+    w.word(Control::SetChargeCurr, 100);                    // 0xE001
+    w.word(Control::LTextBox8, 1);                          // 0xE002
+    w.raw(voltageCode);                                     // 0xE003 high
+    w.raw(last[8]);                                         // 0xE003 low, echoed
+    w.raw(last[9]);                                         // 0xE004 high, echoed
+    w.raw(typeCode);                                        // 0xE004 low
+    w.word(Control::LTextBox12, 10);                        // 0xE005
+    w.word(Control::TextLimit, 10);                         // 0xE006
+    w.word(Control::LTextBox16, 10, true);                  // 0xE007, an empty box sends 0
+    w.word(Control::LTextBox18, 10);                        // 0xE008
+    w.word(Control::LTextBox20, 10);                        // 0xE009
+    w.word(Control::LTextBox22, 10);                        // 0xE00A
+    w.word(Control::LTextBox38, 10);                        // 0xE00B
+    w.word(Control::LTextBox40, 10);                        // 0xE00C
+    w.word(Control::LTextBox36, 10);                        // 0xE00D
+    w.word(Control::LTextBox34, 10);                        // 0xE00E
+    w.byte(Control::LTextBox24, true);                      // 0xE00F high, an empty box sends 0
+    w.byte(Control::LTextBox44);                            // 0xE00F low
+    w.word(Control::LTextBox45, 1);                         // 0xE010
+    w.word(Control::LTextBox28, 1);                         // 0xE011
+    w.word(Control::LTextBox29, 1);                         // 0xE012
+    w.word(Control::LTextBox32, 1);                         // 0xE013
+    w.negatedWord(Control::LTextBox10);                     // 0xE014
     for (std::size_t i = 43; i <= 66; ++i) w.raw(last[i]);  // 0xE015..0xE020, echoed
     w.raw(boxes.text(Control::Combo3) == "SOC" ? 4 : 0);    // 0xE021 high: bit 2 alone
     w.raw(last[68]);                                        // 0xE021 low, echoed

@@ -29,9 +29,9 @@
 #include <variant>
 #include <vector>
 
+#include "link/device_data_map.h"
 #include "platform/bytes.h"
 #include "platform/failure.h"
-#include "link/device_data_map.h"
 
 namespace xl::configuration {
 

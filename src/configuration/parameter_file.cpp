@@ -13,9 +13,9 @@ QString qtext(std::string_view text) { return QString::fromUtf8(text.data(), sta
 
 // The ten values read right after the battery type, in the import's order.
 const std::vector<ParameterKey> kFirstValues{
-    {"超压电压(V)", C::LTextBox12},     {"均衡充电电压(V)", C::LTextBox16}, {"提升充电电压(V)", C::LTextBox18},
-    {"浮充充电电压(V)", C::LTextBox20}, {"提升充电返回电压(V)", C::LTextBox22}, {"低压警告电压(V)", C::LTextBox40},
-    {"过放电压(V)", C::LTextBox36},     {"过放返回电压(V)", C::LTextBox38}, {"放电限制电压(V)", C::LTextBox34},
+    {"超压电压(V)", C::LTextBox12},        {"均衡充电电压(V)", C::LTextBox16},     {"提升充电电压(V)", C::LTextBox18},
+    {"浮充充电电压(V)", C::LTextBox20},    {"提升充电返回电压(V)", C::LTextBox22}, {"低压警告电压(V)", C::LTextBox40},
+    {"过放电压(V)", C::LTextBox36},        {"过放返回电压(V)", C::LTextBox38},     {"放电限制电压(V)", C::LTextBox34},
     {"充电电流设置(A)", C::SetChargeCurr},
 };
 // The eight values read after the charge mode.
@@ -60,7 +60,8 @@ const std::vector<ParameterKey>& exportKeys() {
 }
 
 QString savedAtText(const QDateTime& when) {
-  return when.toString(QStringLiteral("yyyy-MM-dd")) + QStringLiteral("    ") + when.toString(QStringLiteral("HH:mm:ss"));
+  return when.toString(QStringLiteral("yyyy-MM-dd")) + QStringLiteral("    ") +
+         when.toString(QStringLiteral("HH:mm:ss"));
 }
 
 void writeParameters(const ParameterBoxes& boxes, const std::string& savedAt, const KeyWriter& write) {
@@ -94,7 +95,7 @@ ImportResult readParameters(ParameterBoxes& boxes, const KeyReader& read) {
 
 QString exportFileName(const QString& chosenName) {
   return chosenName.endsWith(QStringLiteral(".txt"), Qt::CaseInsensitive) ? chosenName
-                                                                         : chosenName + QStringLiteral(".txt");
+                                                                          : chosenName + QStringLiteral(".txt");
 }
 
 ExportResult exportParameters(const ParameterBoxes& boxes, const QString& chosenName, const QDateTime& now) {
@@ -102,7 +103,8 @@ ExportResult exportParameters(const ParameterBoxes& boxes, const QString& chosen
   ExportResult result{exportFileName(chosenName), true};
   const QString section = qtext(kParameterSection);
   writeParameters(boxes, savedAtText(now).toStdString(), [&](std::string_view key, const std::string& value) {
-    if (result.written) result.written = core::writeIniFile(section, qtext(key), QString::fromStdString(value), result.path);
+    if (result.written)
+      result.written = core::writeIniFile(section, qtext(key), QString::fromStdString(value), result.path);
   });
   return result;
 }
@@ -114,15 +116,16 @@ QString importFileName(const QString& chosenName) {
 ImportResult importParameters(ParameterBoxes& boxes, const QString& chosenName) {
   const QString path = importFileName(chosenName);
   const QString section = qtext(kParameterSection);
-  return readParameters(boxes, [&](std::string_view key) {
-    return core::readIniFile(section, qtext(key), path).toStdString();
-  });
+  return readParameters(
+      boxes, [&](std::string_view key) { return core::readIniFile(section, qtext(key), path).toStdString(); });
 }
 
 void restoreDefaults(ParameterBoxes& boxes) {
   for (const ReferenceEntry& entry : referenceColumn()) {
-    if (entry.current == C::SetChargeCurr) assignText(boxes, entry.current, boxes.text(C::LTextBox4));
-    else assignText(boxes, entry.current, std::string(entry.text));
+    if (entry.current == C::SetChargeCurr)
+      assignText(boxes, entry.current, boxes.text(C::LTextBox4));
+    else
+      assignText(boxes, entry.current, std::string(entry.text));
   }
 }
 

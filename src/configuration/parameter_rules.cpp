@@ -34,7 +34,7 @@ constexpr auto Keep = Enable::Keep;
 
 // The columns of the battery types, each in the order in which it is applied.
 const std::vector<Cell> kGel{
-    fixed(C::Combo3, "Volt.Comp.", Off), fixed(C::LTextBox8, "200", On),  fixed(C::LTextBox10, "-3", On),
+    fixed(C::Combo3, "Volt.Comp.", Off), fixed(C::LTextBox8, "200", On),    fixed(C::LTextBox10, "-3", On),
     fixed(C::LTextBox12, "16", Off),     fixed(C::LTextBox16, "14.2", Off), fixed(C::LTextBox18, "14.2", Off),
     fixed(C::LTextBox20, "13.8", Off),   fixed(C::LTextBox22, "13.2", Off), fixed(C::LTextBox24, "100", Off),
     fixed(C::Combo4, "Auto", On),        fixed(C::LTextBox29, "120", Off),  fixed(C::LTextBox28, "0", Off),
@@ -43,7 +43,7 @@ const std::vector<Cell> kGel{
     fixed(C::LTextBox44, "30", Off),     fixed(C::TextLimit, "15.5", Off),
 };
 const std::vector<Cell> kFlooded{
-    fixed(C::Combo3, "Volt.Comp.", Off), fixed(C::LTextBox8, "200", On),  fixed(C::LTextBox10, "-3", On),
+    fixed(C::Combo3, "Volt.Comp.", Off), fixed(C::LTextBox8, "200", On),    fixed(C::LTextBox10, "-3", On),
     fixed(C::LTextBox12, "16", Off),     fixed(C::LTextBox16, "14.8", Off), fixed(C::LTextBox18, "14.6", Off),
     fixed(C::LTextBox20, "13.8", Off),   fixed(C::LTextBox22, "13.2", Off), fixed(C::LTextBox24, "100", Off),
     fixed(C::Combo4, "Auto", On),        fixed(C::LTextBox29, "120", Off),  fixed(C::LTextBox28, "120", Off),
@@ -52,7 +52,7 @@ const std::vector<Cell> kFlooded{
     fixed(C::LTextBox44, "30", Off),     fixed(C::TextLimit, "15.5", Off),
 };
 const std::vector<Cell> kSealed{
-    fixed(C::Combo3, "Volt.Comp.", Off), fixed(C::LTextBox8, "200", On),  fixed(C::LTextBox10, "-3", On),
+    fixed(C::Combo3, "Volt.Comp.", Off), fixed(C::LTextBox8, "200", On),    fixed(C::LTextBox10, "-3", On),
     fixed(C::LTextBox12, "16", Off),     fixed(C::LTextBox16, "14.6", Off), fixed(C::LTextBox18, "14.4", Off),
     fixed(C::LTextBox20, "13.8", Off),   fixed(C::LTextBox22, "13.2", Off), fixed(C::LTextBox24, "100", Off),
     fixed(C::Combo4, "Auto", On),        fixed(C::LTextBox29, "120", Off),  fixed(C::LTextBox28, "120", Off),
@@ -63,18 +63,29 @@ const std::vector<Cell> kSealed{
 // Lithium: the over-voltage follows the boost voltage, the warning and the discharge limit the
 // over-discharge voltage, each computed right after its sources are set.
 const std::vector<Cell> kLithium{
-    fixed(C::Combo3, "Volt.Comp.", Off),  fixed(C::LTextBox8, "200", Keep),   fixed(C::LTextBox10, "0", Off),
-    fixed(C::LTextBox16, "14.4", Off),    fixed(C::LTextBox18, "14.4", On),   fixed(C::LTextBox20, "14.4", Off),
+    fixed(C::Combo3, "Volt.Comp.", Off),
+    fixed(C::LTextBox8, "200", Keep),
+    fixed(C::LTextBox10, "0", Off),
+    fixed(C::LTextBox16, "14.4", Off),
+    fixed(C::LTextBox18, "14.4", On),
+    fixed(C::LTextBox20, "14.4", Off),
     from(C::LTextBox12, C::LTextBox18, 2, Off),
-    fixed(C::LTextBox22, "13.2", Off),    fixed(C::LTextBox24, "100", Off),   fixed(C::Combo4, "Auto", On),
-    fixed(C::LTextBox29, "120", Off),     fixed(C::LTextBox28, "0", Off),     fixed(C::LTextBox32, "0", Off),
-    fixed(C::LTextBox45, "5", Off),       fixed(C::LTextBox38, "12.6", On),   fixed(C::LTextBox36, "11.1", On),
+    fixed(C::LTextBox22, "13.2", Off),
+    fixed(C::LTextBox24, "100", Off),
+    fixed(C::Combo4, "Auto", On),
+    fixed(C::LTextBox29, "120", Off),
+    fixed(C::LTextBox28, "0", Off),
+    fixed(C::LTextBox32, "0", Off),
+    fixed(C::LTextBox45, "5", Off),
+    fixed(C::LTextBox38, "12.6", On),
+    fixed(C::LTextBox36, "11.1", On),
     from(C::LTextBox40, C::LTextBox36, 1, Off),
     from(C::LTextBox34, C::LTextBox36, -0.5, Off),
-    fixed(C::LTextBox44, "30", Off),      fixed(C::TextLimit, "15.5", Off),
+    fixed(C::LTextBox44, "30", Off),
+    fixed(C::TextLimit, "15.5", Off),
 };
 const std::vector<Cell> kUser{
-    fixed(C::Combo3, "Volt.Comp.", Off), fixed(C::LTextBox8, "200", On),  fixed(C::LTextBox10, "-3", On),
+    fixed(C::Combo3, "Volt.Comp.", Off), fixed(C::LTextBox8, "200", On),   fixed(C::LTextBox10, "-3", On),
     fixed(C::LTextBox12, "16", On),      fixed(C::LTextBox16, "14.6", On), fixed(C::LTextBox18, "14.4", On),
     fixed(C::LTextBox20, "13.8", On),    fixed(C::LTextBox22, "13.2", On), fixed(C::LTextBox24, "100", Off),
     fixed(C::Combo4, "Auto", On),        fixed(C::LTextBox29, "120", On),  fixed(C::LTextBox28, "120", On),
@@ -88,10 +99,10 @@ constexpr Control kVoltageBoxes[] = {C::TextLimit,  C::LTextBox12, C::LTextBox16
                                      C::LTextBox22, C::LTextBox34, C::LTextBox38, C::LTextBox40, C::LTextBox36};
 
 // The controls Timer2 greys, in its order.
-constexpr Control kTimer2Controls[] = {
-    C::LTextBox12, C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22, C::LTextBox38, C::LTextBox40,
-    C::LTextBox36, C::LTextBox34, C::LTextBox32, C::LTextBox28, C::LTextBox29, C::LTextBox10, C::LTextBox8,
-    C::LTextBox45, C::LTextBox24, C::LTextBox44, C::Combo3,     C::TextLimit};
+constexpr Control kTimer2Controls[] = {C::LTextBox12, C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22,
+                                       C::LTextBox38, C::LTextBox40, C::LTextBox36, C::LTextBox34, C::LTextBox32,
+                                       C::LTextBox28, C::LTextBox29, C::LTextBox10, C::LTextBox8,  C::LTextBox45,
+                                       C::LTextBox24, C::LTextBox44, C::Combo3,     C::TextLimit};
 
 // A number put into a box by programme, as a box shows an assigned number.
 std::string numberBoxText(double value) { return link::numberText(value); }
@@ -140,8 +151,10 @@ void boostCouplings(ParameterBoxes& boxes) {
   assignText(boxes, C::TextLimit, boxes.text(C::LTextBox18));
   voltageLimits(boxes, C::TextLimit);
   const double floatVolts = toNumber(boxes.text(C::LTextBox20));
-  if (floatVolts > 9.0) assignText(boxes, C::LTextBox22, numberBoxText(toNumber(boxes.text(C::LTextBox20)) - 1.2));
-  else assignText(boxes, C::LTextBox22, boxes.text(C::LTextBox20));
+  if (floatVolts > 9.0)
+    assignText(boxes, C::LTextBox22, numberBoxText(toNumber(boxes.text(C::LTextBox20)) - 1.2));
+  else
+    assignText(boxes, C::LTextBox22, boxes.text(C::LTextBox20));
   voltageLimits(boxes, C::LTextBox22);
 }
 
@@ -150,7 +163,8 @@ void boostCouplings(ParameterBoxes& boxes) {
 void overDischargeCouplings(ParameterBoxes& boxes) {
   if (toNumber(boxes.text(C::LTextBox34)) > 9.0)
     assignText(boxes, C::LTextBox34, numberBoxText(toNumber(boxes.text(C::LTextBox36)) - 0.5));
-  else assignText(boxes, C::LTextBox34, boxes.text(C::LTextBox36));
+  else
+    assignText(boxes, C::LTextBox34, boxes.text(C::LTextBox36));
   assignText(boxes, C::LTextBox40, numberBoxText(toNumber(boxes.text(C::LTextBox36)) + 1));
   voltageLimits(boxes, C::LTextBox34);
   voltageLimits(boxes, C::LTextBox40);
@@ -162,8 +176,7 @@ std::string coefficientRule(std::string t) {
     // The format "-0": a minus sign before the whole number; a text that is no number stays.
     try {
       t = "-" + link::fixedText(toNumber(t), 0);
-    } catch (const RuntimeFailure&) {
-    }
+    } catch (const RuntimeFailure&) {}
   } else if (t == "-0" || t == "0") {
     t = "0";
   }
@@ -254,8 +267,10 @@ void lostFocus(ParameterBoxes& boxes, Control box) {
       case C::LTextBox38:
       case C::LTextBox40: voltageLimits(boxes, box); break;
       case C::LTextBox16:
-        if (type == "Gel") assignText(boxes, box, "15.2");
-        else clamp(boxes, box, 7, 17);
+        if (type == "Gel")
+          assignText(boxes, box, "15.2");
+        else
+          clamp(boxes, box, 7, 17);
         format(boxes, box, 2);
         break;
       case C::LTextBox18:
@@ -267,12 +282,16 @@ void lostFocus(ParameterBoxes& boxes, Control box) {
         if (type == "LI") overDischargeCouplings(boxes);
         break;
       case C::LTextBox24:
-        if (type == "User") clamp(boxes, box, 0, 100);
-        else assignText(boxes, box, "100");
+        if (type == "User")
+          clamp(boxes, box, 0, 100);
+        else
+          assignText(boxes, box, "100");
         break;
       case C::LTextBox28:
-        if (type == "Gel") assignText(boxes, box, "120");
-        else clamp(boxes, box, 0, 600);
+        if (type == "Gel")
+          assignText(boxes, box, "120");
+        else
+          clamp(boxes, box, 0, 600);
         break;
       case C::LTextBox29: clamp(boxes, box, 10, 600); break;
       case C::LTextBox32: clamp(boxes, box, 0, 255); break;
@@ -288,10 +307,9 @@ void lostFocus(ParameterBoxes& boxes, Control box) {
 
 void applyTypingRules(ParameterBoxes& boxes) {
   static constexpr Control kScreenOrder[] = {
-      C::LTextBox12, C::TextLimit,  C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22,
-      C::LTextBox38, C::LTextBox40, C::LTextBox36, C::LTextBox34, C::SetChargeCurr, C::LTextBox32,
-      C::LTextBox28, C::LTextBox29, C::LTextBox10, C::LTextBox8,  C::LTextBox45,   C::LTextBox24,
-      C::LTextBox44,
+      C::LTextBox12, C::TextLimit,  C::LTextBox16, C::LTextBox18,    C::LTextBox20, C::LTextBox22, C::LTextBox38,
+      C::LTextBox40, C::LTextBox36, C::LTextBox34, C::SetChargeCurr, C::LTextBox32, C::LTextBox28, C::LTextBox29,
+      C::LTextBox10, C::LTextBox8,  C::LTextBox45, C::LTextBox24,    C::LTextBox44,
   };
   for (Control c : kScreenOrder) {
     if (c == C::SetChargeCurr && boxes.text(C::LTextBox4).empty()) continue;

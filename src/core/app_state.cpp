@@ -17,7 +17,8 @@ QString gProgramDir;
 
 QString programDirFor(const QString& exeDir, const QString& installedBinDir, const QString& dataHome) {
   const QFileInfo exe(exeDir);
-  const bool installed = !installedBinDir.isEmpty() && exe.canonicalFilePath() == QFileInfo(installedBinDir).canonicalFilePath();
+  const bool installed =
+      !installedBinDir.isEmpty() && exe.canonicalFilePath() == QFileInfo(installedBinDir).canonicalFilePath();
   if (!installed && exe.isWritable()) return exeDir;
   const QString dir = QDir(dataHome).filePath(QStringLiteral("xinglan"));
   QDir().mkpath(dir);  // a folder that cannot be made shows later as a store that cannot be opened
@@ -27,9 +28,8 @@ QString programDirFor(const QString& exeDir, const QString& installedBinDir, con
 QString programDir() {
   if (!gProgramDir.isEmpty()) return gProgramDir;
   // XL_INSTALL_BINDIR is where the install puts the executables (/usr/bin in the package).
-  static const QString dir =
-      programDirFor(QCoreApplication::applicationDirPath(), QStringLiteral(XL_INSTALL_BINDIR),
-                    QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
+  static const QString dir = programDirFor(QCoreApplication::applicationDirPath(), QStringLiteral(XL_INSTALL_BINDIR),
+                                           QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
   return dir;
 }
 

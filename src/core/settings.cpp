@@ -18,9 +18,7 @@ const QByteArray kCrLf("\r\n");
 // The read buffer of the profile call holds 500 characters, one of them its closing NUL.
 constexpr qsizetype kReadLimit = 499;
 
-bool isBlank(QChar c) {
-  return c == u' ' || c == u'\t' || c == u'\r' || c == u'\v' || c == u'\f';
-}
+bool isBlank(QChar c) { return c == u' ' || c == u'\t' || c == u'\r' || c == u'\v' || c == u'\f'; }
 
 QString trimBlanks(const QString& text) {
   qsizetype begin = 0;
@@ -36,9 +34,7 @@ QString cutAtNul(const QString& text) {
   return nul < 0 ? text : text.left(nul);
 }
 
-bool hasLineBreak(const QString& text) {
-  return text.contains(u'\r') || text.contains(u'\n');
-}
+bool hasLineBreak(const QString& text) { return text.contains(u'\r') || text.contains(u'\n'); }
 
 QString cutAtLineBreak(const QString& text) {
   for (qsizetype i = 0; i < text.size(); ++i) {
@@ -47,9 +43,7 @@ QString cutAtLineBreak(const QString& text) {
   return text;
 }
 
-bool sameName(const QString& a, const QString& b) {
-  return a.compare(b, Qt::CaseInsensitive) == 0;
-}
+bool sameName(const QString& a, const QString& b) { return a.compare(b, Qt::CaseInsensitive) == 0; }
 
 // The profile call removes one pair of matching quotes around a value.
 QString stripQuotes(const QString& value) {
@@ -276,7 +270,6 @@ std::optional<QByteArray> readFileBytes(const QString& path) {
   return file.readAll();
 }
 
-
 // Replaces the file as a whole, through a temporary file where the directory allows one, so that
 // a failure halfway leaves the old contents. False when nothing was written.
 bool saveFileBytes(const QString& path, const QByteArray& bytes) {
@@ -291,9 +284,7 @@ bool saveFileBytes(const QString& path, const QByteArray& bytes) {
   return file.commit();
 }
 
-IniDocument loadDocument(const QString& path) {
-  return IniDocument::parse(readFileBytes(path).value_or(QByteArray()));
-}
+IniDocument loadDocument(const QString& path) { return IniDocument::parse(readFileBytes(path).value_or(QByteArray())); }
 
 }  // namespace
 

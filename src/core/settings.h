@@ -60,8 +60,8 @@ class IniDocument {
     QByteArray bytes;  // without the line end
     QByteArray end;    // "\r\n", "\n", or empty for a last line without one
     Kind kind = Kind::Blank;
-    QString name;   // section name or key, trimmed
-    QString value;  // value of a key line, trimmed
+    QString name;              // section name or key, trimmed
+    QString value;             // value of a key line, trimmed
     qsizetype valueStart = 0;  // where the value begins in the decoded line text
   };
 

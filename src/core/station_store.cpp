@@ -14,7 +14,8 @@ namespace {
 
 QString gStorePath;
 
-// The cached lookup (of the GUI thread, as every routine here): name (folded as the store compares it) to the first row's port and address.
+// The cached lookup (of the GUI thread, as every routine here): name (folded as the store compares it) to the first
+// row's port and address.
 struct PortAndId {
   QString port, deviceId;
 };
@@ -66,12 +67,18 @@ struct Column {
 
 // The columns in the order that the insert statement names them.
 constexpr Column kInsertColumns[] = {
-    {"ArraysType", &Station::ArraysType}, {"BatteryType", &Station::BatteryType},
-    {"Capacity", &Station::Capacity},     {"DeviceID", &Station::DeviceID},
-    {"LoadType", &Station::LoadType},     {"PeakPower", &Station::PeakPower},
-    {"Port", &Station::Port},             {"Power", &Station::Power},
-    {"Remarks", &Station::Remarks},       {"StationName", &Station::StationName},
-    {"Vmp", &Station::Vmp},               {"Voc", &Station::Voc},
+    {"ArraysType", &Station::ArraysType},
+    {"BatteryType", &Station::BatteryType},
+    {"Capacity", &Station::Capacity},
+    {"DeviceID", &Station::DeviceID},
+    {"LoadType", &Station::LoadType},
+    {"PeakPower", &Station::PeakPower},
+    {"Port", &Station::Port},
+    {"Power", &Station::Power},
+    {"Remarks", &Station::Remarks},
+    {"StationName", &Station::StationName},
+    {"Vmp", &Station::Vmp},
+    {"Voc", &Station::Voc},
     {"Voltage", &Station::Voltage},
 };
 
@@ -122,8 +129,8 @@ class Statement {
   // A null text is stored as the empty text, as the system writes every column as quoted text.
   Statement& bind(int index, const QString& value) {
     const QByteArray utf8 = value.toUtf8();
-    ok_ = ok_ && sqlite3_bind_text(stmt_, index, utf8.constData(), static_cast<int>(utf8.size()),
-                                   SQLITE_TRANSIENT) == SQLITE_OK;
+    ok_ = ok_ && sqlite3_bind_text(stmt_, index, utf8.constData(), static_cast<int>(utf8.size()), SQLITE_TRANSIENT) ==
+                     SQLITE_OK;
     return *this;
   }
 
@@ -137,8 +144,7 @@ class Statement {
 
   // Runs a statement that returns no rows.
   bool run() {
-    while (next()) {
-    }
+    while (next()) {}
     return ok_;
   }
 

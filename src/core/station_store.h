@@ -21,8 +21,8 @@ namespace xl::core {
 // One row of table Station: thirteen texts. StationName is the key in all use, but the table
 // does not enforce it (an update may rename a station onto a name that exists).
 struct Station {
-  QString StationName, Port, DeviceID, ArraysType, PeakPower, Voc, Vmp, BatteryType, Capacity, Voltage,
-      LoadType, Power, Remarks;
+  QString StationName, Port, DeviceID, ArraysType, PeakPower, Voc, Vmp, BatteryType, Capacity, Voltage, LoadType, Power,
+      Remarks;
 
   bool operator==(const Station&) const = default;
 };

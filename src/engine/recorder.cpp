@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/settings.h"
 #include "core/settings_keys.h"
-#include "core/app_state.h"
 #include "link/vb_numbers.h"
 #include "monitoring/recorder_line.h"
 #include "monitoring/recorder_settings.h"
@@ -36,7 +36,8 @@ RecorderConfig recorderConfigFromSettings(const QStringList& stationNames, const
   c.readInterval = boundedReadInterval(readIntervalOrDefault(key(core::keys::kReadInterval)));
   c.autoSaving = roundHalfEven(valOf(key(core::keys::kAutoSaving))) == 1;
   c.root = filePathOrDefault(key(core::keys::kFilePath), programFolder);
-  const SaveIntervalTexts saving = saveIntervalOrDefault(key(core::keys::kSaveIntervalH), key(core::keys::kSaveIntervalM));
+  const SaveIntervalTexts saving =
+      saveIntervalOrDefault(key(core::keys::kSaveIntervalH), key(core::keys::kSaveIntervalM));
   c.hours = saving.hours;
   c.minutes = saving.minutes;
   c.lineCount = lineCountOrDefault(key(core::keys::kLineCount));
@@ -166,8 +167,7 @@ void Recorder::flushReadings() {
   stations.reserve(rows_.size());
   for (const Row& r : rows_) stations.push_back({r.name, monitoring::isMarkedCell(r.mark), r.file});
   const monitoring::RecorderLimits limits{valOf(config_.sizeLimit), valOf(config_.lineCount)};
-  const monitoring::FlushReport report =
-      files_.flushReadings(config_.root, stations, queue_, limits, recordCounter_);
+  const monitoring::FlushReport report = files_.flushReadings(config_.root, stations, queue_, limits, recordCounter_);
   if (report.rootMissing) return;
   for (std::size_t i = 0; i < rows_.size(); ++i) rows_[i].file = stations[i].file;
   dropped_ += report.dropped;

@@ -42,13 +42,13 @@ struct TaggedTimer : platform::Timer {
 // where a number is meant, so a value from the settings file counts as it stands.
 struct RecorderConfig {
   QString readInterval = QStringLiteral("10");  // seconds between the scan's rounds
-  bool autoSaving = false;                       // Timer2 runs
-  QString root;                                  // the root folder of the station folders
-  QString hours = QStringLiteral("0");           // the save interval
+  bool autoSaving = false;                      // Timer2 runs
+  QString root;                                 // the root folder of the station folders
+  QString hours = QStringLiteral("0");          // the save interval
   QString minutes = QStringLiteral("1");
-  QString lineCount = QStringLiteral("32000");   // data lines of a file before it rolls
-  QString sizeLimit = QStringLiteral("30");      // megabytes of a file before it rolls
-  QHash<QString, QString> marks;                 // by station name: "-1" saves the station
+  QString lineCount = QStringLiteral("32000");  // data lines of a file before it rolls
+  QString sizeLimit = QStringLiteral("30");     // megabytes of a file before it rolls
+  QHash<QString, QString> marks;                // by station name: "-1" saves the station
 };
 
 // The configuration in the settings file (section "Maintenance Record"), with the defaults for

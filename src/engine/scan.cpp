@@ -23,7 +23,9 @@ using link::kDeviceInfoRequest;
 using link::kLoadModeRequest;
 using link::kRealTimeRequest;
 
-QByteArray bytesOf(const Bytes& b) { return QByteArray(reinterpret_cast<const char*>(b.data()), static_cast<int>(b.size())); }
+QByteArray bytesOf(const Bytes& b) {
+  return QByteArray(reinterpret_cast<const char*>(b.data()), static_cast<int>(b.size()));
+}
 
 // A request frame of the real-time block: function 3 from register 0x0100.
 bool isRealTimeRequest(const Bytes& frame) {
@@ -33,19 +35,20 @@ bool isRealTimeRequest(const Bytes& frame) {
 }  // namespace
 
 Scan::Scan()
-    : MSComm1("FrmGlobalMonitoring.MSComm1",
-              [this] {
-                link::SessionOptions o;
-                o.showReplyText = [this](const std::string& text) {
-                  if (display_.replyText) display_.replyText(text);
-                };
-                return o;
-              }(),
-              [this](Bytes& reply, const std::string&) {
-                readDatasA1(reply);
-                readDatasA2(reply);
-                readDatasA3(reply);
-              }) {
+    : MSComm1(
+          "FrmGlobalMonitoring.MSComm1",
+          [this] {
+            link::SessionOptions o;
+            o.showReplyText = [this](const std::string& text) {
+              if (display_.replyText) display_.replyText(text);
+            };
+            return o;
+          }(),
+          [this](Bytes& reply, const std::string&) {
+            readDatasA1(reply);
+            readDatasA2(reply);
+            readDatasA3(reply);
+          }) {
   link::SerialSession::setScanControl(&MSComm1.control());
   MSComm1.setOnExchangeEnded([this] { exchangeEnded(askedRow_, MSComm1.endedRequest()); });
 
@@ -250,8 +253,7 @@ void Scan::dataPassTick(const char* literal, platform::Timer& pass, platform::Ti
       sendToRow(scanRow_, literal);
       return;
     }
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
   // The pass has run off the table: the row pointer starts over and the next pass takes over.
   scanRow_ = 0;
   pass.setEnabled(false);
@@ -265,7 +267,8 @@ void Scan::Timer1_Timer() { dataPassTick(kRealTimeRequest, Timer1, &Timer3); }
 void Scan::Timer3_Timer() { dataPassTick(kLoadModeRequest, Timer3, nullptr); }
 
 bool Scan::isWatched(int r) const {
-  return r > 0 && watched_ && watched_->monitoringRuns() && watched_->watchedName() == rows_[static_cast<std::size_t>(r)].name;
+  return r > 0 && watched_ && watched_->monitoringRuns() &&
+         watched_->watchedName() == rows_[static_cast<std::size_t>(r)].name;
 }
 
 void Scan::readDatasA2(Bytes& reply) {
@@ -312,12 +315,14 @@ void Scan::exchangeEnded(int r, const Bytes& request) {
 
 monitoring::LineScan& Scan::lineScan() {
   if (!lineScan_)
-    lineScan_ = std::make_unique<monitoring::LineScan>([this](int r, Bytes& reply) { dispatchReply(r, reply); },
-                                                       [this](int r, const Bytes& request) { exchangeEnded(r, request); });
+    lineScan_ =
+        std::make_unique<monitoring::LineScan>([this](int r, Bytes& reply) { dispatchReply(r, reply); },
+                                               [this](int r, const Bytes& request) { exchangeEnded(r, request); });
   return *lineScan_;
 }
 
-std::vector<monitoring::LineScan::Request> Scan::requestsFor(bool (Scan::*include)(int) const, const char* literal) const {
+std::vector<monitoring::LineScan::Request> Scan::requestsFor(bool (Scan::*include)(int) const,
+                                                             const char* literal) const {
   // Port and address from the store's lookup at the start of the round: a line's requests are
   // queued on its own session.
   std::vector<monitoring::LineScan::Request> out;
@@ -338,14 +343,14 @@ void Scan::dispatchReply(int r, Bytes& reply) {
     readDatasA1(reply);
     readDatasA2(reply);
     readDatasA3(reply);
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
   infoRow_ = info;
   scanRow_ = scan;
 }
 
 void Scan::startFastDiscovery(int pass) {
-  auto requests = pass == 0 ? requestsFor(&Scan::anyRow, kDeviceInfoRequest) : requestsFor(&Scan::isSilentRow, kDeviceInfoRequest);
+  auto requests =
+      pass == 0 ? requestsFor(&Scan::anyRow, kDeviceInfoRequest) : requestsFor(&Scan::isSilentRow, kDeviceInfoRequest);
   lineScan().run(std::move(requests), [this, pass] {
     if (pass < 2) {
       startFastDiscovery(pass + 1);
@@ -353,8 +358,7 @@ void Scan::startFastDiscovery(int pass) {
     }
     try {
       if (discoveryDone_) discoveryDone_();
-    } catch (const std::exception&) {
-    }
+    } catch (const std::exception&) {}
     endDiscovery();
   });
 }
@@ -387,7 +391,8 @@ void Scan::roundBegins() {
 
 std::int64_t Scan::roundLengthUs() const {
   if (measuredRoundUs_ > 0) return measuredRoundUs_;
-  const int answering = static_cast<int>(std::count_if(rows_.begin() + 1, rows_.end(), [](const Row& x) { return x.answered; }));
+  const int answering =
+      static_cast<int>(std::count_if(rows_.begin() + 1, rows_.end(), [](const Row& x) { return x.answered; }));
   return monitoring::pacedRoundUs(answering, readInterval_);
 }
 
@@ -399,8 +404,7 @@ Scan::RowKey Scan::rowKey(int r) const {
   try {
     const std::int32_t id = xl::toLong(xl::val(core::getStationDeviceID(name).toStdString()));
     if (id >= 0 && id <= 255) k.address = id;
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
   return k;
 }
 
@@ -432,7 +436,8 @@ void Scan::refreshHealth() {
   std::optional<std::int64_t> oldest;
   for (int r = 1; r <= rowCount(); ++r) {
     const RowKey k = rowKey(r);
-    const HealthTexts& t = texts[static_cast<std::size_t>(r)] = monitoring::healthTexts(health_.find(k.port, k.address), now, round);
+    const HealthTexts& t = texts[static_cast<std::size_t>(r)] =
+        monitoring::healthTexts(health_.find(k.port, k.address), now, round);
     if (t.state == Freshness::Fresh) ++online;
     if (t.ageUs && (!oldest || *t.ageUs > *oldest)) oldest = t.ageUs;
   }

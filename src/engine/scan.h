@@ -214,7 +214,7 @@ class Scan {
   int idleTicks_ = 0;     // seconds counted toward readInterval
   int infoPass_ = 0;      // finished discovery passes
   std::function<void()> discoveryDone_;
-  int askedRow_ = 0;             // the row the paced session's last request went to
+  int askedRow_ = 0;               // the row the paced session's last request went to
   bool realTimeAnswered_ = false;  // a valid real-time reply since the last exchange ended
 
   bool perLine_ = false;

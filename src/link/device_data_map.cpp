@@ -54,34 +54,34 @@ struct DayField {
 
 // The daily screen's boxes, in the order it fills them.
 constexpr DayField kDayFields[] = {
-    {25, 10, 1},          // lowest battery voltage of the day
-    {27, 10, 1},          // highest battery voltage of the day
-    {29, 100, 2},         // largest charge current
-    {31, 100, 2},         // largest discharge current
-    {33, 1, kPlain},      // largest charge power
-    {35, 1, kPlain},      // largest discharge power
-    {37, 1, kPlain},      // Ah charged today
-    {39, 1, kPlain},      // Ah discharged today
-    {41, 1000, 3},        // energy generated today
-    {43, 1000, 3},        // energy used today
+    {25, 10, 1},      // lowest battery voltage of the day
+    {27, 10, 1},      // highest battery voltage of the day
+    {29, 100, 2},     // largest charge current
+    {31, 100, 2},     // largest discharge current
+    {33, 1, kPlain},  // largest charge power
+    {35, 1, kPlain},  // largest discharge power
+    {37, 1, kPlain},  // Ah charged today
+    {39, 1, kPlain},  // Ah discharged today
+    {41, 1000, 3},    // energy generated today
+    {43, 1000, 3},    // energy used today
 };
 
 // ---- Status group texts -------------------------------------------------------------------
 
 // The words of each reader for the status positions whose texts differ between readers.
 struct GroupWords {
-  const char* overDischarge;     // position 32
-  const char* underVoltage;      // position 30
-  const char* batteryOverVolt;   // position 31
-  const char* panelOverPower;    // position 25
-  const char* panelOverVolt;     // position 23
-  const char* panelReversed;     // position 20
-  const char* loadOverCurrent;   // position 28
+  const char* overDischarge;    // position 32
+  const char* underVoltage;     // position 30
+  const char* batteryOverVolt;  // position 31
+  const char* panelOverPower;   // position 25
+  const char* panelOverVolt;    // position 23
+  const char* panelReversed;    // position 20
+  const char* loadOverCurrent;  // position 28
 };
 
 constexpr GroupWords kRealTimeWords = {"过放", "欠压警告", "超压", "超功率", "超压", "太阳板反接", "负载过流"};
-constexpr GroupWords kScanWords = {"过放",           "欠压警告",       "超压",        "太阳能板功率过大",
-                                   "太阳能板超压",   "太阳能板反接",   "负载过流"};
+constexpr GroupWords kScanWords = {"过放",         "欠压警告",     "超压",    "太阳能板功率过大",
+                                   "太阳能板超压", "太阳能板反接", "负载过流"};
 constexpr GroupWords kRecorderWords = {"蓄电池过放",     "蓄电池欠压警告", "蓄电池超压", "太阳能板超功率",
                                        "太阳能板超电压", "太阳能板反接",   "负载过载"};
 
@@ -238,24 +238,30 @@ StatusTexts applyStatusGroups(std::string_view flags, StatusTexts current, Reade
 
   // Battery: over-discharge hides under-voltage; over-voltage overwrites either.
   t.battery = kNormal;
-  if (set(32)) t.battery = w.overDischarge;
-  else if (set(30)) t.battery = w.underVoltage;
+  if (set(32))
+    t.battery = w.overDischarge;
+  else if (set(30))
+    t.battery = w.underVoltage;
   if (set(31)) t.battery = w.batteryOverVolt;
   if (reader == Reader::RealTime && set(26)) t.battery = "蓄电池超温";
 
   // Panel: over-power hides over-voltage; the scan and the recorder take position 24 for a
   // clean bill that wipes both; reverse polarity overwrites everything before it.
   t.panel = kNormal;
-  if (set(25)) t.panel = w.panelOverPower;
-  else if (set(23)) t.panel = w.panelOverVolt;
+  if (set(25))
+    t.panel = w.panelOverPower;
+  else if (set(23))
+    t.panel = w.panelOverVolt;
   if (reader != Reader::RealTime && set(24)) t.panel = kNormal;
   if (set(20)) t.panel = w.panelReversed;
 
   // Device: over-temperature; failing that, the recorder reports the battery's. The real-time
   // screen reads position 26 here without using it, and the scan does not read it.
   t.device = kNormal;
-  if (set(27)) t.device = "设备超温";
-  else if (reader == Reader::Recorder && set(26)) t.device = "蓄电池超温";
+  if (set(27))
+    t.device = "设备超温";
+  else if (reader == Reader::Recorder && set(26))
+    t.device = "蓄电池超温";
 
   // Load: starts from the on/off word; a short circuit wins over an over-current.
   if (set(28)) t.load = w.loadOverCurrent;
@@ -282,9 +288,9 @@ std::optional<RealTimeBlock> decodeRealTime(const Bytes& reply, Reader reader) {
   if (reader == Reader::Recorder && !(b.panelVoltage.value > 0)) b.panelCurrent.text = "0.00";
   b.panelPower = registerShown(r, 21, 1, kPlain);
 
-  Shown* day[] = {&b.dayMinBatteryVoltage, &b.dayMaxBatteryVoltage, &b.dayMaxChargeCurrent,
-                  &b.dayMaxDischargeCurrent, &b.dayMaxChargePower, &b.dayMaxDischargePower,
-                  &b.dayChargeAh, &b.dayDischargeAh, &b.dayEnergyGenerated, &b.dayEnergyUsed};
+  Shown* day[] = {&b.dayMinBatteryVoltage, &b.dayMaxBatteryVoltage, &b.dayMaxChargeCurrent, &b.dayMaxDischargeCurrent,
+                  &b.dayMaxChargePower,    &b.dayMaxDischargePower, &b.dayChargeAh,         &b.dayDischargeAh,
+                  &b.dayEnergyGenerated,   &b.dayEnergyUsed};
   for (std::size_t i = 0; i < std::size(kDayFields); ++i)
     *day[i] = registerShown(r, kDayFields[i].index, kDayFields[i].divisor, kDayFields[i].places);
 

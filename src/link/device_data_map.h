@@ -55,10 +55,10 @@ struct DeviceInfo {
   std::uint8_t maxSystemVoltage = 0;    // byte 3, volts: 24, 48, 60, 72, 96
   std::uint8_t ratedChargeCurrent = 0;  // byte 4, amperes
   std::uint8_t ratedLoadCurrent = 0;    // byte 5, amperes; 0 = no load output
-  std::string model;            // bytes 8..23, blanks cut at both ends
-  std::string softwareVersion;  // bytes 24..26, "V2.1.0"
-  std::string deviceVersion;    // bytes 28..30
-  std::string serialNumber;     // bytes 31..34, "00" each
+  std::string model;                    // bytes 8..23, blanks cut at both ends
+  std::string softwareVersion;          // bytes 24..26, "V2.1.0"
+  std::string deviceVersion;            // bytes 28..30
+  std::string serialNumber;             // bytes 31..34, "00" each
 };
 
 // nullopt unless the reply has exactly 37 bytes.
@@ -146,44 +146,44 @@ struct Shown {
 };
 
 struct RealTimeBlock {
-  Shown chargeLevel;          // byte 4, %, plain integer
-  Shown batteryVoltage;       // 5, 6 / 10, V, "0.0"
-  Shown batteryCurrent;       // 7, 8 / 100, A, "0.00"; never negative
-  Shown deviceTemperature;    // 9, sign and magnitude, °C
-  Shown batteryTemperature;   // 10, sign and magnitude, °C
-  Shown loadVoltage;          // 11, 12 / 10, V
-  Shown loadCurrent;          // 13, 14 / 100, A
-  Shown loadPower;            // 15, 16, W, plain
-  Shown panelVoltage;         // 17, 18 / 10, V
-  Shown panelCurrent;         // 19, 20 / 100, A; the recorder writes "0.00" when the panel
-                              // voltage is not above 0, whatever the bytes say
-  Shown panelPower;           // 21, 22, W, plain
-  Shown dayMinBatteryVoltage;    // 25, 26 / 10, V
-  Shown dayMaxBatteryVoltage;    // 27, 28 / 10, V
-  Shown dayMaxChargeCurrent;     // 29, 30 / 100, A
-  Shown dayMaxDischargeCurrent;  // 31, 32 / 100, A
-  Shown dayMaxChargePower;       // 33, 34, W
-  Shown dayMaxDischargePower;    // 35, 36, W
-  Shown dayChargeAh;             // 37, 38, Ah
-  Shown dayDischargeAh;          // 39, 40, Ah
-  Shown dayEnergyGenerated;      // 41, 42 / 1000, kWh, "0.000"
-  Shown dayEnergyUsed;           // 43, 44 / 1000, kWh, "0.000"
-  Shown daysInOperation;         // 45, 46
-  Shown overDischargeCount;      // 47, 48
-  Shown fullChargeCount;         // 49, 50
-  Shown totalChargeAh;           // 51..54, 32-bit total, plain
-  Shown totalDischargeAh;        // 55..58
-  Shown totalEnergyGenerated;    // 59..62 / 1000, kWh, plain
-  Shown totalEnergyUsed;         // 63..66 / 1000, kWh, plain
+  Shown chargeLevel;                     // byte 4, %, plain integer
+  Shown batteryVoltage;                  // 5, 6 / 10, V, "0.0"
+  Shown batteryCurrent;                  // 7, 8 / 100, A, "0.00"; never negative
+  Shown deviceTemperature;               // 9, sign and magnitude, °C
+  Shown batteryTemperature;              // 10, sign and magnitude, °C
+  Shown loadVoltage;                     // 11, 12 / 10, V
+  Shown loadCurrent;                     // 13, 14 / 100, A
+  Shown loadPower;                       // 15, 16, W, plain
+  Shown panelVoltage;                    // 17, 18 / 10, V
+  Shown panelCurrent;                    // 19, 20 / 100, A; the recorder writes "0.00" when the panel
+                                         // voltage is not above 0, whatever the bytes say
+  Shown panelPower;                      // 21, 22, W, plain
+  Shown dayMinBatteryVoltage;            // 25, 26 / 10, V
+  Shown dayMaxBatteryVoltage;            // 27, 28 / 10, V
+  Shown dayMaxChargeCurrent;             // 29, 30 / 100, A
+  Shown dayMaxDischargeCurrent;          // 31, 32 / 100, A
+  Shown dayMaxChargePower;               // 33, 34, W
+  Shown dayMaxDischargePower;            // 35, 36, W
+  Shown dayChargeAh;                     // 37, 38, Ah
+  Shown dayDischargeAh;                  // 39, 40, Ah
+  Shown dayEnergyGenerated;              // 41, 42 / 1000, kWh, "0.000"
+  Shown dayEnergyUsed;                   // 43, 44 / 1000, kWh, "0.000"
+  Shown daysInOperation;                 // 45, 46
+  Shown overDischargeCount;              // 47, 48
+  Shown fullChargeCount;                 // 49, 50
+  Shown totalChargeAh;                   // 51..54, 32-bit total, plain
+  Shown totalDischargeAh;                // 55..58
+  Shown totalEnergyGenerated;            // 59..62 / 1000, kWh, plain
+  Shown totalEnergyUsed;                 // 63..66 / 1000, kWh, plain
   std::string totalEnergyGeneratedGrid;  // the same under the grid's column format "0.###"
   std::string totalEnergyUsedGrid;
 
   std::uint8_t chargeState = 0;  // byte 68
   std::string chargeStateText;
-  bool loadOn = false;           // bit 7 of byte 67
+  bool loadOn = false;  // bit 7 of byte 67
   std::string loadStateText;
-  std::string statusFlags;       // bytes 67..70 as given (exchange first for register 0x0122)
-  StatusTexts status;            // the four groups, the load group started from loadStateText
+  std::string statusFlags;  // bytes 67..70 as given (exchange first for register 0x0122)
+  StatusTexts status;       // the four groups, the load group started from loadStateText
 };
 
 // nullopt unless the reply has exactly 73 bytes. Decodes the array as it is: the real-time

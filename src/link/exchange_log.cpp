@@ -15,10 +15,8 @@ std::size_t expectedLength(const Bytes& request) {
       if (request.size() < 6) return 0;
       return 5 + 2 * ((static_cast<std::size_t>(request[4]) << 8) | request[5]);
     case 0x06:
-    case 0x10:
-      return 8;
-    default:
-      return 0;
+    case 0x10: return 8;
+    default: return 0;
   }
 }
 
@@ -59,21 +57,16 @@ Verdict judgeReply(const Bytes& request, const Bytes& reply, int* exceptionCode)
 
 std::string verdictText(Verdict verdict, int exceptionCode) {
   switch (verdict) {
-    case Verdict::Ok:
-      return "正常";
-    case Verdict::CrcError:
-      return "CRC错误";
-    case Verdict::NoReply:
-      return "无应答";
+    case Verdict::Ok: return "正常";
+    case Verdict::CrcError: return "CRC错误";
+    case Verdict::NoReply: return "无应答";
     case Verdict::Exception: {
       char code[8];
       std::snprintf(code, sizeof code, "%02X", exceptionCode & 0xFF);
       return std::string("异常应答 ") + code;
     }
-    case Verdict::LengthMismatch:
-      return "长度不符";
-    case Verdict::AddressMismatch:
-      return "地址不符";
+    case Verdict::LengthMismatch: return "长度不符";
+    case Verdict::AddressMismatch: return "地址不符";
   }
   return {};
 }

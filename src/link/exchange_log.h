@@ -16,24 +16,24 @@
 namespace xl::link {
 
 enum class Verdict {
-  Ok,              // "正常": a frame with a right CRC and the length the request asks for
-  CrcError,        // "CRC错误": bytes came, but they are no frame with a right CRC
-  NoReply,         // "无应答": no byte within the silence limit
-  Exception,       // "异常应答": the controller refused the request (function | 0x80, a code)
-  LengthMismatch,  // "长度不符": a right CRC, but not the length the request asks for
-  AddressMismatch, // "地址不符": a right CRC, but another address or function than the request's
+  Ok,               // "正常": a frame with a right CRC and the length the request asks for
+  CrcError,         // "CRC错误": bytes came, but they are no frame with a right CRC
+  NoReply,          // "无应答": no byte within the silence limit
+  Exception,        // "异常应答": the controller refused the request (function | 0x80, a code)
+  LengthMismatch,   // "长度不符": a right CRC, but not the length the request asks for
+  AddressMismatch,  // "地址不符": a right CRC, but another address or function than the request's
 };
 
 struct Exchange {
-  std::int64_t sentUs = 0;     // when the request was written
-  std::int64_t endedUs = 0;    // when the reply was read, or the silence limit passed
-  std::string port;            // "COM3"
-  int address = -1;            // the request's first byte (-1 for a reply with no request)
-  Bytes request;               // the frame as written, CRC included
-  Bytes reply;                 // everything read in the receive window
+  std::int64_t sentUs = 0;   // when the request was written
+  std::int64_t endedUs = 0;  // when the reply was read, or the silence limit passed
+  std::string port;          // "COM3"
+  int address = -1;          // the request's first byte (-1 for a reply with no request)
+  Bytes request;             // the frame as written, CRC included
+  Bytes reply;               // everything read in the receive window
   Verdict verdict = Verdict::NoReply;
-  int exceptionCode = 0;       // for Verdict::Exception
-  std::int64_t wallSentMs = 0; // wall clock of the request (ms since the epoch), set by a reader
+  int exceptionCode = 0;        // for Verdict::Exception
+  std::int64_t wallSentMs = 0;  // wall clock of the request (ms since the epoch), set by a reader
 };
 
 // The verdict on `reply` (raw bytes with their CRC) to `request` (with its CRC).

@@ -17,7 +17,8 @@ constexpr std::array<std::uint16_t, 256> makeCrcTable() {
   std::array<std::uint16_t, 256> t{};
   for (unsigned i = 0; i < 256; ++i) {
     std::uint16_t c = static_cast<std::uint16_t>(i);
-    for (int b = 0; b < 8; ++b) c = (c & 1) ? static_cast<std::uint16_t>((c >> 1) ^ 0xA001) : static_cast<std::uint16_t>(c >> 1);
+    for (int b = 0; b < 8; ++b)
+      c = (c & 1) ? static_cast<std::uint16_t>((c >> 1) ^ 0xA001) : static_cast<std::uint16_t>(c >> 1);
     t[i] = c;
   }
   return t;
@@ -41,10 +42,14 @@ std::uint8_t hexPair(const std::string& s, std::size_t pos1) {
   for (std::size_t k = 0; k < len; ++k) {
     char c = s[start + k];
     unsigned d;
-    if (c >= '0' && c <= '9') d = static_cast<unsigned>(c - '0');
-    else if (c >= 'A' && c <= 'F') d = static_cast<unsigned>(c - 'A' + 10);
-    else if (c >= 'a' && c <= 'f') d = static_cast<unsigned>(c - 'a' + 10);
-    else fail(Failure::TypeMismatch, "type mismatch: '" + s.substr(start, len) + "' is not hexadecimal");
+    if (c >= '0' && c <= '9')
+      d = static_cast<unsigned>(c - '0');
+    else if (c >= 'A' && c <= 'F')
+      d = static_cast<unsigned>(c - 'A' + 10);
+    else if (c >= 'a' && c <= 'f')
+      d = static_cast<unsigned>(c - 'a' + 10);
+    else
+      fail(Failure::TypeMismatch, "type mismatch: '" + s.substr(start, len) + "' is not hexadecimal");
     v = v * 16 + d;
   }
   return static_cast<std::uint8_t>(v);

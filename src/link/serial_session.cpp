@@ -180,8 +180,7 @@ void SerialSession::abandon() {
   asked_.clear();
   try {
     if (control_.portOpen()) control_.setPortOpen(false);
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
   if (pending_) endRecord({});
   if (line) serveWaiting(line);
 }
@@ -195,7 +194,8 @@ void SerialSession::releaseLine(int port, std::uint64_t id) {
 void SerialSession::serveWaiting(int port) {
   auto& l = lines();
   while (!l.busy.count(port)) {
-    const auto it = std::find_if(l.waiting.begin(), l.waiting.end(), [port](const WaitingRequest& w) { return w.port == port; });
+    const auto it =
+        std::find_if(l.waiting.begin(), l.waiting.end(), [port](const WaitingRequest& w) { return w.port == port; });
     if (it == l.waiting.end()) return;
     WaitingRequest w = std::move(*it);
     l.waiting.erase(it);
@@ -307,8 +307,7 @@ void SerialSession::onComm() {
     try {
       complete = control_.portOpen() && expectLength_ > 0 &&
                  static_cast<std::size_t>(control_.inBufferCount()) >= expectLength_;
-    } catch (const std::exception&) {
-    }
+    } catch (const std::exception&) {}
     if (complete || rest <= platform::Duration::zero()) {
       finishReceive();
       return;
@@ -324,8 +323,7 @@ void SerialSession::closePort() {
   cancelReceive();
   try {
     if (control_.portOpen()) control_.setPortOpen(false);
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
 }
 
 void SerialSession::cancelReceive() {
@@ -343,7 +341,8 @@ void SerialSession::beginRecord(const std::string& portText, const Bytes& frame)
   record_.address = frame.empty() ? -1 : frame[0];
   record_.request = frame;
   const std::uint64_t serial = ++serial_;
-  silenceTask_ = platform::scheduler().post(platform::ms(kSilenceLimitMs), [this, serial] { silenceLimitPassed(serial); });
+  silenceTask_ =
+      platform::scheduler().post(platform::ms(kSilenceLimitMs), [this, serial] { silenceLimitPassed(serial); });
 }
 
 void SerialSession::silenceLimitPassed(std::uint64_t serial) {
@@ -386,8 +385,7 @@ void SerialSession::finishReceive() {
   Bytes raw;
   try {
     raw = control_.input();
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
   const bool hadRequest = pending_;
   // The request this reply must answer (none for a late reply).
   const Bytes asked = std::move(asked_);
@@ -415,8 +413,7 @@ void SerialSession::finishReceive() {
   try {
     control_.setOutBufferCount(0);
     control_.setInBufferCount(0);
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
   if (control_.portOpen() && !options_.keepOpen) control_.setPortOpen(false);
   if (line) serveWaiting(line);
   if (recording) endRecord(std::move(raw));

@@ -78,10 +78,10 @@ bool exchangesObserved();
 // The exchange under way on a line: from the request written to its reply read, or to the
 // silence limit when no byte came.
 struct LineExchange {
-  int port = 0;              // port number
-  int address = -1;          // the station address the request went to (its first byte)
-  int function = -1;         // the request's function code (its second byte)
-  std::int64_t sentUs = 0;   // when it was written
+  int port = 0;             // port number
+  int address = -1;         // the station address the request went to (its first byte)
+  int function = -1;        // the request's function code (its second byte)
+  std::int64_t sentUs = 0;  // when it was written
 };
 
 class SerialSession {

@@ -39,8 +39,8 @@ std::size_t readPrefixed(std::string_view s, std::size_t pos, double& out) {
   if (v <= 0xFFFF && digits <= (radix == 16 ? 4u : 6u)) {
     out = v >= 0x8000 ? static_cast<double>(static_cast<std::int64_t>(v) - 0x10000) : static_cast<double>(v);
   } else if (v <= 0xFFFFFFFFULL) {
-    out = v >= 0x80000000ULL ? static_cast<double>(static_cast<std::int64_t>(v) - 0x100000000LL)
-                             : static_cast<double>(v);
+    out =
+        v >= 0x80000000ULL ? static_cast<double>(static_cast<std::int64_t>(v) - 0x100000000LL) : static_cast<double>(v);
   } else {
     out = static_cast<double>(v);
   }
@@ -53,10 +53,16 @@ std::size_t readDecimal(std::string_view s, std::size_t pos, double& out) {
   std::string buf;
   if (i < s.size() && (s[i] == '+' || s[i] == '-')) buf += s[i++];
   std::size_t mantissa = 0;
-  while (i < s.size() && std::isdigit(static_cast<unsigned char>(s[i]))) { buf += s[i++]; ++mantissa; }
+  while (i < s.size() && std::isdigit(static_cast<unsigned char>(s[i]))) {
+    buf += s[i++];
+    ++mantissa;
+  }
   if (i < s.size() && s[i] == '.') {
     buf += s[i++];
-    while (i < s.size() && std::isdigit(static_cast<unsigned char>(s[i]))) { buf += s[i++]; ++mantissa; }
+    while (i < s.size() && std::isdigit(static_cast<unsigned char>(s[i]))) {
+      buf += s[i++];
+      ++mantissa;
+    }
   }
   if (mantissa == 0) return 0;
   if (i < s.size() && (s[i] == 'e' || s[i] == 'E')) {
@@ -64,8 +70,14 @@ std::size_t readDecimal(std::string_view s, std::size_t pos, double& out) {
     std::string exp = "e";
     if (j < s.size() && (s[j] == '+' || s[j] == '-')) exp += s[j++];
     std::size_t expDigits = 0;
-    while (j < s.size() && std::isdigit(static_cast<unsigned char>(s[j]))) { exp += s[j++]; ++expDigits; }
-    if (expDigits > 0) { buf += exp; i = j; }
+    while (j < s.size() && std::isdigit(static_cast<unsigned char>(s[j]))) {
+      exp += s[j++];
+      ++expDigits;
+    }
+    if (expDigits > 0) {
+      buf += exp;
+      i = j;
+    }
   }
   out = std::strtod(buf.c_str(), nullptr);
   return i - pos;

@@ -220,7 +220,8 @@ void FrmAlarmLog::Acknowledge_Click() {
     if (i.row() >= 1) ids.push_back(ActiveGrid->cellData(i.row(), 0).toLongLong());
   if (ids.empty()) return;
   AlarmEngine* e = AlarmEngine::current();
-  const int n = e ? e->acknowledge(ids, core::currentUser) : alarmLog().acknowledge(ids, core::currentUser, QDateTime::currentDateTime());
+  const int n = e ? e->acknowledge(ids, core::currentUser)
+                  : alarmLog().acknowledge(ids, core::currentUser, QDateTime::currentDateTime());
   if (n > 0) core::appendLog(QStringLiteral("已确认告警 %1 条").arg(n));
   ActiveGrid->clearSelection();  // what was acknowledged is no longer a choice
   refresh();

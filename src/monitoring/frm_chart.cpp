@@ -85,8 +85,8 @@ void FrmChart::showChart(const std::vector<double>& values, int count, short cha
   axisX->setGridLineVisible(false);
   const std::size_t step = std::max<std::size_t>(1, (n + 17) / 18);
   for (std::size_t i = 0; i < n; i += step) {
-    const QString label = static_cast<qsizetype>(i) < rowLabels.size() ? rowLabels[static_cast<qsizetype>(i)]
-                                                                       : QString::number(i + 1);
+    const QString label =
+        static_cast<qsizetype>(i) < rowLabels.size() ? rowLabels[static_cast<qsizetype>(i)] : QString::number(i + 1);
     // Category labels must differ; a repeated day number (an edited grid) gets a blank suffix.
     QString unique = label;
     while (axisX->categoriesLabels().contains(unique)) unique += QLatin1Char(' ');
@@ -173,7 +173,8 @@ bool FrmChart::legendShown() const { return MSChart1->chart()->legend()->isVisib
 
 QStringList FrmChart::rowLabels() const {
   for (QAbstractAxis* a : MSChart1->chart()->axes(Qt::Horizontal))
-    if (auto* labelled = qobject_cast<QCategoryAxis*>(a); labelled && labelled->isVisible() && labelled->labelsVisible()) {
+    if (auto* labelled = qobject_cast<QCategoryAxis*>(a);
+        labelled && labelled->isVisible() && labelled->labelsVisible()) {
       QStringList out;
       for (const QString& l : labelled->categoriesLabels()) out << l.trimmed();
       return out;

@@ -6,14 +6,14 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
-#include <QScrollBar>
-#include <algorithm>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QShowEvent>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "core/message_log.h"
 #include "core/settings.h"

@@ -17,7 +17,6 @@
 
 namespace xl::monitoring {
 
-
 namespace {
 
 // Columns of the table: header, key.
@@ -26,13 +25,13 @@ struct Column {
   const char* key;
 };
 const Column kColumns[] = {
-    {"站点名称", "Station Name"},      {"设备ID", "ID"},
-    {"设备状态", "Device State"},      {"电池板状态", "Array State"},
-    {"充电状态", "Charging State"},    {"蓄电池状态", "Battery State"},
-    {"负载状态", "Load State"},        {"充电安时数Ah", "Charge Ah"},
-    {"放电安时数Ah", "Discharge Ah"},  {"发电量KWh", "Charge KWh"},
-    {"用电量KWh", "Discharge KWh"},    {"运行天数", "Total work days"},
-    {"过放次数", "Batt.LVD times"},    {"充满次数", "Batt.chargefully times"},
+    {"站点名称", "Station Name"},     {"设备ID", "ID"},
+    {"设备状态", "Device State"},     {"电池板状态", "Array State"},
+    {"充电状态", "Charging State"},   {"蓄电池状态", "Battery State"},
+    {"负载状态", "Load State"},       {"充电安时数Ah", "Charge Ah"},
+    {"放电安时数Ah", "Discharge Ah"}, {"发电量KWh", "Charge KWh"},
+    {"用电量KWh", "Discharge KWh"},   {"运行天数", "Total work days"},
+    {"过放次数", "Batt.LVD times"},   {"充满次数", "Batt.chargefully times"},
 };
 // The fourteen columns, the hidden answer mark, then the three columns of the link health.
 constexpr int kAnswerColumn = 14;
@@ -183,7 +182,9 @@ QList<FrmGlobalMonitoring::StationRow> FrmGlobalMonitoring::stations() const {
 }
 
 bool FrmGlobalMonitoring::answered(int row) const { return engine_.answered(row); }
-void FrmGlobalMonitoring::startDiscovery(std::function<void()> whenDone) { engine_.startDiscovery(std::move(whenDone)); }
+void FrmGlobalMonitoring::startDiscovery(std::function<void()> whenDone) {
+  engine_.startDiscovery(std::move(whenDone));
+}
 void FrmGlobalMonitoring::pauseRest() { engine_.pauseRest(); }
 void FrmGlobalMonitoring::resumeRest() { engine_.resumeRest(); }
 void FrmGlobalMonitoring::setReadInterval(int seconds) { engine_.setReadInterval(seconds); }
@@ -263,7 +264,8 @@ QString FrmGlobalMonitoring::healthTooltip(const QString& treeKey) const {
     const engine::Scan::RowKey k = engine_.rowKey(r);
     if (k.portText + "," + engine_.row(r).deviceId != treeKey) continue;
     const std::int64_t now = platform::scheduler().now().count();
-    const HealthTexts t = monitoring::healthTexts(engine_.linkHealth().find(k.port, k.address), now, engine_.roundLengthUs());
+    const HealthTexts t =
+        monitoring::healthTexts(engine_.linkHealth().find(k.port, k.address), now, engine_.roundLengthUs());
     if (t.state == Freshness::NeverAnswered) return QStringLiteral("无应答");
     if (!t.ageUs) return {};
     return QStringLiteral("最后应答 %1，距今 %2，应答率 %3").arg(lastReplyText(r, t, now), q(t.age), q(t.share));

@@ -1,6 +1,5 @@
 #include "monitoring/frm_hlstory_monitoring.h"
 
-#include <algorithm>
 #include <QApplication>
 #include <QComboBox>
 #include <QFile>
@@ -14,6 +13,7 @@
 #include <QPushButton>
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "core/message_log.h"
 #include "core/settings.h"
@@ -76,16 +76,17 @@ QPushButton* makeButton(QWidget* parent, const char* name, const QString& captio
 
 FrmHlstoryMonitoring::FrmHlstoryMonitoring()
     : ui::Screen("FrmHlstoryMonitoring", QStringLiteral("历史监控")),
-      MSComm1("FrmHlstoryMonitoring.MSComm1",
-              [this] {
-                link::SessionOptions o;
-                o.showReplyText = [this](const std::string& text) { Text1->setText(q(text)); };
-                return o;
-              }(),
-              [this](Bytes& reply, const std::string&) {
-                if (pendingRead == 1) readDatasA1(reply);
-                if (pendingRead == 2) showHistoryDay(reply);
-              }) {
+      MSComm1(
+          "FrmHlstoryMonitoring.MSComm1",
+          [this] {
+            link::SessionOptions o;
+            o.showReplyText = [this](const std::string& text) { Text1->setText(q(text)); };
+            return o;
+          }(),
+          [this](Bytes& reply, const std::string&) {
+            if (pendingRead == 1) readDatasA1(reply);
+            if (pendingRead == 2) showHistoryDay(reply);
+          }) {
   // The station and its identity.
   auto* identity = new QGridLayout;
   Combo1 = ui::addStationBox(identity, this);
@@ -153,7 +154,8 @@ FrmHlstoryMonitoring::FrmHlstoryMonitoring()
   VsFList1 = new platform::FlexGrid(this);
   VsFList1->setObjectName("VsFList1");
   VsFList1->setCols(kHistoryColumns);
-  for (int c = 0; c < kHistoryColumns; ++c) VsFList1->setTextMatrix(0, c, qv(historyHeaders()[static_cast<std::size_t>(c)]));
+  for (int c = 0; c < kHistoryColumns; ++c)
+    VsFList1->setTextMatrix(0, c, qv(historyHeaders()[static_cast<std::size_t>(c)]));
   VsFList1->setItemDelegateForColumn(0, new MarkDelegate(VsFList1));
   platform::formatGrid(*VsFList1, true);
   VsFList1->resizeColumnsToContents();
@@ -343,7 +345,8 @@ void FrmHlstoryMonitoring::Command8_Click() {
   // An existing file is extended, not replaced.
   QFile file(fileName);
   const QByteArray bytes = platform::toGbk(q(exportText(gridRows())));
-  if (core::isReadOnlyFile(fileName) || !file.open(QIODevice::WriteOnly | QIODevice::Append) || file.write(bytes) != bytes.size() || !file.flush()) {
+  if (core::isReadOnlyFile(fileName) || !file.open(QIODevice::WriteOnly | QIODevice::Append) ||
+      file.write(bytes) != bytes.size() || !file.flush()) {
     core::appendLog(QStringLiteral("导出数据失败：无法写入文件 ") + fileName);
     return;
   }

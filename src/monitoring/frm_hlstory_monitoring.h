@@ -83,8 +83,8 @@ class FrmHlstoryMonitoring : public ui::Screen, public ui::Singleton<FrmHlstoryM
   QLineEdit* Text1;       // hidden: the hex text of each reply
   platform::FlexGrid* VsFList1;
   HistoryReading reading_;
-  bool concluding_ = false;    // the last request has left; its exchanges may still run
-  std::set<int> answeredRows_; // rows of this reading that a reply filled
+  bool concluding_ = false;     // the last request has left; its exchanges may still run
+  std::set<int> answeredRows_;  // rows of this reading that a reply filled
   link::SerialSession MSComm1;
 };
 

@@ -12,8 +12,8 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QStyledItemDelegate>
-#include <QValidator>
 #include <QVBoxLayout>
+#include <QValidator>
 #include <algorithm>
 #include <cmath>
 
@@ -22,11 +22,11 @@
 #include "core/settings.h"
 #include "core/settings_keys.h"
 #include "core/startup.h"
-#include "platform/dialogs.h"
 #include "link/vb_numbers.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "monitoring/recorder_settings.h"
+#include "platform/dialogs.h"
 
 namespace xl::monitoring {
 
@@ -180,9 +180,8 @@ FrmMaintenanceRecord::FrmMaintenanceRecord() : ui::Screen("FrmMaintenanceRecord"
   connect(Command1, &QPushButton::clicked, this, [this] { Command1_Click(); });
   connect(Command3, &QPushButton::clicked, this, [this] { Command3_Click(); });
   connect(Command4, &QPushButton::clicked, this, [this] { Command4_Click(); });
-  connect(VSFlexGrid1, &QTableWidget::cellClicked, this, [this](int tableRow, int) {
-    VSFlexGrid1_Click(tableRow + VSFlexGrid1->fixedRows());
-  });
+  connect(VSFlexGrid1, &QTableWidget::cellClicked, this,
+          [this](int tableRow, int) { VSFlexGrid1_Click(tableRow + VSFlexGrid1->fixedRows()); });
 
   Timer1.setInterval(1000);
   Timer1.setOnTick([this] { Timer1_Timer(); });
@@ -305,9 +304,9 @@ void FrmMaintenanceRecord::showApplied() {
 
 QString FrmMaintenanceRecord::typedTextRefusal() const {
   const std::pair<const char*, QString> typed[] = {
-      {"读取间隔(秒)", Combo1->currentText()},  {"保存时间间隔", LTextBox1->text()},
-      {"保存时间间隔", LTextBox3->text()},      {"文件保存路径", LTextBox2->text()},
-      {"行计数", LTextBox4->text()},            {"临时文件大小限制(MB)", LTextBox5->text()},
+      {"读取间隔(秒)", Combo1->currentText()}, {"保存时间间隔", LTextBox1->text()},
+      {"保存时间间隔", LTextBox3->text()},     {"文件保存路径", LTextBox2->text()},
+      {"行计数", LTextBox4->text()},           {"临时文件大小限制(MB)", LTextBox5->text()},
   };
   for (const auto& [caption, text] : typed) {
     const QString refusal = core::settingsValueRefusal(QString::fromUtf8(caption), text);
@@ -334,7 +333,8 @@ void FrmMaintenanceRecord::Command3_Click() {
   core::writeIni(kSection, core::keys::kTemporary, LTextBox5->text());
   // The scan's pace: the key is read when the scan is made; the scan takes the change at its
   // next discovery or round.
-  core::writeIni(core::keys::kScan, core::keys::kPerLine, PerLine->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
+  core::writeIni(core::keys::kScan, core::keys::kPerLine,
+                 PerLine->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
   FrmGlobalMonitoring::instance().setPerLine(PerLine->isChecked());
 
   // A station whose name no settings line can hold as a key (one of the recorder's own keys
@@ -371,7 +371,8 @@ void FrmMaintenanceRecord::closeEvent(QCloseEvent* event) {
   ui::Screen::closeEvent(event);
 }
 
-bool FrmMaintenanceRecord::moveStationMark(core::IniDocument& settings, const QString& oldName, const QString& newName) {
+bool FrmMaintenanceRecord::moveStationMark(core::IniDocument& settings, const QString& oldName,
+                                           const QString& newName) {
   // Names that are one key (another case, blanks around) keep the key as it is.
   if (core::sameIniKey(oldName, newName) || isRecorderKeyName(oldName) || isRecorderKeyName(newName)) return false;
   const auto mark = settings.value(kSection, oldName);
@@ -392,13 +393,9 @@ void FrmMaintenanceRecord::Combo1_Change() {
 
 // The bars run upward: the top is the most. A bar moved by the operator writes its box; a box
 // moves its bar without writing itself back, so typed text is never rewritten while typing.
-void FrmMaintenanceRecord::VScroll1_Change() {
-  LTextBox1->setText(QString::number(5 - VScroll1->value()));
-}
+void FrmMaintenanceRecord::VScroll1_Change() { LTextBox1->setText(QString::number(5 - VScroll1->value())); }
 
-void FrmMaintenanceRecord::VScroll2_Change() {
-  LTextBox3->setText(QString::number(59 - VScroll2->value()));
-}
+void FrmMaintenanceRecord::VScroll2_Change() { LTextBox3->setText(QString::number(59 - VScroll2->value())); }
 
 void FrmMaintenanceRecord::LTextBox1_Change() {
   const QSignalBlocker quiet(VScroll1);
@@ -412,8 +409,8 @@ void FrmMaintenanceRecord::LTextBox3_Change() {
 
 void FrmMaintenanceRecord::VSFlexGrid1_Click(int row) {
   if (row < 1 || row >= VSFlexGrid1->rows()) return;
-  VSFlexGrid1->setTextMatrix(row, 0, isMarkedCell(VSFlexGrid1->textMatrix(row, 0)) ? QStringLiteral("0")
-                                                                                     : QStringLiteral("-1"));
+  VSFlexGrid1->setTextMatrix(
+      row, 0, isMarkedCell(VSFlexGrid1->textMatrix(row, 0)) ? QStringLiteral("0") : QStringLiteral("-1"));
 }
 
 }  // namespace xl::monitoring

@@ -80,21 +80,21 @@ class FrmMaintenanceRecord : public ui::Screen, public ui::Singleton<FrmMaintena
   // The first refusal of a typed text the settings file cannot hold as typed; empty when none.
   QString typedTextRefusal() const;
 
-  QComboBox* Combo1;            // "读取间隔(秒)", the read interval
-  QCheckBox* PerLine;           // "逐线快速轮询": the scan's fast pace (settings Scan / Per Line)
-  QGroupBox* Frame1;            // the group "  自动保存"
-  QCheckBox* Check1;            // its switch
-  QLineEdit* LTextBox1;         // hours of the save interval
-  QScrollBar* VScroll1;         // 0..5, upward
-  QLineEdit* LTextBox3;         // minutes of the save interval
-  QScrollBar* VScroll2;         // 0..59, upward
-  QLineEdit* LTextBox2;         // "文件保存路径：", the root folder
-  QPushButton* Command1;        // "浏览"
-  QLineEdit* LTextBox4;         // "行计数", the line limit
-  QLineEdit* LTextBox5;         // "临时文件大小限制(MB)", the size limit
+  QComboBox* Combo1;                // "读取间隔(秒)", the read interval
+  QCheckBox* PerLine;               // "逐线快速轮询": the scan's fast pace (settings Scan / Per Line)
+  QGroupBox* Frame1;                // the group "  自动保存"
+  QCheckBox* Check1;                // its switch
+  QLineEdit* LTextBox1;             // hours of the save interval
+  QScrollBar* VScroll1;             // 0..5, upward
+  QLineEdit* LTextBox3;             // minutes of the save interval
+  QScrollBar* VScroll2;             // 0..59, upward
+  QLineEdit* LTextBox2;             // "文件保存路径：", the root folder
+  QPushButton* Command1;            // "浏览"
+  QLineEdit* LTextBox4;             // "行计数", the line limit
+  QLineEdit* LTextBox5;             // "临时文件大小限制(MB)", the size limit
   platform::FlexGrid* VSFlexGrid1;  // 0 mark, 1 StationName, 2 DeviceID; 3, 4 hidden and empty (files are the engine's)
-  QPushButton* Command3;        // "确定"
-  QPushButton* Command4;        // "取消"
+  QPushButton* Command3;            // "确定"
+  QPushButton* Command4;            // "取消"
 
   engine::Recorder engine_;
   bool appliedPerLine_ = false;

@@ -66,16 +66,17 @@ void FrmMonitoring1::setPartner(DailyPartner* partner) { gPartner = partner; }
 FrmMonitoring1::FrmMonitoring1()
     : ui::Screen("FrmMonitoring1", QStringLiteral("日常监控")),
       autoStart([this] { Command2_Click(); }),
-      MSComm1("FrmMonitoring1.MSComm1",
-              [this] {
-                link::SessionOptions o;
-                o.showReplyText = [this](const std::string& text) { Text1->setText(q(text)); };
-                return o;
-              }(),
-              [this](Bytes& reply, const std::string&) {
-                if (pendingRead == 1) readDatasA1(reply);
-                if (pendingRead == 2) readDatasA2(reply);
-              }) {
+      MSComm1(
+          "FrmMonitoring1.MSComm1",
+          [this] {
+            link::SessionOptions o;
+            o.showReplyText = [this](const std::string& text) { Text1->setText(q(text)); };
+            return o;
+          }(),
+          [this](Bytes& reply, const std::string&) {
+            if (pendingRead == 1) readDatasA1(reply);
+            if (pendingRead == 2) readDatasA2(reply);
+          }) {
   // Identity row: the station box, the four boxes, start and stop.
   auto* identity = new QGridLayout;
   Combo1 = ui::addStationBox(identity, this);

@@ -75,9 +75,9 @@ class FrmMonitoring1 : public ui::Screen, public ui::Singleton<FrmMonitoring1> {
   void Timer1_Timer();
   void Timer2_Timer();
 
-  platform::Timer Timer1;  // 900 ms, one real-time request after a choice
-  platform::Timer Timer2;  // 1000 ms, the clock
-  ui::AutoStart autoStart; // Timer3, 5000 ms
+  platform::Timer Timer1;   // 900 ms, one real-time request after a choice
+  platform::Timer Timer2;   // 1000 ms, the clock
+  ui::AutoStart autoStart;  // Timer3, 5000 ms
   std::int32_t pendingRead = 0;
 
  private:

@@ -53,7 +53,8 @@ class PanelPicture : public QWidget {
         const QPolygonF panel({QPointF(6, 44), QPointF(16, 20), QPointF(44, 20), QPointF(50, 44)});
         p.drawPolygon(panel);
         p.setPen(QPen(QColor(200, 220, 255), 1));
-        for (int i = 1; i < 3; ++i) p.drawLine(QPointF(6 + 10 * i / 3.0 * 1.0, 44 - 8 * i), QPointF(50 - 2 * i, 44 - 8 * i));
+        for (int i = 1; i < 3; ++i)
+          p.drawLine(QPointF(6 + 10 * i / 3.0 * 1.0, 44 - 8 * i), QPointF(50 - 2 * i, 44 - 8 * i));
         for (int i = 1; i < 4; ++i) p.drawLine(QPointF(16 + 7 * i, 20), QPointF(6 + 11 * i, 44));
         p.setPen(QPen(QColor(40, 40, 40), 2));
         p.drawLine(QPointF(28, 44), QPointF(28, 53));
@@ -131,9 +132,9 @@ const Field kArray[] = {
     {.name = "Text6", .caption = "工作状态"},
 };
 const Field kBattery[] = {
-    {.name = "Text9", .caption = "电压(V)"},    {.name = "Text13", .caption = "电流(A)"},
-    {.name = "Text11", .caption = "电量(%)"},   {.name = "Text7", .caption = "温度(℃)"},
-    {.name = "Text5", .caption = "充电状态"},   {.name = "Text10", .caption = "蓄电池状态"},
+    {.name = "Text9", .caption = "电压(V)"},  {.name = "Text13", .caption = "电流(A)"},
+    {.name = "Text11", .caption = "电量(%)"}, {.name = "Text7", .caption = "温度(℃)"},
+    {.name = "Text5", .caption = "充电状态"}, {.name = "Text10", .caption = "蓄电池状态"},
 };
 const Field kLoad[] = {
     {.name = "Text16", .caption = "电压(V)"},
@@ -151,20 +152,21 @@ const Field kDevice[] = {
 FrmRealTimeMonitoring::FrmRealTimeMonitoring()
     : ui::Screen("FrmRealTimeMonitoring", QStringLiteral("实时监控")),
       autoStart([this] { Command2_Click(); }),
-      MSComm1("FrmRealTimeMonitoring.MSComm1",
-              [] {
-                link::SessionOptions o;
-                o.leaveOnEmptyPortText = true;
-                return o;
-              }(),
-              [this](Bytes& reply, const std::string&) {
-                switch (pendingRead) {
-                  case 1: readDatasA1(reply); break;
-                  case 2: readDatasA2(reply); break;
-                  case 3: readDatasA3(reply); break;
-                  default: break;  // 4: the echo of a load command is dropped
-                }
-              }) {
+      MSComm1(
+          "FrmRealTimeMonitoring.MSComm1",
+          [] {
+            link::SessionOptions o;
+            o.leaveOnEmptyPortText = true;
+            return o;
+          }(),
+          [this](Bytes& reply, const std::string&) {
+            switch (pendingRead) {
+              case 1: readDatasA1(reply); break;
+              case 2: readDatasA2(reply); break;
+              case 3: readDatasA3(reply); break;
+              default: break;  // 4: the echo of a load command is dropped
+            }
+          }) {
   // Identity row: the station box and four boxes; the software version hides under the
   // device version.
   auto* identity = new QGridLayout;
@@ -470,8 +472,9 @@ void FrmRealTimeMonitoring::Label34_MouseUp() {
 }
 
 void FrmRealTimeMonitoring::ClearAll() {
-  for (QLineEdit* b : {LTextBox2, LTextBox3, LTextBox4, LTextBox5, SoftSw, Text1, Text2, Text3, Text4, Text5, Text6,
-                       Text7, Text9, Text10, Text11, Text13, Text14, Text15, Text16, Text17, Text18, Text19})
+  for (QLineEdit* b :
+       {LTextBox2, LTextBox3, LTextBox4, LTextBox5, SoftSw, Text1,  Text2,  Text3,  Text4,  Text5,  Text6,
+        Text7,     Text9,     Text10,    Text11,    Text13, Text14, Text15, Text16, Text17, Text18, Text19})
     b->clear();
   voltageMax = 0;
   currentMax = 0;

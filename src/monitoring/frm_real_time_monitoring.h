@@ -73,8 +73,8 @@ class FrmRealTimeMonitoring : public ui::Screen,
   void updateCurrentChart(double array, double battery, double load);
   void updatePowerChart(double array, double battery, double load);
 
-  platform::Timer Timer1;   // 300 ms, one real-time request after a choice
-  platform::Timer Timer5;   // 500 ms guard of the load switch
+  platform::Timer Timer1;      // 300 ms, one real-time request after a choice
+  platform::Timer Timer5;      // 500 ms guard of the load switch
   platform::Timer staleTimer;  // 1000 ms: the values greyed out while the station is stale
   // Whether the values are shown as stale now ("最后应答 N 秒前" beside the station).
   bool showsStale() const { return staleMark_.stale(); }
@@ -98,22 +98,22 @@ class FrmRealTimeMonitoring : public ui::Screen,
   void logLine(const char* what);
 
   ui::StationBox* Combo1;
-  QLineEdit* LTextBox2;  // device ID
-  QLineEdit* LTextBox3;  // model
-  QLineEdit* LTextBox4;  // device version
-  QLineEdit* SoftSw;     // software version, hidden
-  QLineEdit* LTextBox5;  // serial number
-  QLabel* Label34;       // "设备版本"
-  QLineEdit* Text1;      // left-over, hidden
-  QLineEdit *Text2, *Text3, *Text4, *Text6;                      // solar array
+  QLineEdit* LTextBox2;                                         // device ID
+  QLineEdit* LTextBox3;                                         // model
+  QLineEdit* LTextBox4;                                         // device version
+  QLineEdit* SoftSw;                                            // software version, hidden
+  QLineEdit* LTextBox5;                                         // serial number
+  QLabel* Label34;                                              // "设备版本"
+  QLineEdit* Text1;                                             // left-over, hidden
+  QLineEdit *Text2, *Text3, *Text4, *Text6;                     // solar array
   QLineEdit *Text9, *Text13, *Text11, *Text7, *Text5, *Text10;  // battery
-  QLineEdit *Text16, *Text17, *Text15, *Text14;                  // load
-  QLineEdit *Text18, *Text19;                                    // device
-  QGroupBox* Picture9;    // manual load switch
-  QRadioButton* Option1;  // load on
-  QRadioButton* Option2;  // load off
-  QPushButton* Command2;  // start
-  QPushButton* Command9;  // stop
+  QLineEdit *Text16, *Text17, *Text15, *Text14;                 // load
+  QLineEdit *Text18, *Text19;                                   // device
+  QGroupBox* Picture9;                                          // manual load switch
+  QRadioButton* Option1;                                        // load on
+  QRadioButton* Option2;                                        // load off
+  QPushButton* Command2;                                        // start
+  QPushButton* Command9;                                        // stop
   link::SerialSession MSComm1;
   QLabel* staleLabel_;
   StaleMark staleMark_;

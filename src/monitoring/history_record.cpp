@@ -33,16 +33,16 @@ struct Word {
   int places;
 };
 constexpr Word kWords[10] = {
-    {10, 1},     // lowest battery voltage, V
-    {10, 1},     // highest battery voltage, V
-    {100, 2},    // highest charge current, A
-    {100, 2},    // highest discharge current, A
-    {0, -1},     // highest charge power, W
-    {0, -1},     // highest discharge power, W
-    {0, -1},     // charge ampere-hours
-    {0, -1},     // discharge ampere-hours
-    {1000, 3},   // generated energy, kWh
-    {1000, 3},   // consumed energy, kWh
+    {10, 1},    // lowest battery voltage, V
+    {10, 1},    // highest battery voltage, V
+    {100, 2},   // highest charge current, A
+    {100, 2},   // highest discharge current, A
+    {0, -1},    // highest charge power, W
+    {0, -1},    // highest discharge power, W
+    {0, -1},    // charge ampere-hours
+    {0, -1},    // discharge ampere-hours
+    {1000, 3},  // generated energy, kWh
+    {1000, 3},  // consumed energy, kWh
 };
 
 const std::string& cellOf(const std::vector<std::string>& row, int column) {
@@ -70,8 +70,8 @@ Bytes historyRequest(std::uint8_t address, int day) {
   if (day < 0 || day > kHistoryLastDay)
     fail(Failure::Overflow, "overflow: day " + std::to_string(day) + " has no history register");
   const int reg = kHistoryFirstRegister + day;
-  return appendCrc(Bytes{address, 0x03, static_cast<std::uint8_t>(reg / 256), static_cast<std::uint8_t>(reg % 256), 0x00,
-                         kHistoryRegisterCount});
+  return appendCrc(Bytes{address, 0x03, static_cast<std::uint8_t>(reg / 256), static_cast<std::uint8_t>(reg % 256),
+                         0x00, kHistoryRegisterCount});
 }
 
 std::uint8_t historyAddress(std::string_view deviceIdText) { return toByte(val(deviceIdText)); }
@@ -117,7 +117,8 @@ HistoryStart HistoryReading::dayCount(std::string_view combo2Text) {
 }
 
 void HistoryReading::start(int days) {
-  if (days < 0 || days > kHistoryLastDay) fail(Failure::Overflow, "overflow: a reading of " + std::to_string(days) + " days");
+  if (days < 0 || days > kHistoryLastDay)
+    fail(Failure::Overflow, "overflow: a reading of " + std::to_string(days) + " days");
   historyDays_ = historyDay_ = days;
   reading_ = true;
 }
@@ -201,8 +202,10 @@ std::string csvCell(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   for (char ch : text) {
-    if (ch == ',') out += "，";
-    else out += ch;
+    if (ch == ',')
+      out += "，";
+    else
+      out += ch;
   }
   return out;
 }

@@ -32,7 +32,7 @@ inline constexpr std::size_t kHistoryReplyLength = 23;  // address, 3, 20, twent
 inline constexpr int kHistoryDayLimit = 1825;           // five years of 365 days
 inline constexpr int kHistoryLastDay = 0x0FFF;          // the last day a register can name
 inline constexpr int kHistoryColumns = 12;
-inline constexpr int kHistoryPaceMs = 150;              // Timer2
+inline constexpr int kHistoryPaceMs = 150;  // Timer2
 
 // Chart types of the chart window: Command6 draws lines, Command7 bars.
 inline constexpr short kLineChart = 3;
@@ -170,11 +170,11 @@ std::string toggledMark(std::string_view mark);
 
 // What Command6 and Command7 hand to the chart window.
 struct ChartRequest {
-  std::vector<double> values;  // Val of the chosen column of every marked row, top to bottom
+  std::vector<double> values;     // Val of the chosen column of every marked row, top to bottom
   std::vector<std::string> days;  // the "天前" text of the same rows: the chart's row labels
   short chartType = kLineChart;
-  std::string title;           // the text of Combo3
-  int axisTop = 0;             // the value axis runs from 0 to here
+  std::string title;  // the text of Combo3
+  int axisTop = 0;    // the value axis runs from 0 to here
 };
 
 // nullopt, and no chart at all, when Combo3 is empty or names no column, or when no row from

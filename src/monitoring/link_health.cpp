@@ -5,9 +5,7 @@
 
 namespace xl::monitoring {
 
-int StationHealth::answeredRecent() const {
-  return static_cast<int>(std::count(recent.begin(), recent.end(), true));
-}
+int StationHealth::answeredRecent() const { return static_cast<int>(std::count(recent.begin(), recent.end(), true)); }
 
 void LinkHealth::record(const link::Exchange& e) {
   int address = e.address;

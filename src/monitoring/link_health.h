@@ -31,7 +31,7 @@ enum class Freshness {
   Unknown,        // never asked: nothing to say yet
   NeverAnswered,  // "无应答"
   Fresh,
-  Stale,          // last good reply older than two rounds
+  Stale,  // last good reply older than two rounds
 };
 
 class LinkHealth {
@@ -62,7 +62,7 @@ std::string shareText(const StationHealth* h);
 // The texts of a station's three health cells and its tooltip line.
 struct HealthTexts {
   Freshness state = Freshness::Unknown;
-  std::string age;     // empty unless a good reply was seen; "无应答" when never answered
+  std::string age;  // empty unless a good reply was seen; "无应答" when never answered
   std::string share;
   std::optional<std::int64_t> ageUs;
 };

@@ -31,9 +31,9 @@ namespace xl::monitoring {
 
 // A row of the station grid VSFlexGrid1 as the flush sees it.
 struct RecorderStation {
-  QString name;    // column 1, the station's name and its folder's name
+  QString name;         // column 1, the station's name and its folder's name
   bool marked = false;  // column 0 is "-1"
-  QString file;    // column 3, the current file; set by the flush, kept between flushes
+  QString file;         // column 3, the current file; set by the flush, kept between flushes
 };
 
 // Column 0 of the station grid marks a station for saving with "-1" exactly.
@@ -51,8 +51,8 @@ PendingRow pendingRowOf(const ReadingRow& row);
 
 // The limits as the boxes give them, read with Val.
 struct RecorderLimits {
-  double sizeLimitMb = 30;    // "Temporary": a file rolls when its length is not below this x 10^6 bytes
-  double lineLimit = 32000;   // "Line Count": a file rolls when it holds this many data lines
+  double sizeLimitMb = 30;   // "Temporary": a file rolls when its length is not below this x 10^6 bytes
+  double lineLimit = 32000;  // "Line Count": a file rolls when it holds this many data lines
 };
 
 // What one flush did.
@@ -98,9 +98,8 @@ class RecorderFiles {
   //    not) whose name equals the line's station name, and removes it, written or not. A file
   //    that holds lineLimit data lines before a line is written rolls to the next number first.
   // recordCounter goes back to 0 at every roll (it numbers the save cycles since the last one).
-  FlushReport flushReadings(const QString& root, std::vector<RecorderStation>& stations,
-                            std::deque<PendingRow>& queue, const RecorderLimits& limits,
-                            std::int32_t& recordCounter);
+  FlushReport flushReadings(const QString& root, std::vector<RecorderStation>& stations, std::deque<PendingRow>& queue,
+                            const RecorderLimits& limits, std::int32_t& recordCounter);
 
  private:
   // The data lines of a file, counted from the file when its length is not the one last seen.

@@ -14,9 +14,7 @@ QString fromUtf8(const std::string& text) { return QString::fromStdString(text);
 
 }  // namespace
 
-QString recorderStamp(const QDateTime& when) {
-  return when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-}
+QString recorderStamp(const QDateTime& when) { return when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")); }
 
 const ReadingRow& readingHeaders() {
   static const ReadingRow headers = {
@@ -52,8 +50,7 @@ std::optional<Bytes> storedReplyOf(const QVariant& cellData) {
 }
 
 std::optional<ReadingRow> parseReading(const std::optional<Bytes>& storedReply, const QString& stationName,
-                                       const QString& deviceId, const QDateTime& now,
-                                       std::int32_t recordCounter) {
+                                       const QString& deviceId, const QDateTime& now, std::int32_t recordCounter) {
   // A station that has not answered yet is read as a reply of zeros; a reply of another length
   // than the real-time block gives no row at all.
   const Bytes reply = storedReply.value_or(Bytes(link::kRealTimeLength, 0));

@@ -42,8 +42,7 @@ std::optional<Bytes> storedReplyOf(const QVariant& cellData);
 // - A reply of 73 bytes: decoded by the recorder's reading of the real-time block.
 // - A reply of any other length: no row.
 std::optional<ReadingRow> parseReading(const std::optional<Bytes>& storedReply, const QString& stationName,
-                                       const QString& deviceId, const QDateTime& now,
-                                       std::int32_t recordCounter);
+                                       const QString& deviceId, const QDateTime& now, std::int32_t recordCounter);
 
 // The file line of a row, without the line end: cells 1 to 19 joined by ",", with each ","
 // inside cells 2 to 19 written as "，".

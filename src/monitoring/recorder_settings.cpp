@@ -12,20 +12,16 @@ namespace {
 
 double valOf(const QString& text) { return val(text.toStdString()); }
 
-QString orDefault(const QString& stored, const QString& fallback) {
-  return stored.isEmpty() ? fallback : stored;
-}
+QString orDefault(const QString& stored, const QString& fallback) { return stored.isEmpty() ? fallback : stored; }
 
 // The blanks the settings file trims around a key.
-bool isBlank(QChar c) {
-  return c == u' ' || c == u'\t' || c == u'\r' || c == u'\v' || c == u'\f';
-}
+bool isBlank(QChar c) { return c == u' ' || c == u'\t' || c == u'\r' || c == u'\v' || c == u'\f'; }
 
 }  // namespace
 
 const QStringList& recorderKeyNames() {
   using namespace core::keys;
-  static const QStringList names{kReadInterval, kAutoSaving, kFilePath, kSaveIntervalH,
+  static const QStringList names{kReadInterval,  kAutoSaving, kFilePath, kSaveIntervalH,
                                  kSaveIntervalM, kLineCount,  kTemporary};
   return names;
 }
@@ -75,9 +71,7 @@ QString boundedSizeLimit(const QString& text) {
   return text;
 }
 
-QString boundedReadInterval(const QString& text) {
-  return valOf(text) > 60 ? QStringLiteral("60") : text;
-}
+QString boundedReadInterval(const QString& text) { return valOf(text) > 60 ? QStringLiteral("60") : text; }
 
 KeyProblem stationKeyProblem(const QString& stationName) {
   for (const QChar c : stationName) {

@@ -54,13 +54,13 @@ QString boundedReadInterval(const QString& text);
 
 enum class KeyProblem {
   None,
-  Empty,           // nothing but blanks: no key to find
-  LineBreak,       // CR, LF or NUL: the line would end inside the name
-  EqualsSign,      // "=" inside: the key would end there
+  Empty,             // nothing but blanks: no key to find
+  LineBreak,         // CR, LF or NUL: the line would end inside the name
+  EqualsSign,        // "=" inside: the key would end there
   LeadingSemicolon,  // the line would be a comment
   LeadingBracket,    // the line would be a section header
-  NotGbk,          // a character the GBK file cannot hold
-  RecorderKey,     // the name of one of the recorder's own keys (isRecorderKeyName)
+  NotGbk,            // a character the GBK file cannot hold
+  RecorderKey,       // the name of one of the recorder's own keys (isRecorderKeyName)
 };
 
 // Whether a line of the settings file can hold `stationName` as a key and find it again. Blanks

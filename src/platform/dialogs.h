@@ -11,8 +11,16 @@ namespace xl::platform {
 
 // Message box styles and answers use the codes of the classic message-box call, so a caller's
 // "68" (Yes and No buttons with the information icon) reads as it always has.
-enum MsgStyle { kOkOnly = 0, kOkCancel = 1, kYesNoCancel = 3, kYesNo = 4, kCritical = 16, kQuestion = 32,
-                kExclamation = 48, kInformation = 64 };
+enum MsgStyle {
+  kOkOnly = 0,
+  kOkCancel = 1,
+  kYesNoCancel = 3,
+  kYesNo = 4,
+  kCritical = 16,
+  kQuestion = 32,
+  kExclamation = 48,
+  kInformation = 64
+};
 enum MsgAnswer { kOk = 1, kCancel = 2, kYes = 6, kNo = 7 };
 
 class Dialogs {

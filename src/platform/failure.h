@@ -11,11 +11,11 @@
 namespace xl {
 
 enum class Failure {
-  Overflow = 6,          // a count or index does not fit its type
-  Bounds = 9,            // an index outside an array
-  TypeMismatch = 13,     // text that is not the number it should be
-  InvalidValue = 380,    // a property given a value it cannot take
-  InvalidPort = 8002,    // a port number outside 1..255
+  Overflow = 6,        // a count or index does not fit its type
+  Bounds = 9,          // an index outside an array
+  TypeMismatch = 13,   // text that is not the number it should be
+  InvalidValue = 380,  // a property given a value it cannot take
+  InvalidPort = 8002,  // a port number outside 1..255
   PortAlreadyOpen = 8005,
   PortUnavailable = 8010,  // the device does not exist or cannot be opened
   PortNotOpen = 8012,

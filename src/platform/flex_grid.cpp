@@ -192,8 +192,8 @@ int classifyColumnText(const QString& text) {
   static const QStringList kLast1 = {"数", "额", "率", "价", "量"};
   static const QStringList kLast2 = {"应收", "已收", "未收", "应付", "已付", "合计", "未付"};
   static const QStringList kLast3 = {"(%)", "KWh"};
-  static const QStringList kContains = {"成本", "值",   "数量", "投产量", "百分比", "税率", "保质期",
-                                        "安全库存", "提前期", "期初", "期末", "剩余", "小时"};
+  static const QStringList kContains = {"成本",     "值",     "数量", "投产量", "百分比", "税率", "保质期",
+                                        "安全库存", "提前期", "期初", "期末",   "剩余",   "小时"};
   if (text == QStringLiteral("序号") || text == QStringLiteral("密度")) return 0;
   if (kLast1.contains(text.right(1)) || kLast3.contains(text.right(3)) || kLast2.contains(text.right(2))) return 0;
   if (text.left(2) == QStringLiteral("累计")) return 0;
@@ -207,10 +207,14 @@ void formatGridColumns(FlexGrid& grid) {
   for (int c = 0; c < grid.cols(); ++c) {
     const QString head = (grid.textMatrix(0, c).trimmed() + "   ").left(3).toUpper();
     int type;
-    if (head == "NUM") type = 0;
-    else if (head == "STR") type = 2;
-    else if (head == "NO.") type = 1;
-    else type = classifyColumnText(grid.textMatrix(grid.rows() - 1, c).trimmed());
+    if (head == "NUM")
+      type = 0;
+    else if (head == "STR")
+      type = 2;
+    else if (head == "NO.")
+      type = 1;
+    else
+      type = classifyColumnText(grid.textMatrix(grid.rows() - 1, c).trimmed());
     const int alignment = type == 1 ? 7 : 1;
     grid.setColAlignment(c, alignment);
     grid.setColFormat(c, type == 0 ? QStringLiteral("#,##0.000") : QString());

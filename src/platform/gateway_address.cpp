@@ -28,8 +28,10 @@ bool ipv6Host(std::string_view h) {
   if (h.size() < 2 || h.size() > 45) return false;
   int colons = 0;
   for (char c : h) {
-    if (c == ':') ++colons;
-    else if (!isHex(c) && c != '.') return false;
+    if (c == ':')
+      ++colons;
+    else if (!isHex(c) && c != '.')
+      return false;
   }
   return colons >= 2;
 }

@@ -17,7 +17,8 @@ std::string resolvePortPath(const std::string& programDir, const std::string& po
   if (fs::exists(linked, ec)) return linked.string();
   if (portName.size() > 3 && portName.compare(0, 3, "COM") == 0) {
     bool digits = true;
-    for (std::size_t i = 3; i < portName.size(); ++i) digits = digits && std::isdigit(static_cast<unsigned char>(portName[i]));
+    for (std::size_t i = 3; i < portName.size(); ++i)
+      digits = digits && std::isdigit(static_cast<unsigned char>(portName[i]));
     if (digits) {
       const int n = std::stoi(portName.substr(3));
       if (n >= 1) return "/dev/ttyS" + std::to_string(n - 1);

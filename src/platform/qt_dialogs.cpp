@@ -4,8 +4,8 @@
 #include <QFileDialog>
 #include <QFileIconProvider>
 #include <QFileInfo>
-#include <QLocale>
 #include <QGridLayout>
+#include <QLocale>
 #include <QMessageBox>
 
 // The real dialogs, on Qt Widgets; the door to them (dialogs(), setDialogs) needs no widget.

@@ -32,10 +32,8 @@ bool isOperatorInput(QEvent::Type t) {
     case QEvent::MouseButtonDblClick:
     case QEvent::KeyPress:
     case QEvent::KeyRelease:
-    case QEvent::Wheel:
-      return true;
-    default:
-      return false;
+    case QEvent::Wheel: return true;
+    default: return false;
   }
 }
 }  // namespace

@@ -114,7 +114,8 @@ std::unique_ptr<PortChannel> QtPortDriver::open(const std::string& name, const L
   auto port = std::make_unique<QSerialPort>();
   port->setPortName(QString::fromStdString(path));
   port->setReadBufferSize(settings.inBufferSize);
-  if (!port->open(QIODevice::ReadWrite)) fail(Failure::PortUnavailable, name + ": " + port->errorString().toStdString());
+  if (!port->open(QIODevice::ReadWrite))
+    fail(Failure::PortUnavailable, name + ": " + port->errorString().toStdString());
   if (!port->setBaudRate(settings.baud) || !port->setDataBits(QSerialPort::Data8) ||
       !port->setParity(QSerialPort::NoParity) || !port->setStopBits(QSerialPort::OneStop) ||
       !port->setFlowControl(QSerialPort::NoFlowControl))

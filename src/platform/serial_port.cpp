@@ -1,8 +1,8 @@
 #include "platform/serial_port.h"
 
 #include <map>
-#include <vector>
 #include <stdexcept>
+#include <vector>
 
 #include "platform/failure.h"
 

@@ -60,8 +60,7 @@ class SimChannel : public PortChannel {
     if (notifyTask_) {
       try {
         scheduler().cancel(notifyTask_);
-      } catch (...) {
-      }
+      } catch (...) {}
       notifyTask_ = 0;
     }
   }

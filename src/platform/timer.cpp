@@ -33,8 +33,7 @@ void Timer::disarm() {
     // The scheduler may already be gone at the end of a test or of the program.
     try {
       scheduler().cancel(task_);
-    } catch (...) {
-    }
+    } catch (...) {}
     task_ = 0;
   }
 }

@@ -109,10 +109,13 @@ void FrmMqttSettings::Command1_Click() {
   s.caFile = TextCaFile->text().trimmed();
   s.discoveryPrefix = TextDiscovery->text().trimmed();
   // Every text as it will be read back from the GBK settings file, or nothing is saved.
-  const std::pair<const char*, const QString*> texts[] = {
-      {"服务器地址", &s.host},     {"客户端标识", &s.clientId}, {"主题前缀", &s.topicPrefix},
-      {"用户名", &s.username},     {"密码", &s.password},       {"TLS CA证书文件", &s.caFile},
-      {"自动发现前缀", &s.discoveryPrefix}};
+  const std::pair<const char*, const QString*> texts[] = {{"服务器地址", &s.host},
+                                                          {"客户端标识", &s.clientId},
+                                                          {"主题前缀", &s.topicPrefix},
+                                                          {"用户名", &s.username},
+                                                          {"密码", &s.password},
+                                                          {"TLS CA证书文件", &s.caFile},
+                                                          {"自动发现前缀", &s.discoveryPrefix}};
   for (const auto& [caption, text] : texts) {
     if (const QString refusal = core::settingsValueRefusal(QString::fromUtf8(caption), *text); !refusal.isEmpty()) {
       platform::dialogs().msgBox(refusal, platform::kExclamation);

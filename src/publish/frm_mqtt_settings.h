@@ -30,7 +30,7 @@ class FrmMqttSettings : public ui::Screen, public ui::Singleton<FrmMqttSettings>
  private:
   FrmMqttSettings();
 
-  QCheckBox* Check1;       // Enabled
+  QCheckBox* Check1;  // Enabled
   QLineEdit* TextHost;
   QLineEdit* TextPort;
   QLineEdit* TextClientId;

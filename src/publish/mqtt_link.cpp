@@ -23,7 +23,8 @@ struct MqttLink::Shared {
     std::lock_guard lock(postMutex);
     if (!receiver || !handler) return;
     Handler h = handler;
-    QMetaObject::invokeMethod(receiver.data(), [h, e] { h(e); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        receiver.data(), [h, e] { h(e); }, Qt::QueuedConnection);
   }
 };
 
@@ -39,7 +40,9 @@ void onConnect(mosquitto*, void* obj, int rc) {
   }
 }
 
-void onPublish(mosquitto*, void* obj, int mid) { static_cast<MqttLink::Shared*>(obj)->post({LinkEvent::Acknowledged, mid}); }
+void onPublish(mosquitto*, void* obj, int mid) {
+  static_cast<MqttLink::Shared*>(obj)->post({LinkEvent::Acknowledged, mid});
+}
 
 void serve(std::shared_ptr<MqttLink::Shared> s) {
   const LinkOptions& o = s->options;
@@ -63,7 +66,8 @@ void serve(std::shared_ptr<MqttLink::Shared> s) {
     if (rc != MOSQ_ERR_SUCCESS) rc = MOSQ_ERR_TLS;
   }
   if (rc == MOSQ_ERR_SUCCESS && !o.willTopic.empty())
-    rc = mosquitto_will_set(m, o.willTopic.c_str(), static_cast<int>(o.willPayload.size()), o.willPayload.data(), 1, true);
+    rc = mosquitto_will_set(m, o.willTopic.c_str(), static_cast<int>(o.willPayload.size()), o.willPayload.data(), 1,
+                            true);
   if (rc == MOSQ_ERR_SUCCESS && !s->stop) rc = mosquitto_connect(m, o.host.c_str(), o.port, 30);
   s->connecting = false;
   if (rc != MOSQ_ERR_SUCCESS) {
@@ -76,8 +80,7 @@ void serve(std::shared_ptr<MqttLink::Shared> s) {
     if (s->stop) {
       // A clean end: DISCONNECT, so the broker does not send the last will.
       mosquitto_disconnect(m);
-      for (int i = 0; i < 5 && mosquitto_loop(m, 20, 1) == MOSQ_ERR_SUCCESS; ++i) {
-      }
+      for (int i = 0; i < 5 && mosquitto_loop(m, 20, 1) == MOSQ_ERR_SUCCESS; ++i) {}
     } else {
       s->post({s->connected ? LinkEvent::Lost : LinkEvent::ConnectFailed, rc});
     }

@@ -22,11 +22,11 @@ namespace xl::publish {
 
 struct LinkEvent {
   enum Kind {
-    Connected,     // the broker accepted the login
-    Refused,       // the broker answered CONNACK with `code` != 0 (login refused, ...)
-    ConnectFailed, // no connection: `code` a libmosquitto error (MOSQ_ERR_TLS, MOSQ_ERR_ERRNO, ...)
-    Lost,          // an established connection ended
-    Acknowledged,  // the broker acknowledged message `code` (its mid)
+    Connected,      // the broker accepted the login
+    Refused,        // the broker answered CONNACK with `code` != 0 (login refused, ...)
+    ConnectFailed,  // no connection: `code` a libmosquitto error (MOSQ_ERR_TLS, MOSQ_ERR_ERRNO, ...)
+    Lost,           // an established connection ended
+    Acknowledged,   // the broker acknowledged message `code` (its mid)
   };
   Kind kind;
   int code = 0;

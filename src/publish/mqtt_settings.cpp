@@ -28,7 +28,8 @@ MqttSettings mqttSettingsFrom(const std::function<QString(const char* key)>& rea
   s.username = read(keys::kMqttUsername);
   s.password = read(keys::kMqttPassword);
   s.caFile = read(keys::kMqttCaFile);
-  s.discoveryPrefix = present(keys::kMqttDiscoveryPrefix) ? read(keys::kMqttDiscoveryPrefix) : QStringLiteral("homeassistant");
+  s.discoveryPrefix =
+      present(keys::kMqttDiscoveryPrefix) ? read(keys::kMqttDiscoveryPrefix) : QStringLiteral("homeassistant");
   return s;
 }
 

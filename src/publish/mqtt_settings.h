@@ -12,8 +12,8 @@ struct MqttSettings {
   bool enabled = false;
   QString host;
   int port = 1883;
-  QString clientId;      // default: the computer's name
-  QString topicPrefix;   // default "xinglan"
+  QString clientId;     // default: the computer's name
+  QString topicPrefix;  // default "xinglan"
   QString username;
   QString password;
   QString caFile;           // TLS when set

@@ -44,14 +44,13 @@ const SensorInfo kSensors[] = {
 // Positions of the fault flags in the 32 flags of bytes 67..70 (bit 0 of the fault word 0x0121
 // is position 32).
 const FaultFlag kFaults[] = {
-    {"battery_over_discharge", 32},   {"battery_over_voltage", 31},   {"battery_under_voltage", 30},
-    {"load_short_circuit", 29},       {"load_over_current", 28},      {"device_over_temperature", 27},
-    {"battery_over_temperature", 26}, {"array_over_power", 25},       {"array_over_voltage", 23},
+    {"battery_over_discharge", 32},   {"battery_over_voltage", 31}, {"battery_under_voltage", 30},
+    {"load_short_circuit", 29},       {"load_over_current", 28},    {"device_over_temperature", 27},
+    {"battery_over_temperature", 26}, {"array_over_power", 25},     {"array_over_voltage", 23},
     {"array_reverse_polarity", 20},
 };
 
 QString u(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
-
 
 // The address as a number when the store's text is a whole number 0..255, else the text.
 QJsonValue addressValue(const QString& deviceId) {
@@ -61,14 +60,13 @@ QJsonValue addressValue(const QString& deviceId) {
   return deviceId;
 }
 
-QString timeText(const QDateTime& at) {
-  return at.toOffsetFromUtc(at.offsetFromUtc()).toString(Qt::ISODate);
-}
+QString timeText(const QDateTime& at) { return at.toOffsetFromUtc(at.offsetFromUtc()).toString(Qt::ISODate); }
 
 // The device block every discovery config of a station carries, so Home Assistant groups them.
 // Without the device information only the identity is sent: a config that leaves the model
 // out does not take it away from the device.
-QJsonObject deviceObject(const Topics& topics, const StationIdentity& station, const std::optional<link::DeviceInfo>& info) {
+QJsonObject deviceObject(const Topics& topics, const StationIdentity& station,
+                         const std::optional<link::DeviceInfo>& info) {
   QJsonObject device;
   device["identifiers"] = QJsonArray{u(topics.uniqueId(station.name.toStdString(), "device"))};
   device["name"] = station.name;
@@ -182,7 +180,8 @@ std::vector<Message> discoveryConfigs(const Topics& topics, const StationIdentit
 
 QByteArray alarmsJson(const std::vector<AlarmItem>& open) {
   QJsonArray a;
-  for (const AlarmItem& i : open) a.append(QJsonObject{{"code", i.code}, {"text", i.text}, {"since", timeText(i.since)}});
+  for (const AlarmItem& i : open)
+    a.append(QJsonObject{{"code", i.code}, {"text", i.text}, {"since", timeText(i.since)}});
   return QJsonDocument(a).toJson(QJsonDocument::Compact);
 }
 

@@ -207,7 +207,8 @@ Publisher::Station& Publisher::station(const QString& name, const QString& devic
 void Publisher::publishDiscovery(const QString& name, Station& st) {
   st.discoveryPublished = true;
   if (settings_.discoveryPrefix.isEmpty()) return;
-  for (auto& m : discoveryConfigs(topics(), {name, st.deviceId, st.port}, st.info)) enqueue(std::move(m.topic), m.payload);
+  for (auto& m : discoveryConfigs(topics(), {name, st.deviceId, st.port}, st.info))
+    enqueue(std::move(m.topic), m.payload);
   for (auto& m : alarmDiscoveryConfigs(topics(), {name, st.deviceId, st.port}, alarmSource_.codes))
     enqueue(std::move(m.topic), m.payload);
 }

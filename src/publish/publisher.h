@@ -111,7 +111,7 @@ class Publisher : public QObject {
     QString deviceId;
     QString port;
     std::optional<link::DeviceInfo> info;
-    std::optional<bool> online;     // as last published
+    std::optional<bool> online;       // as last published
     bool discoveryPublished = false;  // on this connection
   };
 

@@ -26,7 +26,6 @@ namespace xl::shell {
 
 namespace {
 
-
 // A caption with its box in one row of `grid`: the label is the box's buddy. A required field
 // gets a red asterisk after its box.
 template <class Box>
@@ -190,7 +189,8 @@ QString FrmAddStation::refusal(StationAction action, const core::Station& s) con
   const auto isOther = [&](const core::Station& o) {
     return action == StationAction::Add || !core::sameStationName(o.StationName, openedName_);
   };
-  if (const auto named = core::findStation(s.StationName); named && isOther(*named)) return QStringLiteral("站点名称重复");
+  if (const auto named = core::findStation(s.StationName); named && isOther(*named))
+    return QStringLiteral("站点名称重复");
   // Two IDs that are one bus address ("1" and "01") are one station on the line.
   const auto address = core::busAddress(s.DeviceID);
   for (const core::Station& o : core::getStations(s.Port)) {

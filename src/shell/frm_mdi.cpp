@@ -1,38 +1,38 @@
 #include "shell/frm_mdi.h"
 
 #include <QCloseEvent>
-#include <QHelpEvent>
 #include <QDockWidget>
 #include <QGuiApplication>
-#include <QScreen>
+#include <QHelpEvent>
+#include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
+#include <QScreen>
 #include <QScrollBar>
-#include <QLabel>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QTreeWidget>
 
+#include "configuration/frm_control_parameter.h"
 #include "configuration/frm_device_id_setting.h"
 #include "configuration/frm_factory_operation.h"
 #include "configuration/frm_general_g_load_configuration.h"
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/startup.h"
-#include "configuration/frm_control_parameter.h"
+#include "engine/alarms/alarm_engine.h"
+#include "monitoring/frm_alarm_log.h"
+#include "monitoring/frm_exchange_log.h"
+#include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_hlstory_monitoring.h"
 #include "monitoring/frm_maintenance_record.h"
-#include "publish/frm_mqtt_settings.h"
-#include "monitoring/frm_exchange_log.h"
-#include "monitoring/frm_alarm_log.h"
-#include "engine/alarms/alarm_engine.h"
-#include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "platform/dialogs.h"
+#include "publish/frm_mqtt_settings.h"
 #include "shell/icons.h"
 #include "shell/login.h"
 #include "ui/input.h"
@@ -95,7 +95,8 @@ FrmMDI::FrmMDI() {
     if (const auto* engine = engine::alarms::AlarmEngine::current(); engine && item->parent()->parent()) {
       QStringList texts;
       for (const auto& a : engine->activeOf(item->text(0))) texts << a.text;
-      if (!texts.isEmpty()) tip += (tip.isEmpty() ? "" : "\n") + QStringLiteral("告警：") + texts.join(QStringLiteral("、"));
+      if (!texts.isEmpty())
+        tip += (tip.isEmpty() ? "" : "\n") + QStringLiteral("告警：") + texts.join(QStringLiteral("、"));
     }
     if (item->toolTip(0) != tip) item->setToolTip(0, tip);
   });
@@ -105,7 +106,8 @@ FrmMDI::FrmMDI() {
   alarmStatus_->setObjectName("AlarmStatus");
   alarmStatus_->setStyleSheet(QStringLiteral("color: #c00000; font-weight: bold;"));
   statusBar()->addPermanentWidget(alarmStatus_);
-  if (auto* engine = engine::alarms::AlarmEngine::current()) alarmListener_ = engine->addChangeListener([this] { refreshAlarms(); });
+  if (auto* engine = engine::alarms::AlarmEngine::current())
+    alarmListener_ = engine->addChangeListener([this] { refreshAlarms(); });
   refreshAlarms();
 }
 
@@ -164,13 +166,12 @@ void FrmMDI::buildPanes() {
   picture14_->setFeatures(QDockWidget::NoDockWidgetFeatures);
   addDockWidget(Qt::BottomDockWidgetArea, picture14_);
 
-  core::setLogBox(core::LogBox{
-      [this] { return text1_->toPlainText().replace('\n', "\r\n"); },
-      [this](const QString& text) {
-        text1_->setPlainText(QString(text).replace("\r\n", "\n"));
-        text1_->moveCursor(QTextCursor::End);
-        text1_->verticalScrollBar()->setValue(text1_->verticalScrollBar()->maximum());
-      }});
+  core::setLogBox(core::LogBox{[this] { return text1_->toPlainText().replace('\n', "\r\n"); },
+                               [this](const QString& text) {
+                                 text1_->setPlainText(QString(text).replace("\r\n", "\n"));
+                                 text1_->moveCursor(QTextCursor::End);
+                                 text1_->verticalScrollBar()->setValue(text1_->verticalScrollBar()->maximum());
+                               }});
 }
 
 QAction* FrmMDI::addItem(QMenu* menu, const char* name, const QString& caption, void (FrmMDI::*handler)()) {
@@ -224,9 +225,11 @@ void FrmMDI::buildMenus() {
   QMenu* load = parameter->addMenu(QStringLiteral("负载配置"));
   load->setObjectName("LoadConfiguration");
   addItem(load, "GeneralGLoadConfiguration", QStringLiteral("负载输出模式"), &FrmMDI::GeneralGLoadConfiguration_Click);
-  addItem(parameter, "SystemConfiguration", QStringLiteral("系统配置"), &FrmMDI::SystemConfiguration_Click)->setVisible(false);
+  addItem(parameter, "SystemConfiguration", QStringLiteral("系统配置"), &FrmMDI::SystemConfiguration_Click)
+      ->setVisible(false);
   addItem(parameter, "FactoryOperation", QStringLiteral("系统设置"), &FrmMDI::FactoryOperation_Click);
-  addItem(parameter, "DeviceInformation", QStringLiteral("设备信息"), &FrmMDI::DeviceInformation_Click)->setVisible(false);
+  addItem(parameter, "DeviceInformation", QStringLiteral("设备信息"), &FrmMDI::DeviceInformation_Click)
+      ->setVisible(false);
 
   QMenu* monitoring = bar->addMenu(QStringLiteral("监控(&M)"));
   monitoring->setObjectName("Monitoring");

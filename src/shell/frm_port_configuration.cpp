@@ -26,7 +26,6 @@ namespace xl::shell {
 
 namespace {
 
-
 // A caption with its box: a label set as the box's buddy.
 void addRow(QGridLayout* grid, int row, const QString& caption, QWidget* box) {
   ui::addCaptioned(grid, box->parentWidget(), row, 0, caption, box);
@@ -91,8 +90,8 @@ FrmPortConfiguration::FrmPortConfiguration()
   GatewayAddress = new QLineEdit(settings);
   GatewayAddress->setObjectName("GatewayAddress");
   GatewayAddress->setPlaceholderText(QStringLiteral("串口留空"));
-  GatewayAddress->setToolTip(QStringLiteral(
-      "串口服务器（透明传输 TCP 服务器模式）的地址，如 192.168.1.50:8899；本机串口留空"));
+  GatewayAddress->setToolTip(
+      QStringLiteral("串口服务器（透明传输 TCP 服务器模式）的地址，如 192.168.1.50:8899；本机串口留空"));
   addRow(grid, 0, QStringLiteral("端口"), Combo1);
   addRow(grid, 1, QStringLiteral("网关地址"), GatewayAddress);
   addRow(grid, 2, QStringLiteral("波特率"), Combo2);
@@ -116,8 +115,9 @@ FrmPortConfiguration::FrmPortConfiguration()
   auto* frameLayout = new QVBoxLayout(frame);
   List1 = new QListWidget(frame);
   List1->setObjectName("List1");
-  List1->setToolTip(QStringLiteral(
-      "选择->通讯COM口配置:端口COMx->点击添加->确定；先要把“站点资源管理器”属下的“站点”删除，才能删除“通讯COM口列表”里的设备。"));
+  List1->setToolTip(
+      QStringLiteral("选择->通讯COM口配置:端口COMx->点击添加->"
+                     "确定；先要把“站点资源管理器”属下的“站点”删除，才能删除“通讯COM口列表”里的设备。"));
   List1->setMinimumSize(180, 160);
   List1->setItemDelegate(new GatewayEntryDelegate(gateways_, List1));
   frameLayout->addWidget(List1);
@@ -168,8 +168,7 @@ void FrmPortConfiguration::Form_Load() {
   if (platform::SerialControl* scan = link::SerialSession::scanControl(); scan && scan->portOpen()) {
     try {
       scan->setPortOpen(false);
-    } catch (const std::exception&) {
-    }
+    } catch (const std::exception&) {}
   }
   const QSignalBlocker quiet(Combo1);
   Combo1->clear();

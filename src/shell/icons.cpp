@@ -114,8 +114,7 @@ QIcon toolbarIcon(int index) {
         p.drawRect(QRectF(10, 5, 12, 8));
         p.drawRect(QRectF(9, 17, 14, 10));
       });
-    default:
-      return QIcon();
+    default: return QIcon();
   }
 }
 
@@ -129,8 +128,7 @@ QIcon treeIcon(int index) {
         p.drawLine(QPointF(16, 22), QPointF(16, 27));
         p.drawLine(QPointF(10, 27), QPointF(22, 27));
       });
-    case 2:
-      return draw([](QPainter& p) { panel(p, kGreen); });
+    case 2: return draw([](QPainter& p) { panel(p, kGreen); });
     case 3:
       return draw([](QPainter& p) {
         panel(p, kGrey);
@@ -138,11 +136,12 @@ QIcon treeIcon(int index) {
         p.drawLine(QPointF(4, 4), QPointF(14, 14));
         p.drawLine(QPointF(14, 4), QPointF(4, 14));
       });
-    default:
-      return QIcon();
+    default: return QIcon();
   }
 }
 
-QIcon appIcon() { return draw([](QPainter& p) { panel(p, kInk); }); }
+QIcon appIcon() {
+  return draw([](QPainter& p) { panel(p, kInk); });
+}
 
 }  // namespace xl::shell

@@ -32,7 +32,8 @@ FrmAbout::FrmAbout() : ui::ModalForm<FrmAbout>("FrmAbout", QStringLiteral("关�
   name->setFont(big);
   auto* version = new QLabel(QStringLiteral("版本 ") + QStringLiteral(XL_VERSION), this);
   version->setObjectName("Label2");
-  auto* purpose = new QLabel(QStringLiteral("通过RS-485总线监控太阳能充电控制器：实时监控、历史数据、参数设置与数据保存。"), this);
+  auto* purpose =
+      new QLabel(QStringLiteral("通过RS-485总线监控太阳能充电控制器：实时监控、历史数据、参数设置与数据保存。"), this);
   purpose->setObjectName("Label3");
   purpose->setWordWrap(true);
   purpose->setMinimumWidth(320);

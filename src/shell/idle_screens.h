@@ -34,12 +34,12 @@ class FrmRealTimeClock : public ui::ModalForm<FrmRealTimeClock> {
 };
 
 // The empty ones, told apart by name.
-#define XL_IDLE_SCREEN(Name)            \
+#define XL_IDLE_SCREEN(Name)                \
   class Name : public ui::ModalForm<Name> { \
-    friend class ui::Singleton<Name>;   \
-                                        \
-   private:                             \
-    Name();                             \
+    friend class ui::Singleton<Name>;       \
+                                            \
+   private:                                 \
+    Name();                                 \
   };
 XL_IDLE_SCREEN(FrmSystemConfiguration)
 XL_IDLE_SCREEN(FrmDeviceInformation)

@@ -140,7 +140,8 @@ void showFirstWindow() {
 
 // --- FrmChangePassword ------------------------------------------------------------------------
 
-FrmChangePassword::FrmChangePassword() : ui::ModalForm<FrmChangePassword>("FrmChangePassword", QStringLiteral("修改密码")) {
+FrmChangePassword::FrmChangePassword()
+    : ui::ModalForm<FrmChangePassword>("FrmChangePassword", QStringLiteral("修改密码")) {
   auto* grid = new QGridLayout(this);
   Text1 = addPasswordBox(grid, this, 0, "Text1", QStringLiteral("原密码"));
   Text1->setToolTip(QStringLiteral("初始密码 426813"));

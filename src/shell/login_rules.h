@@ -40,8 +40,8 @@ QString passwordChangeRefusal(const QString& old, const QString& password, const
 // The main window's items that only the administrator may use: three menu items, three
 // top-level menus and two toolbar buttons, by their names.
 inline constexpr std::array<const char*, 8> kAdministratorItems = {
-    "LogOff", "ChangePassword", "AddStation", "Communication", "Parameter", "Maintenance",
-    "Port Configuration", "Data Save Seting"};
+    "LogOff",    "ChangePassword", "AddStation",         "Communication",
+    "Parameter", "Maintenance",    "Port Configuration", "Data Save Seting"};
 // Whether `user` gets those items: "administrator" exactly, nobody else.
 bool hasAdministratorRights(const QString& user);
 

@@ -28,7 +28,9 @@ QString portOfEntry(const QString& entry) { return entry.section(QLatin1Char(','
 
 QString removalQuestion(const QString& entry, int stations) {
   if (stations <= 0) return {};
-  return QStringLiteral("%1 上还有 %2 个站点，删除后这些站点将不再显示。确定删除?").arg(portOfEntry(entry)).arg(stations);
+  return QStringLiteral("%1 上还有 %2 个站点，删除后这些站点将不再显示。确定删除?")
+      .arg(portOfEntry(entry))
+      .arg(stations);
 }
 
 namespace {
@@ -38,8 +40,7 @@ template <class Fn>
 void ignoreFailure(Fn&& fn) {
   try {
     fn();
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
 }
 
 }  // namespace
@@ -82,10 +83,12 @@ std::string gatewayOfPort(const std::string& name) {
 
 std::map<int, QString> gatewayPorts() {
   QFile file(core::configPath);
-  const core::IniDocument doc = core::IniDocument::parse(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray());
+  const core::IniDocument doc =
+      core::IniDocument::parse(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray());
   std::map<int, QString> found;
   for (int n = 1; n <= 255; ++n) {
-    const QString value = core::readIniValue(doc, core::keys::kNetworkPorts, QString::fromStdString(platform::portName(n)));
+    const QString value =
+        core::readIniValue(doc, core::keys::kNetworkPorts, QString::fromStdString(platform::portName(n)));
     if (!value.isEmpty()) found[n] = value;
   }
   return found;

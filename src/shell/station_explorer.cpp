@@ -22,8 +22,8 @@
 #include "shell/frm_add_station.h"
 #include "shell/frm_mdi.h"
 #include "shell/icons.h"
-#include "ui/modal.h"
 #include "shell/station_form.h"
+#include "ui/modal.h"
 #include "ui/station_box.h"
 
 namespace xl::shell {
@@ -107,7 +107,8 @@ void FrmMDI::logEmptySiteHint() {
   const QStringList ports = core::readPortList();
   int stations = 0;
   for (const QString& port : ports) stations += static_cast<int>(core::getStations(port).size());
-  if (const QString hint = emptySiteHint(static_cast<int>(ports.size()), stations); !hint.isEmpty()) core::appendLog(hint);
+  if (const QString hint = emptySiteHint(static_cast<int>(ports.size()), stations); !hint.isEmpty())
+    core::appendLog(hint);
 }
 
 void FrmMDI::Timer2_Timer() {
@@ -144,8 +145,7 @@ void FrmMDI::getStations(const QString& port) {
       scan.appendStation(s.StationName, s.DeviceID);
       recorder.appendStation(s.StationName, s.DeviceID);
     }
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
 }
 
 void FrmMDI::setStationEnabled() {

@@ -19,7 +19,8 @@ QString recorderKeyRefusal(const QString& name) {
 }
 
 QString sameDeviceRefusal(const core::Station& other) {
-  return QStringLiteral("%1 上已有设备ID为 %2 的站点：%3").arg(portOfEntry(other.Port), other.DeviceID, other.StationName);
+  return QStringLiteral("%1 上已有设备ID为 %2 的站点：%3")
+      .arg(portOfEntry(other.Port), other.DeviceID, other.StationName);
 }
 
 QString stationAddedLine(const QString& name) { return QStringLiteral("添加 ") + name + QStringLiteral(" 站点成功"); }

@@ -12,11 +12,11 @@
 #include <QRadioButton>
 #include <QTest>
 
+#include "config_screen_fixture.h"
 #include "configuration/frm_device_id_setting.h"
 #include "configuration/frm_factory_operation.h"
 #include "configuration/frm_general_g_load_configuration.h"
 #include "link/frame_codec.h"
-#include "config_screen_fixture.h"
 #include "support/hex_bytes.h"
 #include "ui/form.h"
 
@@ -177,7 +177,9 @@ TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesG
   EXPECT_EQ(tag("LTextBox2") + "|" + edit(screen(), "LTextBox4")->text(), "3|");
 
   // A value outside the screen's lists is refused with a message and nothing goes out.
-  struct Outside { const char *option, *box, *typed, *message; };
+  struct Outside {
+    const char *option, *box, *typed, *message;
+  };
   const Outside outside[] = {{"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
                              {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
                              {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
@@ -192,7 +194,9 @@ TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesG
     const std::int64_t t = press("Command2");
     expectNoWrite(t);
     EXPECT_EQ(shownTexts(), QStringList{QString::fromUtf8(o.message)});
-    type(list(o.box), o.box == std::string_view("LTextBox2") ? "5" : o.box == std::string_view("LTextBox3") ? "10" : "5");
+    type(list(o.box), o.box == std::string_view("LTextBox2")   ? "5"
+                      : o.box == std::string_view("LTextBox3") ? "10"
+                                                               : "5");
   }
   EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 15);
   click(option("Option3"));
@@ -288,7 +292,9 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   EXPECT_EQ(edit(screen(), "LTextBox1")->text() + text1(), "1 ");
 
   station1->setRestartSilence(std::chrono::seconds(3));
-  struct Command { const char *name, *frame, *message, *text1; };
+  struct Command {
+    const char *name, *frame, *message, *text1;
+  };
   const Command commands[] = {{"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
                               {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
                               {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
@@ -372,7 +378,8 @@ TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
     const std::int64_t t = clickAndWait(button(screen(), name));
     EXPECT_EQ(sentFrom(t).size(), 1u) << name;
   }
-  for (const QString& shown : shownTexts()) EXPECT_TRUE(shown.startsWith(QStringLiteral("确定对"))) << shown.toStdString();
+  for (const QString& shown : shownTexts())
+    EXPECT_TRUE(shown.startsWith(QStringLiteral("确定对"))) << shown.toStdString();
   EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
 }
 
@@ -407,7 +414,9 @@ class DeviceIdTest : public ConfigScreensTest {
     return clickAndWait(command1(), 0);
   }
 
-  static std::string poll(int address) { return hexText(configuration::addressPollFrame(static_cast<std::uint8_t>(address))); }
+  static std::string poll(int address) {
+    return hexText(configuration::addressPollFrame(static_cast<std::uint8_t>(address)));
+  }
   static bool isPoll(const std::string& frame) { return frame.size() == 16 && frame.substr(2, 10) == "03000A0001"; }
   // A station with a controller at `address`, the console started and its scan at rest, and
   // the screen open.

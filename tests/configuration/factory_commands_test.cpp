@@ -40,11 +40,16 @@ TEST(FactoryReplies, AnyOtherSixBytesBlankTheStatusLineAndTheAddressDoesNotCount
 TEST(FactoryReplies, WrongRepliesDoNothing) {
   // By row: the wrong function for the command; the wrong text; exception replies (three bytes);
   // five and seven bytes; no command sets 4 or 0; address 0.
-  const struct { int pending; const char* payload; } silent[] = {
-      {1, "01 79 00 00 00 01"}, {2, "01 78 00 00 00 01"}, {5, "01 06 DF 01 00 00"}, {5, "01 06 E3 27 00 01"},
-      {1, "01 F8 01"}, {2, "01 F9 01"}, {3, "01 86 02"}, {5, "01 86 02"},
-      {3, "01 06 E3 27 00"}, {3, "01 06 E3 27 00 00 00"}, {4, "01 06 E3 27 00 00"}, {0, "01 78 00 00 00 01"},
-      {3, "00 06 E3 27 00 00"}};
+  const struct {
+    int pending;
+    const char* payload;
+  } silent[] = {{1, "01 79 00 00 00 01"}, {2, "01 78 00 00 00 01"},
+                {5, "01 06 DF 01 00 00"}, {5, "01 06 E3 27 00 01"},
+                {1, "01 F8 01"},          {2, "01 F9 01"},
+                {3, "01 86 02"},          {5, "01 86 02"},
+                {3, "01 06 E3 27 00"},    {3, "01 06 E3 27 00 00 00"},
+                {4, "01 06 E3 27 00 00"}, {0, "01 78 00 00 00 01"},
+                {3, "00 06 E3 27 00 00"}};
   for (const auto& s : silent) {
     const FactoryReply r = answer(s.pending, s.payload);
     EXPECT_TRUE(r.message.empty() && !r.text1) << s.pending << " " << s.payload;

@@ -50,9 +50,15 @@ TEST(LoadBlockView, LightControlShowsItsValuesAndEveryOtherModeItsButton) {
   EXPECT_EQ(*buildLoadWrite(stateAfter(*light, light->option)).frame,
             appendCrc(hexBytes("01 10 E0 1D 00 03 06 00 00 00 1E 00 06")));
 
-  struct Case { std::uint8_t mode; LoadOption option; const char* caption; };
-  const Case cases[] = {{1, LoadOption::Option5, "光时控"}, {14, LoadOption::Option5, "光时控"},
-                        {15, LoadOption::Option4, "手动模式"}, {16, LoadOption::Option6, "调试模式"},
+  struct Case {
+    std::uint8_t mode;
+    LoadOption option;
+    const char* caption;
+  };
+  const Case cases[] = {{1, LoadOption::Option5, "光时控"},
+                        {14, LoadOption::Option5, "光时控"},
+                        {15, LoadOption::Option4, "手动模式"},
+                        {16, LoadOption::Option6, "调试模式"},
                         {17, LoadOption::Option7, "常开模式"}};
   for (const Case& c : cases) {
     const auto v = showLoadBlock(blockReply(c.mode, 7, 8));

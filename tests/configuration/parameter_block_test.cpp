@@ -28,8 +28,10 @@ TEST(ParameterBoxesValue, ListsHoldOnlyTheirEntries) {
 TEST(RatedInfo, FillsTheRatedBoxesAndGoesOnToTheBlock) {
   ParameterBoxes b;
   ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(48, 30, 0)));
-  expectTexts(b, {{C::LTextBox2, "12/24/36/48(V)"}, {C::LTextBox3, "该设备无负载"}, {C::LTextBox4, "30.00"},
-              {C::SetCurrText2, "30.00"}});
+  expectTexts(b, {{C::LTextBox2, "12/24/36/48(V)"},
+                  {C::LTextBox3, "该设备无负载"},
+                  {C::LTextBox4, "30.00"},
+                  {C::SetCurrText2, "30.00"}});
 
   ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(96, 40, 15)));
   expectTexts(b, {{C::LTextBox2, "12/24/36/48/60/96(V)"}, {C::LTextBox3, "15"}});
@@ -45,18 +47,45 @@ TEST(RatedInfo, FillsTheRatedBoxesAndGoesOnToTheBlock) {
 
 TEST(ParameterRead, EachValueComesFromItsOwnRegister) {
   // Every shown register distinct, so that a value read from a neighbour shows.
-  const Bytes block = parameterReply({{0xE001, 1234}, {0xE002, 321},  {0xE005, 171}, {0xE006, 152}, {0xE007, 149},
-                                      {0xE008, 147},  {0xE009, 137},  {0xE00A, 131}, {0xE00B, 125}, {0xE00C, 119},
-                                      {0xE00D, 109},  {0xE00E, 104},  {0xE00F, 0x5A28}, {0xE010, 7}, {0xE011, 61},
-                                      {0xE012, 62},   {0xE013, 17},   {0xE014, 4}},
+  const Bytes block = parameterReply({{0xE001, 1234},
+                                      {0xE002, 321},
+                                      {0xE005, 171},
+                                      {0xE006, 152},
+                                      {0xE007, 149},
+                                      {0xE008, 147},
+                                      {0xE009, 137},
+                                      {0xE00A, 131},
+                                      {0xE00B, 125},
+                                      {0xE00C, 119},
+                                      {0xE00D, 109},
+                                      {0xE00E, 104},
+                                      {0xE00F, 0x5A28},
+                                      {0xE010, 7},
+                                      {0xE011, 61},
+                                      {0xE012, 62},
+                                      {0xE013, 17},
+                                      {0xE014, 4}},
                                      1234);
   ReadScreen s = readScreen(block);
-  expectTexts(s.boxes,
-              {{C::SetChargeCurr, "12.34"}, {C::LTextBox8, "321"}, {C::LTextBox12, "17.10"}, {C::TextLimit, "15.20"},
-               {C::LTextBox16, "14.90"}, {C::LTextBox18, "14.70"}, {C::LTextBox20, "13.70"}, {C::LTextBox22, "13.10"},
-               {C::LTextBox38, "12.50"}, {C::LTextBox40, "11.90"}, {C::LTextBox36, "10.90"}, {C::LTextBox34, "10.40"},
-               {C::LTextBox24, "90"}, {C::LTextBox44, "40"}, {C::LTextBox45, "7"}, {C::LTextBox28, "61"},
-               {C::LTextBox29, "62"}, {C::LTextBox32, "17"}, {C::LTextBox10, "-4"}});
+  expectTexts(s.boxes, {{C::SetChargeCurr, "12.34"},
+                        {C::LTextBox8, "321"},
+                        {C::LTextBox12, "17.10"},
+                        {C::TextLimit, "15.20"},
+                        {C::LTextBox16, "14.90"},
+                        {C::LTextBox18, "14.70"},
+                        {C::LTextBox20, "13.70"},
+                        {C::LTextBox22, "13.10"},
+                        {C::LTextBox38, "12.50"},
+                        {C::LTextBox40, "11.90"},
+                        {C::LTextBox36, "10.90"},
+                        {C::LTextBox34, "10.40"},
+                        {C::LTextBox24, "90"},
+                        {C::LTextBox44, "40"},
+                        {C::LTextBox45, "7"},
+                        {C::LTextBox28, "61"},
+                        {C::LTextBox29, "62"},
+                        {C::LTextBox32, "17"},
+                        {C::LTextBox10, "-4"}});
 
   // And the write gives back every register as it came.
   ParameterBoxes boxes = s.boxes;
@@ -106,7 +135,8 @@ TEST(ParameterRead, SystemVoltagesTheListLacksShowAutoAndWrite255) {
     EXPECT_EQ(s.boxes.text(C::Combo4), "Auto") << int(volts);
     EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 11), 0xFFA1) << int(volts);
   }
-  const std::pair<std::uint8_t, const char*> listed[] = {{255, "Auto"}, {12, "12V"}, {24, "24V"}, {36, "36V"}, {48, "48V"}};
+  const std::pair<std::uint8_t, const char*> listed[] = {
+      {255, "Auto"}, {12, "12V"}, {24, "24V"}, {36, "36V"}, {48, "48V"}};
   for (const auto& [volts, name] : listed) {
     ReadScreen s = readScreen(parameterReply({{0xE003, static_cast<std::uint16_t>(volts << 8)}}));
     EXPECT_EQ(s.boxes.text(C::Combo4), name);
@@ -167,10 +197,9 @@ TEST(ParameterWrite, TheExampleWriteByteForByte) {
 }
 
 TEST(ParameterWrite, BoxesReadStrictlyRefuseEmptyAndNonNumericTexts) {
-  const Control strict[] = {C::SetChargeCurr, C::LTextBox8,  C::LTextBox12, C::TextLimit,  C::LTextBox18,
-                            C::LTextBox20,    C::LTextBox22, C::LTextBox38, C::LTextBox40, C::LTextBox36,
-                            C::LTextBox34,    C::LTextBox44, C::LTextBox45, C::LTextBox28, C::LTextBox29,
-                            C::LTextBox32,    C::LTextBox10};
+  const Control strict[] = {C::SetChargeCurr, C::LTextBox8,  C::LTextBox12, C::TextLimit,  C::LTextBox18, C::LTextBox20,
+                            C::LTextBox22,    C::LTextBox38, C::LTextBox40, C::LTextBox36, C::LTextBox34, C::LTextBox44,
+                            C::LTextBox45,    C::LTextBox28, C::LTextBox29, C::LTextBox32, C::LTextBox10};
   const ReadScreen read = readScreen(parameterReply());
   for (Control c : strict) {
     for (const char* text : {"", "abc", "12V", " "}) {
@@ -201,17 +230,38 @@ TEST(ParameterWrite, BoxesReadStrictlyRefuseEmptyAndNonNumericTexts) {
 // half to even; -1 where it does not fit and is refused.
 TEST(ParameterWrite, ValuesAreRoundedHalfToEvenAndThoseThatDoNotFitAreRefused) {
   const ReadScreen read = readScreen(parameterReply());
-  struct Case { Control c; const char* text; std::size_t at; int sent; };
-  const Case cases[] = {
-      {C::LTextBox8, "65535", 9, 65535}, {C::LTextBox8, "65536", 9, -1}, {C::LTextBox8, "-1", 9, -1},
-      {C::LTextBox8, "-0.4", 9, 0}, {C::LTextBox12, "6553.5", 15, 65535}, {C::LTextBox12, "6553.6", 15, -1},
-      {C::SetChargeCurr, "655.35", 7, 65535}, {C::LTextBox10, "3", 45, -1}, {C::LTextBox10, "-65535", 45, 65535},
-      {C::LTextBox44, "255", 36, 255}, {C::LTextBox44, "256", 36, -1}, {C::LTextBox24, "256", 35, -1},
-      {C::LTextBox24, "-1", 35, -1}, {C::LTextBox16, "-1", 19, -1}, {C::LTextBox16, "6553.5", 19, 65535},
-      {C::LTextBox8, "&H10", 9, 16}, {C::LTextBox8, "1e3", 9, 1000}, {C::LTextBox8, "150.5", 9, 150},
-      {C::LTextBox8, "151.5", 9, 152}, {C::LTextBox45, "2.5", 37, 2}, {C::LTextBox45, "3.5", 37, 4},
-      {C::LTextBox12, "14.25", 15, 142}, {C::LTextBox12, "14.35", 15, 144}, {C::SetChargeCurr, "0.125", 7, 12},
-      {C::SetChargeCurr, "0.375", 7, 38}, {C::LTextBox10, "-2.5", 45, 2}};
+  struct Case {
+    Control c;
+    const char* text;
+    std::size_t at;
+    int sent;
+  };
+  const Case cases[] = {{C::LTextBox8, "65535", 9, 65535},
+                        {C::LTextBox8, "65536", 9, -1},
+                        {C::LTextBox8, "-1", 9, -1},
+                        {C::LTextBox8, "-0.4", 9, 0},
+                        {C::LTextBox12, "6553.5", 15, 65535},
+                        {C::LTextBox12, "6553.6", 15, -1},
+                        {C::SetChargeCurr, "655.35", 7, 65535},
+                        {C::LTextBox10, "3", 45, -1},
+                        {C::LTextBox10, "-65535", 45, 65535},
+                        {C::LTextBox44, "255", 36, 255},
+                        {C::LTextBox44, "256", 36, -1},
+                        {C::LTextBox24, "256", 35, -1},
+                        {C::LTextBox24, "-1", 35, -1},
+                        {C::LTextBox16, "-1", 19, -1},
+                        {C::LTextBox16, "6553.5", 19, 65535},
+                        {C::LTextBox8, "&H10", 9, 16},
+                        {C::LTextBox8, "1e3", 9, 1000},
+                        {C::LTextBox8, "150.5", 9, 150},
+                        {C::LTextBox8, "151.5", 9, 152},
+                        {C::LTextBox45, "2.5", 37, 2},
+                        {C::LTextBox45, "3.5", 37, 4},
+                        {C::LTextBox12, "14.25", 15, 142},
+                        {C::LTextBox12, "14.35", 15, 144},
+                        {C::SetChargeCurr, "0.125", 7, 12},
+                        {C::SetChargeCurr, "0.375", 7, 38},
+                        {C::LTextBox10, "-2.5", 45, 2}};
   for (const Case& k : cases) {
     SCOPED_TRACE(std::string(controlName(k.c)) + " " + k.text);
     ParameterBoxes b = read.boxes;
@@ -247,7 +297,10 @@ TEST(ParameterWrite, TheChargeCurrentIsCappedAtTheRatedOneAndTheBoxChanges) {
 
 TEST(ParameterWrite, TheTwoListsShareOneCodeByte) {
   const ReadScreen read = readScreen(parameterReply());
-  struct Case { int voltage, type; std::uint8_t voltageCode, typeCode; };
+  struct Case {
+    int voltage, type;
+    std::uint8_t voltageCode, typeCode;
+  };
   const Case cases[] = {{-1, -1, 0, 0}, {0, -1, 255, 255}, {4, -1, 48, 48}, {-1, 3, 0, 3}, {2, 4, 24, 4}};
   for (const Case& k : cases) {
     ParameterBoxes b = read.boxes;

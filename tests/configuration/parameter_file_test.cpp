@@ -2,11 +2,11 @@
 
 #include "configuration/parameter_file.h"
 
+#include <gtest/gtest.h>
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
 #include <QTemporaryDir>
-#include <gtest/gtest.h>
 
 #include "configuration/parameter_rules.h"
 #include "core/settings.h"
@@ -52,11 +52,11 @@ ParameterBoxes editedScreen() {
   selectEntry(b, C::Combo3, "SOC");
   selectEntry(b, C::Combo4, "24V");
   const std::pair<Control, const char*> values[] = {
-      {C::LTextBox12, "16.50"}, {C::LTextBox16, "14.70"}, {C::LTextBox18, "14.50"}, {C::LTextBox20, "13.70"},
-      {C::LTextBox22, "13.10"}, {C::LTextBox38, "12.50"}, {C::LTextBox40, "11.90"}, {C::LTextBox36, "11.00"},
-      {C::LTextBox34, "10.50"}, {C::SetChargeCurr, "25.00"}, {C::LTextBox32, "28"},  {C::LTextBox28, "90"},
-      {C::LTextBox29, "100"},   {C::LTextBox10, "-4"},     {C::LTextBox8, "350"},   {C::LTextBox45, "8"},
-      {C::LTextBox24, "95"},    {C::LTextBox44, "35"},     {C::TextLimit, "16.00"}};
+      {C::LTextBox12, "16.50"}, {C::LTextBox16, "14.70"},    {C::LTextBox18, "14.50"}, {C::LTextBox20, "13.70"},
+      {C::LTextBox22, "13.10"}, {C::LTextBox38, "12.50"},    {C::LTextBox40, "11.90"}, {C::LTextBox36, "11.00"},
+      {C::LTextBox34, "10.50"}, {C::SetChargeCurr, "25.00"}, {C::LTextBox32, "28"},    {C::LTextBox28, "90"},
+      {C::LTextBox29, "100"},   {C::LTextBox10, "-4"},       {C::LTextBox8, "350"},    {C::LTextBox45, "8"},
+      {C::LTextBox24, "95"},    {C::LTextBox44, "35"},       {C::TextLimit, "16.00"}};
   for (const auto& [c, text] : values) b.setText(c, text);
   return b;
 }
@@ -68,13 +68,30 @@ TEST_F(ParameterFile, ExportWritesTheKeysInOrderInGbk) {
   const QByteArray raw = bytes(result.path);
   EXPECT_TRUE(raw.startsWith(platform::toGbk(QStringLiteral("[配置]\r\n"))));
   const QStringList lines = platform::fromGbk(raw).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
-  const QStringList expected{
-      "[配置]", "电池类型=User", "超压电压(V)=16.50", "均衡充电电压(V)=14.70", "提升充电电压(V)=14.50",
-      "浮充充电电压(V)=13.70", "提升充电返回电压(V)=13.10", "过放返回电压(V)=12.50", "低压警告电压(V)=11.90",
-      "过放电压(V)=11.00", "放电限制电压(V)=10.50", "充电电流设置(A)=25.00", "系统电压=24V", "充电模式=SOC",
-      "均衡充电间隔(天)=28", "均衡充电时间(分钟)=90", "提升充电时间(分钟)=100", "温度补偿系数(mV/℃/2V)=-4",
-      "蓄电池容量(Ah)=350", "过放延时时间(秒)=8", "蓄电池充满电量(%)=95", "蓄电池放电限制电量(%)=35",
-      "充电限制电压(V)=16.00", "保存日期=2024-05-01    08:30:00"};
+  const QStringList expected{"[配置]",
+                             "电池类型=User",
+                             "超压电压(V)=16.50",
+                             "均衡充电电压(V)=14.70",
+                             "提升充电电压(V)=14.50",
+                             "浮充充电电压(V)=13.70",
+                             "提升充电返回电压(V)=13.10",
+                             "过放返回电压(V)=12.50",
+                             "低压警告电压(V)=11.90",
+                             "过放电压(V)=11.00",
+                             "放电限制电压(V)=10.50",
+                             "充电电流设置(A)=25.00",
+                             "系统电压=24V",
+                             "充电模式=SOC",
+                             "均衡充电间隔(天)=28",
+                             "均衡充电时间(分钟)=90",
+                             "提升充电时间(分钟)=100",
+                             "温度补偿系数(mV/℃/2V)=-4",
+                             "蓄电池容量(Ah)=350",
+                             "过放延时时间(秒)=8",
+                             "蓄电池充满电量(%)=95",
+                             "蓄电池放电限制电量(%)=35",
+                             "充电限制电压(V)=16.00",
+                             "保存日期=2024-05-01    08:30:00"};
   EXPECT_EQ(lines, expected);
 }
 
@@ -162,18 +179,23 @@ TEST_F(ParameterFile, ImportNamesAndTypesThatStopIt) {
 
 TEST_F(ParameterFile, ImportedValuesGoInAsTheyStandAndAreWrittenSo) {
   // Every key but the over-voltage.
-  const QString path = file("gel.txt", QStringLiteral(
-      "电池类型=Gel\r\n均衡充电电压(V)=14.60\r\n提升充电电压(V)=99\r\n浮充充电电压(V)=13.80\r\n"
-      "提升充电返回电压(V)=13.20\r\n过放返回电压(V)=12.60\r\n低压警告电压(V)=12.00\r\n过放电压(V)=11.10\r\n"
-      "放电限制电压(V)=10.60\r\n充电电流设置(A)=12.00\r\n系统电压=12V\r\n充电模式=Volt.Comp.\r\n"
-      "均衡充电间隔(天)=0\r\n均衡充电时间(分钟)=0\r\n提升充电时间(分钟)=120\r\n温度补偿系数(mV/℃/2V)=3\r\n"
-      "蓄电池容量(Ah)=200\r\n过放延时时间(秒)=5\r\n蓄电池充满电量(%)=150\r\n蓄电池放电限制电量(%)=30\r\n"));
+  const QString path =
+      file("gel.txt",
+           QStringLiteral(
+               "电池类型=Gel\r\n均衡充电电压(V)=14.60\r\n提升充电电压(V)=99\r\n浮充充电电压(V)=13.80\r\n"
+               "提升充电返回电压(V)=13.20\r\n过放返回电压(V)=12.60\r\n低压警告电压(V)=12.00\r\n过放电压(V)=11.10\r\n"
+               "放电限制电压(V)=10.60\r\n充电电流设置(A)=12.00\r\n系统电压=12V\r\n充电模式=Volt.Comp.\r\n"
+               "均衡充电间隔(天)=0\r\n均衡充电时间(分钟)=0\r\n提升充电时间(分钟)=120\r\n温度补偿系数(mV/℃/2V)=3\r\n"
+               "蓄电池容量(Ah)=200\r\n过放延时时间(秒)=5\r\n蓄电池充满电量(%)=150\r\n蓄电池放电限制电量(%)=30\r\n"));
   ReadScreen s = readScreen(parameterReply());
   ASSERT_EQ(importParameters(s.boxes, path).outcome, Outcome::Imported);
   // No limit on the boost voltage; the coefficient's change rule alone runs; a key the file
   // lacks (the over-voltage) empties its box.
-  expectTexts(s.boxes, {{C::LTextBox16, "14.60"}, {C::LTextBox24, "150"}, {C::LTextBox18, "99"},
-                        {C::LTextBox10, "-3"}, {C::LTextBox12, ""}});
+  expectTexts(s.boxes, {{C::LTextBox16, "14.60"},
+                        {C::LTextBox24, "150"},
+                        {C::LTextBox18, "99"},
+                        {C::LTextBox10, "-3"},
+                        {C::LTextBox12, ""}});
   EXPECT_FALSE(s.boxes.enabled(C::LTextBox16));
   // The write sends what the boxes say; the empty over-voltage refuses it.
   EXPECT_EQ(command2Click(s.boxes, s.state).action, SetCommand::Action::LogFailure);
@@ -189,8 +211,7 @@ TEST_F(ParameterFile, ImportedValuesGoInAsTheyStandAndAreWrittenSo) {
 TEST_F(ParameterFile, LithiumFromAFileCarriesNoCoupling) {
   ParameterBoxes b;
   const QString li = file("li.txt", QStringLiteral("电池类型=LI\r\n提升充电电压(V)=14.00\r\n超压电压(V)=15.00\r\n"));
-  ASSERT_EQ(importParameters(b, li).outcome,
-            Outcome::Imported);
+  ASSERT_EQ(importParameters(b, li).outcome, Outcome::Imported);
   // No system voltage in the file: the type's "Auto".
   expectTexts(b, {{C::LTextBox18, "14.00"}, {C::LTextBox12, "15.00"}, {C::TextLimit, "15.50"}, {C::Combo4, "Auto"}});
 }
@@ -198,15 +219,20 @@ TEST_F(ParameterFile, LithiumFromAFileCarriesNoCoupling) {
 TEST_F(ParameterFile, ASystemVoltageTheListLacksStopsTheImportWithoutSuccess) {
   for (const char* volts : {"60V", "72V", "96V"}) {
     ParameterBoxes b = editedScreen();
-    const QString path = file("volts.txt", QStringLiteral("电池类型=Gel\r\n超压电压(V)=15.00\r\n充电电流设置(A)=9.00\r\n"
-                                                          "系统电压=%1\r\n充电模式=SOC\r\n蓄电池容量(Ah)=500\r\n")
-                                               .arg(QString::fromUtf8(volts)));
+    const QString path =
+        file("volts.txt", QStringLiteral("电池类型=Gel\r\n超压电压(V)=15.00\r\n充电电流设置(A)=9.00\r\n"
+                                         "系统电压=%1\r\n充电模式=SOC\r\n蓄电池容量(Ah)=500\r\n")
+                              .arg(QString::fromUtf8(volts)));
     const ImportResult r = importParameters(b, path);
     EXPECT_EQ(r.outcome, Outcome::Failed) << volts;
     EXPECT_NE(r.logLine.find(volts), std::string::npos) << r.logLine;
     // Steps up to the ten values are done; the list, the mode and the rest are not.
-    expectTexts(b, {{C::Combo2, "Gel"}, {C::LTextBox12, "15.00"}, {C::SetChargeCurr, "9.00"}, {C::Combo4, "Auto"},
-                {C::Combo3, "Volt.Comp."}, {C::LTextBox8, "200"}});
+    expectTexts(b, {{C::Combo2, "Gel"},
+                    {C::LTextBox12, "15.00"},
+                    {C::SetChargeCurr, "9.00"},
+                    {C::Combo4, "Auto"},
+                    {C::Combo3, "Volt.Comp."},
+                    {C::LTextBox8, "200"}});
   }
   // Any other unknown text leaves the list alone and the import goes on.
   ParameterBoxes b;

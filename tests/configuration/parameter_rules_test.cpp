@@ -31,11 +31,11 @@ struct Column {
 
 std::map<Control, std::string> lead(const char* equalise, const char* boost, const char* equaliseTime,
                                     const char* interval) {
-  return {{C::Combo3, "Volt.Comp."}, {C::LTextBox8, "200"},     {C::LTextBox10, "-3"},     {C::LTextBox12, "16.00"},
-          {C::LTextBox16, equalise},  {C::LTextBox18, boost},    {C::LTextBox20, "13.80"},  {C::LTextBox22, "13.20"},
-          {C::LTextBox24, "100"},     {C::Combo4, "Auto"},       {C::LTextBox29, "120"},    {C::LTextBox28, equaliseTime},
-          {C::LTextBox32, interval},  {C::LTextBox45, "5"},      {C::LTextBox34, "10.60"},  {C::LTextBox38, "12.60"},
-          {C::LTextBox40, "12.00"},   {C::LTextBox36, "11.10"},  {C::LTextBox44, "30"},     {C::TextLimit, "15.50"}};
+  return {{C::Combo3, "Volt.Comp."}, {C::LTextBox8, "200"},    {C::LTextBox10, "-3"},    {C::LTextBox12, "16.00"},
+          {C::LTextBox16, equalise}, {C::LTextBox18, boost},   {C::LTextBox20, "13.80"}, {C::LTextBox22, "13.20"},
+          {C::LTextBox24, "100"},    {C::Combo4, "Auto"},      {C::LTextBox29, "120"},   {C::LTextBox28, equaliseTime},
+          {C::LTextBox32, interval}, {C::LTextBox45, "5"},     {C::LTextBox34, "10.60"}, {C::LTextBox38, "12.60"},
+          {C::LTextBox40, "12.00"},  {C::LTextBox36, "11.10"}, {C::LTextBox44, "30"},    {C::TextLimit, "15.50"}};
 }
 
 const std::vector<Control> kTableFields{C::Combo3,     C::LTextBox8,  C::LTextBox10, C::LTextBox12, C::LTextBox16,
@@ -52,8 +52,11 @@ std::vector<Column> columns() {
       {"User", lead("14.60", "14.40", "120", "30"), {}},
   };
   // Lithium: coefficient 0, float equal to boost, computed over-voltage, warning and limit.
-  for (const auto& [c, text] : {std::pair{C::LTextBox10, "0"}, {C::LTextBox20, "14.40"}, {C::LTextBox12, "16.40"},
-                                {C::LTextBox40, "12.10"}, {C::LTextBox34, "10.60"}})
+  for (const auto& [c, text] : {std::pair{C::LTextBox10, "0"},
+                                {C::LTextBox20, "14.40"},
+                                {C::LTextBox12, "16.40"},
+                                {C::LTextBox40, "12.10"},
+                                {C::LTextBox34, "10.60"}})
     out[3].texts[c] = text;
   for (Control c : kTableFields)
     if (c != C::Combo3 && c != C::LTextBox24 && c != C::LTextBox44) out[4].enabled.push_back(c);
@@ -130,8 +133,13 @@ TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimals) {
   for (Control c : {C::LTextBox12, C::TextLimit, C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22,
                     C::LTextBox34, C::LTextBox36, C::LTextBox38, C::LTextBox40}) {
     // A numeric prefix passes the limits; a text that is no number is not formatted.
-    for (const auto& [typed, shown] : {std::pair{"18", "17.00"}, {"6.9", "7.00"}, {"7", "7.00"}, {"17", "17.00"},
-                                       {"", "7.00"}, {"13.456", "13.46"}, {"13V", "13V"}})
+    for (const auto& [typed, shown] : {std::pair{"18", "17.00"},
+                                       {"6.9", "7.00"},
+                                       {"7", "7.00"},
+                                       {"17", "17.00"},
+                                       {"", "7.00"},
+                                       {"13.456", "13.46"},
+                                       {"13V", "13V"}})
       EXPECT_EQ(afterLeaving(c, typed), shown) << controlName(c) << " " << typed;
   }
 }
@@ -142,17 +150,30 @@ TEST(FieldLimits, WholeNumberFieldsAndTheirExtraRules) {
     Control box;
     const char *typed, *shown, *type = "User";
     bool soc = false;
-  } cases[] = {
-      {C::LTextBox8, "", "100"},           {C::LTextBox8, "5000", "3000"},         {C::LTextBox8, "150.5", "150.5"},
-      {C::LTextBox29, "5", "10"},          {C::LTextBox29, "601", "600"},          {C::LTextBox32, "300", "255"},
-      {C::LTextBox32, "", ""},  // low limit 0: an empty box stays empty
-      {C::LTextBox44, "90", "80"},         {C::LTextBox44, "-1", "0"},             {C::LTextBox45, "0", "1"},
-      {C::LTextBox45, "31", "30"},         {C::LTextBox28, "700", "600"},          {C::LTextBox28, "700", "120", "Gel"},
-      {C::LTextBox28, "0", "120", "Gel"},  {C::LTextBox16, "14.2", "15.20", "Gel"}, {C::LTextBox16, "3", "15.20", "Gel"},
-      {C::LTextBox24, "150", "100"},       {C::LTextBox24, "90", "90"},            {C::LTextBox24, "90", "100", "Sealed", true},
-      {C::LTextBox44, "90", "80", "Sealed", true}, {C::LTextBox44, "50", "50", "Sealed", true}};
+  } cases[] = {{C::LTextBox8, "", "100"},
+               {C::LTextBox8, "5000", "3000"},
+               {C::LTextBox8, "150.5", "150.5"},
+               {C::LTextBox29, "5", "10"},
+               {C::LTextBox29, "601", "600"},
+               {C::LTextBox32, "300", "255"},
+               {C::LTextBox32, "", ""},  // low limit 0: an empty box stays empty
+               {C::LTextBox44, "90", "80"},
+               {C::LTextBox44, "-1", "0"},
+               {C::LTextBox45, "0", "1"},
+               {C::LTextBox45, "31", "30"},
+               {C::LTextBox28, "700", "600"},
+               {C::LTextBox28, "700", "120", "Gel"},
+               {C::LTextBox28, "0", "120", "Gel"},
+               {C::LTextBox16, "14.2", "15.20", "Gel"},
+               {C::LTextBox16, "3", "15.20", "Gel"},
+               {C::LTextBox24, "150", "100"},
+               {C::LTextBox24, "90", "90"},
+               {C::LTextBox24, "90", "100", "Sealed", true},
+               {C::LTextBox44, "90", "80", "Sealed", true},
+               {C::LTextBox44, "50", "50", "Sealed", true}};
   for (const auto& c : cases)
-    EXPECT_EQ(afterLeaving(c.box, c.typed, c.type, c.soc), c.shown) << controlName(c.box) << " " << c.typed << " " << c.type;
+    EXPECT_EQ(afterLeaving(c.box, c.typed, c.type, c.soc), c.shown)
+        << controlName(c.box) << " " << c.typed << " " << c.type;
 }
 
 TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {
@@ -165,8 +186,8 @@ TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {
 
 TEST(TemperatureCoefficient, AWholeNumberFromMinus5To0OnEveryChange) {
   const std::pair<const char*, const char*> cases[] = {
-      {"3", "-3"}, {"-9", "-5"}, {"-0", "0"}, {"0", "0"}, {"-3.", "-3"}, {"-3.6", "-4"}, {"-2.5", "-2"},
-      {"0.4", "0"}, {"-", "-"},   {"", ""},    {"abc", "abc"}, {"1e5", "-5"}, {"-5", "-5"}, {"-5.4", "-5"}};
+      {"3", "-3"},  {"-9", "-5"}, {"-0", "0"}, {"0", "0"},     {"-3.", "-3"}, {"-3.6", "-4"}, {"-2.5", "-2"},
+      {"0.4", "0"}, {"-", "-"},   {"", ""},    {"abc", "abc"}, {"1e5", "-5"}, {"-5", "-5"},   {"-5.4", "-5"}};
   for (const auto& [typed, shown] : cases) {
     ParameterBoxes b;
     assignText(b, C::LTextBox10, typed);
@@ -182,8 +203,12 @@ TEST(LithiumCouplings, TheBoostVoltageCarriesItsFollowers) {
   selectEntry(b, C::Combo2, "LI");
   selectEntry(b, C::Combo4, "12V");
   leave(b, C::LTextBox18, "14.0");
-  expectTexts(b, {{C::LTextBox18, "14.00"}, {C::LTextBox16, "14.00"}, {C::LTextBox20, "14.00"},
-              {C::LTextBox12, "16.00"}, {C::TextLimit, "14.00"}, {C::LTextBox22, "12.80"}});
+  expectTexts(b, {{C::LTextBox18, "14.00"},
+                  {C::LTextBox16, "14.00"},
+                  {C::LTextBox20, "14.00"},
+                  {C::LTextBox12, "16.00"},
+                  {C::TextLimit, "14.00"},
+                  {C::LTextBox22, "12.80"}});
 
   leave(b, C::LTextBox18, "8");
   expectTexts(b, {{C::LTextBox22, "8.00"}, {C::LTextBox12, "10.00"}});  // 8 is not above 9.0
@@ -235,7 +260,8 @@ TEST(LithiumCouplings, ACouplingEndsAtATextThatIsNoNumberAndOtherTypesCarryNothi
 TEST(ChargeCurrent, CappedAtTheRatedCurrentWithNoLowerLimit) {
   ParameterBoxes b;
   b.setText(C::LTextBox4, "20.00");
-  for (const auto& [typed, shown] : {std::pair{"25", "20.00"}, {"15", "15.00"}, {"-3", "-3.00"}, {"", ""}, {"20", "20.00"}}) {
+  for (const auto& [typed, shown] :
+       {std::pair{"25", "20.00"}, {"15", "15.00"}, {"-3", "-3.00"}, {"", ""}, {"20", "20.00"}}) {
     leave(b, C::SetChargeCurr, typed);
     EXPECT_EQ(b.text(C::SetChargeCurr), shown) << typed;
   }
@@ -276,8 +302,12 @@ TEST(Timers, Timer2GreysExactlyTheDisabledControlsOfItsList) {
 }
 
 TEST(BoxFormat, NumbersAreWrittenWithTheirPlacesOtherTextsStay) {
-  for (const auto& [text, places, shown] : {std::tuple{"14.4", 2, "14.40"}, {" 7 ", 2, "7.00"}, {"", 2, ""},
-                                             {"abc", 2, "abc"}, {"-0.001", 2, "0.00"}, {"2.5", 0, "2"}})
+  for (const auto& [text, places, shown] : {std::tuple{"14.4", 2, "14.40"},
+                                            {" 7 ", 2, "7.00"},
+                                            {"", 2, ""},
+                                            {"abc", 2, "abc"},
+                                            {"-0.001", 2, "0.00"},
+                                            {"2.5", 0, "2"}})
     EXPECT_EQ(formatBoxText(text, places), shown) << text;
 }
 

@@ -17,12 +17,12 @@
 #include <optional>
 #include <random>
 
+#include "config_screen_fixture.h"
 #include "configuration/frm_control_parameter.h"
 #include "configuration/parameter_block.h"
 #include "core/settings.h"
 #include "link/frame_codec.h"
 #include "link/vb_numbers.h"
-#include "config_screen_fixture.h"
 #include "support/hex_bytes.h"
 #include "ui/form.h"
 
@@ -105,7 +105,8 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   }
   std::vector<std::string> writes(std::int64_t fromMs = 0) const {
     std::vector<std::string> out;
-    for (const auto& f : screenFrames(fromMs)) if (f.substr(2, 2) == "10") out.push_back(f);
+    for (const auto& f : screenFrames(fromMs))
+      if (f.substr(2, 2) == "10") out.push_back(f);
     return out;
   }
 
@@ -123,7 +124,9 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   sim::Controller* device = nullptr;
 };
 
-std::string requestHex(int id, std::string_view literal) { return hexText(requestFrame(id, std::string(literal).c_str())); }
+std::string requestHex(int id, std::string_view literal) {
+  return hexText(requestFrame(id, std::string(literal).c_str()));
+}
 
 // ---- The form -----------------------------------------------------------------------------
 
@@ -154,7 +157,8 @@ TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNo
   for (int i = 0; i < 5; ++i)
     EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), captions[i]);
   for (const char* name : {"Combo2", "Combo3", "Combo4"}) EXPECT_FALSE(list(name)->isEditable()) << name;
-  EXPECT_EQ(list("Combo4")->toolTip(), QStringLiteral("蓄电池系统电压设置：系统电压设置后，为安全考虑，需重启才生效！"));
+  EXPECT_EQ(list("Combo4")->toolTip(),
+            QStringLiteral("蓄电池系统电压设置：系统电压设置后，为安全考虑，需重启才生效！"));
 }
 
 TEST_F(ParameterScreenTest, ClosingHidesAndKeepsTheStateTheMenuClearsTheValuesAgain) {
@@ -185,8 +189,11 @@ TEST_F(ParameterScreenTest, StationChoiceAsksForTheRatedValuesAndChainsTheBlockR
   const std::int64_t t0 = nowMs();
   chooseStation();
   EXPECT_EQ(screenFrames(t0), (std::vector<std::string>{requestHex(1, configuration::kDeviceInfoLiteral),
-                                                          requestHex(1, configuration::kParameterReadLiteral)}));
-  expectBoxes({{"LTextBox1", "1"}, {"LTextBox2", "12/24/36/48(V)"}, {"LTextBox3", "20"}, {"LTextBox4", "20.00"},
+                                                        requestHex(1, configuration::kParameterReadLiteral)}));
+  expectBoxes({{"LTextBox1", "1"},
+               {"LTextBox2", "12/24/36/48(V)"},
+               {"LTextBox3", "20"},
+               {"LTextBox4", "20.00"},
                {"SetCurrText2", "20.00"}});
   EXPECT_FALSE(box("Text1")->text().isEmpty());
   // The chained request went out while the port was closed after it: its answer is lost, the
@@ -444,7 +451,8 @@ std::optional<Bytes> stated(FrmControlParameter& s, const Bytes& lastBlock) {
   out.insert(out.end(),
              {static_cast<std::uint8_t>(systemCode), lastBlock[8], lastBlock[9], static_cast<std::uint8_t>(shared)});
   put("LTextBox12", 10), put("TextLimit", 10), put("LTextBox16", 10, 2, true);
-  for (const char* name : {"LTextBox18", "LTextBox20", "LTextBox22", "LTextBox38", "LTextBox40", "LTextBox36", "LTextBox34"})
+  for (const char* name :
+       {"LTextBox18", "LTextBox20", "LTextBox22", "LTextBox38", "LTextBox40", "LTextBox36", "LTextBox34"})
     put(name, 10);
   put("LTextBox24", 1, 1, true), put("LTextBox44", 1, 1);
   for (const char* name : {"LTextBox45", "LTextBox28", "LTextBox29", "LTextBox32"}) put(name, 1);
@@ -459,13 +467,13 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
   openAndRead();
   ASSERT_TRUE(screen().blockState().dataRead);
   const Bytes lastBlock(screen().blockState().lastBlock.begin(), screen().blockState().lastBlock.end());
-  const char* boxes[] = {
-      "SetChargeCurr", "LTextBox8", "LTextBox10", "LTextBox12", "TextLimit", "LTextBox16", "LTextBox18", "LTextBox20",
-      "LTextBox22", "LTextBox24", "LTextBox28", "LTextBox29", "LTextBox32", "LTextBox34", "LTextBox36", "LTextBox38",
-      "LTextBox40", "LTextBox44", "LTextBox45"};
-  const QStringList texts = {
-      "", "0", "7", "13.8", "18", "-3", "3", "abc", "1e3", "65535", "99999", "12,5", " 12 ", "中文", "-0", ".5", "&H10",
-      "1e308", "-1e308", "nan", "14.45", "150.5", "-", "1.2.3", "0.005", "255", "256"};
+  const char* boxes[] = {"SetChargeCurr", "LTextBox8",  "LTextBox10", "LTextBox12", "TextLimit",
+                         "LTextBox16",    "LTextBox18", "LTextBox20", "LTextBox22", "LTextBox24",
+                         "LTextBox28",    "LTextBox29", "LTextBox32", "LTextBox34", "LTextBox36",
+                         "LTextBox38",    "LTextBox40", "LTextBox44", "LTextBox45"};
+  const QStringList texts = {"",       "0",     "7",     "13.8",  "18",   "-3",    "3",     "abc",  "1e3",
+                             "65535",  "99999", "12,5",  " 12 ",  "中文", "-0",    ".5",    "&H10", "1e308",
+                             "-1e308", "nan",   "14.45", "150.5", "-",    "1.2.3", "0.005", "255",  "256"};
   std::mt19937 rng(1234);
   const auto any = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
   int sent = 0, refused = 0;

@@ -91,6 +91,8 @@ inline void expectTexts(const ParameterBoxes& b, std::initializer_list<std::pair
 }
 
 // The register at write index `at` (high byte first).
-inline std::uint16_t wordAt(const Bytes& b, std::size_t at) { return static_cast<std::uint16_t>(b[at] << 8 | b[at + 1]); }
+inline std::uint16_t wordAt(const Bytes& b, std::size_t at) {
+  return static_cast<std::uint16_t>(b[at] << 8 | b[at + 1]);
+}
 
 }  // namespace xl::configuration::testing

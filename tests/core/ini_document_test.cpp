@@ -33,13 +33,20 @@ TEST(IniDocument, FindsSectionsAndKeysWithoutRegardToCase) {
 }
 
 TEST(IniDocument, ReadsAHandEditedFileAsItsEditorMeantIt) {
-  const QByteArray file = "orphan=before any section\n  [ Main ]  \n\n; note=commented out\n# other=commented out\n"
-                          "   config   =   pw 1   \njust a line without equals\n[COMS]\r\nListCount=2\r\n"
-                          "1=COM3,9600";  // no final line end
+  const QByteArray file =
+      "orphan=before any section\n  [ Main ]  \n\n; note=commented out\n# other=commented out\n"
+      "   config   =   pw 1   \njust a line without equals\n[COMS]\r\nListCount=2\r\n"
+      "1=COM3,9600";  // no final line end
   // Only ';' starts a comment, as in the profile calls; '#' begins an ordinary key.
-  const struct { const char *section, *key, *value; } values[] = {
-      {"Main", "config", "pw 1"}, {"Main", "; note", ""}, {"Main", "note", ""}, {"Main", "# other", "commented out"},
-      {"Main", "just a line without equals", ""}, {"", "orphan", ""}, {"COMS", "1", "COM3,9600"}};
+  const struct {
+    const char *section, *key, *value;
+  } values[] = {{"Main", "config", "pw 1"},
+                {"Main", "; note", ""},
+                {"Main", "note", ""},
+                {"Main", "# other", "commented out"},
+                {"Main", "just a line without equals", ""},
+                {"", "orphan", ""},
+                {"COMS", "1", "COM3,9600"}};
   for (const auto& v : values) EXPECT_EQ(read(file, v.section, v.key), v.value) << v.key;
   // Reading and writing back unchanged gives the same bytes.
   EXPECT_EQ(IniDocument::parse(file).serialize(), file);
@@ -56,15 +63,24 @@ TEST(IniDocument, OnlyTheFirstOfDuplicatedSectionsAndKeysCounts) {
 }
 
 TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
-  const QByteArray file = "[S]\r\nblank=    \r\nempty=\r\npadded=   x y  \t\r\ndq=\"quoted\"\r\nsq='single'\r\n"
-                          "mixed=\"mixed'\r\ninner=\"a\"b\"\r\nlone=\"\r\nspaced=\" in quotes \"\r\n" +
-                          QByteArray("nul=a\0b\0\r\n", 10) + "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') +
-                          "\r\nedge=" + QByteArray(498, 'a') + " zzz\r\n";
+  const QByteArray file =
+      "[S]\r\nblank=    \r\nempty=\r\npadded=   x y  \t\r\ndq=\"quoted\"\r\nsq='single'\r\n"
+      "mixed=\"mixed'\r\ninner=\"a\"b\"\r\nlone=\"\r\nspaced=\" in quotes \"\r\n" +
+      QByteArray("nul=a\0b\0\r\n", 10) + "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') +
+      "\r\nedge=" + QByteArray(498, 'a') + " zzz\r\n";
   // The read buffer takes 499 characters; the cut comes before the trim. One pair of quotes only.
-  const std::pair<const char*, QString> values[] = {
-      {"blank", ""},        {"empty", ""},         {"padded", "x y"}, {"dq", "quoted"},
-      {"sq", "single"},     {"mixed", "\"mixed'"}, {"inner", "a\"b"}, {"lone", "\""},
-      {"spaced", "in quotes"}, {"nul", "ab"},      {"long", QString(499, u'a')}, {"edge", QString(498, u'a')}};
+  const std::pair<const char*, QString> values[] = {{"blank", ""},
+                                                    {"empty", ""},
+                                                    {"padded", "x y"},
+                                                    {"dq", "quoted"},
+                                                    {"sq", "single"},
+                                                    {"mixed", "\"mixed'"},
+                                                    {"inner", "a\"b"},
+                                                    {"lone", "\""},
+                                                    {"spaced", "in quotes"},
+                                                    {"nul", "ab"},
+                                                    {"long", QString(499, u'a')},
+                                                    {"edge", QString(498, u'a')}};
   for (const auto& [key, value] : values) EXPECT_EQ(read(file, "S", key), value) << key;
 }
 
@@ -72,9 +88,9 @@ TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
   const QByteArray file =
       "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
       "wrap=4294967295\r\nempty=\r\n";
-  const std::pair<const char*, int> numbers[] = {{"abc", 0},  {"blanks", 42},  {"neg", -17}, {"plus", 5},
-                                                  {"tail", 12}, {"hex", 31},     {"quoted", 7}, {"wrap", -1},
-                                                  {"empty", 0}, {"missing", 0}};
+  const std::pair<const char*, int> numbers[] = {{"abc", 0},   {"blanks", 42}, {"neg", -17},  {"plus", 5},
+                                                 {"tail", 12}, {"hex", 31},    {"quoted", 7}, {"wrap", -1},
+                                                 {"empty", 0}, {"missing", 0}};
   for (const auto& [key, n] : numbers) EXPECT_EQ(readInt(file, key), n) << key;
 }
 
@@ -83,7 +99,11 @@ TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
 TEST(IniDocument, WritesReplaceInPlaceOrAppendToTheSectionOrTheFile) {
   const QByteArray lf = "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=b\n",
                    gap = "[A]\r\nx=1\r\n\r\n; about B\r\n[B]\r\nk=b\r\n";
-  struct Write { QByteArray file; const char *section, *key, *value; QByteArray written; };
+  struct Write {
+    QByteArray file;
+    const char *section, *key, *value;
+    QByteArray written;
+  };
   const Write writes[] = {{lf, "a", "KEY", "new", "[A]\r\nx=1\r\n  Key = new\r\ny=2\r\n[B]\nkey=b\n"},
                           {lf, "B", "key", "c", "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=c\n"},
                           {gap, "A", "y", "2", "[A]\r\nx=1\r\ny=2\r\n\r\n; about B\r\n[B]\r\nk=b\r\n"},
@@ -117,8 +137,8 @@ TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) 
   EXPECT_EQ(xl::core::readIniValue(doc, "S", "q"), "quoted");
 
   const QByteArray before = doc.serialize();
-  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"), QStringLiteral("a\nb"),
-                             QStringLiteral("😀")})
+  for (const QString& key :
+       {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"), QStringLiteral("a\nb"), QStringLiteral("😀")})
     EXPECT_FALSE(doc.set("S", key, "v")) << key.toStdString();
   EXPECT_FALSE(doc.set("S\r\nT", "k", "v"));
   EXPECT_EQ(doc.serialize(), before);

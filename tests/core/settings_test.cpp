@@ -1,9 +1,9 @@
 // The settings routines on real files: persistence, encoding on disk, failures.
 
+#include <gtest/gtest.h>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-#include <gtest/gtest.h>
 
 #include "core/app_state.h"
 #include "core/settings.h"
@@ -53,7 +53,8 @@ TEST_F(SettingsFile, AnyValueTheDialogsAcceptReadsBackAsTyped) {
   for (int i = 0; i < 3000; ++i) {
     QString value;
     const std::uint32_t length = next(9);
-    for (std::uint32_t k = 0; k < length; ++k) value += pool[static_cast<qsizetype>(next(static_cast<std::uint32_t>(pool.size())))];
+    for (std::uint32_t k = 0; k < length; ++k)
+      value += pool[static_cast<qsizetype>(next(static_cast<std::uint32_t>(pool.size())))];
     if (!settingsValueRefusal("值", value).isEmpty()) continue;
     ++accepted;
     const QString key = "k" + QString::number(i % 7);
@@ -66,10 +67,14 @@ TEST_F(SettingsFile, AnyValueTheDialogsAcceptReadsBackAsTyped) {
   writeIni("S", "long", QString(499, u'中'));
   EXPECT_EQ(readIni("S", "long"), QString(499, u'中'));
 
-  const std::pair<QString, QString> refused[] = {
-      {"Jörg", "不能保存字符：ö"}, {"站点-😀", "不能保存字符：😀"}, {" pw1 ", "密码首尾不能有空格或引号"},
-      {"pw1\t", "密码首尾不能有空格或引号"}, {"'pw'", "密码首尾不能有空格或引号"}, {"\"", "密码首尾不能有空格或引号"},
-      {"a\nb", "密码不能包含换行或控制字符"}, {QString(500, u'a'), "密码不能超过499个字符"}};
+  const std::pair<QString, QString> refused[] = {{"Jörg", "不能保存字符：ö"},
+                                                 {"站点-😀", "不能保存字符：😀"},
+                                                 {" pw1 ", "密码首尾不能有空格或引号"},
+                                                 {"pw1\t", "密码首尾不能有空格或引号"},
+                                                 {"'pw'", "密码首尾不能有空格或引号"},
+                                                 {"\"", "密码首尾不能有空格或引号"},
+                                                 {"a\nb", "密码不能包含换行或控制字符"},
+                                                 {QString(500, u'a'), "密码不能超过499个字符"}};
   for (const auto& [value, message] : refused) EXPECT_EQ(settingsValueRefusal("密码", value), message);
 }
 

@@ -45,9 +45,9 @@ TEST(StationRequest, AddressAndPortComeFromTheStoreByName) {
   // station; each refusal is one plain Chinese line, nothing of the internals. A name that is
   // no station is passed over in silence unless the screen asks.
   EXPECT_THROW(requestStation(session, "Huge", " 03 0100 0023"), RuntimeFailure);
-  const std::pair<const char*, const char*> refused[] = {
-      {"Huge", "]Huge：设备ID无效，请求未发送"}, {"Words", "]Words：设备ID无效，请求未发送"},
-      {"Nobody", "]没有名为“Nobody”的站点，未发送任何数据"}};
+  const std::pair<const char*, const char*> refused[] = {{"Huge", "]Huge：设备ID无效，请求未发送"},
+                                                         {"Words", "]Words：设备ID无效，请求未发送"},
+                                                         {"Nobody", "]没有名为“Nobody”的站点，未发送任何数据"}};
   for (const auto& [name, expected] : refused) {
     log.clear();
     EXPECT_FALSE(trySendToStation(session, name, " 03 0100 0023", true)) << name;

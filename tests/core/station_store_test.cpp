@@ -4,11 +4,11 @@
 
 #include <sqlite3.h>
 
+#include <gtest/gtest.h>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QThread>
 #include <functional>
-#include <gtest/gtest.h>
 
 #include "core/app_state.h"
 
@@ -86,9 +86,9 @@ TEST_F(StationStore, EveryColumnKeepsItsOwnValueAndQuotesAreJustText) {
   ASSERT_TRUE(createStore());
   Station full;
   int n = 0;
-  for (QString* field : {&full.StationName, &full.Port, &full.DeviceID, &full.ArraysType, &full.PeakPower,
-                         &full.Voc, &full.Vmp, &full.BatteryType, &full.Capacity, &full.Voltage, &full.LoadType,
-                         &full.Power, &full.Remarks})
+  for (QString* field :
+       {&full.StationName, &full.Port, &full.DeviceID, &full.ArraysType, &full.PeakPower, &full.Voc, &full.Vmp,
+        &full.BatteryType, &full.Capacity, &full.Voltage, &full.LoadType, &full.Power, &full.Remarks})
     *field = QStringLiteral("值%1'").arg(++n);
   full.StationName = QStringLiteral("O'Brien's \"北站\"");
   ASSERT_TRUE(insertStation(full));
@@ -119,8 +119,8 @@ TEST_F(StationStore, StationsOfAPortComeInTableOrderByTheWholePortText) {
 // sameStationName is the store's own comparison: the store finds a name exactly when it says so.
 TEST_F(StationStore, SameStationNameComparesAsTheStoreFindsNames) {
   ASSERT_TRUE(createStore());
-  const std::pair<const char*, const char*> pairs[] = {
-      {"abc", "ABC"}, {"东区", "东区"}, {"Äa", "äa"}, {"a", "a "}, {"Σ", "σ"}, {"x1", "X1"}, {"k", "K"}};
+  const std::pair<const char*, const char*> pairs[] = {{"abc", "ABC"}, {"东区", "东区"}, {"Äa", "äa"}, {"a", "a "},
+                                                       {"Σ", "σ"},     {"x1", "X1"},     {"k", "K"}};
   for (const auto& [stored, asked] : pairs) {
     execute("delete from Station");
     ASSERT_TRUE(insertStation(station(QString::fromUtf8(stored), "COM3,9600", "1")));
@@ -134,8 +134,9 @@ TEST_F(StationStore, AnUpdateReplacesTheRowOrLosesNothing) {
               insertStation(station("S2", "COM3,9600", "2")));
 
   // An insert that fails after the delete: the old row is still there.
-  execute("create trigger refuse before insert on Station when new.StationName = 'Bad' "
-          "begin select raise(abort, 'refused'); end");
+  execute(
+      "create trigger refuse before insert on Station when new.StationName = 'Bad' "
+      "begin select raise(abort, 'refused'); end");
   EXPECT_FALSE(updateStation("S1", station("Bad", "COM3,9600", "9")));
   EXPECT_EQ(findStation("S1"), station("S1", "COM3,9600", "1"));
 
@@ -150,10 +151,16 @@ TEST_F(StationStore, TheCachedLookupFollowsEveryChange) {
   // The first row of a name counts.
   ASSERT_TRUE(createStore() && insertStation(station("S1", "COM3,9600", "1")) &&
               insertStation(station("s1", "COM4,9600", "7")));
-  EXPECT_EQ(getStationPort("S1") + getStationDeviceID("s1"), "COM3,9600" "1");
+  EXPECT_EQ(getStationPort("S1") + getStationDeviceID("s1"),
+            "COM3,9600"
+            "1");
   EXPECT_EQ(getStationPort(QStringLiteral("Ｓ1")), "");  // only ASCII letters fold, as in the file
 
-  struct Step { const char* what; std::function<void()> change; QString name, port, id; };
+  struct Step {
+    const char* what;
+    std::function<void()> change;
+    QString name, port, id;
+  };
   const Step steps[] = {
       {"insert", [] { insertStation(station("S2", "COM5,9600", "2")); }, "S2", "COM5,9600", "2"},
       {"update", [] { updateStation("S2", station("S2", "COM6,9600", "3")); }, "S2", "COM6,9600", "3"},

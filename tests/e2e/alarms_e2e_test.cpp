@@ -184,7 +184,8 @@ TEST_F(AlarmsTest, ScreenAcknowledgesAsAdministratorNeverAsGuestAndExports) {
   const QByteArray bytes = file.readAll();
   EXPECT_EQ(platform::fromGbk(bytes).count("\r\n"), 2);
   EXPECT_TRUE(platform::fromGbk(bytes).startsWith(QStringLiteral("站点,设备ID,端口,代码,告警,")));
-  EXPECT_TRUE(platform::fromGbk(bytes).contains(QStringLiteral("二号站,2,COM3，9600,battery_over_voltage,蓄电池超压,")));
+  EXPECT_TRUE(
+      platform::fromGbk(bytes).contains(QStringLiteral("二号站,2,COM3，9600,battery_over_voltage,蓄电池超压,")));
   EXPECT_TRUE(bytes.contains(platform::toGbk(QStringLiteral("蓄电池超压"))));
 }
 

@@ -14,8 +14,8 @@ namespace xl {
 namespace {
 
 using platform::ms;
-using testing::Sent;
 using testing::grid;
+using testing::Sent;
 
 class FastScanTest : public testing::ConsoleFixture {
  protected:
@@ -49,15 +49,23 @@ TEST_F(FastScanTest, LinesAreAskedSideBySideOneExchangeAfterTheOther) {
   EXPECT_TRUE(scan().perLine());
   clock.advance(ms(30000));
   const std::string rt1 = frame(1, " 03 0100 0023"), rt2 = frame(2, " 03 0100 0023"), rt3 = frame(3, " 03 0100 0023");
-  const std::string lm1 = frame(1, " 03 E0 1D 0001"), lm2 = frame(2, " 03 E0 1D 0001"), lm3 = frame(3, " 03 E0 1D 0001");
+  const std::string lm1 = frame(1, " 03 E0 1D 0001"), lm2 = frame(2, " 03 E0 1D 0001"),
+                    lm3 = frame(3, " 03 E0 1D 0001");
   // Discovery starts on both lines at the same tick; the second request of COM3 follows the
   // 39-byte reply of the first (8 bytes out, 5 ms, 39 bytes back). Passes 2 and 3 ask nobody.
   // The rest of 11 ticks follows the end of discovery and of each round; in a round each line
   // asks its stations real-time block first, load mode second, one exchange after the other.
   const std::vector<Sent> expected3 = {
-      {1900, frame(1, " 03 000A 0011")}, {1954, frame(2, " 03 000A 0011")},
-      {13008, rt1}, {13100, rt2}, {13192, lm1}, {13213, lm2},
-      {24235, rt1}, {24327, rt2}, {24418, lm1}, {24440, lm2},
+      {1900, frame(1, " 03 000A 0011")},
+      {1954, frame(2, " 03 000A 0011")},
+      {13008, rt1},
+      {13100, rt2},
+      {13192, lm1},
+      {13213, lm2},
+      {24235, rt1},
+      {24327, rt2},
+      {24418, lm1},
+      {24440, lm2},
   };
   const std::vector<Sent> expected4 = {
       {1900, frame(3, " 03 000A 0011")}, {13008, rt3}, {13100, lm3}, {24235, rt3}, {24327, lm3},
@@ -83,8 +91,8 @@ TEST_F(FastScanTest, TurnedOffTheNextRoundKeepsTheOneASecondPace) {
   clock.advance(ms(10000));
   // The rest began at the end of the fast round (13.235 s); its eleventh tick turns the
   // real-time pass on and the pass asks each second, in row order, through the scan's control.
-  const std::vector<Sent> after3 = {{25235, frame(1, " 03 0100 0023")}, {26235, frame(2, " 03 0100 0023")},
-                                    {29235, frame(1, " 03 E0 1D 0001")}};
+  const std::vector<Sent> after3 = {
+      {25235, frame(1, " 03 0100 0023")}, {26235, frame(2, " 03 0100 0023")}, {29235, frame(1, " 03 E0 1D 0001")}};
   const std::vector<Sent> after4 = {{27235, frame(3, " 03 0100 0023")}};
   EXPECT_EQ(testing::sentFrames(*com3, 20000), after3);
   EXPECT_EQ(testing::sentFrames(*com4, 20000), after4);

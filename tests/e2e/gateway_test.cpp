@@ -38,8 +38,8 @@ class InputProbe : public QWidget {
   int delivered = 0;
   QElapsedTimer clock;
   void post() {
-    auto* e = new QMouseEvent(QEvent::MouseButtonPress, QPointF(1, 1), QPointF(1, 1), Qt::LeftButton,
-                              Qt::LeftButton, Qt::NoModifier);
+    auto* e = new QMouseEvent(QEvent::MouseButtonPress, QPointF(1, 1), QPointF(1, 1), Qt::LeftButton, Qt::LeftButton,
+                              Qt::NoModifier);
     e->setTimestamp(static_cast<quint64>(clock.elapsed()));
     QCoreApplication::postEvent(this, e);
   }
@@ -123,7 +123,8 @@ class GatewayTest : public testing::ConsoleFixture {
   }
 
   platform::QtScheduler qtScheduler;
-  platform::QtPortDriver serial{[this](const std::string& n) { return platform::resolvePortPath(dir.path().toStdString(), n); }};
+  platform::QtPortDriver serial{
+      [this](const std::string& n) { return platform::resolvePortPath(dir.path().toStdString(), n); }};
   platform::GatewayDriver gateways{serial, shell::gatewayOfPort};
   QProcess sim, standIn;
   quint16 port = 0;

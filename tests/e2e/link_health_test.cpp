@@ -6,20 +6,20 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QApplication>
 #include <QComboBox>
 #include <QFile>
 #include <QHelpEvent>
-#include <QApplication>
 #include <QLabel>
 #include <QPushButton>
-#include <QtTest/QTest>
 #include <QStatusBar>
 #include <QTreeWidget>
+#include <QtTest/QTest>
 
-#include "monitoring/frm_exchange_log.h"
-#include "monitoring/frm_global_monitoring.h"
 #include "link/exchange_log.h"
 #include "link/frame_codec.h"
+#include "monitoring/frm_exchange_log.h"
+#include "monitoring/frm_global_monitoring.h"
 #include "platform/gbk.h"
 #include "support/two_stations.h"
 #include "support/wire_log.h"
@@ -36,9 +36,7 @@ constexpr int kLastReply = 15, kAge = 16, kShare = 17;
 
 class LinkHealthTest : public testing::TwoStationFixture {
  protected:
-  void SetUp() override {
-    TwoStationFixture::SetUp();
-  }
+  void SetUp() override { TwoStationFixture::SetUp(); }
 
   // Runs the clock to `atMs` since start-up and refreshes the health columns there.
   void runTo(std::int64_t atMs) {
@@ -58,7 +56,6 @@ class LinkHealthTest : public testing::TwoStationFixture {
     QApplication::sendEvent(tree->viewport(), &e);
     return item->toolTip(0);
   }
-
 };
 
 TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextReply) {
@@ -123,7 +120,9 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsFollowsAPatternOfFaults) {
     EXPECT_EQ(reply.size(), 73);
     ++heard[s.name + "@" + s.port + "#" + s.deviceId].first;
   };
-  listener.realTimeMissed = [&](const engine::StationRef& s) { ++heard[s.name + "@" + s.port + "#" + s.deviceId].second; };
+  listener.realTimeMissed = [&](const engine::StationRef& s) {
+    ++heard[s.name + "@" + s.port + "#" + s.deviceId].second;
+  };
   scan().scanEngine().addListener(listener);
   // Discovery (1 request) and round 1 (2 requests) are good; then one round each with a bad
   // CRC, an exception reply, silence; then a good round again: 5 good of 11.
@@ -240,7 +239,8 @@ TEST_F(LinkHealthTest, WireViewShowsEachExchangeWithItsVerdictAndWatchesOnlyWhil
   EXPECT_EQ(lines[0], QStringLiteral("时间,端口,站点,请求,应答,结果"));
   const QString request2 = QString::fromStdString(link::spacedHex(requestFrame(2, " 03 0100 0023")));
   const QString reply2 = QString::fromStdString(link::spacedHex(appendCrc({0x02, 0x83, 0x02})));
-  EXPECT_TRUE(lines[2].endsWith(QStringLiteral(",COM3,二号站,") + request2 + "," + reply2 + QStringLiteral(",异常应答 02")))
+  EXPECT_TRUE(
+      lines[2].endsWith(QStringLiteral(",COM3,二号站,") + request2 + "," + reply2 + QStringLiteral(",异常应答 02")))
       << lines[2].toStdString();
 
   // Closed, it watches nothing: the ring stays as it was.

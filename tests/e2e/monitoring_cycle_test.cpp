@@ -19,15 +19,13 @@ namespace {
 
 using platform::ms;
 
-using testing::Sent;
 using testing::edit;
 using testing::grid;
+using testing::Sent;
 
 class MonitoringCycleTest : public testing::TwoStationFixture {
  protected:
-  void SetUp() override {
-    TwoStationFixture::SetUp();
-  }
+  void SetUp() override { TwoStationFixture::SetUp(); }
 
   // What the console sent, with the time its first byte went out.
   std::vector<Sent> sent() const { return testing::sentFrames(*line); }
@@ -40,7 +38,6 @@ class MonitoringCycleTest : public testing::TwoStationFixture {
   }
 
   static std::string frame(int id, const char* literal) { return hexText(requestFrame(id, literal)); }
-
 };
 
 TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
@@ -50,16 +47,18 @@ TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
   const std::string rt1 = frame(1, " 03 0100 0023"), rt2 = frame(2, " 03 0100 0023");
   const std::string lm1 = frame(1, " 03 E0 1D 0001"), lm2 = frame(2, " 03 E0 1D 0001");
   EXPECT_EQ(info1, "0103000A0011A5C4");
-  EXPECT_EQ(rt1, "0103010000230" "5EF");
+  EXPECT_EQ(rt1,
+            "0103010000230"
+            "5EF");
   EXPECT_EQ(lm1, "0103E01D000123CC");
   // The port list loads at 300 ms, the scan takes over at 600 ms and asks every second.
   // Discovery: one pass with two requests and its end, two short passes; then 11 ticks of
   // rest, the real-time pass and its turn, the load mode pass and its turn, rest again.
   const std::vector<Sent> expected = {
-      {1600, info1},  {2600, info2},                                   // discovery, pass 1
-      {17600, rt1},   {18600, rt2},                                    // real-time pass
-      {20600, lm1},   {21600, lm2},                                    // load mode pass
-      {34600, rt1},   {35600, rt2}, {37600, lm1}, {38600, lm2},        // the next round
+      {1600, info1}, {2600, info2},                              // discovery, pass 1
+      {17600, rt1},  {18600, rt2},                               // real-time pass
+      {20600, lm1},  {21600, lm2},                               // load mode pass
+      {34600, rt1},  {35600, rt2},  {37600, lm1}, {38600, lm2},  // the next round
   };
   EXPECT_EQ(sent(), expected);
   EXPECT_EQ(replyLengths(), (std::vector<std::size_t>{39, 39, 75, 75, 7, 7, 75, 75, 7, 7}));
@@ -112,8 +111,11 @@ TEST_F(MonitoringCycleTest, SilentStationIsLeftOutOfListsAndPasses) {
   EXPECT_EQ(list.itemText(0), QStringLiteral("一号站"));
   // Three discovery requests to station 2, then the passes ask station 1 only.
   const std::string info2 = frame(2, " 03 000A 0011");
-  const std::vector<Sent> expected = {{1600, frame(1, " 03 000A 0011")}, {2600, info2}, {4600, info2},
-                                      {6600, info2}, {19600, frame(1, " 03 0100 0023")},
+  const std::vector<Sent> expected = {{1600, frame(1, " 03 000A 0011")},
+                                      {2600, info2},
+                                      {4600, info2},
+                                      {6600, info2},
+                                      {19600, frame(1, " 03 0100 0023")},
                                       {21600, frame(1, " 03 E0 1D 0001")}};
   EXPECT_EQ(sent(), expected);
   EXPECT_TRUE(grid(scan(), "VsFList1")->textMatrix(2, 6).isEmpty());

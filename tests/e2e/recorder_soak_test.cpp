@@ -101,9 +101,8 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
   core::writeIniFile("Maintenance Record", "Line Count", "50", ini);  // rolls files within the hour
 
   start();
-  recorder().engine().setTimeSource([this] {
-    return kBase.addMSecs(std::chrono::duration_cast<std::chrono::milliseconds>(clock.now()).count());
-  });
+  recorder().engine().setTimeSource(
+      [this] { return kBase.addMSecs(std::chrono::duration_cast<std::chrono::milliseconds>(clock.now()).count()); });
 
   // Faults end at a time of their own; the root folder and the unplugged station likewise.
   std::map<std::size_t, std::int64_t> faultEnds;  // station -> second the fault ends
@@ -224,10 +223,10 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
   const long rssEnd = residentKb();
   const long heapEnd = heapInUseKb();
   std::cout << "soak: " << hours << " simulated hours, seed " << seed << ", " << cycles << " cycles x "
-            << stations.size() << " stations, " << files << " files, " << faultsInjected << " faults ("
-            << unplugs << " unplugged for hours), root folder away " << rootRemovals << " times; RSS "
-            << rssAfterDay << " kB after day 1, " << rssEnd << " kB at the end; heap in use " << heapAfterDay
-            << " kB after day 1, " << heapEnd << " kB at the end" << std::endl;
+            << stations.size() << " stations, " << files << " files, " << faultsInjected << " faults (" << unplugs
+            << " unplugged for hours), root folder away " << rootRemovals << " times; RSS " << rssAfterDay
+            << " kB after day 1, " << rssEnd << " kB at the end; heap in use " << heapAfterDay << " kB after day 1, "
+            << heapEnd << " kB at the end" << std::endl;
   if (hours >= 48 && !kAsan) {
     EXPECT_LT(rssEnd - rssAfterDay, 8 * 1024);
     // What the program holds stays flat: no more than a few pages of growth after day 1.

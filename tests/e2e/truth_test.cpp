@@ -20,14 +20,14 @@ namespace xl {
 namespace {
 
 using link::Verdict;
+using monitoring::Freshness;
 using monitoring::FrmHlstoryMonitoring;
 using monitoring::FrmMonitoring1;
 using monitoring::FrmRealTimeMonitoring;
-using monitoring::Freshness;
 using platform::ms;
-using testing::Sent;
 using testing::edit;
 using testing::grid;
+using testing::Sent;
 
 const QString kOne = QStringLiteral("一号站");
 const QString kTwo = QStringLiteral("二号站");
@@ -67,7 +67,8 @@ class TruthTest : public testing::TwoStationFixture {
   std::int64_t nowMs() const { return platform::toMs(clock.now()); }
   int logCount(const QString& part) {
     const QStringList lines = logLines();
-    return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const QString& l) { return l.contains(part); }));
+    return static_cast<int>(
+        std::count_if(lines.begin(), lines.end(), [&](const QString& l) { return l.contains(part); }));
   }
 
   std::vector<link::Exchange> exchanges;
@@ -88,7 +89,6 @@ TEST_F(TruthTest, RepliesOfAnotherStationAreNeverBookedToTheStationAsked) {
   EXPECT_FALSE(scan().answered(2));
   EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 3);
   EXPECT_EQ(scan().stationHealth(kTwo).state, Freshness::NeverAnswered);
-
 }
 
 TEST_F(TruthTest, LateReplyRunningIntoTheNextExchangeIsNotTheNextStations) {
@@ -191,7 +191,8 @@ TEST_F(TruthTest, StaleStationIsGreyedWithItsAgeOnBothMonitorsAndFreshAgainOnIts
   for (QWidget* screen : std::initializer_list<QWidget*>{&live(), &FrmMonitoring1::instance()}) {
     auto* label = testing::control<QLabel>(*screen, "StaleLabel");
     EXPECT_FALSE(label->isHidden());
-    EXPECT_TRUE(label->text().startsWith(QStringLiteral("最后应答 ")) && label->text().endsWith(QStringLiteral(" 秒前")))
+    EXPECT_TRUE(label->text().startsWith(QStringLiteral("最后应答 ")) &&
+                label->text().endsWith(QStringLiteral(" 秒前")))
         << label->text().toStdString();
   }
   EXPECT_TRUE(live().showsStale());

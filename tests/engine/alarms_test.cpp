@@ -31,15 +31,17 @@ Bytes replyWith(std::uint16_t faultWord, std::uint8_t soc = 80) {
   b[70] = static_cast<std::uint8_t>(faultWord & 0xFF);
   return b;
 }
-QByteArray q(const Bytes& b) { return QByteArray(reinterpret_cast<const char*>(b.data()), static_cast<qsizetype>(b.size())); }
+QByteArray q(const Bytes& b) {
+  return QByteArray(reinterpret_cast<const char*>(b.data()), static_cast<qsizetype>(b.size()));
+}
 
 TEST(AlarmConditions, EveryFaultBitRaisesItsCodeAndClearsAfterTwoRepliesWithout) {
   const struct {
     int bit;
     const char* code;
-  } bits[] = {{0, "over_discharge"},           {1, "battery_over_voltage"},   {2, "battery_under_voltage"},
-              {3, "load_short_circuit"},       {4, "load_over_current"},      {5, "device_over_temperature"},
-              {6, "battery_over_temperature"}, {7, "panel_over_power"},       {9, "panel_over_voltage"},
+  } bits[] = {{0, "over_discharge"},           {1, "battery_over_voltage"}, {2, "battery_under_voltage"},
+              {3, "load_short_circuit"},       {4, "load_over_current"},    {5, "device_over_temperature"},
+              {6, "battery_over_temperature"}, {7, "panel_over_power"},     {9, "panel_over_voltage"},
               {12, "panel_reverse_polarity"}};
   for (const auto& b : bits) {
     StationConditions c;
@@ -129,7 +131,10 @@ TEST_F(AlarmEngineTest, SettingsReadWithTheirDefaultsAndWriteBack) {
     int silentAfter;
     std::optional<int> lowSoc;
     int keepDays;
-  } cases[] = {{"5", "30", "7", 5, 30, 7}, {"", "", "", 3, {}, 365}, {"0", "101", "x", 3, {}, 365}, {" 2 ", "abc", "-1", 2, {}, 365}};
+  } cases[] = {{"5", "30", "7", 5, 30, 7},
+               {"", "", "", 3, {}, 365},
+               {"0", "101", "x", 3, {}, 365},
+               {" 2 ", "abc", "-1", 2, {}, 365}};
   for (const auto& c : cases) {
     core::writeIni("Alarms", "Silent After", c.silent);
     core::writeIni("Alarms", "Low SOC", c.soc);
@@ -220,7 +225,9 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   const QString script = dir.filePath("notify.sh");
   QFile f(script);
   ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-  f.write(QStringLiteral("#!/bin/sh\nsleep 0.2\nfor a in \"$@\"; do printf '%s\\n' \"$a\" >> '%1'; done\n").arg(out).toUtf8());
+  f.write(QStringLiteral("#!/bin/sh\nsleep 0.2\nfor a in \"$@\"; do printf '%s\\n' \"$a\" >> '%1'; done\n")
+              .arg(out)
+              .toUtf8());
   f.close();
   f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
   QString program = script;
@@ -242,8 +249,8 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   QFile o(out);
   ASSERT_TRUE(o.open(QIODevice::ReadOnly));
   EXPECT_EQ(QString::fromUtf8(o.readAll()).split('\n'),
-            (QStringList{nasty, "1", "over_discharge", "蓄电池过放", "raised", "2026-05-01 08:00:00", "B", "2", "silent",
-                         "通讯中断", "cleared", "2026-05-01 09:00:00", ""}));
+            (QStringList{nasty, "1", "over_discharge", "蓄电池过放", "raised", "2026-05-01 08:00:00", "B", "2",
+                         "silent", "通讯中断", "cleared", "2026-05-01 09:00:00", ""}));
   EXPECT_FALSE(QFile::exists(dir.filePath("pwned")));
   EXPECT_FALSE(logText.contains("告警命令执行失败"));
 

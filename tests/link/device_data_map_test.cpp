@@ -50,8 +50,8 @@ RealTimeBlock decoded(const Bytes& bytes, Reader reader) {
 std::string infoText(const std::optional<DeviceInfo>& i) {
   if (!i) return "(none)";
   return std::to_string(i->maxSystemVoltage) + " " + std::to_string(i->ratedChargeCurrent) + " " +
-         std::to_string(i->ratedLoadCurrent) + "|" + i->model + "|" + i->softwareVersion + "|" + i->deviceVersion + "|" +
-         i->serialNumber;
+         std::to_string(i->ratedLoadCurrent) + "|" + i->model + "|" + i->softwareVersion + "|" + i->deviceVersion +
+         "|" + i->serialNumber;
 }
 
 // The four groups in one text: battery, panel, device, load.
@@ -67,9 +67,24 @@ std::string flagsWith(std::initializer_list<int> positions) {
 // ---- Device information block -------------------------------------------------------------
 
 TEST(DeviceDataMap, DeviceInformationBlock) {
-  Bytes bytes = reply(37, {{3, 48}, {4, 40}, {5, 20}, {6, 0xAA}, {7, 0xBB},
-                           {24, 1}, {25, 0}, {26, 12}, {27, 0xEE}, {28, 2}, {29, 1}, {30, 0},
-                           {31, 16}, {32, 5}, {33, 0}, {34, 23}, {35, 0x12}, {36, 0x34}});
+  Bytes bytes = reply(37, {{3, 48},
+                           {4, 40},
+                           {5, 20},
+                           {6, 0xAA},
+                           {7, 0xBB},
+                           {24, 1},
+                           {25, 0},
+                           {26, 12},
+                           {27, 0xEE},
+                           {28, 2},
+                           {29, 1},
+                           {30, 0},
+                           {31, 16},
+                           {32, 5},
+                           {33, 0},
+                           {34, 23},
+                           {35, 0x12},
+                           {36, 0x34}});
   const std::string model = " ML4820 MPPT    ";
   for (std::size_t i = 0; i < 16; ++i) bytes[8 + i] = static_cast<std::uint8_t>(model[i]);
   // Blanks cut at both ends of the model, the inner one kept.
@@ -83,7 +98,9 @@ TEST(DeviceDataMap, DeviceInformationBlock) {
 
   // One character a byte, read as Latin-1; only blanks are cut, NUL padding stays.
   std::ranges::copy(testing::hexBytes("41 B0 43 00"), bytes.begin() + 8);
-  EXPECT_EQ(decodeDeviceInfo(bytes)->model, std::string("A\xC2\xB0" "C") + std::string(1, '\0'));
+  EXPECT_EQ(decodeDeviceInfo(bytes)->model, std::string("A\xC2\xB0"
+                                                        "C") +
+                                                std::string(1, '\0'));
   bytes[23] = 'Z';
   EXPECT_EQ(decodeDeviceInfo(bytes)->model.size(), 17u);  // "A", two bytes for 0xB0, "C", NUL, 11 blanks, "Z"
 
@@ -110,18 +127,34 @@ TEST(DeviceDataMap, RealTimeBlockEveryValue) {
   const RealTimeBlock b = decoded(bytes, Reader::Scan);
   // Each value's display text and its number.
   const std::tuple<const Shown*, const char*, double> expected[] = {
-      {&b.chargeLevel, "87", 87}, {&b.batteryVoltage, "13.3", 13.3}, {&b.batteryCurrent, "12.34", 12.34},
-      {&b.deviceTemperature, "-5.0", -5}, {&b.batteryTemperature, "25.0", 25},
-      {&b.loadVoltage, "12.7", 12.7}, {&b.loadCurrent, "0.05", 0.05}, {&b.loadPower, "300", 300},
-      {&b.panelVoltage, "40.0", 40}, {&b.panelCurrent, "6.66", 6.66}, {&b.panelPower, "2667", 2667},
-      {&b.dayMinBatteryVoltage, "12.0", 12}, {&b.dayMaxBatteryVoltage, "14.5", 14.5},
-      {&b.dayMaxChargeCurrent, "20.00", 20}, {&b.dayMaxDischargeCurrent, "0.07", 0.07},
-      {&b.dayMaxChargePower, "500", 500}, {&b.dayMaxDischargePower, "100", 100},
-      {&b.dayChargeAh, "45", 45}, {&b.dayDischargeAh, "12", 12},
-      {&b.dayEnergyGenerated, "1.234", 1.234}, {&b.dayEnergyUsed, "0.005", 0.005},
-      {&b.daysInOperation, "365", 365}, {&b.overDischargeCount, "3", 3}, {&b.fullChargeCount, "200", 200},
-      {&b.totalChargeAh, "123456", 123456}, {&b.totalDischargeAh, "12345", 12345},
-      {&b.totalEnergyGenerated, "1234.567", 1234.567}, {&b.totalEnergyUsed, "2", 2},
+      {&b.chargeLevel, "87", 87},
+      {&b.batteryVoltage, "13.3", 13.3},
+      {&b.batteryCurrent, "12.34", 12.34},
+      {&b.deviceTemperature, "-5.0", -5},
+      {&b.batteryTemperature, "25.0", 25},
+      {&b.loadVoltage, "12.7", 12.7},
+      {&b.loadCurrent, "0.05", 0.05},
+      {&b.loadPower, "300", 300},
+      {&b.panelVoltage, "40.0", 40},
+      {&b.panelCurrent, "6.66", 6.66},
+      {&b.panelPower, "2667", 2667},
+      {&b.dayMinBatteryVoltage, "12.0", 12},
+      {&b.dayMaxBatteryVoltage, "14.5", 14.5},
+      {&b.dayMaxChargeCurrent, "20.00", 20},
+      {&b.dayMaxDischargeCurrent, "0.07", 0.07},
+      {&b.dayMaxChargePower, "500", 500},
+      {&b.dayMaxDischargePower, "100", 100},
+      {&b.dayChargeAh, "45", 45},
+      {&b.dayDischargeAh, "12", 12},
+      {&b.dayEnergyGenerated, "1.234", 1.234},
+      {&b.dayEnergyUsed, "0.005", 0.005},
+      {&b.daysInOperation, "365", 365},
+      {&b.overDischargeCount, "3", 3},
+      {&b.fullChargeCount, "200", 200},
+      {&b.totalChargeAh, "123456", 123456},
+      {&b.totalDischargeAh, "12345", 12345},
+      {&b.totalEnergyGenerated, "1234.567", 1234.567},
+      {&b.totalEnergyUsed, "2", 2},
   };
   for (const auto& [shown, text, value] : expected) {
     EXPECT_EQ(shown->text, text);
@@ -132,12 +165,15 @@ TEST(DeviceDataMap, RealTimeBlockEveryValue) {
   EXPECT_EQ(b.chargeStateText, "MPPT充电");
   EXPECT_TRUE(b.loadOn);
   EXPECT_EQ(b.loadStateText, "已打开");
-  EXPECT_EQ(b.statusFlags, "10000000" "00000010" "00000000" "00000000");
+  EXPECT_EQ(b.statusFlags,
+            "10000000"
+            "00000010"
+            "00000000"
+            "00000000");
   EXPECT_EQ(joined(b.status), "正常 正常 正常 已打开");  // register 0x0121 is clean
 
   // The daily screen's ten boxes, in its order, and as far as a short frame reaches.
-  const std::vector<std::string> day = {"12.0", "14.5", "20.00", "0.07", "500",
-                                        "100",  "45",   "12",    "1.234", "0.005"};
+  const std::vector<std::string> day = {"12.0", "14.5", "20.00", "0.07", "500", "100", "45", "12", "1.234", "0.005"};
   EXPECT_EQ(dayValueTexts(bytes), day);
   for (std::size_t length : {45u, 44u, 43u, 28u, 27u, 26u, 0u}) {
     Bytes cut = bytes;
@@ -165,8 +201,8 @@ TEST(DeviceDataMap, RealTimeBlockEveryValue) {
 TEST(DeviceDataMap, Temperatures) {
   // The byte, its value, its text on the screens and in the recorder.
   const std::tuple<std::uint8_t, int, const char*, const char*> cases[] = {
-      {129, -1, "-1.0", "-1"}, {128, 128, "128.0", "128"}, {0, 0, "0.0", "0"},
-      {0x85, -5, "-5.0", "-5"}, {0x19, 25, "25.0", "25"},   {0x95, -21, "-21.0", "-21"},
+      {129, -1, "-1.0", "-1"},       {128, 128, "128.0", "128"}, {0, 0, "0.0", "0"},
+      {0x85, -5, "-5.0", "-5"},      {0x19, 25, "25.0", "25"},   {0x95, -21, "-21.0", "-21"},
       {255, -127, "-127.0", "-127"}, {127, 127, "127.0", "127"},
   };
   for (const auto& [byte, value, screen, recorder] : cases) {
@@ -179,18 +215,34 @@ TEST(DeviceDataMap, Temperatures) {
 
 // The scan's 32-bit totals: a first byte from 128 up enters the sum unshifted.
 TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
-  const std::pair<const char*, std::int64_t> totals[] = {
-      {"00 00 00 00", 0}, {"01 00 00 00", 16777216}, {"12 34 56 78", 0x12345678}, {"7F FF FF FF", 2147483647},
-      {"80 00 00 00", 128}, {"80 01 02 03", 128 + 65536 + 2 * 256 + 3}, {"FF FF FF FF", 255 + 0xFF0000 + 0xFF00 + 0xFF}};
+  const std::pair<const char*, std::int64_t> totals[] = {{"00 00 00 00", 0},
+                                                         {"01 00 00 00", 16777216},
+                                                         {"12 34 56 78", 0x12345678},
+                                                         {"7F FF FF FF", 2147483647},
+                                                         {"80 00 00 00", 128},
+                                                         {"80 01 02 03", 128 + 65536 + 2 * 256 + 3},
+                                                         {"FF FF FF FF", 255 + 0xFF0000 + 0xFF00 + 0xFF}};
   for (const auto& [text, value] : totals) {
     const Bytes t = testing::hexBytes(text);
     EXPECT_EQ(totalValue(t[0], t[1], t[2], t[3]), value) << text;
   }
 
-  const RealTimeBlock b = decoded(realTime({{51, 0x81}, {52, 0x00}, {53, 0x01}, {54, 0x00},
-                                            {55, 0x7F}, {56, 0xFF}, {57, 0xFF}, {58, 0xFF},
-                                            {59, 0x80}, {60, 0x00}, {61, 0x00}, {62, 0x00},
-                                            {63, 0x7F}, {64, 0xFF}, {65, 0xFF}, {66, 0xFF}}),
+  const RealTimeBlock b = decoded(realTime({{51, 0x81},
+                                            {52, 0x00},
+                                            {53, 0x01},
+                                            {54, 0x00},
+                                            {55, 0x7F},
+                                            {56, 0xFF},
+                                            {57, 0xFF},
+                                            {58, 0xFF},
+                                            {59, 0x80},
+                                            {60, 0x00},
+                                            {61, 0x00},
+                                            {62, 0x00},
+                                            {63, 0x7F},
+                                            {64, 0xFF},
+                                            {65, 0xFF},
+                                            {66, 0xFF}}),
                                   Reader::Scan);
   // 385 is 129 + 256.
   EXPECT_EQ(b.totalChargeAh.text + " " + b.totalDischargeAh.text, "385 2147483647");
@@ -202,8 +254,8 @@ TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
     std::uint8_t b3, b4;
     const char* plain;
     const char* grid;
-  } grids[] = {{0x00, 0x00, "0", "0"}, {0x00, 0x01, "0.001", "0.001"}, {0x00, 0x0A, "0.01", "0.01"},
-               {0x05, 0xDC, "1.5", "1.5"}, {0x03, 0xE8, "1", "1"}, {0x04, 0xD2, "1.234", "1.234"}};
+  } grids[] = {{0x00, 0x00, "0", "0"},     {0x00, 0x01, "0.001", "0.001"}, {0x00, 0x0A, "0.01", "0.01"},
+               {0x05, 0xDC, "1.5", "1.5"}, {0x03, 0xE8, "1", "1"},         {0x04, 0xD2, "1.234", "1.234"}};
   for (const auto& g : grids) {
     const RealTimeBlock e = decoded(realTime({{65, g.b3}, {66, g.b4}}), Reader::Scan);
     EXPECT_EQ(e.totalEnergyUsed.text, g.plain);
@@ -212,13 +264,17 @@ TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
 }
 
 TEST(DeviceDataMap, NumberTexts) {
-  for (const auto& [v, text] : {std::pair{300.0, "300"}, {0.0, "0"}, {-0.0, "0"}, {-21.0, "-21"}, {0.128, "0.128"},
-                                 {65535.0, "65535"}})
+  for (const auto& [v, text] :
+       {std::pair{300.0, "300"}, {0.0, "0"}, {-0.0, "0"}, {-21.0, "-21"}, {0.128, "0.128"}, {65535.0, "65535"}})
     EXPECT_EQ(numberText(v), text) << v;
-  for (const auto& [v, places, text] : {std::tuple{30.0, 1, "30.0"}, {0.29, 2, "0.29"}, {65.535, 3, "65.535"},
-                                        {6553.5, 1, "6553.5"}, {-0.0001, 2, "0.00"}})
+  for (const auto& [v, places, text] : {std::tuple{30.0, 1, "30.0"},
+                                        {0.29, 2, "0.29"},
+                                        {65.535, 3, "65.535"},
+                                        {6553.5, 1, "6553.5"},
+                                        {-0.0001, 2, "0.00"}})
     EXPECT_EQ(fixedText(v, places), text) << v;
-  for (const auto& [v, text] : {std::pair{5.0, "5"}, {0.1, "0.1"}, {0.0004, "0"}}) EXPECT_EQ(upToThreePlacesText(v), text);
+  for (const auto& [v, text] : {std::pair{5.0, "5"}, {0.1, "0.1"}, {0.0004, "0"}})
+    EXPECT_EQ(upToThreePlacesText(v), text);
   // Every 16-bit register shows exactly under each scale, with no rounding error.
   const auto places = [](int v, int n) {
     std::string s = std::to_string(v);
@@ -242,7 +298,9 @@ TEST(DeviceDataMap, ChargeAndLoadState) {
   for (std::uint8_t s : {7, 8, 255}) {
     EXPECT_EQ(chargeStateName(s), "");
     const Bytes bytes = realTime({{67, 0x80}, {68, s}, {69, 0x12}, {70, 0x01}});
-    const std::string flags = byteToBits(0x80) + byteToBits(s) + "00010010" "00000001";
+    const std::string flags = byteToBits(0x80) + byteToBits(s) +
+                              "00010010"
+                              "00000001";
     EXPECT_EQ(decoded(bytes, Reader::RealTime).chargeStateText, "");
     EXPECT_EQ(decoded(bytes, Reader::Recorder).chargeStateText, "");
     EXPECT_EQ(decoded(bytes, Reader::Scan).chargeStateText, flags);
@@ -264,7 +322,11 @@ TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
   // load is off.
   Bytes bytes = realTime({{67, 0x00}, {68, 0x05}, {69, 0x00}, {70, 0x01}, {71, 0x10}, {72, 0x00}});
   const Bytes original = bytes;
-  EXPECT_EQ(statusFlagsOf(bytes), "00000000" "00000101" "00000000" "00000001");
+  EXPECT_EQ(statusFlagsOf(bytes),
+            "00000000"
+            "00000101"
+            "00000000"
+            "00000001");
 
   // The scan and the recorder read register 0x0121.
   EXPECT_EQ(joined(decoded(bytes, Reader::Scan).status), "过放 正常 正常 已关闭");
@@ -355,8 +417,12 @@ TEST(DeviceDataMap, StatusGroups) {
 
 TEST(DeviceDataMap, LoadModeReply) {
   // Manual is 15 in byte 4; byte 3 is not looked at.
-  for (const auto& [b3, b4, manual] : {std::tuple<std::uint8_t, std::uint8_t, bool>{0x00, 15, true}, {0x00, 14, false},
-                                       {0x00, 16, false}, {0x00, 0, false}, {0xFF, 15, true}, {0x01, 15, true}})
+  for (const auto& [b3, b4, manual] : {std::tuple<std::uint8_t, std::uint8_t, bool>{0x00, 15, true},
+                                       {0x00, 14, false},
+                                       {0x00, 16, false},
+                                       {0x00, 0, false},
+                                       {0xFF, 15, true},
+                                       {0x01, 15, true}})
     EXPECT_EQ(loadModeIsManual(reply(5, {{3, b3}, {4, b4}})), manual) << int(b3) << " " << int(b4);
   for (std::size_t length : {0u, 4u, 6u, 11u, 73u})
     EXPECT_FALSE(loadModeIsManual(Bytes(length, 15)).has_value()) << length;

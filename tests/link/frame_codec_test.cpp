@@ -27,19 +27,18 @@ TEST(FrameCodec, GoldenRequestFrames) {
     const char* wire;
   };
   const Golden golden[] = {
-      {"01 03 0100 0023", "01 03 01 00 00 23 05 EF"},  // real-time block
-      {"01 03 000A 0011", "01 03 00 0A 00 11 A5 C4"},  // device information
-      {"01 03 E0 1D 0001", "01 03 E0 1D 00 01 23 CC"}, // load mode register
-      {"01 06 010A 0001", "01 06 01 0A 00 01 69 F4"},  // load on
-      {"01 06 010A 0000", "01 06 01 0A 00 00 A8 34"},  // load off
-      {"01 03 F003 000A", "01 03 F0 03 00 0A 06 CD"},  // history, 3 days ago
-      {"01 03 F000 000A", "01 03 F0 00 00 0A F6 CD"},  // history, today
-      {"01 03 000A 0001", "01 03 00 0A 00 01 A4 08"},  // address poll
-      {"01 06 001A 0005", "01 06 00 1A 00 05 68 0E"},  // new address 5
-      {"01 78 0000 0001", "01 78 00 00 00 01 60 00"},  // factory settings
-      {"01 79 0000 0001", "01 79 00 00 00 01 5D C0"},  // clear history
-      {"01 06 E327 0000", "01 06 E3 27 00 00 0E 45"},
-      {"01 06 E327 0001", "01 06 E3 27 00 01 CF 85"},
+      {"01 03 0100 0023", "01 03 01 00 00 23 05 EF"},   // real-time block
+      {"01 03 000A 0011", "01 03 00 0A 00 11 A5 C4"},   // device information
+      {"01 03 E0 1D 0001", "01 03 E0 1D 00 01 23 CC"},  // load mode register
+      {"01 06 010A 0001", "01 06 01 0A 00 01 69 F4"},   // load on
+      {"01 06 010A 0000", "01 06 01 0A 00 00 A8 34"},   // load off
+      {"01 03 F003 000A", "01 03 F0 03 00 0A 06 CD"},   // history, 3 days ago
+      {"01 03 F000 000A", "01 03 F0 00 00 0A F6 CD"},   // history, today
+      {"01 03 000A 0001", "01 03 00 0A 00 01 A4 08"},   // address poll
+      {"01 06 001A 0005", "01 06 00 1A 00 05 68 0E"},   // new address 5
+      {"01 78 0000 0001", "01 78 00 00 00 01 60 00"},   // factory settings
+      {"01 79 0000 0001", "01 79 00 00 00 01 5D C0"},   // clear history
+      {"01 06 E327 0000", "01 06 E3 27 00 00 0E 45"},  {"01 06 E327 0001", "01 06 E3 27 00 01 CF 85"},
       {"01 06 DF01 0001", "01 06 DF 01 00 01 22 1E"},  // restart
   };
   for (const auto& g : golden) {
@@ -128,16 +127,29 @@ TEST(FrameCodec, VerifyFrameOutcomes) {
 }
 
 TEST(FrameCodec, NumberHelpers) {
-  const struct { std::uint8_t high, low; int divisor; double value; } regs[] = {
-      {0x01, 0x2C, 10, 30.0}, {0x01, 0x2C, 0, 300.0}, {0x01, 0x2C, -5, 300.0},
-      {0xFF, 0xFF, 1, 65535.0}, {0x80, 0x00, 1, 32768.0} /* no signed reading */, {0x04, 0xD2, 1000, 1.234}};
+  const struct {
+    std::uint8_t high, low;
+    int divisor;
+    double value;
+  } regs[] = {{0x01, 0x2C, 10, 30.0},
+              {0x01, 0x2C, 0, 300.0},
+              {0x01, 0x2C, -5, 300.0},
+              {0xFF, 0xFF, 1, 65535.0},
+              {0x80, 0x00, 1, 32768.0} /* no signed reading */,
+              {0x04, 0xD2, 1000, 1.234}};
   for (const auto& r : regs) EXPECT_DOUBLE_EQ(regValue(r.high, r.low, r.divisor), r.value) << r.divisor;
-  for (const auto& [value, bits] : {std::pair{5, "00000101"}, {0, "00000000"}, {255, "11111111"}, {128, "10000000"},
-                                    {511, "111111111"}, {-1, ""}})
+  for (const auto& [value, bits] :
+       {std::pair{5, "00000101"}, {0, "00000000"}, {255, "11111111"}, {128, "10000000"}, {511, "111111111"}, {-1, ""}})
     EXPECT_EQ(byteToBits(value), bits) << value;
   // Rounding half to even.
-  for (const auto& [text, hex] : {std::pair{"1", "01"}, {"10", "0A"}, {"255", "FF"}, {"256", "100"}, {"0", "00"},
-                                  {" 17 ", "11"}, {"2.5", "02"}, {"3.5", "04"}})
+  for (const auto& [text, hex] : {std::pair{"1", "01"},
+                                  {"10", "0A"},
+                                  {"255", "FF"},
+                                  {"256", "100"},
+                                  {"0", "00"},
+                                  {" 17 ", "11"},
+                                  {"2.5", "02"},
+                                  {"3.5", "04"}})
     EXPECT_EQ(byteToHex(text), hex) << text;
   for (const char* text : {"", "abc"}) EXPECT_EQ(failureOf([&] { byteToHex(text); }), Failure::TypeMismatch) << text;
   EXPECT_EQ(failureOf([] { byteToHex("99999999999"); }), Failure::Overflow);

@@ -60,8 +60,13 @@ class SessionTest : public ::testing::Test {
 
 TEST_F(SessionTest, PortTextIsTakenApart) {
   // "COM3" has no comma; "COM" is removed as written only.
-  for (const auto& [text, port] : {std::pair{"COM3,9600", 3}, {"COM12,19200", 12}, {"COMCOM5,9600", 5}, {"COM3", 0},
-                                   {"com3,9600", 0}, {"COMx,9600", 0}, {"", 0}})
+  for (const auto& [text, port] : {std::pair{"COM3,9600", 3},
+                                   {"COM12,19200", 12},
+                                   {"COMCOM5,9600", 5},
+                                   {"COM3", 0},
+                                   {"com3,9600", 0},
+                                   {"COMx,9600", 0},
+                                   {"", 0}})
     EXPECT_EQ(getCommPort(text), port) << text;
   for (const auto& [text, baud] : {std::pair{"COM3,9600", "9600"}, {"COM3,9600,x", "9600,x"}, {"COM3,", ""}})
     EXPECT_EQ(getBaudRate(text), baud) << text;
@@ -92,9 +97,10 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   // The screen's own control by its property names alone; any other control would show its name.
   std::string all;
   for (const std::string& op : ops) all += (op.rfind("Screen.MSComm1.", 0) == 0 ? op.substr(15) : op) + " ";
-  EXPECT_EQ(all, "CommPort=4 Settings=9600,N,8,1 InputMode=1 InputLen=0 InBufferSize=1024 OutBufferSize=512 "
-                 "PortOpen=True SThreshold=0 RThreshold=1 InBufferCount=0 OutBufferCount=0 "
-                 "Output=02 03 01 00 00 23 05 DC ");
+  EXPECT_EQ(all,
+            "CommPort=4 Settings=9600,N,8,1 InputMode=1 InputLen=0 InBufferSize=1024 OutBufferSize=512 "
+            "PortOpen=True SThreshold=0 RThreshold=1 InBufferCount=0 OutBufferCount=0 "
+            "Output=02 03 01 00 00 23 05 DC ");
   EXPECT_FALSE(scan.control().portOpen());
   EXPECT_EQ(session.portNumber(), 4);
 
@@ -263,12 +269,12 @@ TEST_F(SessionTest, TimerTicksWaitForTheReceiveWindow) {
   EXPECT_EQ(*after % 30000, 0);
 }
 
-
 // One exchange at a time on a line: a foreground write made while the scan's request is out
 // goes on the wire only after the scan's reply was read; the line tells what is under way.
 TEST_F(SessionTest, ARequestWaitsForTheExchangeUnderWayOnItsLine) {
   int scanReplies = 0;
-  SerialSession counted("FrmGlobalMonitoring.MSComm1", SessionOptions{}, [&](Bytes&, const std::string&) { ++scanReplies; });
+  SerialSession counted("FrmGlobalMonitoring.MSComm1", SessionOptions{},
+                        [&](Bytes&, const std::string&) { ++scanReplies; });
   SerialSession::setScanControl(&counted.control());
   device->answer = [](const Bytes& frame) -> std::vector<platform::SimReplyPart> {
     if (frame[1] == 0x03) return {{ms(5), appendCrc(realTimePayload(frame[0]))}};

@@ -8,13 +8,22 @@ namespace xl {
 namespace {
 
 TEST(VbNumbers, RoundingIsHalfToEven) {
-  for (const auto& [v, rounded] : {std::pair{0.5, 0}, {1.5, 2}, {2.5, 2}, {-0.5, 0}, {-1.5, -2}, {2.4999, 2}, {2.5001, 3}})
+  for (const auto& [v, rounded] :
+       {std::pair{0.5, 0}, {1.5, 2}, {2.5, 2}, {-0.5, 0}, {-1.5, -2}, {2.4999, 2}, {2.5001, 3}})
     EXPECT_EQ(roundHalfEven(v), rounded) << v;
 }
 
 TEST(VbNumbers, LenientReading) {
-  for (const auto& [text, v] : {std::pair{"", 0.0}, {"abc", 0.0}, {"12abc", 12.0}, {"  -3.25V", -3.25}, {"1e3", 1000.0},
-                                {"1e", 1.0}, {"&H1F", 31.0}, {".5", 0.5}, {"+7", 7.0}, {"-", 0.0}})
+  for (const auto& [text, v] : {std::pair{"", 0.0},
+                                {"abc", 0.0},
+                                {"12abc", 12.0},
+                                {"  -3.25V", -3.25},
+                                {"1e3", 1000.0},
+                                {"1e", 1.0},
+                                {"&H1F", 31.0},
+                                {".5", 0.5},
+                                {"+7", 7.0},
+                                {"-", 0.0}})
     EXPECT_EQ(val(text), v) << text;
 }
 

@@ -17,7 +17,8 @@ using xl::testing::hexBytes;
 
 // The reply of the example to the request for 0xF003, as verifyFrame hands it on.
 Bytes exampleReply() {
-  const auto v = verifyFrame(hexText(hexBytes("01 03 14 00 7C 00 90 01 F4 00 C8 00 96 00 3C 00 0A 00 05 00 78 00 32 28 09")));
+  const auto v =
+      verifyFrame(hexText(hexBytes("01 03 14 00 7C 00 90 01 F4 00 C8 00 96 00 3C 00 0A 00 05 00 78 00 32 28 09")));
   return v.value();
 }
 
@@ -150,7 +151,8 @@ TEST(HistoryCharts, MarkedRowsOfTheChosenColumnOldestFirst) {
 
   // No item, an unknown item, or nothing marked: no chart at all.
   EXPECT_FALSE(chartRequest(grid, "", kLineChart) || chartRequest(grid, "天前", kLineChart));
-  for (auto& row : grid) if (!row.empty() && isMarked(row[0])) row[0] = toggledMark(row[0]);
+  for (auto& row : grid)
+    if (!row.empty() && isMarked(row[0])) row[0] = toggledMark(row[0]);
   EXPECT_FALSE(chartRequest(grid, "最大充电功率(W)", kLineChart));
   // The header row is never taken, whatever its column 0 says.
   grid[0][0] = "-1";
@@ -167,8 +169,8 @@ TEST(HistoryCharts, MarksToggleAndTheAxisTop) {
       {{0, 0, 0}, 1}, {{100}, 111}, {{12.5, -40, 10}, 14}, {{-5}, 0}};
   for (const auto& [values, top] : axisTops) EXPECT_EQ(chartAxisTop(values), top) << values[0];
   // The top leaves at least ten per cent above the value.
-  const std::pair<double, int> tops[] = {{0, 1}, {10, 12}, {12.5, 14}, {30, 34}, {0.9, 1}, {1, 2}, {1e300, 2147483647},
-                                         {std::nan(""), 0}};
+  const std::pair<double, int> tops[] = {{0, 1},   {10, 12}, {12.5, 14},          {30, 34},
+                                         {0.9, 1}, {1, 2},   {1e300, 2147483647}, {std::nan(""), 0}};
   for (const auto& [value, top] : tops) EXPECT_EQ(jiashi(value), top) << value;
 }
 
@@ -191,10 +193,11 @@ TEST(HistoryExport, HeaderAndRowLinesByteForByte) {
   EXPECT_EQ(exportLine(row), "3,1，5,a，b，c,,,,,,,,");  // eleven cells, ten commas
   EXPECT_EQ(csvCell(",,"), "，，");
 
-  const std::pair<const char*, const char*> names[] = {{"C:\\data\\day", "C:\\data\\day.csv"}, {"day.csv", "day.csv"},
-                                                       {"DAY.CSV", "DAY.CSV"}, {"day.csv.txt", "day.csv.txt.csv"}};
-  for (const auto& [typed, name] : names)
-    EXPECT_EQ(exportFileName(typed), name) << typed;
+  const std::pair<const char*, const char*> names[] = {{"C:\\data\\day", "C:\\data\\day.csv"},
+                                                       {"day.csv", "day.csv"},
+                                                       {"DAY.CSV", "DAY.CSV"},
+                                                       {"day.csv.txt", "day.csv.txt.csv"}};
+  for (const auto& [typed, name] : names) EXPECT_EQ(exportFileName(typed), name) << typed;
 }
 
 }  // namespace

@@ -29,11 +29,11 @@ namespace {
 using monitoring::FrmChart;
 using monitoring::FrmHlstoryMonitoring;
 using platform::ms;
-using testing::Sent;
 using testing::button;
 using testing::combo;
 using testing::edit;
 using testing::grid;
+using testing::Sent;
 
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号站");
@@ -109,7 +109,9 @@ class HistoryScreenTest : public testing::TwoStationFixture {
     return platform::fromGbk(file.readAll());
   }
   void click(const char* name) { QTest::mouseClick(button(history(), name), Qt::LeftButton); }
-  void pickItem(const QString& item) { combo(history(), "Combo3")->setCurrentIndex(combo(history(), "Combo3")->findText(item)); }
+  void pickItem(const QString& item) {
+    combo(history(), "Combo3")->setCurrentIndex(combo(history(), "Combo3")->findText(item));
+  }
   // A click on a cell of the grid, as the operator makes it.
   void clickRow(int row, int column = 3) {
     auto* g = rows();
@@ -215,14 +217,16 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   EXPECT_FALSE(history().Timer2.enabled());
   clock.advance(ms(300));
 
-  const std::vector<Sent> expected = {{t0 + 150, "0103F003000A06CD"}, {t0 + 300, "0103F002000A570D"},
-                                      {t0 + 450, "0103F001000AA70D"}, {t0 + 600, "0103F000000AF6CD"}};
+  const std::vector<Sent> expected = {{t0 + 150, "0103F003000A06CD"},
+                                      {t0 + 300, "0103F002000A570D"},
+                                      {t0 + 450, "0103F001000AA70D"},
+                                      {t0 + 600, "0103F000000AF6CD"}};
   EXPECT_EQ(historyFrames(t0), expected);
   EXPECT_EQ(rowTexts(1),
             QStringList({"-1", "3", "12.4", "14.4", "5.00", "2.00", "150", "60", "10", "5", "0.120", "0.050"}));
   EXPECT_EQ(rowTexts(2), QStringList({"-1", "2", "0.0", "0.0", "0.00", "0.00", "0", "0", "0", "0", "0.000", "0.000"}));
   EXPECT_EQ(rowTexts(4).mid(1, 3), (QStringList{"0", "11.8", "14.1"}));  // today: the running day values
-  EXPECT_EQ(edit(history(), "Text1")->text().left(6), "010314");  // the hex text of the last reply
+  EXPECT_EQ(edit(history(), "Text1")->text().left(6), "010314");         // the hex text of the last reply
 
   mdi().action("HlstoryMonitoring")->trigger();
   // The export: the header and every row, GBK, CR LF, ".csv" added.
@@ -331,7 +335,8 @@ TEST_F(HistoryScreenTest, AStationChangeDuringAReadingRedirectsItAndDropsTheReco
   clock.advance(ms(1000));
   const std::vector<Sent> after = testing::sentFrames(*line, changed);
   ASSERT_FALSE(after.empty());
-  EXPECT_EQ(after.front().frame, hexText(requestFrame(2, " 03 000A 0011")));  // the device information of the new station
+  EXPECT_EQ(after.front().frame,
+            hexText(requestFrame(2, " 03 000A 0011")));  // the device information of the new station
   const std::vector<Sent> records = historyFrames(t0);
   ASSERT_EQ(records.size(), 7u);
   EXPECT_EQ(records[2].frame.substr(0, 2), "01");

@@ -49,10 +49,10 @@ class LineScanTest : public ::testing::Test {
 
 TEST_F(LineScanTest, LinesRunSideBySideAndEachGoesOnWhenItsExchangeEnds) {
   int done = 0;
-  scan.run({request(1, "COM3,9600", 1), request(2, "COM3,9600", 2), request(3, "COM4,9600", 3),
-            request(4, "COM3,9600", 9), request(5, "COM3,9600", 4), request(6, "COM4,9600", 8),
-            request(7, "COM4,9600", 5)},
-           [&] { ++done; });
+  scan.run(
+      {request(1, "COM3,9600", 1), request(2, "COM3,9600", 2), request(3, "COM4,9600", 3), request(4, "COM3,9600", 9),
+       request(5, "COM3,9600", 4), request(6, "COM4,9600", 8), request(7, "COM4,9600", 5)},
+      [&] { ++done; });
   EXPECT_TRUE(scan.running());
   clock.advance(ms(5000));
   EXPECT_EQ(done, 1);
@@ -95,7 +95,8 @@ TEST_F(LineScanTest, ALineStaysOpenFromOneExchangeToTheNext) {
   clock.advance(ms(2000));
   platform::setPortTrace({});
   // One opening for the whole run (a silent station included), one closing at its end.
-  const std::vector<std::string> expected = {"FrmGlobalMonitoring.Line.COM3=True", "FrmGlobalMonitoring.Line.COM3=False"};
+  const std::vector<std::string> expected = {"FrmGlobalMonitoring.Line.COM3=True",
+                                             "FrmGlobalMonitoring.Line.COM3=False"};
   EXPECT_EQ(ops, expected);
   EXPECT_EQ(replies.size(), 2u);
 }

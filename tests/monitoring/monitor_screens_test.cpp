@@ -32,12 +32,12 @@ using monitoring::FrmMonitoring1;
 using monitoring::FrmRealTimeMonitoring;
 using platform::ms;
 
-using testing::Sent;
 using testing::button;
 using testing::combo;
 using testing::control;
 using testing::edit;
 using testing::grid;
+using testing::Sent;
 
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号站");
@@ -48,8 +48,8 @@ class MonitorScreensTest : public testing::TwoStationFixture {
     TwoStationFixture::SetUp();
     auto& r = station1->state().readings;
     r.soc = 80;
-    r.batteryVoltage = 125;   // 12.5 V
-    r.batteryCurrent = 333;   // 3.33 A
+    r.batteryVoltage = 125;  // 12.5 V
+    r.batteryCurrent = 333;  // 3.33 A
     r.deviceTemperature = 31;
     r.batteryTemperature = -5;
     r.loadVoltage = 124;
@@ -90,7 +90,6 @@ class MonitorScreensTest : public testing::TwoStationFixture {
       if (l.trimmed().endsWith(tail)) out << l;
     return out;
   }
-
 };
 
 // A 73-byte real-time block as verifyFrame returns it, all data bytes zero.
@@ -141,9 +140,8 @@ TEST_F(MonitorScreensTest, ChoiceSendsInformationThenRealTimeRequestsAndFillsBot
   clock.advance(ms(1500));
   // The device information at once, the real-time block 300 ms later from this screen and
   // 900 ms later from the daily screen.
-  const std::vector<Sent> expected = {{8000, frame(1, " 03 000A 0011")},
-                                      {8300, frame(1, " 03 0100 0023")},
-                                      {8900, frame(1, " 03 0100 0023")}};
+  const std::vector<Sent> expected = {
+      {8000, frame(1, " 03 000A 0011")}, {8300, frame(1, " 03 0100 0023")}, {8900, frame(1, " 03 0100 0023")}};
   EXPECT_EQ(sentFrom(7000), expected);
 
   EXPECT_EQ(combo(daily())->currentText(), kStation1);
@@ -152,15 +150,31 @@ TEST_F(MonitorScreensTest, ChoiceSendsInformationThenRealTimeRequestsAndFillsBot
     QWidget* screen;
     const char* box;
     const char* text;
-  } boxes[] = {{&live(), "LTextBox2", "1"}, {&daily(), "LTextBox2", "1"}, {&live(), "LTextBox3", "XL-MPPT4820"},
-               {&live(), "LTextBox4", "V2.1.0"}, {&live(), "SoftSw", "V1.0.4"}, {&live(), "LTextBox5", "16050023"},
-               {&daily(), "LTextBox3", "XL-MPPT4820"}, {&daily(), "LTextBox4", "V2.1.0"},
-               {&daily(), "LTextBox5", "16050023"}, {&live(), "Text2", "2.50"}, {&live(), "Text3", "18.0"},
-               {&live(), "Text4", "45"}, {&live(), "Text9", "12.5"}, {&live(), "Text13", "3.33"},
-               {&live(), "Text11", "80"}, {&live(), "Text7", "-5.0"}, {&live(), "Text18", "31.0"},
-               {&live(), "Text16", "12.4"}, {&live(), "Text17", "1.50"}, {&live(), "Text15", "18"},
-               {&live(), "Text5", "MPPT充电"}, {&live(), "Text14", "已打开"}, {&live(), "Text10", "正常"},
-               {&daily(), "Text23", "11.8"}, {&daily(), "Text22", "14.1"}};
+  } boxes[] = {{&live(), "LTextBox2", "1"},
+               {&daily(), "LTextBox2", "1"},
+               {&live(), "LTextBox3", "XL-MPPT4820"},
+               {&live(), "LTextBox4", "V2.1.0"},
+               {&live(), "SoftSw", "V1.0.4"},
+               {&live(), "LTextBox5", "16050023"},
+               {&daily(), "LTextBox3", "XL-MPPT4820"},
+               {&daily(), "LTextBox4", "V2.1.0"},
+               {&daily(), "LTextBox5", "16050023"},
+               {&live(), "Text2", "2.50"},
+               {&live(), "Text3", "18.0"},
+               {&live(), "Text4", "45"},
+               {&live(), "Text9", "12.5"},
+               {&live(), "Text13", "3.33"},
+               {&live(), "Text11", "80"},
+               {&live(), "Text7", "-5.0"},
+               {&live(), "Text18", "31.0"},
+               {&live(), "Text16", "12.4"},
+               {&live(), "Text17", "1.50"},
+               {&live(), "Text15", "18"},
+               {&live(), "Text5", "MPPT充电"},
+               {&live(), "Text14", "已打开"},
+               {&live(), "Text10", "正常"},
+               {&daily(), "Text23", "11.8"},
+               {&daily(), "Text22", "14.1"}};
   for (const auto& b : boxes)
     EXPECT_EQ(edit(*b.screen, b.box)->text(), QString::fromUtf8(b.text))
         << b.screen->objectName().toStdString() << " " << b.box;
@@ -358,9 +372,8 @@ TEST_F(MonitorScreensTest, LoadButtonsSendTheExactFramesAtMostOneEveryHalfSecond
   clock.advance(ms(500));
   release(control<QRadioButton>(live(), "Option1"));
   clock.advance(ms(100));
-  const std::vector<Sent> expected = {{15000, "0106010A0000A834"},
-                                      {15600, "0106010A0000A834"},
-                                      {16200, "0106010A000169F4"}};
+  const std::vector<Sent> expected = {
+      {15000, "0106010A0000A834"}, {15600, "0106010A0000A834"}, {16200, "0106010A000169F4"}};
   EXPECT_EQ(sentFrom(15000), expected);
   EXPECT_EQ(live().pendingRead, 4);
   // The device switched; the screen shows it with the next scan reply.
@@ -501,7 +514,8 @@ TEST_F(MonitorScreensTest, EveryBoxHasItsCaptionAsBuddyAndTheModelFits) {
     }
     QLineEdit* model = edit(*screen, "LTextBox3");
     EXPECT_EQ(model->text(), "XL-MPPT4820");
-    EXPECT_GE(model->width(), model->fontMetrics().horizontalAdvance(model->text()) + 8) << screen->objectName().toStdString();
+    EXPECT_GE(model->width(), model->fontMetrics().horizontalAdvance(model->text()) + 8)
+        << screen->objectName().toStdString();
   }
   EXPECT_EQ(ui::labelFor(edit(live(), "Text18"))->text(), QStringLiteral("设备温度(℃)"));
   EXPECT_EQ(ui::labelFor(edit(daily(), "Text12"))->text(), QStringLiteral("用电量（kWh）"));

@@ -40,7 +40,10 @@ QCoreApplication& coreApp() {
 // 00 C8, 00 FA, 00 32, and 80 02 00 00 in bytes 67 to 70.
 QByteArray exampleReply() {
   QByteArray reply(73, '\0');
-  const QByteArray head = QByteArray::fromHex("010346" "005A0082012C1995008000320006" "00C800FA0032");
+  const QByteArray head = QByteArray::fromHex(
+      "010346"
+      "005A0082012C1995008000320006"
+      "00C800FA0032");
   reply.replace(0, head.size(), head);
   reply[67] = static_cast<char>(0x80);
   reply[68] = 0x02;
@@ -98,8 +101,13 @@ class RecorderEngineTest : public ::testing::Test {
 
 TEST_F(RecorderEngineTest, ConfiguredFromTheSettingsFileItRecordsTheMarkedStations) {
   // A stored line count is taken as it stands.
-  set({{"Auto Saving", "1"}, {"File Path", root}, {"Read Interval", "75"}, {"Line Count", "3"},
-       {"Roof", "-1"}, {"Shed", "0"}, {"Ghost", "-1"}});
+  set({{"Auto Saving", "1"},
+       {"File Path", root},
+       {"Read Interval", "75"},
+       {"Line Count", "3"},
+       {"Roof", "-1"},
+       {"Shed", "0"},
+       {"Ghost", "-1"}});
   ASSERT_TRUE(QDir().mkpath(root));
   const char* const stations[][2] = {{"Roof", "1"}, {"Shed", "2"}, {"Ghost", "9"}, {"file path", "4"}};
   for (const auto& [name, id] : stations) recorder->appendStation(name, id);
@@ -150,8 +158,12 @@ TEST_F(RecorderEngineTest, ConfiguredFromTheSettingsFileItRecordsTheMarkedStatio
 }
 
 TEST_F(RecorderEngineTest, ACycleEverySecondWaitsForTheRootAndStopWritesWhatWaits) {
-  set({{"Auto Saving", "1"}, {"File Path", root}, {"Save Interval H", "0"}, {"Save Interval M", "0"},
-       {"Roof", "-1"}, {"Shed", "-1"}});  // the root is not there yet
+  set({{"Auto Saving", "1"},
+       {"File Path", root},
+       {"Save Interval H", "0"},
+       {"Save Interval M", "0"},
+       {"Roof", "-1"},
+       {"Shed", "-1"}});  // the root is not there yet
   recorder->appendStation("Roof", "1");
   recorder->appendStation("Shed", "2");
   recorder->storeReply(1, exampleReply());

@@ -47,33 +47,36 @@ QByteArray gbk(std::initializer_list<const char*> parts) {
 }
 
 // GBK of the Chinese words used below, written out so the test does not trust the converter.
-const char* const kCharging = "\xB3\xE4\xB5\xE7";      // 充电
-const char* const kNormal = "\xD5\xFD\xB3\xA3";        // 正常
-const char* const kCelsius = "\xA1\xE6";               // ℃
-const char* const kFullComma = "\xA3\xAC";             // ，
+const char* const kCharging = "\xB3\xE4\xB5\xE7";  // 充电
+const char* const kNormal = "\xD5\xFD\xB3\xA3";    // 正常
+const char* const kCelsius = "\xA1\xE6";           // ℃
+const char* const kFullComma = "\xA3\xAC";         // ，
 
 TEST(RecorderLine, ExampleReplyGivesTheExampleLineByteForByte) {
   const ReadingRow row = parsed(exampleReply());
   EXPECT_EQ(row[0], "7");
-  const QByteArray expected =
-      gbk({"2026-01-05 10:30:00,Roof,1,2.50,20.0,50,MPPT", kCharging, ",13.0,-21,3.00,90,0.50,6,12.8,1,25,",
-           kNormal, ",", kNormal, ",", kNormal, "\r\n"});
+  const QByteArray expected = gbk({"2026-01-05 10:30:00,Roof,1,2.50,20.0,50,MPPT", kCharging,
+                                   ",13.0,-21,3.00,90,0.50,6,12.8,1,25,", kNormal, ",", kNormal, ",", kNormal, "\r\n"});
   EXPECT_EQ(lineBytes(csvLine(row)), expected);
 }
 
 TEST(RecorderLine, HeaderLineByteForByte) {
   const QByteArray expected =
       gbk({"Date Time,Station Name,Device ID,Array Current(A),Array Voltage(V),Array Power(W),Working State,"
-           "Battery Voltage(V),Battery Temp.(", kCelsius, "),Battery Current(A),Battery SOC(%),Load Current(A),"
-           "Load Power(W),Load Voltage(V),Load State,Device Temp.(", kCelsius, "),Battery State,Charging State,"
+           "Battery Voltage(V),Battery Temp.(",
+           kCelsius,
+           "),Battery Current(A),Battery SOC(%),Load Current(A),"
+           "Load Power(W),Load Voltage(V),Load State,Device Temp.(",
+           kCelsius,
+           "),Battery State,Charging State,"
            "Controller Working State\r\n"});
   EXPECT_EQ(lineBytes(headerLine()), expected);
   EXPECT_EQ(readingHeaders()[0], "autoid");
 }
 
 TEST(RecorderLine, StationWithoutReplyGivesTheZeroReading) {
-  const QStringList zero = {"0.00", "0.0", "0", "未开启充电", "0.0", "0", "0.00", "0",
-                            "0.00", "0",   "0.0", "0", "0", "正常", "正常", "正常"};
+  const QStringList zero = {"0.00", "0.0", "0",   "未开启充电", "0.0", "0",    "0.00", "0",
+                            "0.00", "0",   "0.0", "0",          "0",   "正常", "正常", "正常"};
   // No cell data at all, and an empty array, both count as no reply yet.
   for (const QVariant& cell : {QVariant(), QVariant(QByteArray()), QVariant(QStringLiteral("x"))}) {
     const ReadingRow row = parsed(storedReplyOf(cell), QStringLiteral("Far"), QStringLiteral("9"));
@@ -126,25 +129,24 @@ TEST(RecorderLine, StatusBitsInTheirOrder) {
       {0x00, 0x00, 0x00, "0", "正常", "正常", "正常"},
       {0x00, 0x00, 0x01, "0", "蓄电池过放", "正常", "正常"},
       {0x00, 0x00, 0x04, "0", "蓄电池欠压警告", "正常", "正常"},
-      {0x00, 0x00, 0x05, "0", "蓄电池过放", "正常", "正常"},       // 2 is an else of 1
-      {0x00, 0x00, 0x07, "0", "蓄电池超压", "正常", "正常"},       // 3 overwrites 1
+      {0x00, 0x00, 0x05, "0", "蓄电池过放", "正常", "正常"},  // 2 is an else of 1
+      {0x00, 0x00, 0x07, "0", "蓄电池超压", "正常", "正常"},  // 3 overwrites 1
       {0x00, 0x00, 0x80, "0", "正常", "太阳能板超功率", "正常"},
       {0x00, 0x02, 0x00, "0", "正常", "太阳能板超电压", "正常"},
-      {0x00, 0x02, 0x80, "0", "正常", "太阳能板超功率", "正常"},   // 5 is an else of 4
-      {0x00, 0x03, 0x80, "0", "正常", "正常", "正常"},             // 6 wipes 4 and 5
-      {0x00, 0x13, 0x80, "0", "正常", "太阳能板反接", "正常"},     // 7 after 6
+      {0x00, 0x02, 0x80, "0", "正常", "太阳能板超功率", "正常"},  // 5 is an else of 4
+      {0x00, 0x03, 0x80, "0", "正常", "正常", "正常"},            // 6 wipes 4 and 5
+      {0x00, 0x13, 0x80, "0", "正常", "太阳能板反接", "正常"},    // 7 after 6
       {0x00, 0x00, 0x20, "0", "正常", "正常", "设备超温"},
       {0x00, 0x00, 0x40, "0", "正常", "正常", "蓄电池超温"},
-      {0x00, 0x00, 0x60, "0", "正常", "正常", "设备超温"},         // 9 is an else of 8
-      {0x80, 0x00, 0x10, "负载过载", "正常", "正常", "正常"},      // replaces the on digit
+      {0x00, 0x00, 0x60, "0", "正常", "正常", "设备超温"},     // 9 is an else of 8
+      {0x80, 0x00, 0x10, "负载过载", "正常", "正常", "正常"},  // replaces the on digit
       {0x80, 0x00, 0x08, "负载短路", "正常", "正常", "正常"},
-      {0x00, 0x00, 0x18, "负载短路", "正常", "正常", "正常"},      // 11 after 10
+      {0x00, 0x00, 0x18, "负载短路", "正常", "正常", "正常"},  // 11 after 10
       {0x80, 0x00, 0x00, "1", "正常", "正常", "正常"},
   };
   // Bytes 71, 72, the fault word of the live screen, are all ones in every case and play no part.
   for (const StatusCase& c : cases) {
-    const ReadingRow row =
-        parsed(reply({{67, c.byte67}, {69, c.byte69}, {70, c.byte70}, {71, 0xFF}, {72, 0xFF}}));
+    const ReadingRow row = parsed(reply({{67, c.byte67}, {69, c.byte69}, {70, c.byte70}, {71, 0xFF}, {72, 0xFF}}));
     const QString label = QStringLiteral("%1 %2 %3").arg(c.byte67, 2, 16).arg(c.byte69, 2, 16).arg(c.byte70, 2, 16);
     EXPECT_EQ(row[15], QString::fromUtf8(c.load)) << label.toStdString();
     EXPECT_EQ(row[17], QString::fromUtf8(c.battery)) << label.toStdString();

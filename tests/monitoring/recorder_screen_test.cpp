@@ -85,9 +85,8 @@ class RecorderScreenTest : public testing::ConsoleFixture {
   }
   void startRecorder() {
     start();
-    recorder().engine().setTimeSource([this] {
-      return kBase.addMSecs(std::chrono::duration_cast<std::chrono::milliseconds>(clock.now()).count());
-    });
+    recorder().engine().setTimeSource(
+        [this] { return kBase.addMSecs(std::chrono::duration_cast<std::chrono::milliseconds>(clock.now()).count()); });
   }
   // Moves virtual time to `atMs` from the start.
   void at(std::int64_t atMs) {
@@ -144,9 +143,8 @@ TEST_F(RecorderScreenTest, ControlsAndCaptionsAsTheOperatorFindsThem) {
   const struct {
     const char* name;
     const char* caption;
-  } captions[] = {{"Combo1", "读取间隔(秒)"},        {"LTextBox1", "保存时间间隔(小时:分钟)"},
-                  {"LTextBox2", "文件保存路径："},     {"LTextBox4", "行计数"},
-                  {"LTextBox5", "临时文件大小限制(MB)"}, {"VSFlexGrid1", "保存站点："}};
+  } captions[] = {{"Combo1", "读取间隔(秒)"}, {"LTextBox1", "保存时间间隔(小时:分钟)"}, {"LTextBox2", "文件保存路径："},
+                  {"LTextBox4", "行计数"},    {"LTextBox5", "临时文件大小限制(MB)"},    {"VSFlexGrid1", "保存站点："}};
   for (const auto& c : captions) {
     QLabel* label = ui::labelFor(control<QWidget>(r, c.name));
     ASSERT_NE(label, nullptr) << c.name;

@@ -43,24 +43,35 @@ TEST(RecorderSettings, BoundsOfTheAcceptButton) {
   const struct {
     Bound bound;
     const char *typed, *kept;
-  } cases[] = {{boundedLineCount, "999", "1000"},   {boundedLineCount, "abc", "1000"},
-               {boundedLineCount, "1000", "1000"},  {boundedLineCount, "32000x", "32000x"},  // in bounds by Val
+  } cases[] = {{boundedLineCount, "999", "1000"},    {boundedLineCount, "abc", "1000"},
+               {boundedLineCount, "1000", "1000"},   {boundedLineCount, "32000x", "32000x"},  // in bounds by Val
                {boundedLineCount, "60000", "60000"}, {boundedLineCount, "60000.5", "60000"},
-               {boundedSizeLimit, "", "1"},          {boundedSizeLimit, "0.5", "1"},          {boundedSizeLimit, "1", "1"},
-               {boundedSizeLimit, "50", "50"},       {boundedSizeLimit, "51", "50"},          {boundedReadInterval, "61", "60"},
-               {boundedReadInterval, "60", "60"},    {boundedReadInterval, "0", "0"},         {boundedReadInterval, "", ""}};
+               {boundedSizeLimit, "", "1"},          {boundedSizeLimit, "0.5", "1"},
+               {boundedSizeLimit, "1", "1"},         {boundedSizeLimit, "50", "50"},
+               {boundedSizeLimit, "51", "50"},       {boundedReadInterval, "61", "60"},
+               {boundedReadInterval, "60", "60"},    {boundedReadInterval, "0", "0"},
+               {boundedReadInterval, "", ""}};
   for (const auto& c : cases) EXPECT_EQ(c.bound(c.typed), c.kept) << c.typed;
 }
 
 TEST(RecorderSettings, StationNamesAsKeys) {
   using K = KeyProblem;
-  const std::pair<QString, KeyProblem> cases[] = {
-      {"Roof", K::None},         {"#1", K::None},           {QStringLiteral("站点一"), K::None},
-      {"a;b[c]", K::None},       {" Roof ", K::None},       {"a=b", K::EqualsSign},
-      {"=", K::EqualsSign},      {";x", K::LeadingSemicolon}, {"  ;x", K::LeadingSemicolon},
-      {"[x]", K::LeadingBracket}, {"", K::Empty},           {"   ", K::Empty},
-      {"a\nb", K::LineBreak},    {"a\rb", K::LineBreak},   {QString("a") + QChar(u'\0'), K::LineBreak},
-      {QStringLiteral("Roof ☀"), K::NotGbk}};
+  const std::pair<QString, KeyProblem> cases[] = {{"Roof", K::None},
+                                                  {"#1", K::None},
+                                                  {QStringLiteral("站点一"), K::None},
+                                                  {"a;b[c]", K::None},
+                                                  {" Roof ", K::None},
+                                                  {"a=b", K::EqualsSign},
+                                                  {"=", K::EqualsSign},
+                                                  {";x", K::LeadingSemicolon},
+                                                  {"  ;x", K::LeadingSemicolon},
+                                                  {"[x]", K::LeadingBracket},
+                                                  {"", K::Empty},
+                                                  {"   ", K::Empty},
+                                                  {"a\nb", K::LineBreak},
+                                                  {"a\rb", K::LineBreak},
+                                                  {QString("a") + QChar(u'\0'), K::LineBreak},
+                                                  {QStringLiteral("Roof ☀"), K::NotGbk}};
   for (const auto& [name, problem] : cases) EXPECT_EQ(stationKeyProblem(name), problem) << name.toStdString();
 
   // The recorder's own keys, found as the file finds keys: any case, blanks around.

@@ -4,8 +4,8 @@
 
 #include <QApplication>
 
-#include "support/qt_app.h"
 #include <QHeaderView>
+#include "support/qt_app.h"
 
 namespace xl::platform {
 namespace {
@@ -14,8 +14,9 @@ QApplication& app() { return testing::testApp(); }
 
 TEST(FlexGrid, ColumnTextClassification) {
   // Numbers: exact words, endings, beginnings and contained words.
-  for (const char* number : {"序号", "密度", "电池数", "金额", "效率", "单价", "电量", "充电(%)", "发电KWh", "应收",
-                             "本月合计", "累计发电", "最大值", "单位成本", "剩余容量", "工作小时", "投产量", "期初库存"})
+  for (const char* number :
+       {"序号", "密度", "电池数", "金额", "效率", "单价", "电量", "充电(%)", "发电KWh", "应收", "本月合计", "累计发电",
+        "最大值", "单位成本", "剩余容量", "工作小时", "投产量", "期初库存"})
     EXPECT_EQ(classifyColumnText(QString::fromUtf8(number)), 0) << number;
   for (const char* text : {"", "站点名称", "状态", "电压(V)", "备注", "数据", "kwh", "序号1"})
     EXPECT_EQ(classifyColumnText(QString::fromUtf8(text)), 2) << text;

@@ -8,8 +8,8 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QTcpServer>
-#include <QTest>
 #include <QTcpSocket>
+#include <QTest>
 #include <map>
 
 #include "platform/failure.h"

@@ -4,21 +4,21 @@
 
 #include <QApplication>
 
-#include "support/qt_app.h"
-#include <QElapsedTimer>
 #include <QAbstractFileIconProvider>
 #include <QDialogButtonBox>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLineEdit>
-#include <QTemporaryDir>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <QWidget>
+#include "support/qt_app.h"
 
 #include "platform/dialogs.h"
 #include "platform/timer.h"
@@ -179,11 +179,13 @@ TEST(QtDialogsFolders, DialogsOpenInTheNamedFolderElseTheHomeFolder) {
   app();
   QTemporaryDir home, named;
   QtDialogs dialogs({}, [&] { return home.path(); });
-  const struct { std::function<QString()> open; QString expected; } cases[] = {
-      {[&] { return dialogs.saveFileName("s", "*.csv"); }, home.path()},
-      {[&] { return dialogs.openFileName("o", "*.txt"); }, home.path()},
-      {[&] { return dialogs.chooseFolderIn("f", named.path()); }, named.path()},
-      {[&] { return dialogs.chooseFolderIn("f", named.path() + "/gone"); }, home.path()}};
+  const struct {
+    std::function<QString()> open;
+    QString expected;
+  } cases[] = {{[&] { return dialogs.saveFileName("s", "*.csv"); }, home.path()},
+               {[&] { return dialogs.openFileName("o", "*.txt"); }, home.path()},
+               {[&] { return dialogs.chooseFolderIn("f", named.path()); }, named.path()},
+               {[&] { return dialogs.chooseFolderIn("f", named.path() + "/gone"); }, home.path()}};
   for (const auto& c : cases) {
     QString seen, kind;
     QTimer::singleShot(200, [&] {

@@ -19,8 +19,8 @@ namespace {
 using monitoring::FrmGlobalMonitoring;
 using platform::ms;
 using testing::Broker;
-using testing::Subscriber;
 using testing::jsonOf;
+using testing::Subscriber;
 
 const std::string kOld = "xinglan/site1/";
 
@@ -50,7 +50,8 @@ TEST_F(AvailabilityTest, StationsAreOfflineUntilTheirFirstReplyOfThisRunAndAClie
   Subscriber sub(broker.port(), "xl-test-second");
   ASSERT_TRUE(sub.subscribed());
   ASSERT_TRUE(runUntil([&] {
-    return last(sub.on(kOld + "二号站/availability")) == "offline" && last(sub.on(kOld + "一号站/availability")) == "online";
+    return last(sub.on(kOld + "二号站/availability")) == "offline" &&
+           last(sub.on(kOld + "一号站/availability")) == "online";
   }));
   // Station 2 stays offline: never answered in this run.
   runUntil([] { return false; }, 1500);
@@ -93,8 +94,10 @@ TEST_F(AvailabilityTest, KilledConsoleTakesItsStationsOfflineThroughItsLastWill)
   const QString program = dir.path() + "/xinglan";
   ASSERT_TRUE(QFile::copy(QStringLiteral(XL_CONSOLE_PROGRAM), program));
   const QString ini = dir.path() + "/MSCON.DLL";
-  for (const auto& [key, value] : {std::pair<QString, QString>{"Enabled", "1"}, {"Host", "127.0.0.1"},
-                                   {"Port", QString::number(broker.port())}, {"Client Id", "killed"}})
+  for (const auto& [key, value] : {std::pair<QString, QString>{"Enabled", "1"},
+                                   {"Host", "127.0.0.1"},
+                                   {"Port", QString::number(broker.port())},
+                                   {"Client Id", "killed"}})
     core::writeIniFile("MQTT", key, value, ini);
   QProcess console;
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();

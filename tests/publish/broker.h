@@ -61,8 +61,11 @@ class Broker {
     // Run as whoever runs the test (as root, mosquitto would switch to its own user, which
     // cannot write the test's folder).
     const passwd* me = ::getpwuid(::geteuid());
-    QString conf = QStringLiteral("listener %1 127.0.0.1\npersistence true\npersistence_location %2/\nuser %3\nmax_queued_messages 100000\n")
-                       .arg(port_).arg(dir_.path(), QString::fromLocal8Bit(me ? me->pw_name : "root"));
+    QString conf =
+        QStringLiteral(
+            "listener %1 127.0.0.1\npersistence true\npersistence_location %2/\nuser %3\nmax_queued_messages 100000\n")
+            .arg(port_)
+            .arg(dir_.path(), QString::fromLocal8Bit(me ? me->pw_name : "root"));
     if (users.empty()) {
       conf += "allow_anonymous true\n";
     } else {
@@ -121,13 +124,13 @@ class Subscriber {
     mosquitto_connect_with_flags_callback_set(m_, [](mosquitto* m, void*, int rc, int flags) {
       if (rc == 0 && !(flags & 1)) mosquitto_subscribe(m, nullptr, "#", 1);
     });
-    mosquitto_subscribe_callback_set(m_, [](mosquitto*, void* obj, int, int, const int*) {
-      static_cast<Subscriber*>(obj)->subscribed_ = true;
-    });
+    mosquitto_subscribe_callback_set(
+        m_, [](mosquitto*, void* obj, int, int, const int*) { static_cast<Subscriber*>(obj)->subscribed_ = true; });
     mosquitto_message_callback_set(m_, [](mosquitto*, void* obj, const mosquitto_message* msg) {
       auto* s = static_cast<Subscriber*>(obj);
       std::lock_guard lock(s->mutex_);
-      s->messages_.push_back({msg->topic, QByteArray(static_cast<const char*>(msg->payload), msg->payloadlen), msg->retain});
+      s->messages_.push_back(
+          {msg->topic, QByteArray(static_cast<const char*>(msg->payload), msg->payloadlen), msg->retain});
     });
     mosquitto_reconnect_delay_set(m_, 1, 1, false);
     mosquitto_connect(m_, "127.0.0.1", port, 30);

@@ -24,11 +24,11 @@
 #include "publish/payloads.h"
 #include "publish/publisher.h"
 #include "shell/frm_add_station.h"
-#include "ui/modal.h"
 #include "support/two_stations.h"
 #include "tests/publish/publisher_fixture.h"
 #include "tools/sim/bus.h"
 #include "tools/sim/device_state.h"
+#include "ui/modal.h"
 
 namespace xl {
 namespace {
@@ -37,10 +37,10 @@ using monitoring::FrmGlobalMonitoring;
 using monitoring::FrmRealTimeMonitoring;
 using platform::ms;
 using testing::Broker;
-using testing::Subscriber;
 using testing::combo;
 using testing::edit;
 using testing::jsonOf;
+using testing::Subscriber;
 
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号/站#1");  // a name with what topics forbid
@@ -67,7 +67,8 @@ class BrokerTest : public testing::PublisherFixture {
     r.chargeState = 2;
     r.loadOn = true;
     makePublisher();
-    publisher->setTimeSource([this] { return QDateTime(QDate(2026, 5, 1), QTime(8, 0)).addMSecs(platform::toMs(clock.now())); });
+    publisher->setTimeSource(
+        [this] { return QDateTime(QDate(2026, 5, 1), QTime(8, 0)).addMSecs(platform::toMs(clock.now())); });
   }
 
   // A broker, a subscriber that has subscribed to it, and the console publishing to it.
@@ -99,20 +100,23 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
   ASSERT_TRUE(runUntil([&] { return live().monitoringRuns() && sub->on(kBase + "一号站/state").size() >= 2; }));
 
   const QJsonObject o = jsonOf(sub->on(kBase + "一号站/state").back());
-  const auto fixed = [&](const char* key, int places) { return QString::fromStdString(link::fixedText(o[key].toDouble(), places)); };
+  const auto fixed = [&](const char* key, int places) {
+    return QString::fromStdString(link::fixedText(o[key].toDouble(), places));
+  };
   EXPECT_EQ(QStringList({o["station"].toString(), QString::number(o["address"].toInt()), o["port"].toString()}),
             QStringList({kStation1, "1", "COM3,9600"}));
   EXPECT_TRUE(o["time"].toString().startsWith("2026-05-01T08:"));
   // Each box of the screen against its value of the state, with the box's decimal places.
   const std::tuple<const char*, const char*, int> boxes[] = {
-      {"Text2", "array_current", 2}, {"Text3", "array_voltage", 1}, {"Text4", "array_power", 0},
-      {"Text9", "battery_voltage", 1}, {"Text13", "battery_current", 2}, {"Text11", "battery_soc", 0},
+      {"Text2", "array_current", 2},       {"Text3", "array_voltage", 1},       {"Text4", "array_power", 0},
+      {"Text9", "battery_voltage", 1},     {"Text13", "battery_current", 2},    {"Text11", "battery_soc", 0},
       {"Text7", "battery_temperature", 1}, {"Text18", "device_temperature", 1}, {"Text16", "load_voltage", 1},
-      {"Text17", "load_current", 2}, {"Text15", "load_power", 0}};
+      {"Text17", "load_current", 2},       {"Text15", "load_power", 0}};
   for (const auto& [box, key, places] : boxes) EXPECT_EQ(edit(live(), box)->text(), fixed(key, places)) << key;
   EXPECT_EQ(edit(live(), "Text5")->text(), o["charge_state_text"].toString());
   const QJsonObject status = o["status"].toObject();
-  for (const auto& [box, key] : {std::pair{"Text10", "battery"}, {"Text6", "array"}, {"Text19", "device"}, {"Text14", "load"}})
+  for (const auto& [box, key] :
+       {std::pair{"Text10", "battery"}, {"Text6", "array"}, {"Text19", "device"}, {"Text14", "load"}})
     EXPECT_EQ(edit(live(), box)->text(), status[key].toString()) << key;
   EXPECT_EQ(o["battery_voltage"].toDouble(), 12.5);  // the values are the simulator's, not zeros
 
@@ -173,7 +177,8 @@ TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
   // One binary sensor per code, of class "problem", reading the array.
   publish::Topics t;
   t.clientId = "site1";
-  const std::string config = t.discoveryConfig(t.uniqueId(kStation2.toStdString(), "alarm_over_discharge"), "binary_sensor");
+  const std::string config =
+      t.discoveryConfig(t.uniqueId(kStation2.toStdString(), "alarm_over_discharge"), "binary_sensor");
   ASSERT_EQ(config.rfind("homeassistant/binary_sensor/", 0), 0u);
   ASSERT_TRUE(runUntil([&] { return !sub.on(config).empty(); }));
   const QJsonObject c = jsonOf(sub.on(config).back());
@@ -347,12 +352,14 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
   }
   ASSERT_EQ(dialogs.shown.size(), 4u);
   for (std::size_t i : {1u, 2u, 3u})
-    EXPECT_EQ(dialogs.shown[i].text, i < 3 ? QStringLiteral("不能保存字符：ö") : QStringLiteral("密码首尾不能有空格或引号"));
+    EXPECT_EQ(dialogs.shown[i].text,
+              i < 3 ? QStringLiteral("不能保存字符：ö") : QStringLiteral("密码首尾不能有空格或引号"));
   EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
   edit(screen, "TextPrefix")->setText("站点-1");
   edit(screen, "TextClientId")->setText("site9");
   screen.Command1_Click();
-  EXPECT_EQ(QStringList({core::readIni("MQTT", "Topic Prefix"), core::readIni("MQTT", "Enabled"), core::readIni("MQTT", "Port")}),
+  EXPECT_EQ(QStringList({core::readIni("MQTT", "Topic Prefix"), core::readIni("MQTT", "Enabled"),
+                         core::readIni("MQTT", "Port")}),
             QStringList({QStringLiteral("站点-1"), "1", QString::number(broker->port())}));
   EXPECT_EQ(publisher->settings().clientId, "site9");
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));

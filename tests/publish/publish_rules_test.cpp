@@ -26,10 +26,15 @@ using namespace std::chrono_literals;
 
 TEST(Topics, ReservedCharactersAreEscapedAndChineseStaysReadable) {
   // "%" is the escape character itself.
-  for (const auto& [name, level] : {std::pair{std::string("一号站"), "一号站"}, {"A/B", "A%2FB"}, {"a+b#c", "a%2Bb%23c"},
-                                    {std::string("x\0y", 3), "x%00y"}, {"100%", "100%25"}, {"", "%"}})
+  for (const auto& [name, level] : {std::pair{std::string("一号站"), "一号站"},
+                                    {"A/B", "A%2FB"},
+                                    {"a+b#c", "a%2Bb%23c"},
+                                    {std::string("x\0y", 3), "x%00y"},
+                                    {"100%", "100%25"},
+                                    {"", "%"}})
     EXPECT_EQ(escapeTopicLevel(name), level) << name;
-  for (const std::string& name : std::vector<std::string>{"一号站", "A/B", "%2F", "+#/%", std::string("\0\0", 2), "_x", "_", "%", "", "站/1#%"}) {
+  for (const std::string& name :
+       std::vector<std::string>{"一号站", "A/B", "%2F", "+#/%", std::string("\0\0", 2), "_x", "_", "%", "", "站/1#%"}) {
     const std::string level = escapeTopicLevel(name);
     EXPECT_EQ(level.find_first_of(std::string("+#/\0", 4)), std::string::npos) << name;
     EXPECT_EQ(unescapeTopicLevel(level), name);
@@ -57,9 +62,10 @@ TEST(Topics, LayoutOfOneConsole) {
 // 22); 258 Ah today (37, 38); 12.345 kWh generated in all (59 to 62); load on, MPPT (67, 68);
 // 0x0121 over-discharge (what the scan shows), 0x0122 over-voltage (what the live screen shows).
 Bytes realTimeReply() {
-  return testing::hexBytes("01 03 46 00 50 00 7D 01 4D 85 19 00 00 00 00 00 00 00 B4 00 FA 00 2D 00 00 00 00 00 00 "
-                           "00 00 00 00 00 00 00 00 01 02 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-                           "00 00 00 00 30 39 00 00 00 00 80 02 00 01 00 02");
+  return testing::hexBytes(
+      "01 03 46 00 50 00 7D 01 4D 85 19 00 00 00 00 00 00 00 B4 00 FA 00 2D 00 00 00 00 00 00 "
+      "00 00 00 00 00 00 00 00 01 02 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+      "00 00 00 00 30 39 00 00 00 00 80 02 00 01 00 02");
 }
 
 TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
@@ -71,9 +77,9 @@ TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
   // register 0x0121, as the scan's table and the alarms read it: over-discharge, not the
   // over-voltage of 0x0122; both raw words as numbers.
   QJsonObject picked;
-  for (const char* key : {"station", "address", "port", "time", "device_temperature", "day_charge_ah",
-                          "total_energy_generated", "load_on", "charge_state", "charge_state_text", "fault_word_0121",
-                          "fault_word_0122"})
+  for (const char* key :
+       {"station", "address", "port", "time", "device_temperature", "day_charge_ah", "total_energy_generated",
+        "load_on", "charge_state", "charge_state_text", "fault_word_0121", "fault_word_0122"})
     picked[key] = o[key];
   const QJsonObject f = o["faults"].toObject(), status = o["status"].toObject();
   for (const char* key : {"battery_over_voltage", "battery_over_discharge"}) picked[key] = f[key];
@@ -100,8 +106,8 @@ TEST(StateJson, OtherLengthsAndOddAddressesAreHandled) {
 
 TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
   Topics t{"xinglan", "site1", "homeassistant"};
-  link::DeviceInfo info{.model = "XL-MPPT4820", .softwareVersion = "V1.0.4", .deviceVersion = "V2.1.0",
-                        .serialNumber = "16050023"};
+  link::DeviceInfo info{
+      .model = "XL-MPPT4820", .softwareVersion = "V1.0.4", .deviceVersion = "V2.1.0", .serialNumber = "16050023"};
   const auto configs = discoveryConfigs(t, {"一号站", "1", "COM3,9600"}, info);
   ASSERT_EQ(configs.size(), sensors().size());
   std::map<std::string, int> uniqueIds;
@@ -221,7 +227,10 @@ TEST(MqttSettings, DefaultsAndTheEmptyDiscoveryPrefix) {
   // default; a discovery prefix written empty on purpose turns discovery off.
   const auto text = [&] {
     const MqttSettings s = mqttSettingsFrom(read, present, "pc1");
-    return QStringLiteral("%1 %2 %3 %4 [%5]").arg(s.enabled).arg(s.port).arg(s.clientId, s.topicPrefix, s.discoveryPrefix);
+    return QStringLiteral("%1 %2 %3 %4 [%5]")
+        .arg(s.enabled)
+        .arg(s.port)
+        .arg(s.clientId, s.topicPrefix, s.discoveryPrefix);
   };
   EXPECT_EQ(text(), "0 1883 pc1 xinglan [homeassistant]");
   keys = {{"Enabled", "1"}, {"Port", "70000"}, {"Discovery Prefix", ""}, {"Client Id", "site7"}};

@@ -34,13 +34,20 @@ class PublisherFixture : public TwoStationFixture {
   }
   // Offline is the link health's stale, as the program wires it.
   void useStaleRule() {
-    publisher->setStaleRule([](const QString& name) { return monitoring::FrmGlobalMonitoring::instance().isStale(name); });
+    publisher->setStaleRule(
+        [](const QString& name) { return monitoring::FrmGlobalMonitoring::instance().isStale(name); });
   }
   // Settings through the file, as the settings screen leaves them, then applied.
   void publishTo(int port, const QString& clientId = "site1", const QString& user = {}, const QString& password = {},
                  const QString& ca = {}) {
-    publish::writeMqttSettings({.enabled = true, .host = "127.0.0.1", .port = port, .clientId = clientId,
-                                .topicPrefix = "xinglan", .username = user, .password = password, .caFile = ca,
+    publish::writeMqttSettings({.enabled = true,
+                                .host = "127.0.0.1",
+                                .port = port,
+                                .clientId = clientId,
+                                .topicPrefix = "xinglan",
+                                .username = user,
+                                .password = password,
+                                .caFile = ca,
                                 .discoveryPrefix = "homeassistant"});
     publisher->applyFromFile();
   }

@@ -76,11 +76,16 @@ TEST_F(AddStationTest, AddChecksInOrderThenStoresAllThirteenFields) {
     click(f, "Command1");
     type(edit(f, "DeviceID"), "7");
     click(f, "Command1");
-    for (const auto& [box, text] : {std::pair{"Port", "COM4,4800"}, {"ArraysType", "Thin-Film"}, {"BatteryType", "LI"},
-                                    {"LoadType", "AC+DC"}})
+    for (const auto& [box, text] :
+         {std::pair{"Port", "COM4,4800"}, {"ArraysType", "Thin-Film"}, {"BatteryType", "LI"}, {"LoadType", "AC+DC"}})
       choose(combo(f, box), text);
-    for (const auto& [box, text] : {std::pair{"PeakPower", "250"}, {"Voc", "44.5"}, {"Vmp", "36"}, {"Capacity", "100"},
-                                    {"Voltage", "24"}, {"Power", "60"}, {"Remarks", "屋顶, 东"}})
+    for (const auto& [box, text] : {std::pair{"PeakPower", "250"},
+                                    {"Voc", "44.5"},
+                                    {"Vmp", "36"},
+                                    {"Capacity", "100"},
+                                    {"Voltage", "24"},
+                                    {"Power", "60"},
+                                    {"Remarks", "屋顶, 东"}})
       type(edit(f, box), QString::fromUtf8(text));
     click(f, "Command1");
     // The dialog stays with its fields; a second add of the name is a duplicate.
@@ -89,9 +94,10 @@ TEST_F(AddStationTest, AddChecksInOrderThenStoresAllThirteenFields) {
     click(f, "Command2");
   });
   mdi().action("AddStation")->trigger();
-  EXPECT_EQ(messages(), (QStringList{"必须填写站点名称", "必须填写设备ID", "必须填写端口", "添加站点成功", "站点名称重复"}));
-  const core::Station want{"O'Brien 站", "COM4,4800", "7", "Thin-Film", "250", "44.5", "36", "LI", "100", "24",
-                           "AC+DC", "60", "屋顶, 东"};
+  EXPECT_EQ(messages(),
+            (QStringList{"必须填写站点名称", "必须填写设备ID", "必须填写端口", "添加站点成功", "站点名称重复"}));
+  const core::Station want{"O'Brien 站", "COM4,4800", "7",  "Thin-Film", "250", "44.5",    "36",
+                           "LI",         "100",       "24", "AC+DC",     "60",  "屋顶, 东"};
   EXPECT_EQ(core::getStations("COM4,4800"), std::vector<core::Station>{want});
   EXPECT_EQ(logLines().filter(QStringLiteral("]添加 O'Brien 站 站点成功")).size(), 1);
   // Cancel unloaded the dialog, and the full refresh rebuilt the tree and loads again.
@@ -129,7 +135,7 @@ TEST_F(AddStationTest, RefusalsChangeNeitherTheStoreNorTheSettings) {
   };
   const Case cases[] = {
       {false, "line count", "5", "站点名称不能与设置项同名：line count"},  // the settings' way: case and
-      {false, " File Path", "5", "站点名称不能与设置项同名： File Path"},   // blanks around don't count
+      {false, " File Path", "5", "站点名称不能与设置项同名： File Path"},  // blanks around don't count
       {false, "s1", "5", "站点名称重复"},
       {false, "S9", "2", "COM3 上已有设备ID为 2 的站点：S2"},
       {false, "S9", " 02", "COM3 上已有设备ID为 2 的站点：S2"},  // one bus address, other text

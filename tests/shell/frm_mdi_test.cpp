@@ -62,8 +62,8 @@ TEST_F(MainWindowTest, LoadWithoutPortsShowsTheRootAndStartsAnEmptyScan) {
 TEST_F(MainWindowTest, MenusAndToolbarStandAsDesigned) {
   start();
   // The items without a working screen are hidden; the clock and the manual are greyed out.
-  for (const char* name : {"PrintSetup", "PrintPreview", "DeviceParameter", "SystemConfiguration",
-                           "DeviceInformation", "ExportData", "ImportData", "sysc"})
+  for (const char* name : {"PrintSetup", "PrintPreview", "DeviceParameter", "SystemConfiguration", "DeviceInformation",
+                           "ExportData", "ImportData", "sysc"})
     EXPECT_FALSE(mdi().action(name)->isVisible()) << name;
   EXPECT_TRUE(mdi().action("RealTimeClock")->isVisible() && !mdi().action("RealTimeClock")->isEnabled());
   for (QAction* a : mdi().menuBar()->actions()) EXPECT_NE(a->text(), QStringLiteral("编辑站点"));  // the pop-up

@@ -24,7 +24,9 @@ using testing::edit;
 class LoginTest : public testing::ShellFixture {
  protected:
   // The program's start: Main shows Login first.
-  void startAtLogin() { core::Main([] { showFirstWindow(); }); }
+  void startAtLogin() {
+    core::Main([] { showFirstWindow(); });
+  }
   Login& login() { return Login::instance(); }
   bool mainWindowUp() { return !core::appStarted.isEmpty() && FrmMDI::exists() && mdi().isVisible(); }
   // Who works in the main window; "-" while it is not up.
@@ -197,11 +199,12 @@ TEST_F(LoginTest, AboutAndTheIdleScreensAndNoDeadItem) {
   EXPECT_FALSE(FrmAbout::exists());
   drivers.push_back([&](ui::DialogForm& f) {
     const QString t = edit(f, "LTextBox2")->text();
-    EXPECT_TRUE(QRegularExpression("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d$").match(t).hasMatch()) << t.toStdString();
+    EXPECT_TRUE(QRegularExpression("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d$").match(t).hasMatch())
+        << t.toStdString();
   });
   mdi().RealTimeClock_Click();
-  for (auto open : {&FrmMDI::SystemConfiguration_Click, &FrmMDI::DeviceInformation_Click, &FrmMDI::DeviceParameter_Click,
-                    &FrmMDI::PrintSetup_Click, &FrmMDI::PrintPreview_Click})
+  for (auto open : {&FrmMDI::SystemConfiguration_Click, &FrmMDI::DeviceInformation_Click,
+                    &FrmMDI::DeviceParameter_Click, &FrmMDI::PrintSetup_Click, &FrmMDI::PrintPreview_Click})
     (mdi().*open)();
   EXPECT_EQ(modals, (QStringList{"FrmAbout", "FrmRealTimeClock", "FrmSystemConfiguration", "FrmDeviceInformation",
                                  "FrmDeviceParameter", "FrmPrintSetup", "FrmPrintPreview"}));

@@ -13,7 +13,8 @@ TEST(MessageLog, LinesAreStampedAndOnlyTheTailIsKept) {
   QString box = appendLogText("", QStringLiteral("刷新所有站点，请稍等..."), kWhen, true);
   EXPECT_EQ(box, QStringLiteral("[2026-11-22 09:05:07]刷新所有站点，请稍等..."));
   box = appendLogText(box, QStringLiteral("星澜站点监控启动"), kWhen);
-  EXPECT_EQ(box, QStringLiteral("[2026-11-22 09:05:07]刷新所有站点，请稍等...\r\n[2026-11-22 09:05:07]星澜站点监控启动"));
+  EXPECT_EQ(box,
+            QStringLiteral("[2026-11-22 09:05:07]刷新所有站点，请稍等...\r\n[2026-11-22 09:05:07]星澜站点监控启动"));
   EXPECT_EQ(appendLogText("", "x", kWhen), "\r\n[2026-11-22 09:05:07]x");
   EXPECT_EQ(appendLogText("old", "x", kWhen, true), "old\r\n[2026-11-22 09:05:07]x");
 

@@ -74,8 +74,9 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
 TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
   driver.addLine("COM3", 9600);
   driver.addLine("COM5", 9600);
-  writeSettings("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=4\r\n1=COM3,9600\r\n2=COM4,9600\r\n3=COM6,9600\r\n"
-                "4=COM8,9600\r\n");
+  writeSettings(
+      "[Main]\r\nconfig=\r\n[COMS]\r\nListCount=4\r\n1=COM3,9600\r\n2=COM4,9600\r\n3=COM6,9600\r\n"
+      "4=COM8,9600\r\n");
   // Stations on entries that change: their rows stay, they drop out of the tree.
   addStation("S3", "COM3,9600", "1");
   addStation("S4", "COM4,9600", "2");
@@ -135,7 +136,8 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
 // changed and taken away again; the settings file holds exactly what the dialog showed.
 TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
   driver.addLine("COM3", 9600);
-  writeSettings("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n[Network Ports]\r\nCOM7=TCP://10.0.0.9:502\r\n");
+  writeSettings(
+      "[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n[Network Ports]\r\nCOM7=TCP://10.0.0.9:502\r\n");
   start();
   const auto address = [](const QObject& f) { return control<QLineEdit>(f, "GatewayAddress"); };
   // What the list shows of an entry.
@@ -147,9 +149,11 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     QComboBox* ports = combo(f, "Combo1");
     EXPECT_EQ(entries(ports), (QStringList{"COM3", "COM7"}));  // COM3 probed, COM7 mapped
     EXPECT_EQ(testing::labelText(address(f)), QStringLiteral("网关地址"));
-    EXPECT_EQ(QStringList({shown(f, 0), shown(f, 1)}), QStringList({"COM3,9600", QStringLiteral("COM7,9600 → 10.0.0.9:502")}));
+    EXPECT_EQ(QStringList({shown(f, 0), shown(f, 1)}),
+              QStringList({"COM3,9600", QStringLiteral("COM7,9600 → 10.0.0.9:502")}));
     // Refused with a message, nothing added: no port number, no address.
-    for (const auto& [port, typed] : {std::pair{"COMX", "192.168.1.50:8899"}, {"COM5", "192.168.1.50"}, {"COM5", "h:0"}}) {
+    for (const auto& [port, typed] :
+         {std::pair{"COMX", "192.168.1.50:8899"}, {"COM5", "192.168.1.50"}, {"COM5", "h:0"}}) {
       type(ports, port);
       address(f)->setText(typed);
       click(f, "Command1");
@@ -169,8 +173,9 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     EXPECT_EQ(shown(f, 1), QStringLiteral("COM7,9600 → [fe80::1]:4001"));
     click(f, "Command3");
   });
-  EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=3\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
-                                        "[Network Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
+  EXPECT_EQ(settingsBytes(),
+            QByteArray("[COMS]\r\nListCount=3\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
+                       "[Network Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
   EXPECT_EQ(shell::gatewayOfPort("COM5"), "tcp://192.168.1.50:8899");
   // Again: COM7 back to a serial port, COM5 deleted from the list takes its address along.
   openPorts([&](FrmPortConfiguration& f) {

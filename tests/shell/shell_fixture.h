@@ -11,9 +11,9 @@
 #include <deque>
 #include <functional>
 
-#include "ui/modal.h"
 #include "support/console_fixture.h"
 #include "ui/form.h"
+#include "ui/modal.h"
 
 // Readable QStrings in the failures of a test.
 inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }

@@ -31,7 +31,8 @@ TEST(PortListRules, ProbeFindsThePortsThatOpenAndLeavesHeldOnesOut) {
   platform::setScheduler(&clock);
   platform::SimBusDriver driver;
   platform::setPortDriver(&driver);
-  for (const char* port : {"COM3", "COM7", "COM100", "COM101" /* beyond the probe */, "COM9"}) driver.addLine(port, 9600);
+  for (const char* port : {"COM3", "COM7", "COM100", "COM101" /* beyond the probe */, "COM9"})
+    driver.addLine(port, 9600);
   platform::SerialControl other("Other.MSComm1");  // another control holds COM9
   other.setCommPort(9);
   other.setPortOpen(true);
@@ -94,7 +95,8 @@ TEST(LoginRules, TheButtonDecidesByExactNamesAndPassword) {
   EXPECT_EQ(passwordChangeRefusal("426813", "426813", "p w", "p w"), QString());
 
   EXPECT_TRUE(hasAdministratorRights("administrator"));
-  for (const char* other : {"guest", "Administrator", "", "administrator "}) EXPECT_FALSE(hasAdministratorRights(other));
+  for (const char* other : {"guest", "Administrator", "", "administrator "})
+    EXPECT_FALSE(hasAdministratorRights(other));
 }
 
 }  // namespace

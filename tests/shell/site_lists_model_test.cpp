@@ -94,7 +94,8 @@ class SiteListsModelTest : public testing::ShellFixture {
     ASSERT_EQ(sqlite3_exec(db, "begin; delete from Station", nullptr, nullptr, nullptr), SQLITE_OK);
     for (const Row& r : m.rows) {
       sqlite3_stmt* insert = nullptr;
-      sqlite3_prepare_v2(db, "insert into Station values (?, ?, ?, '', '', '', '', '', '', '', '', '', '')", -1, &insert, nullptr);
+      sqlite3_prepare_v2(db, "insert into Station values (?, ?, ?, '', '', '', '', '', '', '', '', '', '')", -1,
+                         &insert, nullptr);
       for (int i = 0; const QString* text : {&r.name, &r.port, &r.id}) {
         const QByteArray utf8 = text->toUtf8();
         sqlite3_bind_text(insert, ++i, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
@@ -231,7 +232,8 @@ class SiteListsModelTest : public testing::ShellFixture {
         }
         if (lock == 0 || (lock == 1 && m.marksChange(opened, s.name))) {
           expectBox({});
-          expectLastLine(lock == 0 ? "更新站点失败：站点库无法写入，站点保持原样" : "更新站点失败：设置文件无法写入，站点保持原样");
+          expectLastLine(lock == 0 ? "更新站点失败：站点库无法写入，站点保持原样"
+                                   : "更新站点失败：设置文件无法写入，站点保持原样");
           ASSERT_TRUE(f.isVisible());
           continue;
         }
@@ -306,7 +308,8 @@ class SiteListsModelTest : public testing::ShellFixture {
           testing::typeOver(combo(f, "Combo1"), port);
           testing::typeOver(combo(f, "Combo2"), baud);
           click(f, "Command1");
-          const auto at = std::find_if(shown.begin(), shown.end(), [&](const QString& e) { return same(e.section(',', 0, 0), port); });
+          const auto at = std::find_if(shown.begin(), shown.end(),
+                                       [&](const QString& e) { return same(e.section(',', 0, 0), port); });
           (at != shown.end() ? *at : shown.emplace_back()) = port + "," + baud;
         } else if (what == 1 && !shown.isEmpty()) {
           chosen = int(rng_() % shown.size());
@@ -325,7 +328,8 @@ class SiteListsModelTest : public testing::ShellFixture {
               others.removeAt(chosen);
               if (m.onPort(entry) > 0 && !others.contains(entry, Qt::CaseInsensitive)) {
                 question = QStringLiteral("%1 上还有 %2 个站点，删除后这些站点将不再显示。确定删除?")
-                               .arg(entry.section(',', 0, 0)).arg(m.onPort(entry));
+                               .arg(entry.section(',', 0, 0))
+                               .arg(m.onPort(entry));
                 yes = rng_() % 2;
                 dialogs.answers.push_back(yes ? platform::kYes : platform::kNo);
               }
@@ -385,8 +389,10 @@ TEST_F(SiteListsModelTest, RandomSequencesOfTheDialogsKeepTheFilesAsTheModelSays
 #else
   constexpr int kSequences = 2000;
 #endif
-  const int sequences = qEnvironmentVariableIsSet("XL_MODEL_SEQUENCES") ? qEnvironmentVariableIntValue("XL_MODEL_SEQUENCES") : kSequences;
-  const unsigned firstSeed = qEnvironmentVariableIsSet("XL_MODEL_SEED") ? unsigned(qEnvironmentVariableIntValue("XL_MODEL_SEED")) : 1;
+  const int sequences =
+      qEnvironmentVariableIsSet("XL_MODEL_SEQUENCES") ? qEnvironmentVariableIntValue("XL_MODEL_SEQUENCES") : kSequences;
+  const unsigned firstSeed =
+      qEnvironmentVariableIsSet("XL_MODEL_SEED") ? unsigned(qEnvironmentVariableIntValue("XL_MODEL_SEED")) : 1;
   start();
   for (int n = 0; n < sequences; ++n) {
     const unsigned seed = firstSeed + unsigned(n);
@@ -400,10 +406,14 @@ TEST_F(SiteListsModelTest, RandomSequencesOfTheDialogsKeepTheFilesAsTheModelSays
     for (int i = 0; i < steps; ++i) {
       portsInEditor_ = m.ports;  // the editor's port list is the settings' when it opens
       const int what = int(rng_() % 4);
-      if (what == 0 && !m.ports.isEmpty()) addStations(m);
-      else if (what == 1 && !m.rows.empty()) updateStation(m);
-      else if (what == 2 && !m.rows.empty()) deleteStation(m);
-      else editPorts(m);
+      if (what == 0 && !m.ports.isEmpty())
+        addStations(m);
+      else if (what == 1 && !m.rows.empty())
+        updateStation(m);
+      else if (what == 2 && !m.rows.empty())
+        deleteStation(m);
+      else
+        editPorts(m);
       if (HasFatalFailure()) return;
       ASSERT_TRUE(dialogs.answers.empty()) << "an answer was not asked for" << trail_;
       const QString diff = difference(m);

@@ -92,7 +92,9 @@ TEST(QtChinese, ButtonsOfMessageBoxesReadInChinese) {
   ASSERT_TRUE(installQtChinese(testing::testApp()));
   QMessageBox box;
   box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Ok | QMessageBox::Cancel);
-  for (const auto& [button, text] : {std::pair{QMessageBox::Yes, "是"}, {QMessageBox::No, "否"}, {QMessageBox::Ok, "确定"},
+  for (const auto& [button, text] : {std::pair{QMessageBox::Yes, "是"},
+                                     {QMessageBox::No, "否"},
+                                     {QMessageBox::Ok, "确定"},
                                      {QMessageBox::Cancel, "取消"}})
     EXPECT_TRUE(box.button(button)->text().startsWith(QString::fromUtf8(text))) << text;
 }

@@ -21,9 +21,18 @@ TEST(Config, EveryStationKeyLandsInTheOptions) {
   const std::pair<const char*, std::function<bool(const O&)>> keys[] = {
       {"address = 12", [](const O& o) { return o.address == 12; }},
       {"model = XL MPPT#2", [](const O& o) { return o.identity.model == "XL MPPT#2"; }},  // '#' is no comment here
-      {"serial = 1.2.3.4", [](const O& o) { return o.identity.serialNumber == std::array<std::uint8_t, 4>{1, 2, 3, 4}; }},
-      {"software = 3.2.1", [](const O& o) { return o.identity.softwareVersion == std::array<std::uint8_t, 3>{3, 2, 1}; }},
-      {"device_version = 4 5 6", [](const O& o) { return o.identity.deviceVersion == std::array<std::uint8_t, 3>{4, 5, 6}; }},
+      {"serial = 1.2.3.4",
+       [](const O& o) {
+         return o.identity.serialNumber == std::array<std::uint8_t, 4>{1, 2, 3, 4};
+       }},
+      {"software = 3.2.1",
+       [](const O& o) {
+         return o.identity.softwareVersion == std::array<std::uint8_t, 3>{3, 2, 1};
+       }},
+      {"device_version = 4 5 6",
+       [](const O& o) {
+         return o.identity.deviceVersion == std::array<std::uint8_t, 3>{4, 5, 6};
+       }},
       {"max_voltage = 96", [](const O& o) { return o.identity.maxSystemVoltage == 96; }},
       {"rated_charge = 40", [](const O& o) { return o.identity.ratedChargeCurrent == 40; }},
       {"rated_load = 0", [](const O& o) { return o.identity.ratedLoadCurrent == 0; }},
@@ -59,8 +68,9 @@ TEST(Config, EveryStationKeyLandsInTheOptions) {
 
   // The bus keys reach every station; the second station of a line shares its rate; a
   // station's seed is its address.
-  const BusConfig bus = parseConfig("[bus]\nspeed = 60\nstart = 06:30:15\n[station]\nport = COM7,19200\naddress = 12\n"
-                                    "[station]\nport = COM7\naddress = 13\n");
+  const BusConfig bus = parseConfig(
+      "[bus]\nspeed = 60\nstart = 06:30:15\n[station]\nport = COM7,19200\naddress = 12\n"
+      "[station]\nport = COM7\naddress = 13\n");
   EXPECT_DOUBLE_EQ(bus.clock.speed, 60);
   EXPECT_EQ(bus.clock.startTimeOfDay, std::chrono::seconds(6 * 3600 + 30 * 60 + 15));
   ASSERT_EQ(bus.stations.size(), 2u);
@@ -82,7 +92,8 @@ TEST(Config, MistakesNameTheirLine) {
   EXPECT_EQ(error("[station]\naddress = 0\n"), "line 2: address = 0: out of range 1..247");
   EXPECT_EQ(error("[station]\nload = maybe\n"), "line 2: load = maybe: not yes or no");
   EXPECT_EQ(error("[station]\nserial = 1 2 3\n"), "line 2: serial = 1 2 3: needs 4 numbers");
-  EXPECT_EQ(error("[station]\nmodel = ABCDEFGHIJKLMNOPQ\n"), "line 2: model = ABCDEFGHIJKLMNOPQ: longer than 16 characters");
+  EXPECT_EQ(error("[station]\nmodel = ABCDEFGHIJKLMNOPQ\n"),
+            "line 2: model = ABCDEFGHIJKLMNOPQ: longer than 16 characters");
   EXPECT_EQ(error("[station]\ndelay = 3 hours\n"), "line 2: duration = 3 hours: unit must be ms, s or min");
   EXPECT_EQ(error("[bus]\nstart = 25:00\n"), "line 2: start = 25:00: not a time of day");
   EXPECT_EQ(error("address = 1\n"), "line 1: key outside a section");
@@ -99,7 +110,8 @@ TEST(Config, DefaultBusIsThreeStationsOnCom3) {
   ASSERT_EQ(bus.stations.size(), 3u);
   for (std::size_t i = 0; i < 3; ++i) {
     const auto& s = bus.stations[i];
-    EXPECT_EQ(std::tuple(s.port, s.baud, s.options.address, s.options.faults.any()), std::tuple("COM3", 9600, i + 1, false));
+    EXPECT_EQ(std::tuple(s.port, s.baud, s.options.address, s.options.faults.any()),
+              std::tuple("COM3", 9600, i + 1, false));
   }
   // The same bus written out as text reads the same.
   EXPECT_EQ(parseConfig("[station]\naddress = 1\n").stations[0].port, "COM3");
@@ -107,7 +119,8 @@ TEST(Config, DefaultBusIsThreeStationsOnCom3) {
 }
 
 TEST(Config, DurationsAndRuntimeChanges) {
-  for (const auto& [text, d] : {std::pair{"150", 150}, {" 2 s ", 2000}, {"0.5min", 30000}}) EXPECT_EQ(parseDuration(text), ms(d));
+  for (const auto& [text, d] : {std::pair{"150", 150}, {" 2 s ", 2000}, {"0.5min", 30000}})
+    EXPECT_EQ(parseDuration(text), ms(d));
   for (const char* text : {"-1ms", "soon"}) EXPECT_THROW(parseDuration(text), ConfigError) << text;
 
   StationOptions o;
@@ -125,7 +138,8 @@ TEST(Config, DurationsAndRuntimeChanges) {
 
   for (const auto& [key, value] : {std::pair{"flags_0121", "0x0010"}, {"load", "off"}, {"latency", "20ms"}})
     applyRuntimeKey(c, key, value);
-  EXPECT_EQ(std::tuple(c.state().forced.faultWord, c.state().readings.loadOn, c.latency()), std::tuple(0x0010, false, ms(20)));
+  EXPECT_EQ(std::tuple(c.state().forced.faultWord, c.state().readings.loadOn, c.latency()),
+            std::tuple(0x0010, false, ms(20)));
   EXPECT_THROW(applyRuntimeKey(c, "model", "X"), ConfigError);
   EXPECT_THROW(applyRuntimeKey(c, "silent", "perhaps"), ConfigError);
   EXPECT_FALSE(c.faults().silent);
@@ -144,7 +158,8 @@ TEST(Config, TheExampleBusOfTheReadmeRuns) {
 
   // Station 3 reports its forced over-temperature in both fault words and has no load output.
   Controller three(bus.stations[2].options);
-  const Bytes r = verifyFrame(hexText(three.handle(requestFrame(3, " 03 0100 0023"), ms(0)).value_or(Bytes{}))).value_or(Bytes{});
+  const Bytes r =
+      verifyFrame(hexText(three.handle(requestFrame(3, " 03 0100 0023"), ms(0)).value_or(Bytes{}))).value_or(Bytes{});
   ASSERT_EQ(r.size(), 73u);
   EXPECT_TRUE((r[70] & fault::kDeviceOverTemperature) && (r[72] & fault::kDeviceOverTemperature));
   EXPECT_EQ(r[67] & 0x80, 0);

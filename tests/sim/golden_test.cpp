@@ -48,13 +48,30 @@ TEST(GoldenFrames, DeviceInformationBlockHasTheMappedBytes) {
 
 TEST(GoldenFrames, RealTimeBlockHasEveryValueAtItsByte) {
   Controller c(frozenStation(7));
-  c.state().readings = Readings{
-      .soc = 87, .batteryVoltage = 265, .batteryCurrent = 1234, .deviceTemperature = -5, .batteryTemperature = 25,
-      .loadVoltage = 264, .loadCurrent = 250, .loadPower = 66, .panelVoltage = 351, .panelCurrent = 812,
-      .panelPower = 285, .today = {252, 287, 1184, 259, 338, 66, 65, 54, 1768, 1415}, .daysInOperation = 31,
-      .overDischarges = 2, .fullCharges = 22, .totalAhCharged = 0x01020304, .totalAhDischarged = 1663,
-      .totalWhGenerated = 53601, .totalWhUsed = 0x80000001, .loadOn = true, .statusBits = 0x01,
-      .chargeState = kFloatCharging, .faultWord = fault::kUnderVoltageWarning, .alarmWord = fault::kPanelReversed};
+  c.state().readings = Readings{.soc = 87,
+                                .batteryVoltage = 265,
+                                .batteryCurrent = 1234,
+                                .deviceTemperature = -5,
+                                .batteryTemperature = 25,
+                                .loadVoltage = 264,
+                                .loadCurrent = 250,
+                                .loadPower = 66,
+                                .panelVoltage = 351,
+                                .panelCurrent = 812,
+                                .panelPower = 285,
+                                .today = {252, 287, 1184, 259, 338, 66, 65, 54, 1768, 1415},
+                                .daysInOperation = 31,
+                                .overDischarges = 2,
+                                .fullCharges = 22,
+                                .totalAhCharged = 0x01020304,
+                                .totalAhDischarged = 1663,
+                                .totalWhGenerated = 53601,
+                                .totalWhUsed = 0x80000001,
+                                .loadOn = true,
+                                .statusBits = 0x01,
+                                .chargeState = kFloatCharging,
+                                .faultWord = fault::kUnderVoltageWarning,
+                                .alarmWord = fault::kPanelReversed};
   c.state().forced.faultWord = fault::kLoadShort;
 
   // From byte 3: not read, charge level; battery voltage, current; temperatures (-5 °C as sign
@@ -110,20 +127,21 @@ TEST(GoldenFrames, ParameterBlockReadsAsTheExampleWriteAndTakesItBack) {
   EXPECT_EQ(Bytes(read.begin(), read.begin() + 3), hex("01 03 42"));
   // The factory values are those of the write example (sealed, automatic system voltage, the
   // reference values, 20.00 A); the bytes the screen never shows are checked apart.
-  const Bytes shown = hex("07 D0 00 C8 FF 00 00 02 00 A0 00 9B 00 92 00 90 00 8A 00 84 00 7E 00 78 00 6F 00 6A 64 1E "
-                          "00 05 00 78 00 78 00 1E 00 03");
+  const Bytes shown =
+      hex("07 D0 00 C8 FF 00 00 02 00 A0 00 9B 00 92 00 90 00 8A 00 84 00 7E 00 78 00 6F 00 6A 64 1E "
+          "00 05 00 78 00 78 00 1E 00 03");
   Bytes got(read.begin() + 3, read.begin() + 3 + static_cast<std::ptrdiff_t>(shown.size()));
   got[5] = got[6] = 0;  // the low byte of 0xE003, the high byte of 0xE004
   EXPECT_EQ(got, shown);
-  EXPECT_EQ(read[9], 0);      // the high byte of the type stays 0, so the type reads as "Sealed"
+  EXPECT_EQ(read[9], 0);       // the high byte of the type stays 0, so the type reads as "Sealed"
   EXPECT_EQ(read[67] & 4, 0);  // voltage compensation
 
   // The screen's write: the shown values changed, every hidden byte echoed from the read.
   Bytes write = hex("01 10 E0 01 00 21 42");
   write.insert(write.end(), read.begin() + 3, read.end());
   write[7] = 0x05, write[8] = 0xDC;  // 15.00 A
-  write[22] = 0x8E;  // boost 14.2 V
-  write[71] = 4;     // charge by SOC; the other bits of that byte go out as 0
+  write[22] = 0x8E;                  // boost 14.2 V
+  write[71] = 4;                     // charge by SOC; the other bits of that byte go out as 0
   ASSERT_EQ(write.size(), 73u);
   EXPECT_EQ(c.handle(appendCrc(write), at(0)), appendCrc(hex("01 10 E0 01 00 21")));
 
@@ -143,8 +161,7 @@ TEST(GoldenFrames, HistoryRecordExampleAndItsRegisters) {
   c.state().readings.today = DayRecord{130, 131, 1, 2, 3, 4, 5, 6, 7, 8};
   const Bytes today = verified(c.handle(hex("01 03 F0 00 00 0A F6 CD"), at(0)));
   ASSERT_EQ(today.size(), 23u);
-  EXPECT_EQ(Bytes(today.begin() + 3, today.end()),
-            hex("00 82 00 83 00 01 00 02 00 03 00 04 00 05 00 06 00 07 00 08"));
+  EXPECT_EQ(Bytes(today.begin() + 3, today.end()), hex("00 82 00 83 00 01 00 02 00 03 00 04 00 05 00 06 00 07 00 08"));
 
   // Days the memory does not hold read as zeros, as far back as the screen can ask (1825 days).
   const Bytes old = verified(c.handle(appendCrc(hex("01 03 F7 21 00 0A")), at(0)));
@@ -206,23 +223,23 @@ TEST(GoldenFrames, FactoryCommandsAreAnsweredAsTheScreenExpects) {
 TEST(ExceptionReplies, UnknownFunctionsRegistersAndValues) {
   Controller c(frozenStation());
   auto ask = [&](const char* payload) { return c.handle(appendCrc(hex(payload)), at(0)); };
-  EXPECT_EQ(ask("01 04 01 00 00 01"), appendCrc(hex("01 84 01")));            // input registers: unknown
-  EXPECT_EQ(ask("01 03 02 00 00 01"), appendCrc(hex("01 83 02")));            // nothing at 0x0200
-  EXPECT_EQ(ask("01 03 01 00 00 24"), appendCrc(hex("01 83 02")));            // past the real-time block
-  EXPECT_EQ(ask("01 03 00 09 00 02"), appendCrc(hex("01 83 02")));            // starts before the info block
-  EXPECT_EQ(ask("01 03 F0 01 00 0B"), appendCrc(hex("01 83 02")));            // longer than a history record
-  EXPECT_EQ(ask("01 03 01 00 00 00"), appendCrc(hex("01 83 03")));            // no registers
-  EXPECT_EQ(ask("01 03 E0 01 00 7E"), appendCrc(hex("01 83 03")));            // more than 125
-  EXPECT_EQ(ask("01 03 01 00 00"), appendCrc(hex("01 83 03")));               // frame too short
-  EXPECT_EQ(ask("01 06 DF 01 00 00"), appendCrc(hex("01 86 03")));            // restart needs 1
-  EXPECT_EQ(ask("01 06 01 0A 00 02"), appendCrc(hex("01 86 03")));            // load switch 0 or 1
-  EXPECT_EQ(ask("01 06 00 1A 00 00"), appendCrc(hex("01 86 03")));            // no address 0
-  EXPECT_EQ(ask("01 06 00 1A 00 F8"), appendCrc(hex("01 86 03")));            // nor above 247
-  EXPECT_EQ(ask("01 06 01 00 00 01"), appendCrc(hex("01 86 02")));            // readings are read-only
-  EXPECT_EQ(ask("01 10 E0 1D 00 01 02 00 12"), appendCrc(hex("01 90 03")));   // load mode 18
-  EXPECT_EQ(ask("01 10 E0 1D 00 02 02 00 05"), appendCrc(hex("01 90 03")));   // byte count mismatch
+  EXPECT_EQ(ask("01 04 01 00 00 01"), appendCrc(hex("01 84 01")));                 // input registers: unknown
+  EXPECT_EQ(ask("01 03 02 00 00 01"), appendCrc(hex("01 83 02")));                 // nothing at 0x0200
+  EXPECT_EQ(ask("01 03 01 00 00 24"), appendCrc(hex("01 83 02")));                 // past the real-time block
+  EXPECT_EQ(ask("01 03 00 09 00 02"), appendCrc(hex("01 83 02")));                 // starts before the info block
+  EXPECT_EQ(ask("01 03 F0 01 00 0B"), appendCrc(hex("01 83 02")));                 // longer than a history record
+  EXPECT_EQ(ask("01 03 01 00 00 00"), appendCrc(hex("01 83 03")));                 // no registers
+  EXPECT_EQ(ask("01 03 E0 01 00 7E"), appendCrc(hex("01 83 03")));                 // more than 125
+  EXPECT_EQ(ask("01 03 01 00 00"), appendCrc(hex("01 83 03")));                    // frame too short
+  EXPECT_EQ(ask("01 06 DF 01 00 00"), appendCrc(hex("01 86 03")));                 // restart needs 1
+  EXPECT_EQ(ask("01 06 01 0A 00 02"), appendCrc(hex("01 86 03")));                 // load switch 0 or 1
+  EXPECT_EQ(ask("01 06 00 1A 00 00"), appendCrc(hex("01 86 03")));                 // no address 0
+  EXPECT_EQ(ask("01 06 00 1A 00 F8"), appendCrc(hex("01 86 03")));                 // nor above 247
+  EXPECT_EQ(ask("01 06 01 00 00 01"), appendCrc(hex("01 86 02")));                 // readings are read-only
+  EXPECT_EQ(ask("01 10 E0 1D 00 01 02 00 12"), appendCrc(hex("01 90 03")));        // load mode 18
+  EXPECT_EQ(ask("01 10 E0 1D 00 02 02 00 05"), appendCrc(hex("01 90 03")));        // byte count mismatch
   EXPECT_EQ(ask("01 10 E0 21 00 02 04 00 00 00 00"), appendCrc(hex("01 90 02")));  // runs past 0xE021
-  EXPECT_EQ(ask("01 10 01 0A 00 01 02 00 01"), appendCrc(hex("01 90 02")));   // outside the block
+  EXPECT_EQ(ask("01 10 01 0A 00 01 02 00 01"), appendCrc(hex("01 90 02")));        // outside the block
   EXPECT_EQ(ask("01 78 00 00 00"), appendCrc(hex("01 F8 03")));
 
   // A refused block write changes nothing, not even its valid registers.

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "platform/bytes.h"
-#include "support/hex_bytes.h"
 #include "platform/scheduler.h"
+#include "support/hex_bytes.h"
 #include "tools/sim/controller.h"
 
 namespace xl::sim::testing {

@@ -9,13 +9,13 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QElapsedTimer>
-#include <QThread>
 #include <QComboBox>
+#include <QElapsedTimer>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QTemporaryDir>
+#include <QThread>
 #include <functional>
 #include <stdexcept>
 #include <string>

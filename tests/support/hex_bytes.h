@@ -14,7 +14,8 @@ inline Bytes hexBytes(std::string_view text) {
   int high = -1;
   for (char c : text) {
     if (c == ' ') continue;
-    const int d = std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : std::toupper(static_cast<unsigned char>(c)) - 'A' + 10;
+    const int d =
+        std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : std::toupper(static_cast<unsigned char>(c)) - 'A' + 10;
     if (high < 0) {
       high = d;
     } else {

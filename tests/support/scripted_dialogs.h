@@ -16,9 +16,9 @@ class ScriptedDialogs : public platform::Dialogs {
     int style;
   };
   std::vector<Shown> shown;
-  std::deque<int> answers;         // message box answers; kOk when empty
-  std::deque<QString> fileNames;   // open/save/folder answers; empty (cancel) when none left
-  QString folderStart;             // where the last folder dialog was asked to open
+  std::deque<int> answers;        // message box answers; kOk when empty
+  std::deque<QString> fileNames;  // open/save/folder answers; empty (cancel) when none left
+  QString folderStart;            // where the last folder dialog was asked to open
 
   int msgBox(const QString& text, int style, const QString&) override {
     shown.push_back({text, style});

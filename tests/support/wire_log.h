@@ -13,8 +13,8 @@
 namespace xl::testing {
 
 struct Sent {
-  std::int64_t atMs;   // when the frame's first byte went out
-  std::string frame;   // hex, no blanks
+  std::int64_t atMs;  // when the frame's first byte went out
+  std::string frame;  // hex, no blanks
   bool operator==(const Sent&) const = default;
 };
 inline std::ostream& operator<<(std::ostream& os, const Sent& s) { return os << s.atMs << " ms: " << s.frame; }

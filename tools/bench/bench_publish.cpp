@@ -105,7 +105,8 @@ int console(bool on, int seconds) {
   }
   std::unique_ptr<testing::Broker> broker;
   publish::Publisher publisher;
-  publisher.setTimeSource([&clock] { return QDateTime(QDate(2026, 5, 1), QTime(0, 0)).addMSecs(platform::toMs(clock.now())); });
+  publisher.setTimeSource(
+      [&clock] { return QDateTime(QDate(2026, 5, 1), QTime(0, 0)).addMSecs(platform::toMs(clock.now())); });
   monitoring::FrmGlobalMonitoring::setReplyListener(
       {[&](const QString& n, const QString& id, const QByteArray& r) { publisher.deviceInfoReply(n, id, r); },
        [&](const QString& n, const QString& id, const QByteArray& r) { publisher.realTimeReply(n, id, r); },
@@ -135,9 +136,11 @@ int console(bool on, int seconds) {
   const double cpu = cpuSeconds() - before;
   rusage u{};
   getrusage(RUSAGE_SELF, &u);
-  std::printf("publisher %-3s  %5d simulated s  cpu %.3f s  (%.4f %% of one core at scan pace)  rss %ld kB  max rss %ld kB  queued %zu dropped %llu connected %d\n",
-              on ? "on" : "off", seconds, cpu, 100.0 * cpu / seconds, residentKb(), u.ru_maxrss, publisher.queued(),
-              static_cast<unsigned long long>(publisher.dropped()), publisher.connected() ? 1 : 0);
+  std::printf(
+      "publisher %-3s  %5d simulated s  cpu %.3f s  (%.4f %% of one core at scan pace)  rss %ld kB  max rss %ld kB  "
+      "queued %zu dropped %llu connected %d\n",
+      on ? "on" : "off", seconds, cpu, 100.0 * cpu / seconds, residentKb(), u.ru_maxrss, publisher.queued(),
+      static_cast<unsigned long long>(publisher.dropped()), publisher.connected() ? 1 : 0);
   monitoring::FrmGlobalMonitoring::setReplyListener({});
   ui::discardAll();
   return 0;
@@ -173,8 +176,10 @@ int burst(int readings) {
   }
   while (publisher.queued() > 0) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
   const double cpu = cpuSeconds() - before;
-  std::printf("burst: %d readings acknowledged in %.2f s wall, cpu %.2f s (%.1f us a reading, client thread included), rss %ld kB\n",
-              readings, wall.elapsed() / 1000.0, cpu, 1e6 * cpu / readings, residentKb());
+  std::printf(
+      "burst: %d readings acknowledged in %.2f s wall, cpu %.2f s (%.1f us a reading, client thread included), rss %ld "
+      "kB\n",
+      readings, wall.elapsed() / 1000.0, cpu, 1e6 * cpu / readings, residentKb());
   return 0;
 }
 

@@ -37,10 +37,10 @@ QByteArray realTimeReply(int address) {
   r[0] = static_cast<char>(address);
   r[1] = 3;
   r[2] = 70;
-  r[4] = 90;    // SOC
-  r[6] = 0x82;  // battery 13.0 V
+  r[4] = 90;                        // SOC
+  r[6] = 0x82;                      // battery 13.0 V
   r[18] = static_cast<char>(0xC8);  // array 20.0 V
-  r[68] = 2;    // MPPT
+  r[68] = 2;                        // MPPT
   return r;
 }
 

@@ -30,7 +30,8 @@ int fail(const QString& text) {
 int main(int argc, char** argv) {
   QCoreApplication app(argc, argv);
   QCommandLineParser cli;
-  cli.setApplicationDescription(QStringLiteral("Writes a site directory for xinglan --headless and a bus for xinglan-sim."));
+  cli.setApplicationDescription(
+      QStringLiteral("Writes a site directory for xinglan --headless and a bus for xinglan-sim."));
   cli.addHelpOption();
   cli.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the site directory (made when missing)"));
   const QCommandLineOption lines(QStringLiteral("lines"), QStringLiteral("ports COM3, COM4, ... (default 1)"),
@@ -39,16 +40,18 @@ int main(int argc, char** argv) {
                                    QStringLiteral("N"), QStringLiteral("3"));
   const QCommandLineOption mark(QStringLiteral("mark"), QStringLiteral("a station the recorder saves (repeatable)"),
                                 QStringLiteral("NAME"));
-  const QCommandLineOption records(QStringLiteral("records"),
-                                   QStringLiteral("the recorder's root folder as the agent sees it (default: the site directory)"),
-                                   QStringLiteral("PATH"));
+  const QCommandLineOption records(
+      QStringLiteral("records"),
+      QStringLiteral("the recorder's root folder as the agent sees it (default: the site directory)"),
+      QStringLiteral("PATH"));
   const QCommandLineOption readInterval(QStringLiteral("read-interval"),
                                         QStringLiteral("seconds of rest between scan rounds (default 10)"),
                                         QStringLiteral("S"), QStringLiteral("10"));
   const QCommandLineOption saveMinutes(QStringLiteral("save-minutes"),
                                        QStringLiteral("minutes between save cycles; 0 saves every second (default 1)"),
                                        QStringLiteral("M"), QStringLiteral("1"));
-  const QCommandLineOption fast(QStringLiteral("fast"), QStringLiteral("the fast scan: every line polled side by side"));
+  const QCommandLineOption fast(QStringLiteral("fast"),
+                                QStringLiteral("the fast scan: every line polled side by side"));
   const QCommandLineOption broker(QStringLiteral("broker"), QStringLiteral("publish to this MQTT broker"),
                                   QStringLiteral("HOST:PORT"));
   const QCommandLineOption clientId(QStringLiteral("client-id"), QStringLiteral("the publisher's client id"),
@@ -94,7 +97,8 @@ int main(int argc, char** argv) {
     if (cli.isSet(clientId)) set(xl::core::keys::kMqtt, xl::core::keys::kMqttClientId, cli.value(clientId));
   }
 
-  if (!xl::core::checkDatabase() && !xl::core::createStore()) return fail(QStringLiteral("cannot make the station store"));
+  if (!xl::core::checkDatabase() && !xl::core::createStore())
+    return fail(QStringLiteral("cannot make the station store"));
   QByteArray busText = "# Written by xinglan-seed-site: the stations of its site directory\n";
   for (int l = 0; l < lineCount; ++l) {
     const QString port = QStringLiteral("COM%1,9600").arg(l + 3);

@@ -12,7 +12,8 @@ Controller& Bus::add(const std::string& port, int baud, const StationOptions& op
   platform::SimLine* line = driver_.line(port);
   if (!line) line = &driver_.addLine(port, baud);
   if (line->baud() != baud)
-    throw std::invalid_argument(port + " runs at " + std::to_string(line->baud()) + " baud, not " + std::to_string(baud));
+    throw std::invalid_argument(port + " runs at " + std::to_string(line->baud()) + " baud, not " +
+                                std::to_string(baud));
   auto controller = std::make_shared<Controller>(options);
   line->attach(controller);
   stations_.push_back(Station{port, controller});

@@ -77,7 +77,8 @@ template <std::size_t N>
 std::array<std::uint8_t, N> bytesList(std::string_view key, std::string_view value) {
   std::array<std::uint8_t, N> out{};
   std::string text(value);
-  std::replace_if(text.begin(), text.end(), [](char c) { return c == '.' || c == ','; }, ' ');
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '.' || c == ','; }, ' ');
   std::istringstream in(text);
   std::string item;
   std::size_t n = 0;
@@ -109,15 +110,23 @@ Duration timeOfDay(std::string_view key, std::string_view value) {
 
 // The fault keys, shared by the file and by changes at run time. False when `key` is not one.
 bool applyFaultKey(Faults& f, const std::string& key, std::string_view value) {
-  if (key == "silent") f.silent = boolean(key, value);
-  else if (key == "bad_crc") f.badCrc = boolean(key, value);
-  else if (key == "delay") f.delay = parseDuration(value);
-  else if (key == "split") f.splitGap = parseDuration(value);
-  else if (key == "split_at") f.splitAt = static_cast<std::size_t>(integer(key, value, 0, 255));
-  else if (key == "exception") f.exception = static_cast<Exception>(integer(key, value, 0, 255));
+  if (key == "silent")
+    f.silent = boolean(key, value);
+  else if (key == "bad_crc")
+    f.badCrc = boolean(key, value);
+  else if (key == "delay")
+    f.delay = parseDuration(value);
+  else if (key == "split")
+    f.splitGap = parseDuration(value);
+  else if (key == "split_at")
+    f.splitAt = static_cast<std::size_t>(integer(key, value, 0, 255));
+  else if (key == "exception")
+    f.exception = static_cast<Exception>(integer(key, value, 0, 255));
   else if (key == "reply_address") {
-    if (lower(trim(value)) == "none") f.replyAddress.reset();
-    else f.replyAddress = byte(key, value);
+    if (lower(trim(value)) == "none")
+      f.replyAddress.reset();
+    else
+      f.replyAddress = byte(key, value);
   } else if (key == "faults") {
     if (lower(trim(value)) != "none") bad(key, value, "only 'none' clears the faults");
     f = Faults{};
@@ -129,10 +138,14 @@ bool applyFaultKey(Faults& f, const std::string& key, std::string_view value) {
 
 // Keys that act on status and timing, shared by the file and run time.
 bool applyStatusKey(ForcedStatus& forced, const std::string& key, std::string_view value) {
-  if (key == "flags_0120") forced.statusBits = static_cast<std::uint8_t>(integer(key, value, 0, 0x7F));
-  else if (key == "flags_0121") forced.faultWord = static_cast<std::uint16_t>(integer(key, value, 0, 0xFFFF));
-  else if (key == "flags_0122") forced.alarmWord = static_cast<std::uint16_t>(integer(key, value, 0, 0xFFFF));
-  else return false;
+  if (key == "flags_0120")
+    forced.statusBits = static_cast<std::uint8_t>(integer(key, value, 0, 0x7F));
+  else if (key == "flags_0121")
+    forced.faultWord = static_cast<std::uint16_t>(integer(key, value, 0, 0xFFFF));
+  else if (key == "flags_0122")
+    forced.alarmWord = static_cast<std::uint16_t>(integer(key, value, 0, 0xFFFF));
+  else
+    return false;
   return true;
 }
 
@@ -161,10 +174,14 @@ Duration parseDuration(std::string_view text) {
   }
   const std::string unit(trim(std::string_view(v).substr(used)));
   double factor = 1000;  // microseconds in the unit
-  if (unit.empty() || unit == "ms") factor = 1000;
-  else if (unit == "s") factor = 1'000'000;
-  else if (unit == "min") factor = 60'000'000;
-  else bad("duration", text, "unit must be ms, s or min");
+  if (unit.empty() || unit == "ms")
+    factor = 1000;
+  else if (unit == "s")
+    factor = 1'000'000;
+  else if (unit == "min")
+    factor = 60'000'000;
+  else
+    bad("duration", text, "unit must be ms, s or min");
   if (!std::isfinite(amount) || amount < 0 || amount * factor > 86400e6) bad("duration", text, "out of range");
   return Duration(static_cast<std::int64_t>(std::llround(amount * factor)));
 }
@@ -179,7 +196,8 @@ void applyStationKey(StationConfig& st, std::string_view keyText, std::string_vi
     const std::string name(trim(value.substr(0, comma)));
     if (name.empty()) bad(key, value, "no port name");
     st.port = name;
-    if (comma != std::string_view::npos) st.baud = static_cast<int>(integer(key, value.substr(comma + 1), 50, 4'000'000));
+    if (comma != std::string_view::npos)
+      st.baud = static_cast<int>(integer(key, value.substr(comma + 1), 50, 4'000'000));
   } else if (key == "baud") {
     st.baud = static_cast<int>(integer(key, value, 50, 4'000'000));
   } else if (key == "address") {
@@ -293,12 +311,14 @@ BusConfig parseConfig(std::string_view text) {
       const std::string key = lower(trim(line.substr(0, eq)));
       const std::string_view value = trim(line.substr(eq + 1));
       switch (section) {
-        case Section::None:
-          throw ConfigError("key outside a section");
+        case Section::None: throw ConfigError("key outside a section");
         case Section::Bus:
-          if (key == "speed") bus.clock.speed = number(key, value, 0.001, 1e6);
-          else if (key == "start") bus.clock.startTimeOfDay = timeOfDay(key, value);
-          else throw ConfigError("unknown bus key '" + key + "'");
+          if (key == "speed")
+            bus.clock.speed = number(key, value, 0.001, 1e6);
+          else if (key == "start")
+            bus.clock.startTimeOfDay = timeOfDay(key, value);
+          else
+            throw ConfigError("unknown bus key '" + key + "'");
           break;
         case Section::Station:
           applyStationKey(bus.stations.back(), key, value);
@@ -363,7 +383,9 @@ std::string describeFaults(const Faults& f) {
     out << sep << s;
     sep = ", ";
   };
-  auto ms = [](Duration d) { return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(d).count()) + "ms"; };
+  auto ms = [](Duration d) {
+    return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(d).count()) + "ms";
+  };
   if (f.silent) item("silent");
   if (f.exception != Exception::None) item("exception " + std::to_string(static_cast<int>(f.exception)));
   if (f.replyAddress) item("reply address " + std::to_string(*f.replyAddress));

@@ -67,28 +67,22 @@ std::optional<Bytes> Controller::handle(const Bytes& frame, Duration at) {
   const Bytes payload(frame.begin(), frame.end() - 2);
   Bytes out;
   switch (payload[1]) {
-    case kReadHolding:
-      out = readHolding(payload);
-      break;
-    case kWriteSingle:
-      out = writeSingle(payload, at);
-      break;
-    case kWriteMultiple:
-      out = writeMultiple(payload);
-      break;
+    case kReadHolding: out = readHolding(payload); break;
+    case kWriteSingle: out = writeSingle(payload, at); break;
+    case kWriteMultiple: out = writeMultiple(payload); break;
     case kFactoryReset:
     case kClearHistory:
       if (payload.size() != 6) {
         out = exception(payload, Exception::IllegalValue);
         break;
       }
-      if (payload[1] == kFactoryReset) restoreFactorySettings();
-      else clearHistory();
+      if (payload[1] == kFactoryReset)
+        restoreFactorySettings();
+      else
+        clearHistory();
       out = payload;  // the acknowledgement repeats the request
       break;
-    default:
-      out = exception(payload, Exception::IllegalFunction);
-      break;
+    default: out = exception(payload, Exception::IllegalFunction); break;
   }
   if (payload[0] == kBroadcast) return std::nullopt;
   return appendCrc(out);

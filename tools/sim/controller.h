@@ -30,13 +30,13 @@ struct StationOptions {
   Identity identity;
   PlantSetup plant;
   SimClock clock;
-  bool live = true;                         // the station moves with time; off: values stay put
-  std::uint16_t capacityAh = 200;           // battery capacity in the parameter block at the start
-  bool loadOn = true;                       // the load output at the start
-  std::optional<std::uint16_t> loadMode;    // the load mode at the start, instead of the factory one
+  bool live = true;                       // the station moves with time; off: values stay put
+  std::uint16_t capacityAh = 200;         // battery capacity in the parameter block at the start
+  bool loadOn = true;                     // the load output at the start
+  std::optional<std::uint16_t> loadMode;  // the load mode at the start, instead of the factory one
   ForcedStatus forced;
-  Duration latency = std::chrono::milliseconds(5);       // from the request's last byte to the reply
-  Duration restartSilence = std::chrono::seconds(3);     // how long a restart keeps the device silent
+  Duration latency = std::chrono::milliseconds(5);    // from the request's last byte to the reply
+  Duration restartSilence = std::chrono::seconds(3);  // how long a restart keeps the device silent
   Faults faults;
 };
 

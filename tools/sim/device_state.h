@@ -15,7 +15,7 @@ namespace xl::sim {
 
 // What the device information block reports.
 struct Identity {
-  std::uint8_t maxSystemVoltage = 48;   // volts: 24, 48, 60, 72 or 96
+  std::uint8_t maxSystemVoltage = 48;    // volts: 24, 48, 60, 72 or 96
   std::uint8_t ratedChargeCurrent = 20;  // amperes
   std::uint8_t ratedLoadCurrent = 20;    // amperes; 0 for a device without a load output
   std::string model = "XL-MPPT4820";     // up to 16 characters, padded with blanks on the wire
@@ -68,30 +68,30 @@ constexpr std::uint16_t kPanelReversed = 1u << 12;
 
 // The real-time block (0x0100, 35 registers) in register units.
 struct Readings {
-  std::uint8_t soc = 0;                 // %
-  std::uint16_t batteryVoltage = 0;     // 0.1 V
-  std::uint16_t batteryCurrent = 0;     // 0.01 A, magnitude of the net battery current
-  int deviceTemperature = 25;           // °C, sent as sign and magnitude
-  int batteryTemperature = 25;          // °C, sent as sign and magnitude
-  std::uint16_t loadVoltage = 0;        // 0.1 V
-  std::uint16_t loadCurrent = 0;        // 0.01 A
-  std::uint16_t loadPower = 0;          // W
-  std::uint16_t panelVoltage = 0;       // 0.1 V
-  std::uint16_t panelCurrent = 0;       // 0.01 A
-  std::uint16_t panelPower = 0;         // W
-  DayRecord today;                      // 0x010B to 0x0114
+  std::uint8_t soc = 0;              // %
+  std::uint16_t batteryVoltage = 0;  // 0.1 V
+  std::uint16_t batteryCurrent = 0;  // 0.01 A, magnitude of the net battery current
+  int deviceTemperature = 25;        // °C, sent as sign and magnitude
+  int batteryTemperature = 25;       // °C, sent as sign and magnitude
+  std::uint16_t loadVoltage = 0;     // 0.1 V
+  std::uint16_t loadCurrent = 0;     // 0.01 A
+  std::uint16_t loadPower = 0;       // W
+  std::uint16_t panelVoltage = 0;    // 0.1 V
+  std::uint16_t panelCurrent = 0;    // 0.01 A
+  std::uint16_t panelPower = 0;      // W
+  DayRecord today;                   // 0x010B to 0x0114
   std::uint16_t daysInOperation = 0;
   std::uint16_t overDischarges = 0;
   std::uint16_t fullCharges = 0;
   std::uint32_t totalAhCharged = 0;
   std::uint32_t totalAhDischarged = 0;
-  std::uint32_t totalWhGenerated = 0;   // the register's kWh x 1000
+  std::uint32_t totalWhGenerated = 0;  // the register's kWh x 1000
   std::uint32_t totalWhUsed = 0;
-  bool loadOn = false;                  // bit 7 of 0x0120 high
-  std::uint8_t statusBits = 0;          // bits 0 to 6 of 0x0120 high
+  bool loadOn = false;                      // bit 7 of 0x0120 high
+  std::uint8_t statusBits = 0;              // bits 0 to 6 of 0x0120 high
   std::uint8_t chargeState = kNotCharging;  // 0x0120 low
-  std::uint16_t faultWord = 0;          // 0x0121, as the live model sees the device
-  std::uint16_t alarmWord = 0;          // 0x0122
+  std::uint16_t faultWord = 0;              // 0x0121, as the live model sees the device
+  std::uint16_t alarmWord = 0;              // 0x0122
 };
 
 // Bits forced on in the status registers, on top of what the live model reports; the way a test
@@ -109,13 +109,13 @@ using ParamBlock = std::array<std::uint16_t, kParamCount>;
 
 // Register addresses inside the parameter block.
 namespace param {
-constexpr std::uint16_t kChargeCurrent = 0xE001;       // 0.01 A
-constexpr std::uint16_t kCapacity = 0xE002;            // Ah
-constexpr std::uint16_t kSystemVoltage = 0xE003;       // high byte: 12..96 or 255 (automatic)
-constexpr std::uint16_t kBatteryType = 0xE004;         // 0 user, 1 flooded, 2 sealed, 3 gel, 4 lithium
-constexpr std::uint16_t kOverVoltage = 0xE005;         // voltages: 0.1 V on the 12 V basis
+constexpr std::uint16_t kChargeCurrent = 0xE001;  // 0.01 A
+constexpr std::uint16_t kCapacity = 0xE002;       // Ah
+constexpr std::uint16_t kSystemVoltage = 0xE003;  // high byte: 12..96 or 255 (automatic)
+constexpr std::uint16_t kBatteryType = 0xE004;    // 0 user, 1 flooded, 2 sealed, 3 gel, 4 lithium
+constexpr std::uint16_t kOverVoltage = 0xE005;    // voltages: 0.1 V on the 12 V basis
 constexpr std::uint16_t kChargeLimitVoltage = 0xE006;
-constexpr std::uint16_t kEqualizeVoltage = 0xE007;     // 0: no equalizing
+constexpr std::uint16_t kEqualizeVoltage = 0xE007;  // 0: no equalizing
 constexpr std::uint16_t kBoostVoltage = 0xE008;
 constexpr std::uint16_t kFloatVoltage = 0xE009;
 constexpr std::uint16_t kBoostReturnVoltage = 0xE00A;
@@ -129,10 +129,10 @@ constexpr std::uint16_t kEqualizeTime = 0xE011;        // min
 constexpr std::uint16_t kBoostTime = 0xE012;           // min
 constexpr std::uint16_t kEqualizeInterval = 0xE013;    // days
 constexpr std::uint16_t kTempCompensation = 0xE014;    // mV/°C/2V, sent without its minus sign
-constexpr std::uint16_t kLoadMode = 0xE01D;            // 0 light, 1..14 light + hours, 15 manual, 16 debug, 17 always on
-constexpr std::uint16_t kLoadDelay = 0xE01E;           // min
-constexpr std::uint16_t kLightOnVoltage = 0xE01F;      // V, whole, panel voltage on the 12 V basis
-constexpr std::uint16_t kChargeMode = 0xE021;          // bit 2 of the high byte: charge by SOC
+constexpr std::uint16_t kLoadMode = 0xE01D;        // 0 light, 1..14 light + hours, 15 manual, 16 debug, 17 always on
+constexpr std::uint16_t kLoadDelay = 0xE01E;       // min
+constexpr std::uint16_t kLightOnVoltage = 0xE01F;  // V, whole, panel voltage on the 12 V basis
+constexpr std::uint16_t kChargeMode = 0xE021;      // bit 2 of the high byte: charge by SOC
 constexpr std::uint16_t kLastLoadMode = 17;
 constexpr std::uint16_t kManualLoadMode = 15;
 }  // namespace param

@@ -13,9 +13,9 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -185,8 +185,10 @@ int main(int argc, char** argv) {
       }
       return argv[++i];
     };
-    if (a == "--config") configFile = value();
-    else if (a == "--ports-dir") portsDir = value();
+    if (a == "--config")
+      configFile = value();
+    else if (a == "--ports-dir")
+      portsDir = value();
     else if (a == "--speed") {
       try {
         speed = std::stod(value());
@@ -197,7 +199,8 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "xinglan-sim: --speed needs a number above 0\n");
         return 2;
       }
-    } else if (a == "--quiet") gQuiet = true;
+    } else if (a == "--quiet")
+      gQuiet = true;
     else if (a == "--help" || a == "-h") {
       usage();
       return 0;
@@ -258,8 +261,8 @@ int main(int argc, char** argv) {
     for (const auto& st : config.stations) {
       xl::sim::LineServer* l = tool.line(st.port);
       if (!l) {
-        tool.lines.push_back(std::make_unique<xl::sim::LineServer>(
-            st.port, st.baud, portsDir / st.port, [](const std::string& s) {
+        tool.lines.push_back(
+            std::make_unique<xl::sim::LineServer>(st.port, st.baud, portsDir / st.port, [](const std::string& s) {
               if (!gQuiet) say(s);
             }));
         l = tool.lines.back().get();
@@ -294,7 +297,8 @@ int main(int argc, char** argv) {
     for (auto& l : tool.lines) fds.push_back({l->fd(), POLLIN, 0});
     const bool readCommands = commandsReadable(stdinOpen);
     if (readCommands) fds.push_back({STDIN_FILENO, POLLIN, 0});
-    const timespec ts{static_cast<time_t>(wait.count() / 1'000'000), static_cast<long>(wait.count() % 1'000'000) * 1000};
+    const timespec ts{static_cast<time_t>(wait.count() / 1'000'000),
+                      static_cast<long>(wait.count() % 1'000'000) * 1000};
     const int n = ppoll(fds.data(), fds.size(), &ts, &waitMask);
     if (n < 0 && errno != EINTR) {
       std::perror("xinglan-sim: poll");

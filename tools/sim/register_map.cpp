@@ -120,8 +120,7 @@ ReadResult readRegisters(const DeviceState& s, std::uint16_t start, std::uint16_
     put16(data, s.rs485Use);
     return slice(data, reg::kRs485Use, start, count);
   }
-  if (start >= reg::kHistory)
-    return slice(historyRecordBytes(s.record(start - reg::kHistory)), start, start, count);
+  if (start >= reg::kHistory) return slice(historyRecordBytes(s.record(start - reg::kHistory)), start, start, count);
   return {Exception::IllegalAddress, {}};
 }
 
@@ -133,14 +132,10 @@ Exception checkWrite(std::uint16_t reg, std::uint16_t value, bool inBlock) {
   if (inBlock) return Exception::IllegalAddress;
   switch (reg) {
     case reg::kLoadSwitch:
-    case reg::kRs485Use:
-      return value <= 1 ? Exception::None : Exception::IllegalValue;
-    case reg::kAddress:
-      return value >= 1 && value <= 247 ? Exception::None : Exception::IllegalValue;
-    case reg::kRestart:
-      return value == 1 ? Exception::None : Exception::IllegalValue;
-    default:
-      return Exception::IllegalAddress;
+    case reg::kRs485Use: return value <= 1 ? Exception::None : Exception::IllegalValue;
+    case reg::kAddress: return value >= 1 && value <= 247 ? Exception::None : Exception::IllegalValue;
+    case reg::kRestart: return value == 1 ? Exception::None : Exception::IllegalValue;
+    default: return Exception::IllegalAddress;
   }
 }
 
@@ -150,17 +145,10 @@ void applyWrite(DeviceState& s, std::uint16_t reg, std::uint16_t value) {
     return;
   }
   switch (reg) {
-    case reg::kLoadSwitch:
-      s.readings.loadOn = value != 0;
-      break;
-    case reg::kRs485Use:
-      s.rs485Use = value;
-      break;
-    case reg::kAddress:
-      s.address = static_cast<std::uint8_t>(value);
-      break;
-    default:
-      break;
+    case reg::kLoadSwitch: s.readings.loadOn = value != 0; break;
+    case reg::kRs485Use: s.rs485Use = value; break;
+    case reg::kAddress: s.address = static_cast<std::uint8_t>(value); break;
+    default: break;
   }
 }
 

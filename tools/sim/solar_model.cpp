@@ -11,9 +11,9 @@ namespace {
 constexpr double kDay = 86400.0;
 constexpr double kSunrise = 6.0 * 3600;
 constexpr double kSunset = 18.5 * 3600;
-constexpr double kTwilight = 1800.0;        // the panel voltage rises and falls in this time
-constexpr double kPastStep = 300.0;         // step while the past is built
-constexpr double kLiveStep = 5.0;           // step from the start on
+constexpr double kTwilight = 1800.0;  // the panel voltage rises and falls in this time
+constexpr double kPastStep = 300.0;   // step while the past is built
+constexpr double kLiveStep = 5.0;     // step from the start on
 constexpr double kChargerEfficiency = 0.96;
 constexpr double kChargeEfficiency = 0.97;  // of the battery: Ah in that are kept
 constexpr double kStartStage = 120.0;       // s of "start charging" each morning
@@ -227,8 +227,7 @@ void SolarModel::step(DeviceState& s, double dt) {
       case Stage::Float:
         if (v12 < s.param(param::kBoostReturnVoltage) / 10.0) stage_ = Stage::Bulk;
         break;
-      case Stage::Night:
-        break;
+      case Stage::Night: break;
     }
   }
 
@@ -285,16 +284,16 @@ void SolarModel::updateLoad(DeviceState& s, const Sky& sk, double dt, double v12
   // Over-discharge: by voltage, or by charge level when the block says to charge by SOC.
   const bool bySoc = (s.paramHigh(param::kChargeMode) & 0x04) != 0;
   const double socPercent = soc_ * 100.0;
-  const bool low = bySoc ? socPercent < s.paramLow(param::kSocLimits)
-                         : v12 < s.param(param::kOverDischargeVoltage) / 10.0;
+  const bool low =
+      bySoc ? socPercent < s.paramLow(param::kSocLimits) : v12 < s.param(param::kOverDischargeVoltage) / 10.0;
   lowFor_ = low ? lowFor_ + dt : 0.0;
   if (!overDischarged_ && low && lowFor_ >= s.param(param::kOverDischargeDelay)) {
     overDischarged_ = true;
     if (r.overDischarges < 0xFFFF) ++r.overDischarges;
   }
   if (overDischarged_) {
-    const bool recovered = bySoc ? socPercent >= s.paramLow(param::kSocLimits) + 10.0
-                                 : v12 >= s.param(param::kOverDischargeReturn) / 10.0;
+    const bool recovered =
+        bySoc ? socPercent >= s.paramLow(param::kSocLimits) + 10.0 : v12 >= s.param(param::kOverDischargeReturn) / 10.0;
     if (recovered) overDischarged_ = false;
   }
 

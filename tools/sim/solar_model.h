@@ -29,12 +29,12 @@ struct SimClock {
 
 // The physical station behind the controller.
 struct PlantSetup {
-  int batteryVoltage = 24;          // nominal: 12, 24, 36 or 48 V
-  double panelWatts = 600;          // peak power of the array
-  double loadWatts = 60;            // power of the load when it is on
-  double ambientCelsius = 25;       // daily mean; the day swings 6 °C around it
-  std::optional<double> startSoc;   // % at the start; otherwise what the past left
-  int historyDays = 30;             // days of history built before the start
+  int batteryVoltage = 24;         // nominal: 12, 24, 36 or 48 V
+  double panelWatts = 600;         // peak power of the array
+  double loadWatts = 60;           // power of the load when it is on
+  double ambientCelsius = 25;      // daily mean; the day swings 6 °C around it
+  std::optional<double> startSoc;  // % at the start; otherwise what the past left
+  int historyDays = 30;            // days of history built before the start
   std::uint64_t seed = 1;
 };
 
@@ -92,8 +92,8 @@ class SolarModel {
   double volts_ = 0;  // battery terminal voltage
   double batteryTemp_ = 25;
   Stage stage_ = Stage::Night;
-  double stageLeft_ = 0;     // s left in a timed stage
-  bool limited_ = false;     // the charge current is held at its limit
+  double stageLeft_ = 0;  // s left in a timed stage
+  bool limited_ = false;  // the charge current is held at its limit
   int daysSinceEqualize_ = 0;
   bool overDischarged_ = false;
   double lowFor_ = 0;        // s below the over-discharge threshold

@@ -20,7 +20,8 @@ QString eventLine(const AlarmEvent& e) {
   return QStringList{logTime(e.time), e.station, e.deviceId, e.text, stateWord(e.raised)}.join(u' ');
 }
 
-AlarmEngine::AlarmEngine(QString logPath) : log_(std::move(logPath)), now_([] { return QDateTime::currentDateTime(); }) {
+AlarmEngine::AlarmEngine(QString logPath)
+    : log_(std::move(logPath)), now_([] { return QDateTime::currentDateTime(); }) {
   gCurrent = this;
   reloadSettings();
   if (log_.ensure()) {

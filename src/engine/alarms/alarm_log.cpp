@@ -61,8 +61,7 @@ class Stmt {
     return rc == SQLITE_ROW;
   }
   bool run() {
-    while (next()) {
-    }
+    while (next()) {}
     return ok_;
   }
   QString text(int c) const {
@@ -172,9 +171,10 @@ int AlarmLog::prune(int keepDays, const QDateTime& now) const {
 QStringList exportLines(const std::vector<AlarmRow>& rows) {
   QStringList lines{QStringLiteral("站点,设备ID,端口,代码,告警,发生时间,解除时间,确认人,确认时间")};
   for (const AlarmRow& r : rows)
-    lines << QStringList{csvField(r.station), csvField(r.deviceId), csvField(r.port), r.code, csvField(r.text),
-                         r.raised, r.cleared, csvField(r.ackBy), r.ackTime}
-                 .join(u',');
+    lines
+        << QStringList{csvField(r.station), csvField(r.deviceId), csvField(r.port), r.code, csvField(r.text), r.raised,
+                       r.cleared,           csvField(r.ackBy),    r.ackTime}
+               .join(u',');
   return lines;
 }
 

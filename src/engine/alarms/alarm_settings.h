@@ -12,10 +12,10 @@ namespace xl::engine::alarms {
 inline constexpr const char* kAlarmsSection = core::keys::kAlarms;
 
 struct AlarmSettings {
-  int silentAfter = 3;         // "Silent After": real-time requests without a valid reply
-  std::optional<int> lowSoc;   // "Low SOC": %, empty = off
-  QString command;             // "Command": empty = none
-  int keepDays = 365;          // "Keep Days"
+  int silentAfter = 3;        // "Silent After": real-time requests without a valid reply
+  std::optional<int> lowSoc;  // "Low SOC": %, empty = off
+  QString command;            // "Command": empty = none
+  int keepDays = 365;         // "Keep Days"
   bool operator==(const AlarmSettings&) const = default;
 };
 

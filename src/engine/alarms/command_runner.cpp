@@ -21,7 +21,7 @@ CommandRunner::~CommandRunner() {
 }
 
 QStringList CommandRunner::argumentsOf(const AlarmEvent& e) {
-  return {e.station, e.deviceId, e.code, e.text, e.raised ? QStringLiteral("raised") : QStringLiteral("cleared"),
+  return {e.station,      e.deviceId, e.code, e.text, e.raised ? QStringLiteral("raised") : QStringLiteral("cleared"),
           logTime(e.time)};
 }
 
