@@ -1,6 +1,9 @@
 // Xinglan Station Monitor: entry point.
 
 #include <QApplication>
+#include <cstdio>
+
+#include "app/site_agent.h"
 
 #include "core/app_state.h"
 #include "core/startup.h"
@@ -17,6 +20,20 @@
 #include "ui/translations.h"
 
 int main(int argc, char** argv) {
+  // `--headless` runs the site agent, which needs no display; `--help` says how.
+  const xl::app::AgentOptions options = xl::app::parseAgentOptions(argc, argv);
+  if (options.help) {
+    std::fputs(xl::app::agentUsage().toUtf8().constData(), stdout);
+    return 0;
+  }
+  if (options.headless) {
+    if (!options.error.isEmpty()) {
+      std::fprintf(stderr, "%s\n", options.error.toUtf8().constData());
+      return 2;
+    }
+    return xl::app::runAgent(argc, argv, options);
+  }
+
   QApplication app(argc, argv);
   // No application display name: Qt would append it to every window title, and the main
   // window's title with a maximised child would name the program twice.

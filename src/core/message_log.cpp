@@ -4,6 +4,7 @@ namespace xl::core {
 
 namespace {
 LogBox gBox;
+LogEcho gEcho;
 constexpr int kKeptCharacters = 1000;
 }  // namespace
 
@@ -17,9 +18,13 @@ QString appendLogText(const QString& boxText, const QString& text, const QDateTi
 
 void setLogBox(LogBox box) { gBox = std::move(box); }
 
+void setLogEcho(LogEcho echo) { gEcho = std::move(echo); }
+
 void appendLog(const QString& text, bool firstLine) {
+  const QDateTime now = QDateTime::currentDateTime();
+  if (gEcho) gEcho(now, text);
   if (!gBox.text || !gBox.setTextAndScroll) return;
-  gBox.setTextAndScroll(appendLogText(gBox.text(), text, QDateTime::currentDateTime(), firstLine));
+  gBox.setTextAndScroll(appendLogText(gBox.text(), text, now, firstLine));
 }
 
 }  // namespace xl::core

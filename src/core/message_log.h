@@ -26,7 +26,12 @@ struct LogBox {
 };
 void setLogBox(LogBox box);
 
-// Logs `text` in the main window's box (nothing when the window has no box yet).
+// Who also hears every line, with its time (the site agent writes them to standard output).
+using LogEcho = std::function<void(const QDateTime& when, const QString& text)>;
+void setLogEcho(LogEcho echo);
+
+// Logs `text` in the main window's box (nothing when the window has no box yet) and to the
+// echo, if any.
 void appendLog(const QString& text, bool firstLine = false);
 
 }  // namespace xl::core

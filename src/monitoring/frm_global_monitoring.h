@@ -1,11 +1,9 @@
 #pragma once
-// FrmGlobalMonitoring: the polling engine of the whole program and the table of all stations.
+// FrmGlobalMonitoring: the table of all stations, the view of the scan (engine::Scan).
 //
-// It first finds out which stations answer (discovery, up to three passes of the device
-// information request, Timer4), then walks through those that do, one request a second: a
-// real-time pass (Timer1), a load mode pass (Timer3), then a rest of the read interval
-// (Timer2). Every good reply goes to the station's row, to the recorder's grid, and, for the
-// station watched on the real-time screen, to that screen.
+// The screen owns the console's scan and shows its rows: each reply it stores, the answer
+// marks, the load mode flags and the link health's columns. Its named operations forward to the
+// scan, so the other screens keep asking the screen; the timers and handlers are the scan's.
 
 #include <QByteArray>
 #include <QHash>
@@ -13,8 +11,7 @@
 #include <functional>
 #include <memory>
 
-#include "link/serial_session.h"
-#include "monitoring/line_scan.h"
+#include "engine/scan.h"
 #include "monitoring/link_health.h"
 #include "platform/flex_grid.h"
 #include "platform/timer.h"
@@ -27,20 +24,11 @@ namespace xl::monitoring {
 
 // What the scan hands the real-time screen for the station it watches. The real-time screen
 // registers itself here when it exists.
-class WatchedStation {
- public:
-  virtual ~WatchedStation();
-  // The station chosen on the real-time screen (its Combo1 text).
-  virtual QString watchedName() const = 0;
-  // True while monitoring runs there (its Command2 is disabled).
-  virtual bool monitoringRuns() const = 0;
-  virtual void readDatasA2(Bytes& reply) = 0;
-  virtual void readDatasA3(Bytes& reply) = 0;
-};
+using WatchedStation = engine::WatchedStation;
 
 // Where the scan leaves each station's last real-time reply: the recorder's grid, at the same
 // row. The recorder registers itself here when it exists.
-using ReplyStore = std::function<void(int row, const QByteArray& reply)>;
+using ReplyStore = engine::ReplyStore;
 
 // Who else hears the scan's good replies (the broker publisher): each device information block
 // of a discovery and each real-time block, as received (fault words as sent), with the
@@ -53,11 +41,13 @@ struct ReplyListener {
 
 // Told when the status line of the link health changes (checked once a second): "在线站点 n/m
 // 最旧读数 ...". The main window registers itself here.
-using HealthListener = std::function<void(const QString& status)>;
+using HealthListener = engine::HealthListener;
 
 class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMonitoring> {
   Q_OBJECT
   friend class ui::Singleton<FrmGlobalMonitoring>;
+  // First of all members: the timers below are the scan's own.
+  engine::Scan engine_;
 
  public:
   // --- Named operations: what other screens may ask of the scan ----------------------------
@@ -91,7 +81,7 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   // Seconds of rest between rounds. 0 stops the scan: the rest counter stays off, after a
   // discovery too, until another interval is set.
   void setReadInterval(int seconds);
-  int readInterval() const { return readInterval_; }
+  int readInterval() const { return engine_.readInterval(); }
 
   // The fast scan (settings key Scan / Per Line = 1, read when the scan is made): one session
   // per line, the lines side by side, the next request of a line as soon as the previous
@@ -99,7 +89,7 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   // at the next discovery or round; a round under way finishes as it began. The recorder's
   // check box writes the key and calls this.
   void setPerLine(bool on);
-  bool perLine() const { return perLine_; }
+  bool perLine() const { return engine_.perLine(); }
 
   // --- Link health (from the exchanges the sessions report; no request of its own) ----------
   static void setHealthListener(HealthListener listener);
@@ -114,7 +104,7 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   HealthTexts healthOf(int row) const;
   // The length of a round that the staleness is measured against (microseconds).
   std::int64_t roundLengthUs() const;
-  const LinkHealth& linkHealth() const { return health_; }
+  const LinkHealth& linkHealth() const { return engine_.linkHealth(); }
   // Whether the station of that name (its first row) is stale or never answered: what the
   // broker publisher calls offline.
   bool isStale(const QString& name) const;
@@ -138,75 +128,38 @@ class FrmGlobalMonitoring : public ui::Screen, public ui::Singleton<FrmGlobalMon
   static constexpr const char* kReplyAgeKey = "Reply Age";
   static constexpr const char* kAnswerShareKey = "Answer Share";
 
-  platform::Timer Timer1;  // real-time pass
-  platform::Timer Timer2;  // rest counter
-  platform::Timer Timer3;  // load mode pass
-  platform::Timer Timer4;  // discovery
-  platform::Timer healthTimer;  // refresh of the health columns, once a second
+  // The scan's timers, under the names the screens and tests know.
+  platform::Timer& Timer1;       // real-time pass
+  platform::Timer& Timer2;       // rest counter
+  platform::Timer& Timer3;       // load mode pass
+  platform::Timer& Timer4;       // discovery
+  platform::Timer& healthTimer;  // refresh of the health columns, once a second
+
+  // The scan this screen shows.
+  engine::Scan& scanEngine() { return engine_; }
 
  private:
   FrmGlobalMonitoring();
   ~FrmGlobalMonitoring() override;
   void Form_Load();
   int answerColumn() const { return VsFList1->colIndex(kAnswerKey); }
-  // Sends `literal` to the station of `row`, by its name in column 0.
-  void sendToRow(int row, const char* literal);
-  // One step of a data pass: the next answering row, or the end of the pass (false).
-  bool nextAnsweringRow();
-  // One tick of a data pass: the next answering station gets `literal`; past the last row the
-  // pass ends and `nextPass` (if any) is turned on.
-  void dataPassTick(const char* literal, platform::Timer& pass, platform::Timer* nextPass);
-  bool isWatched(int row) const;
-  // The end of a discovery: the rest counter goes on, unless the read interval is 0.
-  void endDiscovery();
-
-  // The fast scan.
-  void startFastDiscovery(int pass);
-  void startFastRound();
-  void fastRoundDone();
-  std::vector<LineScan::Request> requestsFor(bool (FrmGlobalMonitoring::*include)(int) const, const char* literal) const;
-  bool isSilentRow(int row) const { return !answered(row); }
-  bool isAnsweringRow(int row) const { return answered(row); }
-  bool anyRow(int) const { return true; }
-  void dispatchReply(int row, Bytes& reply);
-  void roundBegins();
-
-  // Port name and address of a row's station, from the store's lookup as it is now.
-  struct RowKey {
-    std::string port;  // "COM3"
-    QString portText;  // "COM3,9600"
-    int address = -1;
-  };
-  RowKey rowKey(int row) const;
+  // The row's texts from a real-time reply.
+  void showRealTime(int row, const Bytes& reply);
+  // The health columns and colours of every row.
+  void showHealth(const std::vector<HealthTexts>& rows, std::int64_t nowUs);
   // The wall clock time of a row's last good reply, "HH:mm:ss": made once per reply.
   QString lastReplyText(int row, const HealthTexts& t, std::int64_t now) const;
 
   platform::FlexGrid* VsFList1;
   QLineEdit* Text1;  // the hexadecimal text of the last reply; not shown
-  link::SerialSession MSComm1;
+  int listenerId_ = 0;
 
-  int readInterval_ = 0;  // seconds of rest between rounds
-  int infoRow_ = 0;       // row of the discovery, 0 = before the first row
-  int scanRow_ = 0;       // row of the data passes, 0 = before the first row
-  int idleTicks_ = 0;     // seconds counted toward readInterval
-  int infoPass_ = 0;      // finished discovery passes
-  std::function<void()> discoveryDone_;
-
-  bool perLine_ = false;
-  std::unique_ptr<LineScan> lineScan_;
-  bool fastRoundRuns_ = false;
-
-  LinkHealth health_;
-  int observerId_ = 0;
-  std::int64_t lastRoundStartUs_ = -1;
-  std::int64_t measuredRoundUs_ = 0;
   // Per row: the last good reply that the clock text was made for, and the text.
   struct LastReplyClock {
     std::int64_t ageBaseUs = -1;
     QString text;
   };
   mutable std::vector<LastReplyClock> lastReplyClock_;
-  QString healthStatus_;
 };
 
 }  // namespace xl::monitoring

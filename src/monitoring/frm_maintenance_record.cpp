@@ -35,8 +35,8 @@ const QString& kSection = kRecorderSection;
 
 double valOf(const QString& text) { return val(text.toStdString()); }
 
-// A whole number of seconds from Val of a text, held within 32 bits.
-std::int32_t wholeSeconds(double v) {
+// A whole number from Val of a text, held within 32 bits.
+std::int32_t wholeNumber(double v) {
   if (std::isnan(v)) return 0;
   return static_cast<std::int32_t>(roundHalfEven(std::clamp(v, -2147483648.0, 2147483647.0)));
 }
@@ -185,35 +185,15 @@ FrmMaintenanceRecord::FrmMaintenanceRecord() : ui::Screen("FrmMaintenanceRecord"
 
   Timer1.setInterval(1000);
   Timer1.setOnTick([this] { Timer1_Timer(); });
-  Timer2.setInterval(1000);
-  Timer2.setOnTick([this] { Timer2_Timer(); });
-  Timer3.setInterval(300);
-  Timer3.setOnTick([this] { Timer3_Timer(); });
-  Timer4.setInterval(60000);
-  Timer4.setOnTick([] {});  // starts nothing: the scan keeps its own pace
-  Timer4.setEnabled(true);
-  FrmGlobalMonitoring::setReplyStore([this](int row, const QByteArray& reply) { storeReply(row, reply); });
+  FrmGlobalMonitoring::setReplyStore([this](int row, const QByteArray& reply) { engine_.storeReply(row, reply); });
   Form_Load();
 }
 
 FrmMaintenanceRecord::~FrmMaintenanceRecord() { FrmGlobalMonitoring::setReplyStore({}); }
 
-void FrmMaintenanceRecord::storeReply(int row, const QByteArray& reply) {
-  if (row >= VSFlexGrid1->fixedRows() && row < VSFlexGrid1->rows()) VSFlexGrid1->setCellData(row, 0, reply);
-}
-
-void FrmMaintenanceRecord::setTimeSource(std::function<QDateTime()> now) { now_ = std::move(now); }
-
-QDateTime FrmMaintenanceRecord::now() const { return now_ ? now_() : QDateTime::currentDateTime(); }
-
 void FrmMaintenanceRecord::clearStations() {
   platform::formatGrid(*VSFlexGrid1, false);
-  appliedMarks_.clear();
-}
-
-QString FrmMaintenanceRecord::appliedMark(int row) const {
-  const auto i = static_cast<std::size_t>(row - 1);
-  return row >= 1 && i < appliedMarks_.size() ? appliedMarks_[i] : QString();
+  engine_.clearStations();
 }
 
 void FrmMaintenanceRecord::appendStation(const QString& name, const QString& deviceId) {
@@ -221,7 +201,7 @@ void FrmMaintenanceRecord::appendStation(const QString& name, const QString& dev
   const int r = VSFlexGrid1->rows() - 1;
   VSFlexGrid1->setTextMatrix(r, 1, name);
   VSFlexGrid1->setTextMatrix(r, 2, deviceId);
-  appliedMarks_.resize(static_cast<std::size_t>(r));  // unmarked until the configuration is applied
+  engine_.appendStation(name, deviceId);  // unmarked until the configuration is applied
   Timer1.setEnabled(true);
 }
 
@@ -238,64 +218,60 @@ void FrmMaintenanceRecord::Form_Load() {
   platform::formatGrid(*VSFlexGrid1, true);
   VSFlexGrid1->setColumnWidth(0, 50);
   VSFlexGrid1->setColumnWidth(1, 220);
-  queue_.clear();
   Timer1.setEnabled(true);
 }
 
-double FrmMaintenanceRecord::readIntervalValue() const { return valOf(Combo1->currentText()); }
-
 void FrmMaintenanceRecord::Timer1_Timer() {
   // 1. The boxes from their keys, with the defaults.
-  Combo1->setEditText(readIntervalOrDefault(core::readIni(kSection, QStringLiteral("Read Interval"))));
+  QStringList names;
+  for (int r = 1; r < VSFlexGrid1->rows(); ++r) names << VSFlexGrid1->textMatrix(r, 1);
+  engine::RecorderConfig config = engine::recorderConfigFromSettings(names, core::programDir());
+  Combo1->setEditText(config.readInterval);
   PerLine->setChecked(core::readIniInt(QStringLiteral("Scan"), QStringLiteral("Per Line")) == 1);
-  const double autoSaving = roundHalfEven(valOf(core::readIni(kSection, QStringLiteral("Auto Saving"))));
-  Check1->setChecked(autoSaving == 1);
-  LTextBox2->setText(filePathOrDefault(core::readIni(kSection, QStringLiteral("File Path")), core::programDir()));
-  const SaveIntervalTexts saving = saveIntervalOrDefault(core::readIni(kSection, QStringLiteral("Save Interval H")),
-                                                         core::readIni(kSection, QStringLiteral("Save Interval M")));
-  LTextBox1->setText(saving.hours);
-  LTextBox3->setText(saving.minutes);
-  LTextBox4->setText(lineCountOrDefault(core::readIni(kSection, QStringLiteral("Line Count"))));
-  LTextBox5->setText(sizeLimitOrDefault(core::readIni(kSection, QStringLiteral("Temporary"))));
+  Check1->setChecked(config.autoSaving);
+  LTextBox2->setText(config.root);
+  LTextBox1->setText(config.hours);
+  LTextBox3->setText(config.minutes);
+  LTextBox4->setText(config.lineCount);
+  LTextBox5->setText(config.sizeLimit);
 
   // 2. The marks. A name that cannot be a key has nothing in the settings: its row keeps the
   // mark it was given in this run.
-  appliedMarks_.assign(static_cast<std::size_t>(std::max(0, VSFlexGrid1->rows() - 1)), QString());
   for (int r = 1; r < VSFlexGrid1->rows(); ++r) {
     const QString name = VSFlexGrid1->textMatrix(r, 1);
-    const QString mark = stationKeyProblem(name) == KeyProblem::None ? core::readIni(kSection, name)
-                                                                     : runOnlyMarks_.value(name);
-    VSFlexGrid1->setTextMatrix(r, 0, mark);
-    appliedMarks_[static_cast<std::size_t>(r - 1)] = mark;
+    if (stationKeyProblem(name) != KeyProblem::None) config.marks.insert(name, runOnlyMarks_.value(name));
+    VSFlexGrid1->setTextMatrix(r, 0, config.marks.value(name));
   }
-  applied_ = boxesNow();
+  // What is applied is what the boxes show.
+  config.readInterval = Combo1->currentText();
+  config.autoSaving = Check1->isChecked();
+  config.root = LTextBox2->text();
+  config.hours = LTextBox1->text();
+  config.minutes = LTextBox3->text();
+  config.lineCount = LTextBox4->text();
+  config.sizeLimit = LTextBox5->text();
+  appliedPerLine_ = PerLine->isChecked();
 
   // 3.
   Timer1.setEnabled(false);
 
   // 4. The real-time screen's two idle timers take the value; nothing there reads it.
-  const double readInterval = readIntervalValue();
+  const double readInterval = valOf(config.readInterval);
   if (FrmRealTimeMonitoring::exists()) {
     auto& live = FrmRealTimeMonitoring::instance();
-    live.timer3Interval = readInterval >= 10 ? wholeSeconds(readInterval) : 0;
-    live.timer4Interval = wholeSeconds(readInterval);
+    live.timer3Interval = readInterval >= 10 ? wholeNumber(readInterval) : 0;
+    live.timer4Interval = wholeNumber(readInterval);
   }
 
-  // 5, 6.
-  saveInterval = saveIntervalSeconds(LTextBox1->text(), LTextBox3->text());
-  Timer2.setEnabled(Check1->isChecked());
-
-  // 7. Timer4 runs on the read interval, in seconds; at 0 or less it never ticks.
-  const std::int32_t seconds = wholeSeconds(readInterval);
-  Timer4.setInterval(seconds >= 1 ? std::int64_t{seconds} * 1000 : 0);
-  Timer4.setEnabled(seconds >= 1);
+  // 5, 6, 7. The save interval, automatic saving, the engine's Timer4.
+  engine_.configure(config);
 
   // 8. The pace of the global monitor's polling. A value of 0 (or none) stops the scan, after
   // a discovery too.
   auto& scan = FrmGlobalMonitoring::instance();
   scan.pauseRest();
   if (readInterval > 0) {
-    scan.setReadInterval(seconds);
+    scan.setReadInterval(engine_.readIntervalSeconds());
     scan.resumeRest();
   } else {
     scan.setReadInterval(0);
@@ -306,58 +282,6 @@ void FrmMaintenanceRecord::Timer1_Timer() {
   LTextBox3_Change();
 }
 
-void FrmMaintenanceRecord::Timer2_Timer() {
-  ++saveTicks;
-  if (saveTicks <= saveInterval) return;
-  saveTicks = 0;
-  if (recordCounter < INT32_MAX) ++recordCounter;
-  if (VSFlexGrid1->rows() >= 2) {
-    passRow = 1;
-    Timer3.setEnabled(true);
-  }
-}
-
-void FrmMaintenanceRecord::Timer3_Timer() {
-  const int last = VSFlexGrid1->rows() - 1;
-  // The station list was cut back during the pass: the pass is over.
-  if (passRow < 1 || passRow > last) {
-    Timer3.setEnabled(false);
-    return;
-  }
-  if (isMarkedCell(appliedMark(passRow))) {
-    parseReading(VSFlexGrid1->cellData(passRow, 0));
-    flushReadings();
-  }
-  if (passRow < VSFlexGrid1->rows() - 1) {
-    ++passRow;
-  } else {
-    Timer3.setEnabled(false);
-  }
-}
-
-void FrmMaintenanceRecord::parseReading(const QVariant& reply) {
-  if (passRow < 1 || passRow >= VSFlexGrid1->rows()) return;
-  const auto row = monitoring::parseReading(storedReplyOf(reply), VSFlexGrid1->textMatrix(passRow, 1),
-                                            VSFlexGrid1->textMatrix(passRow, 2), now(), recordCounter);
-  if (row) queue_.push_back(pendingRowOf(*row));
-}
-
-void FrmMaintenanceRecord::flushReadings() {
-  std::vector<RecorderStation> stations;
-  stations.reserve(static_cast<std::size_t>(VSFlexGrid1->rows()));
-  for (int r = 1; r < VSFlexGrid1->rows(); ++r)
-    stations.push_back({VSFlexGrid1->textMatrix(r, 1), isMarkedCell(appliedMark(r)), VSFlexGrid1->textMatrix(r, 3)});
-  const RecorderLimits limits{valOf(applied_.sizeLimit), valOf(applied_.lineCount)};
-  const FlushReport report = files_.flushReadings(applied_.root, stations, queue_, limits, recordCounter);
-  if (report.rootMissing) return;
-  for (int r = 1; r < VSFlexGrid1->rows(); ++r) {
-    const QString& file = stations[static_cast<std::size_t>(r - 1)].file;
-    if (VSFlexGrid1->textMatrix(r, 3) != file) VSFlexGrid1->setTextMatrix(r, 3, file);
-  }
-  dropped_ += report.dropped;
-  for (const QString& line : report.log) core::appendLog(line);
-}
-
 // The folder dialog opens in the folder the path box names; a cancelled one gives no folder and
 // the path stays as it was.
 void FrmMaintenanceRecord::Command1_Click() {
@@ -365,21 +289,17 @@ void FrmMaintenanceRecord::Command1_Click() {
   if (!folder.isEmpty()) LTextBox2->setText(folder);
 }
 
-FrmMaintenanceRecord::AppliedBoxes FrmMaintenanceRecord::boxesNow() const {
-  return {Combo1->currentText(), LTextBox1->text(),    LTextBox3->text(),    LTextBox2->text(),
-          LTextBox4->text(),     LTextBox5->text(),    PerLine->isChecked(), Check1->isChecked()};
-}
-
 void FrmMaintenanceRecord::showApplied() {
-  Combo1->setEditText(applied_.readInterval);
-  PerLine->setChecked(applied_.perLine);
-  Check1->setChecked(applied_.autoSaving);
-  LTextBox1->setText(applied_.hours);
-  LTextBox3->setText(applied_.minutes);
-  LTextBox2->setText(applied_.root);
-  LTextBox4->setText(applied_.lineCount);
-  LTextBox5->setText(applied_.sizeLimit);
-  for (int r = 1; r < VSFlexGrid1->rows(); ++r) VSFlexGrid1->setTextMatrix(r, 0, appliedMark(r));
+  const engine::RecorderConfig& applied = engine_.config();
+  Combo1->setEditText(applied.readInterval);
+  PerLine->setChecked(appliedPerLine_);
+  Check1->setChecked(applied.autoSaving);
+  LTextBox1->setText(applied.hours);
+  LTextBox3->setText(applied.minutes);
+  LTextBox2->setText(applied.root);
+  LTextBox4->setText(applied.lineCount);
+  LTextBox5->setText(applied.sizeLimit);
+  for (int r = 1; r < VSFlexGrid1->rows(); ++r) VSFlexGrid1->setTextMatrix(r, 0, engine_.appliedMark(r));
 }
 
 QString FrmMaintenanceRecord::typedTextRefusal() const {
@@ -436,8 +356,8 @@ void FrmMaintenanceRecord::Command3_Click() {
   hideWithFrame();
   Timer1_Timer();
   // The settings are saved either way; the queue waits for the folder.
-  if (!isUsableRoot(applied_.root))
-    core::appendLog(QStringLiteral("数据保存：文件夹“%1”不存在或不能写入，数据将在该文件夹可用后写入。").arg(applied_.root));
+  if (const QString& root = engine_.config().root; !isUsableRoot(root))
+    core::appendLog(QStringLiteral("数据保存：文件夹“%1”不存在或不能写入，数据将在该文件夹可用后写入。").arg(root));
 }
 
 void FrmMaintenanceRecord::Command4_Click() {
@@ -481,12 +401,12 @@ void FrmMaintenanceRecord::VScroll2_Change() {
 
 void FrmMaintenanceRecord::LTextBox1_Change() {
   const QSignalBlocker quiet(VScroll1);
-  VScroll1->setValue(5 - wholeSeconds(std::clamp(valOf(LTextBox1->text()), -1e6, 1e6)));
+  VScroll1->setValue(5 - wholeNumber(std::clamp(valOf(LTextBox1->text()), -1e6, 1e6)));
 }
 
 void FrmMaintenanceRecord::LTextBox3_Change() {
   const QSignalBlocker quiet(VScroll2);
-  VScroll2->setValue(59 - wholeSeconds(std::clamp(valOf(LTextBox3->text()), -1e6, 1e6)));
+  VScroll2->setValue(59 - wholeNumber(std::clamp(valOf(LTextBox3->text()), -1e6, 1e6)));
 }
 
 void FrmMaintenanceRecord::VSFlexGrid1_Click(int row) {

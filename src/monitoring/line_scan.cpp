@@ -4,7 +4,7 @@
 
 namespace xl::monitoring {
 
-LineScan::LineScan(ReplyFn onReply) : onReply_(std::move(onReply)) {}
+LineScan::LineScan(ReplyFn onReply, EndedFn onEnded) : onReply_(std::move(onReply)), onEnded_(std::move(onEnded)) {}
 
 LineScan::~LineScan() {
   stop();
@@ -24,6 +24,7 @@ LineScan::Line& LineScan::lineFor(const std::string& portName) {
         [this, line](Bytes& data, const std::string&) { onReply_(line->currentRow, data); });
     line->session->setOnExchangeEnded([this, line] {
       // After the reply handler: the next request of this line goes out at once.
+      if (onEnded_) onEnded_(line->currentRow, line->session->endedRequest());
       if (line->busy) sendNext(*line);
     });
     link::SerialSession::addLineScanControl(&line->session->control());

@@ -29,7 +29,11 @@ class LineScan {
   // A verified reply of the request for `row` (byte 0 not 0).
   using ReplyFn = std::function<void(int row, Bytes& reply)>;
 
-  explicit LineScan(ReplyFn onReply);
+  // Told at the end of each exchange of a line (after its reply, if any, was handed over):
+  // the row and the request.
+  using EndedFn = std::function<void(int row, const Bytes& request)>;
+
+  explicit LineScan(ReplyFn onReply, EndedFn onEnded = {});
   ~LineScan();
   LineScan(const LineScan&) = delete;
   LineScan& operator=(const LineScan&) = delete;
@@ -56,6 +60,7 @@ class LineScan {
   void lineFinished(Line& line);
 
   ReplyFn onReply_;
+  EndedFn onEnded_;
   std::map<std::string, std::unique_ptr<Line>> lines_;
   int busyLines_ = 0;
   std::function<void()> whenDone_;

@@ -16,10 +16,8 @@
 #include "configuration/frm_factory_operation.h"
 #include "configuration/frm_general_g_load_configuration.h"
 #include "link/frame_codec.h"
-#include "support/console_fixture.h"
+#include "config_screen_fixture.h"
 #include "support/hex_bytes.h"
-#include "support/wire_log.h"
-#include "tools/sim/bus.h"
 #include "ui/form.h"
 
 namespace xl {
@@ -42,37 +40,12 @@ const QString kStation2 = QStringLiteral("二号站");
 std::string withCrc(std::string_view printed) { return hexText(appendCrc(testing::hexBytes(printed))); }
 std::string exact(std::string_view printed) { return hexText(testing::hexBytes(printed)); }
 
-class ConfigScreensTest : public testing::ConsoleFixture {
+class ConfigScreensTest : public testing::ConfigScreenFixture {
  protected:
-  void SetUp() override {
-    ConsoleFixture::SetUp();
-    setPorts({"COM3,9600"});
-  }
-
-  sim::Controller& controllerAt(int address, std::optional<std::uint16_t> loadMode = {}) {
-    sim::StationOptions o;
-    o.live = false;
-    o.address = static_cast<std::uint8_t>(address);
-    o.loadMode = loadMode;
-    sim::Controller& c = bus.add("COM3", 9600, o);
-    line = driver.line("COM3");
-    return c;
-  }
-
   // Start-up and discovery; the station lists are filled at 5.6 s.
   void startAndDiscover() {
     start();
     clock.advance(ms(8000));
-  }
-
-  static void click(QWidget* w) { QTest::mouseClick(w, Qt::LeftButton); }
-
-  // The operator picks an entry of a list.
-  static void pick(QComboBox* box, const QString& text) {
-    const int index = box->findText(text);
-    ASSERT_GE(index, 0) << text.toStdString();
-    box->setCurrentIndex(index);
-    emit box->activated(index);
   }
 
   // The operator replaces the text of a box by typing.
@@ -84,22 +57,12 @@ class ConfigScreensTest : public testing::ConsoleFixture {
     QTest::keyClicks(e, text);
   }
 
-  std::int64_t nowMs() const { return platform::toMs(clock.now()); }
-  std::vector<Sent> sentFrom(std::int64_t fromMs) const { return testing::sentFrames(*line, fromMs); }
   // The frames since `fromMs` that are `frame`.
   int countSent(std::int64_t fromMs, const std::string& frame) const {
     int n = 0;
     for (const Sent& s : sentFrom(fromMs)) n += s.frame == frame;
     return n;
   }
-  QStringList shownTexts() const {
-    QStringList out;
-    for (const auto& s : dialogs.shown) out << s.text;
-    return out;
-  }
-
-  sim::Bus bus{driver};
-  platform::SimLine* line = nullptr;
 };
 
 // --- Load configuration ---------------------------------------------------------------------
@@ -321,9 +284,11 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   open();
   EXPECT_EQ(screen().windowTitle(), QStringLiteral("系统设置"));
   EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
-  EXPECT_EQ(button(screen(), "Command1")->text(), QStringLiteral("恢复出厂设置"));
   EXPECT_EQ(button(screen(), "Command1")->toolTip(), QStringLiteral("恢复设置参数到默认，同时清除历史数据"));
   EXPECT_EQ(button(screen(), "Command2")->toolTip(), QStringLiteral("仅清除历史数据"));
+  const char* captions[] = {"恢复出厂设置", "清除历史数据", "RS485用于通讯模式", "RS485用于并机模式", "系统重启"};
+  for (int i = 0; i < 5; ++i)
+    EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), QString::fromUtf8(captions[i]));
   pick(combo(screen()), kStation1);
   EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "1");
   EXPECT_EQ(text1(), " ");
@@ -473,24 +438,34 @@ class DeviceIdTest : public ConfigScreensTest {
 
   static std::string poll(int address) { return hexText(configuration::addressPollFrame(static_cast<std::uint8_t>(address))); }
   static bool isPoll(const std::string& frame) { return frame.size() == 16 && frame.substr(2, 10) == "03000A0001"; }
-  // The scan's first real-time request to `address` since `fromMs`, or -1.
-  std::int64_t scanPollsAgainAt(std::int64_t fromMs, int address) const {
+  // A station with a controller at `address`, the console started and its scan at rest, and
+  // the screen open.
+  void openWithTheScanAtRest(int address) {
+    addStation(kStation1, "COM3,9600", QString::number(address));
+    controllerAt(address);
+    startAndDiscover();
+    untilTheScanRests(hexText(requestFrame(address, " 03 E0 1D 0001")));
+    open();
+  }
+  // From `fromMs` on no more polls, and the scan asks `address` again within its rest.
+  void expectTheScanBack(std::int64_t fromMs, int address) {
+    clock.advance(ms(15000));
     const std::string rt = hexText(requestFrame(address, " 03 0100 0023"));
-    for (const Sent& s : sentFrom(fromMs))
-      if (s.frame == rt) return s.atMs;
-    return -1;
+    std::int64_t again = -1;
+    for (const Sent& s : sentFrom(fromMs)) {
+      EXPECT_FALSE(isPoll(s.frame)) << s;
+      if (s.frame == rt && again < 0) again = s.atMs;
+    }
+    ASSERT_GT(again, 0);
+    EXPECT_LE(again - fromMs, 13000);
   }
 };
 
 TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwhile) {
-  addStation(kStation1, "COM3,9600", "241");
-  controllerAt(241);
-  startAndDiscover();
-  untilTheScanRests(hexText(requestFrame(241, " 03 E0 1D 0001")));
-  open();
+  openWithTheScanAtRest(241);
   EXPECT_EQ(screen().windowTitle(), QStringLiteral("设备ID设置"));
   EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("警告"));
-  EXPECT_EQ(control<QLabel>(screen(), "Label1")->text(),
+  EXPECT_EQ(testing::control<QLabel>(screen(), "Label1")->text(),
             QStringLiteral("读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
   EXPECT_EQ(combo(screen())->count(), 1);
   EXPECT_TRUE(combo(screen())->currentText().isEmpty());
@@ -521,20 +496,11 @@ TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwh
   EXPECT_TRUE(command1()->isEnabled());
   EXPECT_TRUE(dialogs.shown.empty());
 
-  // The scan is given back: it polls again within its rest.
-  const std::int64_t end = sent.back().atMs;
-  clock.advance(ms(15000));
-  const std::int64_t again = scanPollsAgainAt(end, 241);
-  ASSERT_GT(again, end);
-  EXPECT_LE(again - end, 13000);
+  expectTheScanBack(sent.back().atMs + 1, 241);
 }
 
 TEST_F(DeviceIdTest, AControllerAt242IsNeverFoundAndThePassGivesTheScanBack) {
-  addStation(kStation1, "COM3,9600", "242");
-  controllerAt(242);
-  startAndDiscover();
-  untilTheScanRests(hexText(requestFrame(242, " 03 E0 1D 0001")));
-  open();
+  openWithTheScanAtRest(242);
   const std::int64_t t = startPass();
   clock.advance(ms(241 * 300 + 50));
   const auto sent = sentFrom(t);
@@ -546,30 +512,17 @@ TEST_F(DeviceIdTest, AControllerAt242IsNeverFoundAndThePassGivesTheScanBack) {
   EXPECT_TRUE(command1()->isEnabled());
   EXPECT_TRUE(dialogs.shown.empty());
 
-  clock.advance(ms(15000));
-  for (const Sent& s : sentFrom(t + 241 * 300 + 1)) EXPECT_FALSE(isPoll(s.frame)) << s;
-  const std::int64_t again = scanPollsAgainAt(t + 241 * 300, 242);
-  ASSERT_GT(again, 0);
-  EXPECT_LE(again - (t + 241 * 300), 13000);
+  expectTheScanBack(t + 241 * 300 + 1, 242);
 }
 
 TEST_F(DeviceIdTest, ClosingTheScreenEndsThePassAndGivesTheScanBack) {
-  addStation(kStation1, "COM3,9600", "200");
-  controllerAt(200);
-  startAndDiscover();
-  untilTheScanRests(hexText(requestFrame(200, " 03 E0 1D 0001")));
-  open();
+  openWithTheScanAtRest(200);
   const std::int64_t t = startPass();
   clock.advance(ms(20000));
   for (const Sent& s : sentFrom(t)) EXPECT_TRUE(isPoll(s.frame)) << s;
   screen().close();
   EXPECT_FALSE(screen().isVisible());
-  const std::int64_t closed = nowMs();
-  clock.advance(ms(15000));
-  for (const Sent& s : sentFrom(closed)) EXPECT_FALSE(isPoll(s.frame)) << s;
-  const std::int64_t again = scanPollsAgainAt(closed, 200);
-  ASSERT_GT(again, 0);
-  EXPECT_LE(again - closed, 13000);
+  expectTheScanBack(nowMs(), 200);
 
   // The next opening is a fresh screen.
   open();

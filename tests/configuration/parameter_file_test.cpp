@@ -222,9 +222,7 @@ TEST_F(ParameterFile, LithiumFromAFileCarriesNoCoupling) {
   const QString path = file("li.txt", QStringLiteral("电池类型=LI\r\n提升充电电压(V)=14.00\r\n超压电压(V)=15.00\r\n"));
   ParameterBoxes b;
   ASSERT_EQ(importParameters(b, path).outcome, Outcome::Imported);
-  EXPECT_EQ(b.text(C::LTextBox18), "14.00");
-  EXPECT_EQ(b.text(C::LTextBox12), "15.00");
-  EXPECT_EQ(b.text(C::TextLimit), "15.50");
+  expectTexts(b, {{C::LTextBox18, "14.00"}, {C::LTextBox12, "15.00"}, {C::TextLimit, "15.50"}});
   EXPECT_EQ(b.text(C::Combo4), "Auto");  // no system voltage in the file: the type's "Auto"
 }
 
@@ -238,20 +236,14 @@ TEST_F(ParameterFile, ASystemVoltageTheListLacksStopsTheImportWithoutSuccess) {
     EXPECT_EQ(r.outcome, Outcome::Failed) << volts;
     EXPECT_NE(r.logLine.find(volts), std::string::npos) << r.logLine;
     // Steps up to the ten values are done; the list, the mode and the rest are not.
-    EXPECT_EQ(b.text(C::Combo2), "Gel");
-    EXPECT_EQ(b.text(C::LTextBox12), "15.00");
-    EXPECT_EQ(b.text(C::SetChargeCurr), "9.00");
-    EXPECT_EQ(b.text(C::Combo4), "Auto");
-    EXPECT_EQ(b.text(C::Combo3), "Volt.Comp.");
-    EXPECT_EQ(b.text(C::LTextBox8), "200");
+    expectTexts(b, {{C::Combo2, "Gel"}, {C::LTextBox12, "15.00"}, {C::SetChargeCurr, "9.00"}, {C::Combo4, "Auto"},
+                {C::Combo3, "Volt.Comp."}, {C::LTextBox8, "200"}});
   }
   // Any other unknown text leaves the list alone and the import goes on.
   ParameterBoxes b;
   const QString path = file("odd.txt", QStringLiteral("电池类型=LI\r\n系统电压=110V\r\n充电模式=soc\r\n蓄电池容量(Ah)=500\r\n"));
   EXPECT_EQ(importParameters(b, path).outcome, Outcome::Imported);
-  EXPECT_EQ(b.text(C::Combo4), "Auto");
-  EXPECT_EQ(b.text(C::Combo3), "Volt.Comp.");
-  EXPECT_EQ(b.text(C::LTextBox8), "500");
+  expectTexts(b, {{C::Combo4, "Auto"}, {C::Combo3, "Volt.Comp."}, {C::LTextBox8, "500"}});
 }
 
 TEST(RestoreDefaults, TheReferenceColumnWhateverTheTypeWas) {

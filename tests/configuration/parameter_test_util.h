@@ -11,21 +11,11 @@
 
 #include "configuration/parameter_block.h"
 #include "link/frame_codec.h"
+#include "support/hex_bytes.h"
 
 namespace xl::configuration::testing {
 
-// The bytes of a hex text exactly as printed; no CRC is added.
-inline Bytes hexBytes(std::string_view text) {
-  Bytes out;
-  std::string digits;
-  for (char c : text) {
-    if (c != ' ') digits += c;
-  }
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-    out.push_back(static_cast<std::uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-  }
-  return out;
-}
+using xl::testing::hexBytes;
 
 // A register write into a reply: the value of register `reg` (0xE001..0xE021) at its bytes.
 inline void putRegister(Bytes& reply, std::uint16_t reg, std::uint16_t value) {
@@ -100,6 +90,11 @@ inline Bytes writeOf(ParameterBoxes& boxes, const ParameterBlockState& state) {
     return Bytes(73, 0);
   }
   return std::get<Bytes>(built);
+}
+
+// Each box's text, named on failure.
+inline void expectTexts(const ParameterBoxes& b, std::initializer_list<std::pair<Control, const char*>> texts) {
+  for (const auto& [c, text] : texts) EXPECT_EQ(b.text(c), text) << controlName(c);
 }
 
 // The register at write index `at` (high byte first).

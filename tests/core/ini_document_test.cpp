@@ -76,36 +76,22 @@ TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
   file += QByteArray("nul=a\0b\0\r\n", 10);
   file += "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') + "\r\n";
   file += "edge=" + QByteArray(498, 'a') + " zzz\r\n";
-  const QString s = "S";
-  EXPECT_EQ(read(file, s, "blank"), "");
-  EXPECT_EQ(read(file, s, "empty"), "");
-  EXPECT_EQ(read(file, s, "padded"), "x y");
-  EXPECT_EQ(read(file, s, "dq"), "quoted");
-  EXPECT_EQ(read(file, s, "sq"), "single");
-  EXPECT_EQ(read(file, s, "mixed"), "\"mixed'");
-  EXPECT_EQ(read(file, s, "inner"), "a\"b");  // one pair only
-  EXPECT_EQ(read(file, s, "lone"), "\"");
-  EXPECT_EQ(read(file, s, "spaced"), "in quotes");
-  EXPECT_EQ(read(file, s, "nul"), "ab");
-  // The read buffer takes 499 characters; the cut comes before the trim.
-  EXPECT_EQ(read(file, s, "long"), QString(499, u'a'));
-  EXPECT_EQ(read(file, s, "edge"), QString(498, u'a'));
+  // The read buffer takes 499 characters; the cut comes before the trim. One pair of quotes only.
+  const std::pair<const char*, QString> values[] = {
+      {"blank", ""},        {"empty", ""},         {"padded", "x y"}, {"dq", "quoted"},
+      {"sq", "single"},     {"mixed", "\"mixed'"}, {"inner", "a\"b"}, {"lone", "\""},
+      {"spaced", "in quotes"}, {"nul", "ab"},      {"long", QString(499, u'a')}, {"edge", QString(498, u'a')}};
+  for (const auto& [key, value] : values) EXPECT_EQ(read(file, "S", key), value) << key;
 }
 
 TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
   const QByteArray file =
       "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
       "wrap=4294967295\r\nempty=\r\n";
-  EXPECT_EQ(readInt(file, "abc"), 0);
-  EXPECT_EQ(readInt(file, "blanks"), 42);
-  EXPECT_EQ(readInt(file, "neg"), -17);
-  EXPECT_EQ(readInt(file, "plus"), 5);
-  EXPECT_EQ(readInt(file, "tail"), 12);
-  EXPECT_EQ(readInt(file, "hex"), 31);
-  EXPECT_EQ(readInt(file, "quoted"), 7);
-  EXPECT_EQ(readInt(file, "wrap"), -1);
-  EXPECT_EQ(readInt(file, "empty"), 0);
-  EXPECT_EQ(readInt(file, "missing"), 0);
+  const std::pair<const char*, int> numbers[] = {{"abc", 0},  {"blanks", 42},  {"neg", -17}, {"plus", 5},
+                                                  {"tail", 12}, {"hex", 31},     {"quoted", 7}, {"wrap", -1},
+                                                  {"empty", 0}, {"missing", 0}};
+  for (const auto& [key, n] : numbers) EXPECT_EQ(readInt(file, key), n) << key;
 }
 
 TEST(IniDocument, AWrittenKeyIsReplacedWhereItStands) {

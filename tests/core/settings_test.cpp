@@ -101,31 +101,6 @@ TEST_F(SettingsFile, EveryCallGoesToTheFile) {
   EXPECT_EQ(getPassword(), "426813");
 }
 
-TEST_F(SettingsFile, ChineseTextIsGbkOnDiskWithCrLfLineEnds) {
-  const QString file = dir_.filePath("params.txt");
-  writeIniFile(QStringLiteral("配置"), QStringLiteral("电池类型"), QStringLiteral("Sealed"), file);
-  writeIniFile(QStringLiteral("配置"), QStringLiteral("备注"), QStringLiteral("星澜"), file);
-  QFile disk(file);
-  ASSERT_TRUE(disk.open(QIODevice::ReadOnly));
-  EXPECT_EQ(disk.readAll(), QByteArray("[\xC5\xE4\xD6\xC3]\r\n\xB5\xE7\xB3\xD8\xC0\xE0\xD0\xCD=Sealed\r\n"
-                                       "\xB1\xB8\xD7\xA2=\xD0\xC7\xC0\xBD\r\n"));
-  EXPECT_EQ(readIniFile(QStringLiteral("配置"), QStringLiteral("备注"), file), QStringLiteral("星澜"));
-}
-
-TEST_F(SettingsFile, AShrunkPortListLeavesItsStaleEntryBehind) {
-  writeIni("COMS", "ListCount", "3");
-  writeIni("COMS", "1", "COM1,9600");
-  writeIni("COMS", "2", "COM3,9600");
-  writeIni("COMS", "3", "COM5,19200");
-  writeIni("COMS", "ListCount", "2");
-
-  QStringList ports;
-  for (int i = 1; i <= readIniInt("COMS", "ListCount"); ++i) ports << readIni("COMS", QString::number(i));
-  EXPECT_EQ(ports, QStringList({"COM1,9600", "COM3,9600"}));
-  EXPECT_EQ(readIni("COMS", "3"), "COM5,19200");  // still there, for whoever reads it
-  EXPECT_EQ(bytes(), "[COMS]\r\nListCount=2\r\n1=COM1,9600\r\n2=COM3,9600\r\n3=COM5,19200\r\n");
-}
-
 TEST_F(SettingsFile, AFileThatCannotBeWrittenKeepsItsContents) {
   setBytes("[Main]\r\nconfig=1111\r\n");
   ASSERT_TRUE(QFile::setPermissions(path_, QFileDevice::ReadOwner | QFileDevice::ReadGroup));

@@ -68,7 +68,7 @@ TEST_F(FastScanTest, LinesAreAskedSideBySideOneExchangeAfterTheOther) {
   for (int r = 1; r <= 3; ++r) {
     EXPECT_TRUE(scan().answered(r));
     EXPECT_FALSE(grid(scan(), "VsFList1")->textMatrix(r, 6).isEmpty());
-    EXPECT_EQ(grid(recorder(), "VSFlexGrid1")->cellData(r, 0).toByteArray().size(), 73);
+    EXPECT_EQ(recorder().engine().storedReply(r).size(), 73);
   }
   EXPECT_EQ(mdi().nodeImage("COM4,9600,3"), 2);
   // The round is measured for the staleness: 11.2 s from start to start.

@@ -116,6 +116,15 @@ TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextRep
 
 TEST_F(LinkHealthTest, ShareOfAnsweredRequestsFollowsAPatternOfFaults) {
   start();
+  // What a listener of the scan hears of each station's real-time requests: replies and misses.
+  std::map<QString, std::pair<int, int>> heard;
+  engine::ScanListener listener;
+  listener.realTime = [&](const engine::StationRef& s, const QByteArray& reply) {
+    EXPECT_EQ(reply.size(), 73);
+    ++heard[s.name + "@" + s.port + "#" + s.deviceId].first;
+  };
+  listener.realTimeMissed = [&](const engine::StationRef& s) { ++heard[s.name + "@" + s.port + "#" + s.deviceId].second; };
+  scan().scanEngine().addListener(listener);
   // Discovery (1 request) and round 1 (2 requests) are good; then one round each with a bad
   // CRC, an exception reply, silence; then a good round again: 5 good of 11.
   runTo(25000);
@@ -140,6 +149,11 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsFollowsAPatternOfFaults) {
   EXPECT_EQ(table()->textMatrix(2, kShare), QStringLiteral("100%"));
   // Not stale: the last silent round was only one round.
   EXPECT_EQ(scan().healthOf(1).state, Freshness::Fresh);
+  const QString one = scan().stations()[0].name + "@COM3,9600#1", two = scan().stations()[1].name + "@COM3,9600#2";
+  // Five rounds: station 1 missed the three faulty ones (the load mode requests are no miss).
+  EXPECT_EQ(heard[one], std::make_pair(2, 3));
+  EXPECT_EQ(heard[two], std::make_pair(5, 0));
+  EXPECT_EQ(heard.size(), 2u);
 }
 
 TEST_F(LinkHealthTest, StationThatNeverAnsweredIsMarked) {

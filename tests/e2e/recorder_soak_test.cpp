@@ -101,7 +101,7 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
   core::writeIniFile("Maintenance Record", "Line Count", "50", ini);  // rolls files within the hour
 
   start();
-  recorder().setTimeSource([this] {
+  recorder().engine().setTimeSource([this] {
     return kBase.addMSecs(std::chrono::duration_cast<std::chrono::milliseconds>(clock.now()).count());
   });
 
@@ -186,8 +186,8 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
   clock.advance(ms(62000));
   const std::int64_t endSeconds = std::chrono::duration_cast<std::chrono::seconds>(clock.now()).count();
 
-  EXPECT_TRUE(recorder().queue().empty());
-  EXPECT_EQ(recorder().droppedLines(), 0);
+  EXPECT_TRUE(recorder().engine().queue().empty());
+  EXPECT_EQ(recorder().engine().droppedLines(), 0);
   EXPECT_EQ(ended, 0);
 
   // The first cycle starts at 62 s; the rows of a pass are 0.3 s apart.

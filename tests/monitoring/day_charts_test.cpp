@@ -1,4 +1,4 @@
-// The moving curves on their own: the axis top and the window of thirty points.
+// The moving curves on their own: the window of thirty points and the top that only grows.
 
 #include <gtest/gtest.h>
 
@@ -7,15 +7,6 @@
 
 namespace xl::monitoring {
 namespace {
-
-TEST(Jiashi, LeavesAtLeastTenPercentAboveTheValue) {
-  EXPECT_EQ(jiashi(0), 1);
-  EXPECT_EQ(jiashi(10), 12);
-  EXPECT_EQ(jiashi(12.5), 14);
-  EXPECT_EQ(jiashi(30), 34);
-  EXPECT_EQ(jiashi(0.9), 1);   // 0.99 rounds down
-  EXPECT_EQ(jiashi(1), 2);     // 1.1 rounds down to 1
-}
 
 TEST(DayChart, ScrollsOnePointPerUpdateAndTheTopOnlyGrows) {
   testing::testApp();

@@ -283,7 +283,7 @@ TEST_F(MonitorScreensTest, WatchedRowOfTheScanShowsTheSecondFaultRegister) {
   EXPECT_EQ(table->textMatrix(2, 5), QStringLiteral("正常"));
   EXPECT_EQ(edit(live(), "Text10")->text(), QStringLiteral("过放"));
   // The recorder keeps the reply as it came, before the exchange.
-  const QByteArray stored = grid(recorder(), "VSFlexGrid1")->cellData(1, 0).toByteArray();
+  const QByteArray stored = recorder().engine().storedReply(1);
   ASSERT_EQ(stored.size(), 73);
   EXPECT_EQ(static_cast<unsigned char>(stored[70]), 0);
   EXPECT_EQ(static_cast<unsigned char>(stored[72]), 1);

@@ -1,7 +1,8 @@
 // The data recorder in the whole console, against simulated controllers and in virtual time: its
-// controls and defaults, the four timers, the save cycle writing each marked station's files, and
-// the cases an operator would try (no save interval, marks taken off and put back, an empty or
-// zero read interval, a silent station, a missing root folder).
+// controls and defaults, the timers, the save cycle writing a scanned reply into the files, and
+// the cases an operator would try (marks taken off and put back, names that cannot be keys, an
+// empty or zero read interval, typing and cancelling). The engine's own cycle, files and stop are
+// tried alone in recorder_engine_test.
 
 #include <gtest/gtest.h>
 
@@ -84,7 +85,7 @@ class RecorderScreenTest : public testing::ConsoleFixture {
   }
   void startRecorder() {
     start();
-    recorder().setTimeSource([this] {
+    recorder().engine().setTimeSource([this] {
       return kBase.addMSecs(std::chrono::duration_cast<std::chrono::milliseconds>(clock.now()).count());
     });
   }
@@ -189,15 +190,15 @@ TEST_F(RecorderScreenTest, EmptyKeysShowTheDefaultsAndSetThePaceOfTheScan) {
   EXPECT_EQ(edit(r, "LTextBox3")->text(), "1");
   EXPECT_EQ(edit(r, "LTextBox4")->text(), "32000");
   EXPECT_EQ(edit(r, "LTextBox5")->text(), "30");
-  EXPECT_EQ(r.saveInterval, 60);
-  EXPECT_FALSE(r.Timer2.enabled());
+  EXPECT_EQ(r.engine().saveInterval(), 60);
+  EXPECT_FALSE(r.engine().Timer2.enabled());
   // The bars follow the text, upward.
   EXPECT_EQ(control<QScrollBar>(r, "VScroll1")->value(), 5);
   EXPECT_EQ(control<QScrollBar>(r, "VScroll2")->value(), 58);
   // The read interval reaches the scan, the recorder's Timer4 and the real-time screen's fields.
   EXPECT_EQ(scan().readInterval(), 10);
   EXPECT_TRUE(scan().Timer2.enabled());
-  EXPECT_EQ(r.Timer4.interval(), 10000);
+  EXPECT_EQ(r.engine().Timer4.interval(), 10000);
   EXPECT_EQ(FrmRealTimeMonitoring::instance().timer3Interval, 10);
   EXPECT_EQ(FrmRealTimeMonitoring::instance().timer4Interval, 10);
   // The default "10" is shown, not written; only the accept button writes it.
@@ -230,7 +231,7 @@ TEST_F(RecorderScreenTest, ReadIntervalZeroSmallAndAboveSixty) {
   EXPECT_EQ(core::readIni("Maintenance Record", "Read Interval"), "0");
   EXPECT_FALSE(scan().Timer2.enabled());
   EXPECT_EQ(scan().readInterval(), 0);
-  EXPECT_FALSE(r.Timer4.enabled());
+  EXPECT_FALSE(r.engine().Timer4.enabled());
   EXPECT_EQ(live.timer3Interval, 0);
   EXPECT_EQ(live.timer4Interval, 0);
 
@@ -241,8 +242,8 @@ TEST_F(RecorderScreenTest, ReadIntervalZeroSmallAndAboveSixty) {
   EXPECT_EQ(scan().readInterval(), 5);
   EXPECT_EQ(live.timer3Interval, 0);
   EXPECT_EQ(live.timer4Interval, 5);
-  EXPECT_EQ(r.Timer4.interval(), 5000);
-  EXPECT_TRUE(r.Timer4.enabled());
+  EXPECT_EQ(r.engine().Timer4.interval(), 5000);
+  EXPECT_TRUE(r.engine().Timer4.enabled());
 
   // Above 60 while typed: back to 60.
   combo(r)->setEditText("");
@@ -292,8 +293,8 @@ TEST_F(RecorderScreenTest, AcceptBoundsTheLimitsWritesEveryKeyAndAppliesThem) {
   EXPECT_EQ(key("Temporary"), "50");
   EXPECT_EQ(key("Roof"), "");  // unmarked rows write their empty mark
   // Applied at once: recording on, 5400 s between cycles.
-  EXPECT_EQ(r.saveInterval, 5400);
-  EXPECT_TRUE(r.Timer2.enabled());
+  EXPECT_EQ(r.engine().saveInterval(), 5400);
+  EXPECT_TRUE(r.engine().Timer2.enabled());
   EXPECT_EQ(control<QScrollBar>(r, "VScroll1")->value(), 4);
 
   // (The bounds themselves are the rule layer's: recorder_settings_test.)
@@ -365,11 +366,7 @@ TEST_F(RecorderScreenTest, TypingAndCancelNeverMoveTheRecorder) {
 TEST_F(RecorderScreenTest, SaveCycleWritesTheExampleLineByteForByte) {
   recordEverything();
   startRecorder();
-  at(62000);
-  // Timer1 ran at 1 s; Timer2 counts from 2 s, and its 61st tick starts the first cycle.
-  EXPECT_FALSE(QFile::exists(file("Roof", 1)));
-  EXPECT_EQ(recorder().recordCounter, 1);
-  at(62300);
+  at(62300);  // Timer1 ran at 1 s; Timer2 counts from 2 s, its 61st tick starts the cycle
   const QByteArray expected =
       platform::toGbk(monitoring::headerLine() + "\r\n" +
                       QStringLiteral("2026-01-05 10:01:02,Roof,1,2.50,20.0,50,MPPT充电,13.0,-21,3.00,90,0.50,6,12.8,"
@@ -380,28 +377,7 @@ TEST_F(RecorderScreenTest, SaveCycleWritesTheExampleLineByteForByte) {
   at(62600);
   ASSERT_EQ(dataLinesOf("Shed", 1).size(), 1);
   EXPECT_EQ(stampOf(dataLinesOf("Shed", 1)[0]), "2026-01-05 10:01:02");
-  EXPECT_EQ(grid(recorder(), "VSFlexGrid1")->textMatrix(1, 3), file("Roof", 1));
-  EXPECT_FALSE(recorder().Timer3.enabled());
-  // The next cycle 61 s later, into the same files.
-  at(123600);
-  ASSERT_EQ(dataLinesOf("Roof", 1).size(), 2);
-  EXPECT_EQ(stampOf(dataLinesOf("Roof", 1)[1]), "2026-01-05 10:02:03");
-  EXPECT_TRUE(recorder().queue().empty());
-}
-
-TEST_F(RecorderScreenTest, NoSaveIntervalGivesACycleEverySecond) {
-  recordEverything();
-  setting("Save Interval H", "0");
-  setting("Save Interval M", "0");
-  startRecorder();
-  at(1500);
-  EXPECT_EQ(recorder().saveInterval, 0);
-  at(10000);  // cycles at 2 s, 3 s, ... 10 s; the row of 10 s is written at 10.3 s
-  const QStringList lines = dataLinesOf("Roof", 1);
-  ASSERT_EQ(lines.size(), 8);
-  for (int i = 0; i < lines.size(); ++i)
-    EXPECT_EQ(stampOf(lines[i]), kBase.addSecs(2 + i).toString("yyyy-MM-dd HH:mm:ss"));
-  EXPECT_EQ(dataLinesOf("Shed", 1).size(), 8);
+  EXPECT_TRUE(recorder().engine().queue().empty());
 }
 
 TEST_F(RecorderScreenTest, UnmarkingStopsLinesAtOnceAndMarkingAgainContinuesTheFile) {
@@ -433,101 +409,6 @@ TEST_F(RecorderScreenTest, UnmarkingStopsLinesAtOnceAndMarkingAgainContinuesTheF
   EXPECT_TRUE(recorder().isHidden());
   at(10000);
   EXPECT_EQ(dataLinesOf("Roof", 1).size(), 3);
-  EXPECT_FALSE(QFile::exists(file("Roof", 2)));
-}
-
-TEST_F(RecorderScreenTest, StaleAndSilentStations) {
-  recordEverything();
-  addStation("Ghost", "COM3,9600", "9");  // never on the bus: it never answers
-  setting("Ghost", "-1");
-  startRecorder();
-  at(62900);
-  // The station that never answered has the zero reading.
-  ASSERT_EQ(dataLinesOf("Ghost", 1).size(), 1);
-  EXPECT_EQ(dataLinesOf("Ghost", 1)[0].section(',', 1),
-            QStringLiteral("Ghost,9,0.00,0.0,0,未开启充电,0.0,0,0.00,0,0.00,0,0.0,0,0,正常,正常,正常"));
-  // Roof falls silent: its last reply is written again with a new time.
-  roof->setFaults({.silent = true});
-  roof->state().readings.soc = 10;
-  at(62900 + 3 * 61000);
-  const QStringList lines = dataLinesOf("Roof", 1);
-  ASSERT_EQ(lines.size(), 4);
-  for (int i = 1; i < 4; ++i) {
-    EXPECT_NE(stampOf(lines[i]), stampOf(lines[i - 1]));
-    EXPECT_EQ(lines[i].section(',', 1), lines[0].section(',', 1));
-  }
-  // It answers again: the next line is fresh.
-  roof->setFaults({});
-  at(62900 + 4 * 61000);
-  ASSERT_EQ(dataLinesOf("Roof", 1).size(), 5);
-  EXPECT_EQ(dataLinesOf("Roof", 1)[4].section(',', 10, 10), "10");
-}
-
-TEST_F(RecorderScreenTest, MissingRootFolderKeepsTheQueueAndWritesItWhenItComesBack) {
-  recordEverything();
-  ASSERT_TRUE(QDir(root).removeRecursively());
-  startRecorder();
-  at(62900 + 2 * 61000);  // three cycles, two stations each
-  EXPECT_EQ(recorder().queue().size(), 6u);
-  EXPECT_FALSE(QDir(root).exists());
-  EXPECT_EQ(recorder().droppedLines(), 0);
-  ASSERT_TRUE(QDir().mkpath(root));
-  at(62900 + 3 * 61000);
-  EXPECT_TRUE(recorder().queue().empty());
-  const QStringList roofLines = dataLinesOf("Roof", 1);
-  const QStringList shedLines = dataLinesOf("Shed", 1);
-  ASSERT_EQ(roofLines.size(), 4);
-  ASSERT_EQ(shedLines.size(), 4);
-  for (int i = 0; i < 4; ++i) {
-    const QString stamp = kBase.addSecs(62 + 61 * i).toString("yyyy-MM-dd HH:mm:ss");
-    EXPECT_EQ(stampOf(roofLines[i]), stamp);
-    EXPECT_EQ(stampOf(shedLines[i]), stamp);
-  }
-  // No message: a missing folder is silent.
-  EXPECT_TRUE(logEndingWith(QStringLiteral("数据保存")).isEmpty());
-}
-
-// Every marked station's file rolls by its own data lines, counted from the file after a restart.
-TEST_F(RecorderScreenTest, LineLimitRollsEveryMarkedStationByItsOwnLines) {
-  recordEverything();
-  addStation("Yard", "COM3,9600", "3");  // never answers: zero lines, written all the same
-  setting("Yard", "-1");
-  setting("Save Interval H", "0");
-  setting("Save Interval M", "0");
-  setting("Line Count", "3");  // a stored value is taken as it stands
-  startRecorder();
-  at(9900);  // eight cycles, 2 s to 9 s
-  for (const char* s : {"Roof", "Shed", "Yard"}) {
-    EXPECT_EQ(dataLinesOf(s, 1).size(), 3) << s;
-    EXPECT_EQ(dataLinesOf(s, 2).size(), 3) << s;
-    EXPECT_EQ(dataLinesOf(s, 3).size(), 2) << s;
-    EXPECT_EQ(linesOf(file(s, 3)).value(0), monitoring::headerLine());
-  }
-  // A restart counts the lines already in the current files.
-  ui::discardAll();
-  startRecorder();
-  clock.advance(ms(3900));  // applied after 1 s; cycles at +2 s and +3 s
-  for (const char* s : {"Roof", "Shed", "Yard"}) {
-    const QStringList third = dataLinesOf(s, 3);
-    const QStringList fourth = dataLinesOf(s, 4);
-    ASSERT_EQ(third.size(), 3) << s;
-    ASSERT_EQ(fourth.size(), 1) << s;
-    EXPECT_LT(stampOf(third[2]), stampOf(fourth[0]));
-  }
-}
-
-TEST_F(RecorderScreenTest, TwoStationsOfOneNameShareTheFileOfTheFirst) {
-  recordEverything();
-  addStation("Roof", "COM3,9600", "3");  // a second row of the same name, never answering
-  startRecorder();
-  at(62900 + 300);
-  auto* g = grid(recorder(), "VSFlexGrid1");
-  ASSERT_EQ(g->rows(), 4);
-  EXPECT_EQ(g->textMatrix(3, 0), "-1");  // one key for both
-  const QStringList lines = dataLinesOf("Roof", 1);
-  ASSERT_EQ(lines.size(), 2);
-  EXPECT_EQ(lines[0].section(',', 2, 2), "1");
-  EXPECT_EQ(lines[1].section(',', 2, 2), "3");
   EXPECT_FALSE(QFile::exists(file("Roof", 2)));
 }
 
@@ -579,27 +460,6 @@ TEST_F(RecorderScreenTest, MarksSurviveARestartAndANameThatCannotBeAKeyIsNamed) 
   EXPECT_EQ(g->textMatrix(3, 0), "-1");
   EXPECT_EQ(g->textMatrix(4, 0), "");
   EXPECT_EQ(g->textMatrix(5, 0), "-1");
-}
-
-TEST_F(RecorderScreenTest, DeletedFilesAndStationsOfOneName) {
-  recordEverything();
-  setting("Line Count", "2");
-  startRecorder();
-  at(62900 + 4 * 61000);
-  // Roof's files hold two lines each: it rolled at the third cycle and the fifth.
-  ASSERT_EQ(dataLinesOf("Roof", 3).size(), 1);
-  // Deleting the highest file makes the one below current (given room in it).
-  setting("Line Count", "10");
-  recorder().Timer1_Timer();
-  ASSERT_TRUE(QFile::remove(file("Roof", 3)));
-  const int before = dataLinesOf("Roof", 2).size();
-  at(62900 + 5 * 61000);
-  EXPECT_EQ(dataLinesOf("Roof", 2).size(), before + 1);
-  // Deleting 1.csv while 2.csv exists: 1.csv is written next, with a new header.
-  ASSERT_TRUE(QFile::remove(file("Roof", 1)));
-  at(62900 + 6 * 61000);
-  EXPECT_EQ(linesOf(file("Roof", 1)).value(0), monitoring::headerLine());
-  EXPECT_EQ(dataLinesOf("Roof", 1).size(), 1);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include "monitoring/frm_global_monitoring.h"
 #include "publish/publisher.h"
 #include "support/two_stations.h"
-#include "tests/publish/broker.h"
+#include "tests/publish/publisher_fixture.h"
 #include "tools/sim/bus.h"
 
 namespace xl {
@@ -25,44 +25,18 @@ using testing::jsonOf;
 
 const std::string kOld = "xinglan/site1/";
 
-QString last(const std::vector<QByteArray>& v) { return v.empty() ? QStringLiteral("(none)") : QString::fromUtf8(v.back()); }
+using AvailabilityTest = testing::PublisherFixture;
+QString last(const std::vector<QByteArray>& v) { return testing::lastOf(v); }
 
-class AvailabilityTest : public testing::TwoStationFixture {
- protected:
-  void TearDown() override {
-    FrmGlobalMonitoring::setReplyListener({});
-    publisher.reset();
-    TwoStationFixture::TearDown();
-  }
-  // A publisher wired as the program wires it.
-  void makePublisher() {
-    publisher = std::make_unique<publish::Publisher>();
-    FrmGlobalMonitoring::setReplyListener(
-        {[this](const QString& n, const QString& id, const QByteArray& b) { publisher->deviceInfoReply(n, id, b); },
-         [this](const QString& n, const QString& id, const QByteArray& b) { publisher->realTimeReply(n, id, b); }});
-    publisher->setStaleRule([](const QString& name) { return FrmGlobalMonitoring::instance().isStale(name); });
-  }
-  void publishTo(int port, const QString& clientId) {
-    publish::MqttSettings s;
-    s.enabled = true;
-    s.host = "127.0.0.1";
-    s.port = port;
-    s.clientId = clientId;
-    s.topicPrefix = "xinglan";
-    s.discoveryPrefix = "homeassistant";
-    publish::writeMqttSettings(s);
-    publisher->applyFromFile();
-  }
-  std::unique_ptr<publish::Publisher> publisher;
-};
-
+// A station is offline until its first reply of this run, then online; silent, offline again;
+// answering, online. A Client Id changed clears what was retained under the old one.
 TEST_F(AvailabilityTest, StationsAreOfflineUntilTheirFirstReplyOfThisRunAndAClientIdChangeClearsTheOldTopics) {
   Broker broker;
   // A previous run left station 2 "online" (retained), and a clean exit sends no will.
   {
     start();
     makePublisher();
-    publishTo(broker.port(), "site1");
+    publishTo(broker.port());
     Subscriber sub(broker.port(), "xl-test-first");
     ASSERT_TRUE(runUntil([&] { return last(sub.on(kOld + "二号站/availability")) == "online"; }));
     publisher.reset();
@@ -73,7 +47,8 @@ TEST_F(AvailabilityTest, StationsAreOfflineUntilTheirFirstReplyOfThisRunAndAClie
   station2->setFaults(silent);
   start();
   makePublisher();
-  publishTo(broker.port(), "site1");
+  useStaleRule();
+  publishTo(broker.port());
   Subscriber sub(broker.port(), "xl-test-second");
   ASSERT_TRUE(sub.subscribed());
   ASSERT_TRUE(runUntil([&] {
@@ -82,6 +57,15 @@ TEST_F(AvailabilityTest, StationsAreOfflineUntilTheirFirstReplyOfThisRunAndAClie
   // Station 2 stays offline: never answered in this run.
   runUntil([] { return false; }, 1500);
   EXPECT_EQ(last(sub.on(kOld + "二号站/availability")), "offline");
+  // Station 1 falls silent: offline; it answers again: online.
+  station1->setFaults(silent);
+  ASSERT_TRUE(runUntil([&] { return last(sub.on(kOld + "一号站/availability")) == "offline"; }));
+  station1->setFaults({});
+  ASSERT_TRUE(runUntil([&] { return last(sub.on(kOld + "一号站/availability")) == "online"; }));
+  // Each change of this run once: offline (no reply yet), online, offline, online.
+  const auto live = sub.on(kOld + "一号站/availability", true);
+  EXPECT_EQ(std::vector<QByteArray>(live.end() - std::min<std::size_t>(live.size(), 3), live.end()),
+            (std::vector<QByteArray>{"online", "offline", "online"}));
 
   // A discovery config of this run (its keys are checked in the rules' test).
   std::string configTopic;

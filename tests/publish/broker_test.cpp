@@ -25,7 +25,7 @@
 #include "shell/frm_add_station.h"
 #include "ui/modal.h"
 #include "support/two_stations.h"
-#include "tests/publish/broker.h"
+#include "tests/publish/publisher_fixture.h"
 #include "tools/sim/bus.h"
 
 namespace xl {
@@ -45,11 +45,11 @@ const QString kStation2 = QStringLiteral("二号/站#1");  // a name with what t
 const std::string kBase = "xinglan/site1/";
 const std::string kLevel2 = "二号%2F站%231";
 
-class BrokerTest : public testing::TwoStationFixture {
+class BrokerTest : public testing::PublisherFixture {
  protected:
   BrokerTest() { secondName = kStation2; }
   void SetUp() override {
-    TwoStationFixture::SetUp();
+    PublisherFixture::SetUp();
     auto& r = station1->state().readings;
     r.soc = 80;
     r.batteryVoltage = 125;
@@ -64,43 +64,14 @@ class BrokerTest : public testing::TwoStationFixture {
     r.panelPower = 45;
     r.chargeState = 2;
     r.loadOn = true;
-    publisher = std::make_unique<publish::Publisher>();
+    makePublisher();
     publisher->setTimeSource([this] { return QDateTime(QDate(2026, 5, 1), QTime(8, 0)).addMSecs(platform::toMs(clock.now())); });
-    FrmGlobalMonitoring::setReplyListener(
-        {[this](const QString& n, const QString& id, const QByteArray& b) { publisher->deviceInfoReply(n, id, b); },
-         [this](const QString& n, const QString& id, const QByteArray& b) { publisher->realTimeReply(n, id, b); }});
-  }
-  void TearDown() override {
-    FrmGlobalMonitoring::setReplyListener({});
-    publisher.reset();
-    ConsoleFixture::TearDown();
   }
 
-  // Settings through the file, as the settings screen leaves them, then applied.
-  void publishTo(int port, const QString& user = {}, const QString& password = {}, const QString& ca = {}) {
-    publish::MqttSettings s;
-    s.enabled = true;
-    s.host = "127.0.0.1";
-    s.port = port;
-    s.clientId = "site1";
-    s.topicPrefix = "xinglan";
-    s.username = user;
-    s.password = password;
-    s.caFile = ca;
-    s.discoveryPrefix = "homeassistant";
-    publish::writeMqttSettings(s);
-    publisher->applyFromFile();
-  }
-
-  int logCount(const QString& part) {
-    const QStringList lines = logLines();
-    return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const QString& l) { return l.contains(part); }));
-  }
+  int logCount(const QString& part) { return static_cast<int>(logLines().filter(part).size()); }
   static QString last(const std::vector<QByteArray>& v) { return v.empty() ? QString() : QString::fromUtf8(v.back()); }
 
   FrmRealTimeMonitoring& live() { return FrmRealTimeMonitoring::instance(); }
-
-  std::unique_ptr<publish::Publisher> publisher;
 };
 
 TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) {
@@ -168,27 +139,6 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
   EXPECT_TRUE(dialogs.shown.empty());
 }
 
-TEST_F(BrokerTest, AvailabilityGoesOfflineForASilentStationAndBackOnline) {
-  Broker broker;
-  Subscriber sub(broker.port());
-  start();
-  // Offline is the link health's stale, as the program wires it.
-  publisher->setStaleRule([this](const QString& name) { return scan().isStale(name); });
-  publishTo(broker.port());
-  const std::string avail2 = kBase + kLevel2 + "/availability";
-  const std::string avail1 = kBase + "一号站/availability";
-  ASSERT_TRUE(runUntil([&] { return last(sub.on(avail2)) == "online"; }));
-  station2->setFaults({.silent = true});
-  ASSERT_TRUE(runUntil([&] { return last(sub.on(avail2)) == "offline"; }));
-  EXPECT_EQ(last(sub.on(avail1)), "online");  // the other station answers on
-  station2->setFaults({});
-  ASSERT_TRUE(runUntil([&] { return last(sub.on(avail2)) == "online"; }));
-  // Each change once: offline at the connection (no reply yet in this run), online, offline,
-  // online.
-  EXPECT_EQ(sub.on(avail2).size(), 4u);
-  EXPECT_EQ(QString::fromUtf8(sub.on(avail2).front()), "offline");
-}
-
 // A real-time reply whose "Ah charged today" carries a sequence number.
 QByteArray numberedReply(int n) {
   QByteArray r(73, '\0');
@@ -247,7 +197,7 @@ TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrde
 TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLogLine) {
   Broker broker(std::vector<std::pair<QString, QString>>{{"site", "right"}});
   start();
-  publishTo(broker.port(), "site", "wrong");
+  publishTo(broker.port(), "site1", "site", "wrong");
   runFor(40000);  // several attempts with back-off
   EXPECT_FALSE(publisher->connected());
   EXPECT_EQ(logCount(QStringLiteral("用户名或密码错误")), 1);
@@ -256,14 +206,14 @@ TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLog
   EXPECT_TRUE(scan().answered(1));
   EXPECT_TRUE(dialogs.shown.empty());
 
-  publishTo(broker.port(), "site", "right");
+  publishTo(broker.port(), "site1", "site", "right");
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
 
   QFile bad(dir.path() + "/bad-ca.pem");
   ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
   bad.write("not a certificate\n");
   bad.close();
-  publishTo(broker.port(), "site", "right", bad.fileName());
+  publishTo(broker.port(), "site1", "site", "right", bad.fileName());
   runFor(40000);
   EXPECT_FALSE(publisher->connected());
   EXPECT_EQ(logCount(QStringLiteral("MQTT加密连接失败")), 1);

@@ -85,14 +85,7 @@ TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
   EXPECT_EQ(o["address"].toInt(-1), 1);
   EXPECT_EQ(o["port"].toString(), "COM3,9600");
   EXPECT_EQ(o["time"].toString(), "2026-05-01T08:30:00+08:00");
-  EXPECT_EQ(o["battery_soc"].toDouble(), 80);
-  EXPECT_EQ(o["battery_voltage"].toDouble(), 12.5);
-  EXPECT_EQ(o["battery_current"].toDouble(), 3.33);
-  EXPECT_EQ(o["device_temperature"].toDouble(), -5);
-  EXPECT_EQ(o["battery_temperature"].toDouble(), 25);
-  EXPECT_EQ(o["array_voltage"].toDouble(), 18.0);
-  EXPECT_EQ(o["array_current"].toDouble(), 2.5);
-  EXPECT_EQ(o["array_power"].toDouble(), 45);
+  EXPECT_EQ(o["device_temperature"].toDouble(), -5);  // the rest of the live values: the broker test
   EXPECT_EQ(o["day_charge_ah"].toDouble(), 258);
   EXPECT_EQ(o["total_energy_generated"].toDouble(), 12.345);
   EXPECT_TRUE(o["load_on"].toBool());

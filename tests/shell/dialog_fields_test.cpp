@@ -27,7 +27,6 @@ std::string input(std::uint8_t mode, std::initializer_list<std::string> texts) {
 TEST(DialogFields, NoTypedTextCrashesTheEditorOrThePortList) {
   testing::testApp();
   fuzzing::DialogConsole console;
-  const std::string e(13, '\0');
   const std::vector<std::string> picked = {
       "",
       input(0x18, {"O'Brien\"; drop table Station; --", "1", "", "c-Si", "", "", "", "", "", "", "", "", "",
@@ -43,7 +42,6 @@ TEST(DialogFields, NoTypedTextCrashesTheEditorOrThePortList) {
                    "", "", ""}),
   };
   for (const std::string& p : picked) console.run(reinterpret_cast<const std::uint8_t*>(p.data()), p.size());
-  (void)e;
 
   std::mt19937 rng(20261123);
   const char alphabet[] = "COM,0123456789 '\"=[];#\r\n\t\xe7\x94\xb2\xff\x00";

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 #include "link/frame_codec.h"
@@ -14,91 +15,57 @@ namespace {
 
 using platform::ms;
 
+// Each station key, alone in a station, and what it sets.
 TEST(Config, EveryStationKeyLandsInTheOptions) {
-  const BusConfig bus = parseConfig(R"(# a line with two stations
-[bus]
-speed = 60        ; a minute a second
-start = 06:30:15
+  using O = StationOptions;
+  const std::pair<const char*, std::function<bool(const O&)>> keys[] = {
+      {"address = 12", [](const O& o) { return o.address == 12; }},
+      {"model = XL MPPT#2", [](const O& o) { return o.identity.model == "XL MPPT#2"; }},  // '#' is no comment here
+      {"serial = 1.2.3.4", [](const O& o) { return o.identity.serialNumber == std::array<std::uint8_t, 4>{1, 2, 3, 4}; }},
+      {"software = 3.2.1", [](const O& o) { return o.identity.softwareVersion == std::array<std::uint8_t, 3>{3, 2, 1}; }},
+      {"device_version = 4 5 6", [](const O& o) { return o.identity.deviceVersion == std::array<std::uint8_t, 3>{4, 5, 6}; }},
+      {"max_voltage = 96", [](const O& o) { return o.identity.maxSystemVoltage == 96; }},
+      {"rated_charge = 40", [](const O& o) { return o.identity.ratedChargeCurrent == 40; }},
+      {"rated_load = 0", [](const O& o) { return o.identity.ratedLoadCurrent == 0; }},
+      {"battery = 48", [](const O& o) { return o.plant.batteryVoltage == 48; }},
+      {"capacity = 400", [](const O& o) { return o.capacityAh == 400; }},
+      {"soc = 55.5", [](const O& o) { return o.plant.startSoc == 55.5; }},
+      {"panel = 2400", [](const O& o) { return o.plant.panelWatts == 2400; }},
+      {"load_power = 0", [](const O& o) { return o.plant.loadWatts == 0; }},
+      {"load = off", [](const O& o) { return !o.loadOn; }},
+      {"load_mode = 17", [](const O& o) { return o.loadMode == 17; }},
+      {"ambient = -10", [](const O& o) { return o.plant.ambientCelsius == -10; }},
+      {"history = 400", [](const O& o) { return o.plant.historyDays == 400; }},
+      {"seed = 0x2A", [](const O& o) { return o.plant.seed == 42u; }},
+      {"live = no", [](const O& o) { return !o.live; }},
+      {"latency = 2ms", [](const O& o) { return o.latency == ms(2); }},
+      {"restart = 1.5s", [](const O& o) { return o.restartSilence == ms(1500); }},
+      {"flags_0120 = 0x40", [](const O& o) { return o.forced.statusBits == 0x40; }},
+      {"flags_0121 = 0x1001", [](const O& o) { return o.forced.faultWord == 0x1001; }},
+      {"flags_0122 = 8", [](const O& o) { return o.forced.alarmWord == 8; }},
+      {"silent = yes", [](const O& o) { return o.faults.silent; }},
+      {"bad_crc = yes", [](const O& o) { return o.faults.badCrc; }},
+      {"delay = 250", [](const O& o) { return o.faults.delay == ms(250); }},
+      {"split = 150ms", [](const O& o) { return o.faults.splitGap == ms(150); }},
+      {"split_at = 10", [](const O& o) { return o.faults.splitAt == 10u; }},
+      {"exception = 2", [](const O& o) { return o.faults.exception == Exception::IllegalAddress; }},
+      {"reply_address = 9  ; a comment", [](const O& o) { return o.faults.replyAddress == 9; }},
+  };
+  for (const auto& [line, holds] : keys) {
+    const BusConfig bus = parseConfig(std::string("[station]\n") + line + "\n");
+    ASSERT_EQ(bus.stations.size(), 1u) << line;
+    EXPECT_TRUE(holds(bus.stations[0].options)) << line;
+  }
 
-[station]
-port = COM7,19200
-address = 12
-model = XL MPPT#2
-serial = 1.2.3.4
-software = 3.2.1
-device_version = 4 5 6
-max_voltage = 96
-rated_charge = 40
-rated_load = 0
-battery = 48
-capacity = 400
-soc = 55.5
-panel = 2400
-load_power = 0
-load = off
-load_mode = 17
-ambient = -10
-history = 400
-seed = 0x2A
-live = no
-latency = 2ms
-restart = 1.5s
-flags_0120 = 0x40
-flags_0121 = 0x1001
-flags_0122 = 8
-silent = no
-bad_crc = yes
-delay = 250
-split = 150ms
-split_at = 10
-exception = 2
-reply_address = 9
-
-[station]
-port = COM7
-address = 13
-)");
+  // The bus keys reach every station; the second station of a line shares its rate; a
+  // station's seed is its address.
+  const BusConfig bus = parseConfig("[bus]\nspeed = 60\nstart = 06:30:15\n[station]\nport = COM7,19200\naddress = 12\n"
+                                    "[station]\nport = COM7\naddress = 13\n");
   EXPECT_DOUBLE_EQ(bus.clock.speed, 60);
   EXPECT_EQ(bus.clock.startTimeOfDay, std::chrono::seconds(6 * 3600 + 30 * 60 + 15));
   ASSERT_EQ(bus.stations.size(), 2u);
-  const StationConfig& s = bus.stations[0];
-  const StationOptions& o = s.options;
-  EXPECT_EQ(s.port, "COM7");
-  EXPECT_EQ(s.baud, 19200);
-  EXPECT_EQ(o.address, 12);
-  EXPECT_EQ(o.identity.model, "XL MPPT#2");
-  EXPECT_EQ(o.identity.serialNumber, (std::array<std::uint8_t, 4>{1, 2, 3, 4}));
-  EXPECT_EQ(o.identity.softwareVersion, (std::array<std::uint8_t, 3>{3, 2, 1}));
-  EXPECT_EQ(o.identity.deviceVersion, (std::array<std::uint8_t, 3>{4, 5, 6}));
-  EXPECT_EQ(o.identity.maxSystemVoltage, 96);
-  EXPECT_EQ(o.identity.ratedChargeCurrent, 40);
-  EXPECT_EQ(o.identity.ratedLoadCurrent, 0);
-  EXPECT_EQ(o.plant.batteryVoltage, 48);
-  EXPECT_EQ(o.capacityAh, 400);
-  EXPECT_DOUBLE_EQ(o.plant.startSoc.value(), 55.5);
-  EXPECT_DOUBLE_EQ(o.plant.panelWatts, 2400);
-  EXPECT_DOUBLE_EQ(o.plant.loadWatts, 0);
-  EXPECT_FALSE(o.loadOn);
-  EXPECT_EQ(o.loadMode, 17);
-  EXPECT_DOUBLE_EQ(o.plant.ambientCelsius, -10);
-  EXPECT_EQ(o.plant.historyDays, 400);
-  EXPECT_EQ(o.plant.seed, 42u);
-  EXPECT_FALSE(o.live);
-  EXPECT_EQ(o.latency, ms(2));
-  EXPECT_EQ(o.restartSilence, ms(1500));
-  EXPECT_EQ(o.forced.statusBits, 0x40);
-  EXPECT_EQ(o.forced.faultWord, 0x1001);
-  EXPECT_EQ(o.forced.alarmWord, 8);
-  EXPECT_FALSE(o.faults.silent);
-  EXPECT_TRUE(o.faults.badCrc);
-  EXPECT_EQ(o.faults.delay, ms(250));
-  EXPECT_EQ(o.faults.splitGap, ms(150));
-  EXPECT_EQ(o.faults.splitAt, 10u);
-  EXPECT_EQ(o.faults.exception, Exception::IllegalAddress);
-  EXPECT_EQ(o.faults.replyAddress, 9);
-  EXPECT_EQ(o.clock.speed, 60);
-
-  // The second station shares the line and its rate; its seed is its address.
+  EXPECT_EQ(bus.stations[0].port, "COM7");
+  EXPECT_EQ(bus.stations[0].options.clock.speed, 60);
   EXPECT_EQ(bus.stations[1].baud, 19200);
   EXPECT_EQ(bus.stations[1].options.plant.seed, 13u);
   EXPECT_FALSE(bus.stations[1].options.faults.any());

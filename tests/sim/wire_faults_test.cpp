@@ -61,15 +61,6 @@ TEST_F(WireTest, AStationAnswersAfterItsLatencyAtWireSpeed) {
   EXPECT_EQ(v->size(), 73u);
 }
 
-TEST_F(WireTest, DelayedReplyStartsLater) {
-  Controller& c = bus.add("COM3", 1);
-  c.setFaults(Faults{.delay = ms(300)});
-  const auto wire = exchange(requestFrame(1, " 03 000A 0011"));
-  ASSERT_EQ(wire.size(), 2u);
-  EXPECT_EQ(wire[1].start, wire[0].end + c.latency() + ms(300));
-  EXPECT_TRUE(verifyFrame(hexText(wire[1].bytes)).value().size() == 37u);
-}
-
 TEST_F(WireTest, SplitReplyComesInTwoPartsWithTheGapBetween) {
   Controller& c = bus.add("COM3", 1);
   c.setFaults(Faults{.splitGap = ms(150)});
