@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the Debian package with `./dev package` and checks what it holds: stripped
-# executables, the desktop entry, icon, metainfo and man page, and a Depends line.
+# executables, the desktop entry, icon, metainfo and man page, a Depends line, the site agent's
+# systemd unit (checked by systemd-analyze where installed) and the maintainer scripts.
 # Validates the desktop entry and the metainfo where desktop-file-validate and appstreamcli
 # are installed. Slow (a Release build), so it is run by hand, not by the test suite.
 set -euo pipefail
@@ -37,6 +38,39 @@ check "metainfo" test -s "$metainfo"
 check "man page xinglan.1 and its xinglan-sim name" \
   bash -c "gzip -t '$tmp/root/usr/share/man/man1/xinglan.1.gz' && test -L '$tmp/root/usr/share/man/man1/xinglan-sim.1.gz'"
 check "Depends names the Qt libraries" depends
+check "man page: --headless, --dir and the service" \
+  bash -c "zcat '$tmp/root/usr/share/man/man1/xinglan.1.gz' | grep -q 'headless' && zcat '$tmp/root/usr/share/man/man1/xinglan.1.gz' | grep -q 'xinglan-agent.service'"
+
+# The site agent: its unit, run as its own user on /var/lib/xinglan, and the scripts that make
+# the user and the directory without enabling or starting the service.
+unit=usr/lib/systemd/system/xinglan-agent.service
+unit_has() { grep -qx "$1" "$tmp/root/$unit"; }
+check "unit $unit" test -s "$tmp/root/$unit"
+check "unit runs /usr/bin/xinglan --headless --dir /var/lib/xinglan" \
+  unit_has 'ExecStart=/usr/bin/xinglan --headless --dir /var/lib/xinglan'
+check "unit: user xinglan in dialout, restarted on failure" \
+  bash -c "grep -qx 'User=xinglan' '$tmp/root/$unit' && grep -qx 'SupplementaryGroups=dialout' '$tmp/root/$unit' && grep -qx 'Restart=on-failure' '$tmp/root/$unit'"
+check "unit: writes only /var/lib/xinglan" \
+  bash -c "grep -qx 'ProtectSystem=strict' '$tmp/root/$unit' && grep -qx 'ReadWritePaths=/var/lib/xinglan' '$tmp/root/$unit'"
+# A device allow list (DevicePolicy=, PrivateDevices=, ProtectClock=) would shut out the serial
+# ports.
+check "unit leaves the serial devices reachable" \
+  bash -c "! grep -Eq '^(DevicePolicy|DeviceAllow|PrivateDevices|ProtectClock)=' '$tmp/root/$unit'"
+for script in postinst prerm postrm; do
+  check "maintainer script $script, executable" test -x "$tmp/control/$script"
+done
+check "postinst makes the user and the directory" \
+  bash -c "grep -q 'useradd --system' '$tmp/control/postinst' && grep -q '/var/lib/xinglan' '$tmp/control/postinst'"
+check "no maintainer script enables or starts the service" \
+  bash -c "! grep -Eq 'systemctl (enable|start)|deb-systemd-helper enable' '$tmp/control/postinst' '$tmp/control/prerm' '$tmp/control/postrm'"
+if command -v systemd-analyze >/dev/null; then
+  # Offline, inside the unpacked package: the unit's keys and values, and its ExecStart.
+  check "systemd-analyze verify" \
+    systemd-analyze verify --man=no --recursive-errors=no --root="$tmp/root" "/$unit"
+  exposure=$(systemd-analyze security --offline=true --root="$tmp/root" "/$unit" 2>/dev/null | grep -o 'Overall exposure level.*' || true)
+else
+  echo "skip systemd-analyze verify (systemd not installed)"
+fi
 check "no debug sections in the executables" \
   bash -c "! readelf -S '$tmp/root/usr/bin/xinglan' '$tmp/root/usr/bin/xinglan-sim' | grep -q debug_info"
 if command -v desktop-file-validate >/dev/null; then
@@ -73,5 +107,6 @@ fi
 echo
 grep -E '^(Package|Version|Architecture|Installed-Size|Depends|Suggests):' "$tmp/control/control"
 echo "package: $(basename "$deb"), $(stat -c %s "$deb") bytes"
+[ -z "${exposure:-}" ] || echo "agent unit: $exposure"
 echo "$passes passed, $fails failed"
 [ "$fails" -eq 0 ]
