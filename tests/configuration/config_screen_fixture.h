@@ -46,6 +46,7 @@ class ConfigScreenFixture : public ConsoleFixture {
     for (const auto& s : dialogs.shown) out << s.text;
     return out;
   }
+  QString lastShown() const { return dialogs.shown.empty() ? QString() : dialogs.shown.back().text; }
 
   sim::Bus bus{driver};
   platform::SimLine* line = nullptr;

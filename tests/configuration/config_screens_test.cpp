@@ -48,6 +48,12 @@ class ConfigScreensTest : public testing::ConfigScreenFixture {
     clock.advance(ms(8000));
   }
 
+  // The screen from its menu item.
+  void openFrom(const char* action, QWidget& screen) {
+    mdi().action(action)->trigger();
+    ASSERT_TRUE(screen.isVisible());
+  }
+
   // The operator replaces the text of a box by typing.
   static void type(QWidget* box, const QString& text) {
     QLineEdit* e = qobject_cast<QLineEdit*>(box);
@@ -55,6 +61,15 @@ class ConfigScreensTest : public testing::ConfigScreenFixture {
     e->selectAll();
     QTest::keyClick(e, Qt::Key_Delete);
     QTest::keyClicks(e, text);
+  }
+
+  // A click and the reply's time.
+  // A click and the reply's time; the time of the click.
+  std::int64_t clickAndWait(QWidget* w, int waitMs = 400) {
+    const std::int64_t at = nowMs();
+    click(w);
+    if (waitMs > 0) clock.advance(ms(waitMs));
+    return at;
   }
 
   // The frames since `fromMs` that are `frame`.
@@ -82,16 +97,32 @@ class LoadConfigurationTest : public ConfigScreensTest {
   FrmGeneralGLoadConfiguration& screen() { return FrmGeneralGLoadConfiguration::instance(); }
   QRadioButton* option(const char* name) { return control<QRadioButton>(screen(), name); }
   QComboBox* list(const char* name) { return combo(screen(), name); }
+  QStringList texts(std::initializer_list<const char*> names) {
+    QStringList out;
+    for (const char* n : names) out << list(n)->currentText();
+    return out;
+  }
   QString tag(const char* name) { return control<QWidget>(screen(), name)->property("Tag").toString(); }
 
-  void open() {
-    mdi().action("GeneralGLoadConfiguration")->trigger();
-    ASSERT_TRUE(screen().isVisible());
-  }
+  void open() { openFrom("GeneralGLoadConfiguration", screen()); }
   // "读取" or "设置", and the reply.
-  void press(const char* name) {
-    click(button(screen(), name));
-    clock.advance(ms(400));
+  std::int64_t press(const char* name) { return clickAndWait(button(screen(), name)); }
+  // The console up, the screen open and station 1's block read.
+  void openAndRead() {
+    startAndDiscover();
+    open();
+    pick(combo(screen()), kStation1);
+    press("Command1");
+  }
+  // No write went out since `fromMs`.
+  void expectNoWrite(std::int64_t fromMs) const {
+    for (const Sent& s : sentFrom(fromMs)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
+  }
+
+  // The device's load mode, delay and light-on voltage.
+  static std::vector<int> params(sim::Controller& c) {
+    return {c.state().param(sim::param::kLoadMode), c.state().param(sim::param::kLoadDelay),
+            c.state().param(sim::param::kLightOnVoltage)};
   }
 
   sim::Controller* station1 = nullptr;
@@ -101,11 +132,10 @@ class LoadConfigurationTest : public ConfigScreensTest {
 TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVoltage) {
   startAndDiscover();
   open();
-  EXPECT_EQ(screen().windowTitle(), QStringLiteral("负载控制配置"));
-  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("负载控制配置") &&
+              screen().windowModality() == Qt::ApplicationModal);
   EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("负载输出模式选择"));
-  ASSERT_EQ(combo(screen())->count(), 2);
-  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
+  ASSERT_TRUE(combo(screen())->count() == 2 && combo(screen())->currentText().isEmpty());
 
   // A station choice shows its address and sends nothing.
   std::int64_t t = nowMs();
@@ -114,77 +144,53 @@ TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVo
   clock.advance(ms(50));
   EXPECT_EQ(countSent(t, withCrc("01 03 E0 1D 00 03")), 0);
 
-  t = nowMs();
-  press("Command1");
-  EXPECT_EQ(countSent(t, withCrc("01 03 E0 1D 00 03")), 1);
-  EXPECT_TRUE(option("Option5")->isChecked());
-  EXPECT_EQ(list("Combo2")->currentText(), "5");
-  EXPECT_TRUE(list("LTextBox2")->currentText().isEmpty());
-  EXPECT_TRUE(list("LTextBox3")->currentText().isEmpty());
-  EXPECT_EQ(tag("LTextBox2"), "5");
-  EXPECT_EQ(tag("LTextBox3"), "10");
-  EXPECT_EQ(list("Combo3")->currentText(), "0");  // kept up, never seen
+  t = press("Command1");
+  EXPECT_TRUE(countSent(t, withCrc("01 03 E0 1D 00 03")) == 1 && option("Option5")->isChecked());
+  // Combo3 is kept up, never seen.
+  EXPECT_EQ(texts({"Combo2", "LTextBox2", "LTextBox3", "Combo3"}), (QStringList{"5", "", "", "0"}));
+  EXPECT_EQ((QStringList{tag("LTextBox2"), tag("LTextBox3")}), (QStringList{"5", "10"}));
   EXPECT_FALSE(list("Combo3")->isVisible());
 
   // Typing a voltage while Option5 is selected changes nothing that a write sends.
   type(list("LTextBox2"), "8");
-  EXPECT_EQ(tag("LTextBox2"), "5");
-  EXPECT_EQ(edit(screen(), "LTextBox4")->text(), "7");
+  EXPECT_EQ(tag("LTextBox2") + edit(screen(), "LTextBox4")->text(), "57");
 
-  t = nowMs();
-  press("Command2");
-  const std::string written = withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05");
-  EXPECT_EQ(countSent(t, written), 1);
+  t = press("Command2");
+  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05")), 1);
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
-  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
-  EXPECT_EQ(station1->state().param(sim::param::kLoadDelay), 10);
-  EXPECT_EQ(station1->state().param(sim::param::kLightOnVoltage), 5);
+  EXPECT_EQ(params(*station1), (std::vector<int>{5, 10, 5}));
 }
 
 TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesGoOut) {
-  startAndDiscover();
-  open();
-  pick(combo(screen()), kStation1);
-  press("Command1");
+  openAndRead();
   ASSERT_TRUE(option("Option5")->isChecked());
   station1->state().setParam(sim::param::kLoadMode, 15);
   press("Command1");
-  EXPECT_TRUE(option("Option4")->isChecked());
-  EXPECT_EQ(option("Option4")->text(), QStringLiteral("手动模式"));
+  EXPECT_TRUE(option("Option4")->isChecked() && option("Option4")->text() == QStringLiteral("手动模式"));
   EXPECT_TRUE(list("Combo2")->currentText().isEmpty());
 
   // Back to light control: the boxes bring up the device's values, and edits reach the tags.
   click(option("Option3"));
-  EXPECT_EQ(list("LTextBox2")->currentText(), "5");
-  EXPECT_EQ(list("LTextBox3")->currentText(), "10");
-  EXPECT_EQ(edit(screen(), "LTextBox4")->text(), "4");
-  EXPECT_EQ(edit(screen(), "LTextBox5")->text(), "1");
+  EXPECT_EQ(texts({"LTextBox2", "LTextBox3"}), (QStringList{"5", "10"}));
+  EXPECT_EQ(edit(screen(), "LTextBox4")->text() + edit(screen(), "LTextBox5")->text(), "41");
   type(list("LTextBox2"), "3");
-  EXPECT_EQ(tag("LTextBox2"), "3");
-  EXPECT_TRUE(edit(screen(), "LTextBox4")->text().isEmpty());
+  EXPECT_EQ(tag("LTextBox2") + "|" + edit(screen(), "LTextBox4")->text(), "3|");
 
   // A value outside the screen's lists is refused with a message and nothing goes out.
-  const struct {
-    const char* option;
-    const char* box;
-    const char* typed;
-    const char* message;
-  } outside[] = {
-      {"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
-      {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
-      {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
-      {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
-      {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"},
-  };
+  struct Outside { const char *option, *box, *typed, *message; };
+  const Outside outside[] = {{"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
+                             {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
+                             {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
+                             {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
+                             {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"}};
   for (const auto& o : outside) {
     SCOPED_TRACE(o.typed);
     click(option("Option3"));
     if (std::string_view(o.option) == "Option5") click(option("Option5"));
     type(list(o.box), o.typed);
     dialogs.shown.clear();
-    const std::int64_t t = nowMs();
-    press("Command2");
-    for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
+    const std::int64_t t = press("Command2");
+    expectNoWrite(t);
     EXPECT_EQ(shownTexts(), QStringList{QString::fromUtf8(o.message)});
     type(list(o.box), o.box == std::string_view("LTextBox2") ? "5" : o.box == std::string_view("LTextBox3") ? "10" : "5");
   }
@@ -192,35 +198,28 @@ TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesG
   click(option("Option3"));
   type(list("LTextBox2"), "8");
   type(list("LTextBox3"), "30");
-  const std::int64_t t = nowMs();
-  press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08")), 1);
+  EXPECT_EQ(countSent(press("Command2"), withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08")), 1);
   EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 0);
 }
 
 TEST_F(LoadConfigurationTest, RefusalsSendNothing) {
   startAndDiscover();
   open();
-  std::int64_t t = nowMs();
-  // No station.
-  press("Command1");
+  const std::int64_t t = press("Command1");  // no station
   // No read yet: the voltage tag is empty.
   pick(combo(screen()), kStation1);
   press("Command2");
   EXPECT_EQ(screen().pendingRead, 2);
   EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("选择一个可用的站点名"), QStringLiteral("请先读取数据")}));
-  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(0, 4), "0110") << s;
-  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 6), "03E01D") << s;
+  for (const Sent& s : sentFrom(t))
+    EXPECT_TRUE(s.frame.substr(0, 4) != "0110" && s.frame.substr(2, 6) != "03E01D") << s;
   EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
 }
 
 // "设置" writes only the block this screen read, to the station it was read from: not to
 // another station, not after a reopening, not to a typed name of no station or to address 0.
 TEST_F(LoadConfigurationTest, AWriteGoesOnlyToTheStationItsBlockWasReadFrom) {
-  startAndDiscover();
-  open();
-  pick(combo(screen()), kStation1);
-  press("Command1");
+  openAndRead();
   const auto modeOf2 = station2->state().param(sim::param::kLoadMode);
   const std::int64_t t = nowMs();
   pick(combo(screen()), kStation2);
@@ -234,28 +233,22 @@ TEST_F(LoadConfigurationTest, AWriteGoesOnlyToTheStationItsBlockWasReadFrom) {
   press("Command2");
   EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("请先读取数据"), QStringLiteral("请先选择站点"),
                                        QStringLiteral("请先选择站点"), QStringLiteral("请先读取数据")}));
-  for (const Sent& s : sentFrom(t)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
+  expectNoWrite(t);
   EXPECT_EQ(station2->state().param(sim::param::kLoadMode), modeOf2);
   // Read again: written back as read.
   press("Command1");
   dialogs.shown.clear();
-  const std::int64_t t2 = nowMs();
-  press("Command2");
-  EXPECT_EQ(countSent(t2, withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05")), 1);
+  EXPECT_EQ(countSent(press("Command2"), withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05")), 1);
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
 }
 
 // A refused block must leave the screen alone (the rule says which replies are refused).
 TEST_F(LoadConfigurationTest, ExceptionRepliesChangeNothingAndShowNothing) {
-  startAndDiscover();
-  open();
-  pick(combo(screen()), kStation1);
-  press("Command1");
+  openAndRead();
   station1->setFaults({.exception = sim::Exception::IllegalFunction});
   station1->state().setParam(sim::param::kLoadMode, 16);
   press("Command1");
-  EXPECT_TRUE(option("Option5")->isChecked());
-  EXPECT_EQ(list("Combo2")->currentText(), "5");
+  EXPECT_TRUE(option("Option5")->isChecked() && list("Combo2")->currentText() == "5");
   press("Command2");
   EXPECT_TRUE(dialogs.shown.empty());
 }
@@ -270,11 +263,13 @@ class FactoryOperationTest : public ConfigScreensTest {
     station1 = &controllerAt(1);
   }
   FrmFactoryOperation& screen() { return FrmFactoryOperation::instance(); }
-  void open() {
-    mdi().action("FactoryOperation")->trigger();
-    ASSERT_TRUE(screen().isVisible());
-  }
+  void open() { openFrom("FactoryOperation", screen()); }
   QString text1() { return edit(screen(), "Text1")->text(); }
+  // A name put into the station box as an input method puts Chinese text in.
+  void typeByInputMethod(const QString& name) {
+    combo(screen())->lineEdit()->selectAll();
+    combo(screen())->lineEdit()->insert(name);
+  }
 
   sim::Controller* station1 = nullptr;
 };
@@ -282,30 +277,23 @@ class FactoryOperationTest : public ConfigScreensTest {
 TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
   startAndDiscover();
   open();
-  EXPECT_EQ(screen().windowTitle(), QStringLiteral("系统设置"));
-  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("系统设置") &&
+              screen().windowModality() == Qt::ApplicationModal);
   EXPECT_EQ(button(screen(), "Command1")->toolTip(), QStringLiteral("恢复设置参数到默认，同时清除历史数据"));
   EXPECT_EQ(button(screen(), "Command2")->toolTip(), QStringLiteral("仅清除历史数据"));
-  const char* captions[] = {"恢复出厂设置", "清除历史数据", "RS485用于通讯模式", "RS485用于并机模式", "系统重启"};
+  const QStringList captions{"恢复出厂设置", "清除历史数据", "RS485用于通讯模式", "RS485用于并机模式", "系统重启"};
   for (int i = 0; i < 5; ++i)
-    EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), QString::fromUtf8(captions[i]));
+    EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), captions[i]);
   pick(combo(screen()), kStation1);
-  EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "1");
-  EXPECT_EQ(text1(), " ");
+  EXPECT_EQ(edit(screen(), "LTextBox1")->text() + text1(), "1 ");
 
   station1->setRestartSilence(std::chrono::seconds(3));
-  const struct {
-    const char* name;
-    const char* frame;
-    const char* message;
-    const char* text1;
-  } commands[] = {
-      {"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
-      {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
-      {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
-      {"Command3", "01 06 E3 27 00 00 0E 45", "设置成功", "当前RS485通讯口用于：通讯"},
-      {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"},
-  };
+  struct Command { const char *name, *frame, *message, *text1; };
+  const Command commands[] = {{"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
+                              {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
+                              {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
+                              {"Command3", "01 06 E3 27 00 00 0E 45", "设置成功", "当前RS485通讯口用于：通讯"},
+                              {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"}};
   for (const auto& c : commands) {
     SCOPED_TRACE(c.name);
     dialogs.shown.clear();
@@ -313,13 +301,10 @@ TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
     const QString caption = button(screen(), c.name)->text();
     const bool asks = caption == "恢复出厂设置" || caption == "清除历史数据" || caption == "系统重启";
     if (asks) dialogs.answers = {platform::kYes};
-    const std::int64_t t = nowMs();
-    click(button(screen(), c.name));
-    clock.advance(ms(400));
+    const std::int64_t t = clickAndWait(button(screen(), c.name));
     EXPECT_EQ(countSent(t, exact(c.frame)), 1);
-    QStringList expected{QString::fromUtf8(c.message)};
-    if (asks) expected.prepend(QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1, caption));
-    EXPECT_EQ(shownTexts(), expected);
+    const QStringList question{QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1, caption)};
+    EXPECT_EQ(shownTexts(), (asks ? question : QStringList()) + QStringList{QString::fromUtf8(c.message)});
     EXPECT_EQ(text1(), QString::fromUtf8(c.text1));
   }
   // A station choice blanks the status line.
@@ -334,10 +319,8 @@ TEST_F(FactoryOperationTest, NoBroadcastNoStaleAddressAndNoMeansNothing) {
   controllerAt(2);
   startAndDiscover();
   open();
-  const auto commandsSent = [&](std::int64_t from) {
-    int n = 0;
-    for (const Sent& s : sentFrom(from)) n += s.frame.substr(2, 2) != "03";  // the scan only reads
-    return n;
+  const auto commandsSent = [&](std::int64_t from) {  // the scan only reads
+    return std::ranges::count_if(sentFrom(from), [](const Sent& s) { return s.frame.substr(2, 2) != "03"; });
   };
   const char* all[] = {"Command1", "Command2", "Command3", "Command4", "Command5"};
   // No station chosen; then chosen, and the screen closed and reopened (its address box empty).
@@ -361,27 +344,18 @@ TEST_F(FactoryOperationTest, NoBroadcastNoStaleAddressAndNoMeansNothing) {
   std::int64_t t = nowMs();
   for (const char* name : {"Command1", "Command2", "Command5"}) click(button(screen(), name));
   clock.advance(ms(400));
-  EXPECT_EQ(commandsSent(t), 0);
-  EXPECT_EQ(dialogs.shown.size(), 3u);
+  EXPECT_TRUE(commandsSent(t) == 0 && dialogs.shown.size() == 3u);
   // A typed name: the other station's address and port, looked up now; a name of no station
   // sends nothing and says so in one line.
-  combo(screen())->lineEdit()->selectAll();
-  combo(screen())->lineEdit()->insert(kStation2);  // as an input method puts Chinese text in
+  typeByInputMethod(kStation2);
   ASSERT_EQ(edit(screen(), "LTextBox1")->text(), "1");  // typing does not refill the box
-  t = nowMs();
-  click(button(screen(), "Command3"));
-  clock.advance(ms(400));
-  EXPECT_EQ(countSent(t, withCrc("02 06 E3 27 00 00")), 1);
-  EXPECT_EQ(commandsSent(t), 1);
+  t = clickAndWait(button(screen(), "Command3"));
+  EXPECT_TRUE(countSent(t, withCrc("02 06 E3 27 00 00")) == 1 && commandsSent(t) == 1);
   EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "2");
-  combo(screen())->lineEdit()->selectAll();
-  combo(screen())->lineEdit()->insert(QStringLiteral("三号站"));
-  t = nowMs();
+  typeByInputMethod(QStringLiteral("三号站"));
   dialogs.shown.clear();
-  click(button(screen(), "Command3"));
-  clock.advance(ms(400));
-  EXPECT_EQ(commandsSent(t), 0);
-  EXPECT_TRUE(dialogs.shown.empty());
+  t = clickAndWait(button(screen(), "Command3"));
+  EXPECT_TRUE(commandsSent(t) == 0 && dialogs.shown.empty());
   EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("没有名为“三号站”的站点，未发送任何数据")));
 }
 
@@ -389,16 +363,13 @@ TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
   startAndDiscover();
   open();
   pick(combo(screen()), kStation1);
-  click(button(screen(), "Command4"));
-  clock.advance(ms(400));
+  clickAndWait(button(screen(), "Command4"));
   ASSERT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
   dialogs.shown.clear();
   station1->setFaults({.exception = sim::Exception::IllegalFunction});
   for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) {
     dialogs.answers = {platform::kYes};
-    const std::int64_t t = nowMs();
-    click(button(screen(), name));
-    clock.advance(ms(400));
+    const std::int64_t t = clickAndWait(button(screen(), name));
     EXPECT_EQ(sentFrom(t).size(), 1u) << name;
   }
   for (const QString& shown : shownTexts()) EXPECT_TRUE(shown.startsWith(QStringLiteral("确定对"))) << shown.toStdString();
@@ -412,9 +383,11 @@ class DeviceIdTest : public ConfigScreensTest {
   FrmDeviceIDSetting& screen() { return FrmDeviceIDSetting::instance(); }
   QPushButton* command1() { return button(screen(), "Command1"); }
 
-  void open() {
-    mdi().action("DeviceIDSetting")->trigger();
-    ASSERT_TRUE(screen().isVisible());
+  void open() { openFrom("DeviceIDSetting", screen()); }
+  // One port in the list, none chosen, the pass ready to start.
+  void expectFresh() {
+    EXPECT_EQ(combo(screen())->count(), 1);
+    EXPECT_TRUE(combo(screen())->currentText().isEmpty() && command1()->isEnabled());
   }
 
   // Runs the scan until it rests: its load mode pass has sent its last frame and the turn
@@ -431,9 +404,7 @@ class DeviceIdTest : public ConfigScreensTest {
   // Starts a pass on COM3 with a real click, while the scan rests.
   std::int64_t startPass() {
     pick(combo(screen()), "COM3,9600");
-    const std::int64_t t = nowMs();
-    click(command1());
-    return t;
+    return clickAndWait(command1(), 0);
   }
 
   static std::string poll(int address) { return hexText(configuration::addressPollFrame(static_cast<std::uint8_t>(address))); }
@@ -463,38 +434,29 @@ class DeviceIdTest : public ConfigScreensTest {
 
 TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwhile) {
   openWithTheScanAtRest(241);
-  EXPECT_EQ(screen().windowTitle(), QStringLiteral("设备ID设置"));
-  EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("警告"));
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("设备ID设置") &&
+              control<QWidget>(screen(), "Frame1")->property("title").toString() == QStringLiteral("警告"));
   EXPECT_EQ(testing::control<QLabel>(screen(), "Label1")->text(),
             QStringLiteral("读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
-  EXPECT_EQ(combo(screen())->count(), 1);
-  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
+  expectFresh();
 
   const std::int64_t t = startPass();
-  EXPECT_FALSE(command1()->isEnabled());
-  EXPECT_FALSE(scan().Timer2.enabled());
-  EXPECT_FALSE(link::SerialSession::scanControl()->portOpen());
+  EXPECT_FALSE(command1()->isEnabled() || scan().Timer2.enabled() || link::SerialSession::scanControl()->portOpen());
 
   // The greyed button, clicked, does not start the pass again.
   clock.advance(ms(3000));
-  const int reached = screen().scanAddress();
-  EXPECT_EQ(reached, 10);
-  click(command1());
-  clock.advance(ms(300));
-  EXPECT_EQ(screen().scanAddress(), reached + 1);
+  EXPECT_EQ(screen().scanAddress(), 10);
+  clickAndWait(command1(), 300);
+  EXPECT_EQ(screen().scanAddress(), 11);
 
   clock.advance(ms(241 * 300 - 3300 + 200));
   const auto sent = sentFrom(t);
   ASSERT_EQ(sent.size(), 241u);
   EXPECT_EQ(sent.front().frame, exact("01 03 00 0A 00 01 A4 08"));
-  for (std::size_t i = 0; i < sent.size(); ++i) {
-    EXPECT_EQ(sent[i].frame, poll(static_cast<int>(i + 1)));
-    EXPECT_EQ(sent[i].atMs, t + 300 * static_cast<std::int64_t>(i + 1));
-  }
-  EXPECT_EQ(edit(screen(), "LTextBox2")->text(), "241");
-  EXPECT_EQ(screen().foundAddress, 241);
-  EXPECT_TRUE(command1()->isEnabled());
-  EXPECT_TRUE(dialogs.shown.empty());
+  for (std::size_t i = 0; i < sent.size(); ++i)
+    EXPECT_EQ(sent[i], (Sent{t + 300 * static_cast<std::int64_t>(i + 1), poll(static_cast<int>(i + 1))})) << i;
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text() == "241" && screen().foundAddress == 241);
+  EXPECT_TRUE(command1()->isEnabled() && dialogs.shown.empty());
 
   expectTheScanBack(sent.back().atMs + 1, 241);
 }
@@ -507,10 +469,8 @@ TEST_F(DeviceIdTest, AControllerAt242IsNeverFoundAndThePassGivesTheScanBack) {
   ASSERT_EQ(sent.size(), 241u);
   for (const Sent& s : sent) EXPECT_TRUE(isPoll(s.frame)) << s;
   EXPECT_EQ(sent.back().frame, poll(241));
-  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
-  EXPECT_EQ(screen().foundAddress, 0);
-  EXPECT_TRUE(command1()->isEnabled());
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty() && screen().foundAddress == 0);
+  EXPECT_TRUE(command1()->isEnabled() && dialogs.shown.empty());
 
   expectTheScanBack(t + 241 * 300 + 1, 242);
 }
@@ -521,42 +481,33 @@ TEST_F(DeviceIdTest, ClosingTheScreenEndsThePassAndGivesTheScanBack) {
   clock.advance(ms(20000));
   for (const Sent& s : sentFrom(t)) EXPECT_TRUE(isPoll(s.frame)) << s;
   screen().close();
-  EXPECT_FALSE(screen().isVisible());
+  ASSERT_FALSE(screen().isVisible());
   expectTheScanBack(nowMs(), 200);
 
   // The next opening is a fresh screen.
   open();
-  EXPECT_EQ(combo(screen())->count(), 1);
-  EXPECT_TRUE(combo(screen())->currentText().isEmpty());
-  EXPECT_TRUE(command1()->isEnabled());
+  expectFresh();
 }
 
 TEST_F(DeviceIdTest, AReplyWithABadCrcIsPassedOverAndTheLowestSoundAddressWins) {
   controllerAt(3).setFaults({.badCrc = true});
-  controllerAt(7);
-  controllerAt(9);
+  controllerAt(7), controllerAt(9);
   start();
   open();
   const std::int64_t t = startPass();
   clock.advance(ms(3000));
-  EXPECT_EQ(edit(screen(), "LTextBox2")->text(), "7");
-  EXPECT_EQ(sentFrom(t).size(), 7u);
-  EXPECT_TRUE(command1()->isEnabled());
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text() == "7" && sentFrom(t).size() == 7u && command1()->isEnabled());
 }
 
 TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
   controllerAt(1);
   start();
   open();
-  const std::int64_t t = nowMs();
-  click(command1());
-  clock.advance(ms(241 * 300 - 100));
+  const std::int64_t t = clickAndWait(command1(), 241 * 300 - 100);
   EXPECT_FALSE(command1()->isEnabled());
   clock.advance(ms(200));
-  EXPECT_TRUE(command1()->isEnabled());
-  EXPECT_EQ(screen().scanAddress(), 241);
-  EXPECT_TRUE(sentFrom(t).empty());
-  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
+  EXPECT_TRUE(command1()->isEnabled() && screen().scanAddress() == 241);
+  EXPECT_TRUE(sentFrom(t).empty() && edit(screen(), "LTextBox2")->text().isEmpty());
 }
 
 TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
@@ -568,8 +519,7 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
 
   // No find yet: the write would go to address 0, which every controller takes; refused.
   type(edit(screen(), "LTextBox2"), "5");
-  std::int64_t t = nowMs();
-  click(button(screen(), "Command2"));
+  std::int64_t t = clickAndWait(button(screen(), "Command2"), 0);
   EXPECT_FALSE(screen().Timer1.enabled());
   clock.advance(ms(600));
   for (const Sent& s : sentFrom(t)) EXPECT_EQ(s.frame.find("06001A"), std::string::npos) << s;
@@ -578,32 +528,23 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   dialogs.shown.clear();
 
   // Found at the first tick, then given address 5.
-  click(command1());
-  clock.advance(ms(500));
+  clickAndWait(command1(), 500);
   ASSERT_EQ(edit(screen(), "LTextBox2")->text(), "1");
   type(edit(screen(), "LTextBox2"), "5");
-  t = nowMs();
-  click(button(screen(), "Command2"));
-  clock.advance(ms(600));
+  t = clickAndWait(button(screen(), "Command2"), 600);
   EXPECT_EQ(countSent(t, exact("01 06 00 1A 00 05 68 0E")), 1);
   EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设备ID设置成功")});
-  EXPECT_EQ(device.address(), 5);
-  EXPECT_EQ(core::getStationDeviceID(kStation1), "1");  // the store is edited apart
+  EXPECT_TRUE(device.address() == 5 && core::getStationDeviceID(kStation1) == "1");  // the store is edited apart
 
   // A second write without a new pass goes to the old address and finds nobody.
   type(edit(screen(), "LTextBox2"), "6");
-  t = nowMs();
-  click(button(screen(), "Command2"));
-  clock.advance(ms(600));
+  t = clickAndWait(button(screen(), "Command2"), 600);
   EXPECT_EQ(countSent(t, withCrc("01 06 00 1A 00 06")), 1);
-  EXPECT_EQ(dialogs.shown.size(), 1u);
-  EXPECT_EQ(device.address(), 5);
+  EXPECT_TRUE(dialogs.shown.size() == 1u && device.address() == 5);
 
   // An address that is no byte sends nothing.
   type(edit(screen(), "LTextBox2"), "256");
-  t = nowMs();
-  click(button(screen(), "Command2"));
-  clock.advance(ms(600));
+  t = clickAndWait(button(screen(), "Command2"), 600);
   for (const Sent& s : sentFrom(t)) EXPECT_EQ(s.frame.find("06001A"), std::string::npos) << s;
   EXPECT_TRUE(logLines().last().contains(QStringLiteral("未发送任何数据")));
 }

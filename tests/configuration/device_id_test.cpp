@@ -33,10 +33,9 @@ TEST(AddressPoll, TheAddressComesFromTheReply) {
   EXPECT_EQ(foundAddress(good, text), 241);
   // Neither function nor length counts: an exception reply of address 7 ends the search.
   EXPECT_EQ(foundAddress(hexBytes("07 83 02"), "078302F0F1"), 7);
-  EXPECT_FALSE(foundAddress(good, ""));        // no reply text
-  EXPECT_FALSE(foundAddress(Bytes{0}, text));  // CRC mismatch
-  EXPECT_FALSE(foundAddress(hexBytes("00 03 02 30 14"), text));
-  EXPECT_FALSE(foundAddress(Bytes{}, text));
+  // No reply text, a CRC mismatch, address 0, no bytes.
+  EXPECT_FALSE(foundAddress(good, "") || foundAddress(Bytes{0}, text) ||
+               foundAddress(hexBytes("00 03 02 30 14"), text) || foundAddress(Bytes{}, text));
 }
 
 TEST(AddressWrite, NewAddressAndItsRefusals) {
@@ -44,17 +43,10 @@ TEST(AddressWrite, NewAddressAndItsRefusals) {
   // Before any find the target is 0.
   EXPECT_EQ(*addressWrite(0, "5").frame, appendCrc(hexBytes("00 06 00 1A 00 05")));
   // No range test of its own: 0 and 242 to 255 go out as typed; letters give 0.
-  EXPECT_EQ((*addressWrite(1, "abc").frame)[5], 0);
-  EXPECT_EQ((*addressWrite(1, "0").frame)[5], 0);
-  EXPECT_EQ((*addressWrite(1, "250").frame)[5], 250);
-  EXPECT_EQ((*addressWrite(1, "255").frame)[5], 255);
-  EXPECT_EQ((*addressWrite(1, "2.5").frame)[5], 2);
-  EXPECT_EQ((*addressWrite(1, "-0.4").frame)[5], 0);
-  for (const char* typed : {"256", "-1", "1e10"}) {
-    const AddressWrite w = addressWrite(1, typed);
-    EXPECT_FALSE(w.frame) << typed;
-    EXPECT_FALSE(w.failureLog.empty()) << typed;
-  }
+  for (const auto& [typed, sent] : {std::pair{"abc", 0}, {"0", 0}, {"250", 250}, {"255", 255}, {"2.5", 2}, {"-0.4", 0}})
+    EXPECT_EQ((*addressWrite(1, typed).frame)[5], sent) << typed;
+  for (const char* typed : {"256", "-1", "1e10"})
+    EXPECT_TRUE(!addressWrite(1, typed).frame && !addressWrite(1, typed).failureLog.empty()) << typed;
 
   EXPECT_EQ(addressWriteMessage(hexBytes("01 06 00 1A 00 05"), "0106001A0005680E"), kAddressWrittenText);
   EXPECT_EQ(addressWriteMessage(hexBytes("01 86 03"), "018603"), kAddressWrittenText);  // content is not compared

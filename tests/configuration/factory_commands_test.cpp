@@ -25,42 +25,29 @@ TEST(FactoryFrames, TheAddressBox) {
   EXPECT_EQ(factoryFrame(FactoryCommand::Command1, ""), hexBytes("00 78 00 00 00 01 61 D1"));
   EXPECT_EQ((*factoryFrame(FactoryCommand::Command1, "2.5"))[0], 2);
   EXPECT_EQ((*factoryFrame(FactoryCommand::Command1, "255"))[0], 255);
-  EXPECT_FALSE(factoryFrame(FactoryCommand::Command1, "256"));  // would be "100 78 ...", a frame of another shape
-  EXPECT_FALSE(factoryFrame(FactoryCommand::Command5, "-1"));
+  // 256 would be "100 78 ...", a frame of another shape.
+  EXPECT_FALSE(factoryFrame(FactoryCommand::Command1, "256") || factoryFrame(FactoryCommand::Command5, "-1"));
 }
 
 TEST(FactoryReplies, AnyOtherSixBytesBlankTheStatusLineAndTheAddressDoesNotCount) {
-  const FactoryReply other = answer(3, "01 06 E3 27 00 02");
-  EXPECT_EQ(other.message, "设置成功");
-  EXPECT_EQ(other.text1, kUnknownUseText);
+  EXPECT_TRUE(answer(3, "01 06 E3 27 00 02").message == "设置成功" &&
+              answer(3, "01 06 E3 27 00 02").text1 == kUnknownUseText);
   EXPECT_EQ(answer(3, "01 78 00 00 00 01").message, "设置成功");
   EXPECT_EQ(answer(3, "09 06 E3 27 00 01").text1, kParallelUseText);
   EXPECT_FALSE(answer(1, "01 78 00 00 00 01").text1);
 }
 
 TEST(FactoryReplies, WrongRepliesDoNothing) {
-  const struct {
-    int pending;
-    const char* payload;
-  } silent[] = {
-      {1, "01 79 00 00 00 01"},  // the wrong function for the command
-      {2, "01 78 00 00 00 01"},
-      {5, "01 06 DF 01 00 00"},  // the wrong text
-      {5, "01 06 E3 27 00 01"},
-      {1, "01 F8 01"},           // exception replies: three bytes
-      {2, "01 F9 01"},
-      {3, "01 86 02"},
-      {5, "01 86 02"},
-      {3, "01 06 E3 27 00"},     // five and seven bytes
-      {3, "01 06 E3 27 00 00 00"},
-      {4, "01 06 E3 27 00 00"},  // no command sets 4
-      {0, "01 78 00 00 00 01"},
-      {3, "00 06 E3 27 00 00"},  // address 0
-  };
+  // By row: the wrong function for the command; the wrong text; exception replies (three bytes);
+  // five and seven bytes; no command sets 4 or 0; address 0.
+  const struct { int pending; const char* payload; } silent[] = {
+      {1, "01 79 00 00 00 01"}, {2, "01 78 00 00 00 01"}, {5, "01 06 DF 01 00 00"}, {5, "01 06 E3 27 00 01"},
+      {1, "01 F8 01"}, {2, "01 F9 01"}, {3, "01 86 02"}, {5, "01 86 02"},
+      {3, "01 06 E3 27 00"}, {3, "01 06 E3 27 00 00 00"}, {4, "01 06 E3 27 00 00"}, {0, "01 78 00 00 00 01"},
+      {3, "00 06 E3 27 00 00"}};
   for (const auto& s : silent) {
     const FactoryReply r = answer(s.pending, s.payload);
-    EXPECT_EQ(r.message, "") << s.pending << " " << s.payload;
-    EXPECT_FALSE(r.text1) << s.pending << " " << s.payload;
+    EXPECT_TRUE(r.message.empty() && !r.text1) << s.pending << " " << s.payload;
   }
   EXPECT_EQ(factoryReply(3, Bytes{}, "").message, "");
   for (const auto& [text, digits] : {std::pair{"0106E3270000AAAA", "06E3270000"}, {"0106", "06"}, {"01", ""}, {"", ""}})

@@ -38,9 +38,7 @@ class ParameterFile : public ::testing::Test {
   }
   // A file naming a battery type, and more keys.
   QString file(const char* base, const QString& lines) const {
-    const QString path = name(base);
-    write(path, QStringLiteral("[配置]\r\n") + lines);
-    return path;
+    return write(name(base), "[配置]\r\n" + lines), name(base);
   }
 
   QTemporaryDir dir_;
@@ -66,37 +64,17 @@ ParameterBoxes editedScreen() {
 TEST_F(ParameterFile, ExportWritesTheKeysInOrderInGbk) {
   const ExportResult result = exportParameters(editedScreen(), name("station"), kNow);
   EXPECT_TRUE(result.written);
-  const QString path = result.path;
-  EXPECT_EQ(path, name("station.txt"));
-  const QByteArray raw = bytes(path);
+  EXPECT_EQ(result.path, name("station.txt"));
+  const QByteArray raw = bytes(result.path);
   EXPECT_TRUE(raw.startsWith(platform::toGbk(QStringLiteral("[配置]\r\n"))));
   const QStringList lines = platform::fromGbk(raw).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
   const QStringList expected{
-      "[配置]",
-      "电池类型=User",
-      "超压电压(V)=16.50",
-      "均衡充电电压(V)=14.70",
-      "提升充电电压(V)=14.50",
-      "浮充充电电压(V)=13.70",
-      "提升充电返回电压(V)=13.10",
-      "过放返回电压(V)=12.50",
-      "低压警告电压(V)=11.90",
-      "过放电压(V)=11.00",
-      "放电限制电压(V)=10.50",
-      "充电电流设置(A)=25.00",
-      "系统电压=24V",
-      "充电模式=SOC",
-      "均衡充电间隔(天)=28",
-      "均衡充电时间(分钟)=90",
-      "提升充电时间(分钟)=100",
-      "温度补偿系数(mV/℃/2V)=-4",
-      "蓄电池容量(Ah)=350",
-      "过放延时时间(秒)=8",
-      "蓄电池充满电量(%)=95",
-      "蓄电池放电限制电量(%)=35",
-      "充电限制电压(V)=16.00",
-      "保存日期=2024-05-01    08:30:00",
-  };
+      "[配置]", "电池类型=User", "超压电压(V)=16.50", "均衡充电电压(V)=14.70", "提升充电电压(V)=14.50",
+      "浮充充电电压(V)=13.70", "提升充电返回电压(V)=13.10", "过放返回电压(V)=12.50", "低压警告电压(V)=11.90",
+      "过放电压(V)=11.00", "放电限制电压(V)=10.50", "充电电流设置(A)=25.00", "系统电压=24V", "充电模式=SOC",
+      "均衡充电间隔(天)=28", "均衡充电时间(分钟)=90", "提升充电时间(分钟)=100", "温度补偿系数(mV/℃/2V)=-4",
+      "蓄电池容量(Ah)=350", "过放延时时间(秒)=8", "蓄电池充满电量(%)=95", "蓄电池放电限制电量(%)=35",
+      "充电限制电压(V)=16.00", "保存日期=2024-05-01    08:30:00"};
   EXPECT_EQ(lines, expected);
 }
 
@@ -119,10 +97,8 @@ TEST_F(ParameterFile, ExportNamesGetTxtOnceAndAFailedWriteIsTold) {
   // A read-only file and a missing folder: not written, and said so.
   write(name("ro.txt"), QStringLiteral("[配置]\r\n"));
   ASSERT_TRUE(QFile::setPermissions(name("ro.txt"), QFileDevice::ReadOwner | QFileDevice::ReadGroup));
-  for (const QString& target : {name("ro"), name("no/such/x")}) {
-    const ExportResult r = exportParameters(editedScreen(), target, kNow);
-    EXPECT_FALSE(r.written) << r.path.toStdString();
-  }
+  for (const QString& target : {name("ro"), name("no/such/x")})
+    EXPECT_FALSE(exportParameters(editedScreen(), target, kNow).written) << target.toStdString();
   EXPECT_EQ(bytes(name("ro.txt")), platform::toGbk(QStringLiteral("[配置]\r\n")));
 
   // An emptied screen exports empty values, which import as nothing at all.
@@ -142,8 +118,7 @@ TEST_F(ParameterFile, ExportThenImportRestoresAllAndAnOlderFileKeepsTheTypesLimi
   b.setText(C::LTextBox4, "30.00");
   selectEntry(b, C::Combo2, "LI");
   b.setText(C::LTextBox12, "9.99");
-  const ImportResult r = importParameters(b, path);
-  ASSERT_EQ(r.outcome, Outcome::Imported);
+  ASSERT_EQ(importParameters(b, path).outcome, Outcome::Imported);
   for (Control c : allControls()) {
     EXPECT_EQ(b.text(c), saved.text(c)) << controlName(c);
     EXPECT_EQ(b.enabled(c), saved.enabled(c)) << controlName(c);
@@ -187,51 +162,45 @@ TEST_F(ParameterFile, ImportNamesAndTypesThatStopIt) {
 
 TEST_F(ParameterFile, ImportedValuesGoInAsTheyStandAndAreWrittenSo) {
   // Every key but the over-voltage.
-  const QString path = file("gel.txt", QStringLiteral("电池类型=Gel\r\n均衡充电电压(V)=14.60\r\n"
-                                                      "提升充电电压(V)=99\r\n浮充充电电压(V)=13.80\r\n"
-                                                      "提升充电返回电压(V)=13.20\r\n过放返回电压(V)=12.60\r\n"
-                                                      "低压警告电压(V)=12.00\r\n过放电压(V)=11.10\r\n"
-                                                      "放电限制电压(V)=10.60\r\n充电电流设置(A)=12.00\r\n"
-                                                      "系统电压=12V\r\n充电模式=Volt.Comp.\r\n"
-                                                      "均衡充电间隔(天)=0\r\n均衡充电时间(分钟)=0\r\n"
-                                                      "提升充电时间(分钟)=120\r\n温度补偿系数(mV/℃/2V)=3\r\n"
-                                                      "蓄电池容量(Ah)=200\r\n过放延时时间(秒)=5\r\n"
-                                                      "蓄电池充满电量(%)=150\r\n蓄电池放电限制电量(%)=30\r\n"));
+  const QString path = file("gel.txt", QStringLiteral(
+      "电池类型=Gel\r\n均衡充电电压(V)=14.60\r\n提升充电电压(V)=99\r\n浮充充电电压(V)=13.80\r\n"
+      "提升充电返回电压(V)=13.20\r\n过放返回电压(V)=12.60\r\n低压警告电压(V)=12.00\r\n过放电压(V)=11.10\r\n"
+      "放电限制电压(V)=10.60\r\n充电电流设置(A)=12.00\r\n系统电压=12V\r\n充电模式=Volt.Comp.\r\n"
+      "均衡充电间隔(天)=0\r\n均衡充电时间(分钟)=0\r\n提升充电时间(分钟)=120\r\n温度补偿系数(mV/℃/2V)=3\r\n"
+      "蓄电池容量(Ah)=200\r\n过放延时时间(秒)=5\r\n蓄电池充满电量(%)=150\r\n蓄电池放电限制电量(%)=30\r\n"));
   ReadScreen s = readScreen(parameterReply());
   ASSERT_EQ(importParameters(s.boxes, path).outcome, Outcome::Imported);
-  EXPECT_EQ(s.boxes.text(C::LTextBox16), "14.60");
+  // No limit on the boost voltage; the coefficient's change rule alone runs; a key the file
+  // lacks (the over-voltage) empties its box.
+  expectTexts(s.boxes, {{C::LTextBox16, "14.60"}, {C::LTextBox24, "150"}, {C::LTextBox18, "99"},
+                        {C::LTextBox10, "-3"}, {C::LTextBox12, ""}});
   EXPECT_FALSE(s.boxes.enabled(C::LTextBox16));
-  EXPECT_EQ(s.boxes.text(C::LTextBox24), "150");
-  EXPECT_EQ(s.boxes.text(C::LTextBox18), "99");  // no limit
-  EXPECT_EQ(s.boxes.text(C::LTextBox10), "-3");  // its change rule alone runs
-  EXPECT_EQ(s.boxes.text(C::LTextBox12), "");    // a key the file lacks empties its box
   // The write sends what the boxes say; the empty over-voltage refuses it.
-  SetCommand cmd = command2Click(s.boxes, s.state);
-  EXPECT_EQ(cmd.action, SetCommand::Action::LogFailure);
+  EXPECT_EQ(command2Click(s.boxes, s.state).action, SetCommand::Action::LogFailure);
   s.boxes.setText(C::LTextBox12, "16.00");
   s.boxes.setText(C::LTextBox18, "14.20");
-  cmd = command2Click(s.boxes, s.state);
+  const SetCommand cmd = command2Click(s.boxes, s.state);
   ASSERT_EQ(cmd.action, SetCommand::Action::Send) << cmd.text;
-  EXPECT_EQ(wordAt(cmd.frame, 19), 146);
-  EXPECT_EQ(cmd.frame[35], 150);
-  EXPECT_EQ(wordAt(cmd.frame, 45), 3);
-  EXPECT_EQ(wordAt(cmd.frame, 7), 1200);
+  EXPECT_EQ(
+      (std::array{wordAt(cmd.frame, 19), std::uint16_t{cmd.frame[35]}, wordAt(cmd.frame, 45), wordAt(cmd.frame, 7)}),
+      (std::array<std::uint16_t, 4>{146, 150, 3, 1200}));
 }
 
 TEST_F(ParameterFile, LithiumFromAFileCarriesNoCoupling) {
-  const QString path = file("li.txt", QStringLiteral("电池类型=LI\r\n提升充电电压(V)=14.00\r\n超压电压(V)=15.00\r\n"));
   ParameterBoxes b;
-  ASSERT_EQ(importParameters(b, path).outcome, Outcome::Imported);
-  expectTexts(b, {{C::LTextBox18, "14.00"}, {C::LTextBox12, "15.00"}, {C::TextLimit, "15.50"}});
-  EXPECT_EQ(b.text(C::Combo4), "Auto");  // no system voltage in the file: the type's "Auto"
+  const QString li = file("li.txt", QStringLiteral("电池类型=LI\r\n提升充电电压(V)=14.00\r\n超压电压(V)=15.00\r\n"));
+  ASSERT_EQ(importParameters(b, li).outcome,
+            Outcome::Imported);
+  // No system voltage in the file: the type's "Auto".
+  expectTexts(b, {{C::LTextBox18, "14.00"}, {C::LTextBox12, "15.00"}, {C::TextLimit, "15.50"}, {C::Combo4, "Auto"}});
 }
 
 TEST_F(ParameterFile, ASystemVoltageTheListLacksStopsTheImportWithoutSuccess) {
   for (const char* volts : {"60V", "72V", "96V"}) {
+    ParameterBoxes b = editedScreen();
     const QString path = file("volts.txt", QStringLiteral("电池类型=Gel\r\n超压电压(V)=15.00\r\n充电电流设置(A)=9.00\r\n"
                                                           "系统电压=%1\r\n充电模式=SOC\r\n蓄电池容量(Ah)=500\r\n")
                                                .arg(QString::fromUtf8(volts)));
-    ParameterBoxes b = editedScreen();
     const ImportResult r = importParameters(b, path);
     EXPECT_EQ(r.outcome, Outcome::Failed) << volts;
     EXPECT_NE(r.logLine.find(volts), std::string::npos) << r.logLine;
@@ -241,8 +210,9 @@ TEST_F(ParameterFile, ASystemVoltageTheListLacksStopsTheImportWithoutSuccess) {
   }
   // Any other unknown text leaves the list alone and the import goes on.
   ParameterBoxes b;
-  const QString path = file("odd.txt", QStringLiteral("电池类型=LI\r\n系统电压=110V\r\n充电模式=soc\r\n蓄电池容量(Ah)=500\r\n"));
-  EXPECT_EQ(importParameters(b, path).outcome, Outcome::Imported);
+  const QString odd =
+      file("odd.txt", QStringLiteral("电池类型=LI\r\n系统电压=110V\r\n充电模式=soc\r\n蓄电池容量(Ah)=500\r\n"));
+  EXPECT_EQ(importParameters(b, odd).outcome, Outcome::Imported);
   expectTexts(b, {{C::Combo4, "Auto"}, {C::Combo3, "Volt.Comp."}, {C::LTextBox8, "500"}});
 }
 
@@ -257,8 +227,7 @@ TEST(RestoreDefaults, TheReferenceColumnWhateverTheTypeWas) {
     EXPECT_EQ(b.text(e.current), e.text) << controlName(e.current);
     EXPECT_EQ(b.text(e.current), sealed.text(e.current)) << controlName(e.current);
   }
-  EXPECT_EQ(b.text(C::SetChargeCurr), "30.00");
-  EXPECT_EQ(b.text(C::TextLimit), "15.50");
+  expectTexts(b, {{C::SetChargeCurr, "30.00"}, {C::TextLimit, "15.50"}});
   EXPECT_FALSE(b.enabled(C::LTextBox18));
   EXPECT_FALSE(b.enabled(C::LTextBox24));  // "Volt.Comp." closes the SOC fields again
 }
@@ -269,8 +238,7 @@ TEST(RestoreDefaults, OnAnEmptyScreenTheCurrentStaysEmptyAndSetAsksForARead) {
   restoreDefaults(s.boxes);
   EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "");
   const SetCommand cmd = command2Click(s.boxes, s.state);
-  EXPECT_EQ(cmd.action, SetCommand::Action::ShowMessage);
-  EXPECT_EQ(cmd.text, "请先读数据");
+  EXPECT_EQ(std::pair(cmd.action, cmd.text), std::pair(SetCommand::Action::ShowMessage, std::string("请先读数据")));
 }
 
 }  // namespace

@@ -49,6 +49,9 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   FrmControlParameter& screen() { return FrmControlParameter::instance(); }
   QLineEdit* box(const char* name) { return edit(screen(), name); }
   QComboBox* list(const char* name) { return combo(screen(), name); }
+  QStringList listTexts() {
+    return {list("Combo2")->currentText(), list("Combo3")->currentText(), list("Combo4")->currentText()};
+  }
   void expectBoxes(std::initializer_list<std::pair<const char*, const char*>> texts) {
     for (const auto& [name, text] : texts) EXPECT_EQ(box(name)->text(), QString::fromUtf8(text)) << name;
   }
@@ -65,19 +68,18 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
     pick(list("Combo1"), kStation);
     clock.advance(ms(1000));
   }
-  void read() {
-    QTest::mouseClick(button(screen(), "Command1"), Qt::LeftButton);
-    clock.advance(ms(1000));
+  void read() { clickButton("Command1"); }
+  void openAndRead() {
+    startAndOpen();
+    chooseStation();
+    read();
   }
   // Clicks into a box, selects what stands there and types `text` over it; the cursor stays.
   void typeInto(const char* name, const QString& text) {
     QLineEdit* e = box(name);
     QTest::mouseClick(e, Qt::LeftButton);
     QTest::keyClick(e, Qt::Key_A, Qt::ControlModifier);
-    if (text.isEmpty())
-      QTest::keyClick(e, Qt::Key_Delete);
-    else
-      typeKeys(e, text);
+    text.isEmpty() ? QTest::keyClick(e, Qt::Key_Delete) : typeKeys(e, text);
   }
   // Key presses that carry `text`, one character each; any character, not only ASCII.
   static void typeKeys(QWidget* w, const QString& text) {
@@ -85,9 +87,12 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   }
   // The cursor moves on to another box with a click.
   void leaveTo(const char* name) { QTest::mouseClick(box(name), Qt::LeftButton); }
-  void clickButton(const char* name) {
+  // A click and a second for the reply; the time of the click.
+  std::int64_t clickButton(const char* name) {
+    const std::int64_t at = nowMs();
     QTest::mouseClick(button(screen(), name), Qt::LeftButton);
     clock.advance(ms(1000));
+    return at;
   }
 
   // The screen's frames on the line: anything to or from register 0xE001 or the information
@@ -100,8 +105,7 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   }
   std::vector<std::string> writes(std::int64_t fromMs = 0) const {
     std::vector<std::string> out;
-    for (const auto& f : screenFrames(fromMs))
-      if (f.substr(2, 2) == "10") out.push_back(f);
+    for (const auto& f : screenFrames(fromMs)) if (f.substr(2, 2) == "10") out.push_back(f);
     return out;
   }
 
@@ -125,42 +129,36 @@ std::string requestHex(int id, std::string_view literal) { return hexText(reques
 
 TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNoTyping) {
   startAndOpen();
-  EXPECT_EQ(screen().windowTitle(), QStringLiteral("控制参数"));
-  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
-  QStringList headings;
-  for (QLabel* l : screen().findChildren<QLabel*>())
-    if (l->text() == QStringLiteral("参考值") || l->text() == QStringLiteral("当前参数")) headings << l->text();
-  EXPECT_EQ(headings.size(), 4);
-  EXPECT_EQ(headings.count(QStringLiteral("参考值")), 2);
+  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("控制参数") &&
+              screen().windowModality() == Qt::ApplicationModal);
+  QStringList labels;
+  for (QLabel* l : screen().findChildren<QLabel*>()) labels << l->text();
+  EXPECT_TRUE(labels.count(QStringLiteral("参考值")) == 2 && labels.count(QStringLiteral("当前参数")) == 2);
   // The station list takes no typing: only a station of the list can stand in it; the shell
   // filled it without choosing one.
   EXPECT_FALSE(list("Combo1")->isEditable());
-  EXPECT_EQ(list("Combo1")->count(), 1);
-  EXPECT_EQ(list("Combo1")->currentIndex(), -1);
+  EXPECT_TRUE(list("Combo1")->count() == 1 && list("Combo1")->currentIndex() == -1);
   for (Control c : configuration::allControls()) {
     const QString name = QString::fromUtf8(configuration::controlName(c).data());
     QWidget* w = screen().findChild<QWidget*>(name);
     ASSERT_NE(w, nullptr) << name.toStdString();
     if (c == Control::SetCurrText2) continue;  // the reference box of SetChargeCurr's row
     QLabel* label = ui::labelFor(w);
-    ASSERT_NE(label, nullptr) << name.toStdString();
+    ASSERT_TRUE(label) << name.toStdString();
     EXPECT_EQ(label->text(), QString::fromUtf8(configuration::captionOf(c).data())) << name.toStdString();
   }
   for (const auto& e : configuration::referenceColumn())
     EXPECT_TRUE(box(std::string(e.reference).c_str())->isReadOnly()) << e.reference;
   EXPECT_TRUE(box("Text1")->isHidden());
-  const std::pair<const char*, const char*> buttons[] = {{"Command1", "读取"},       {"Command2", "设置"},
-                                                         {"Command3", "恢复默认值"}, {"Command4", "导出设置"},
-                                                         {"Command5", "导入设置"}};
-  for (const auto& [name, caption] : buttons) EXPECT_EQ(button(screen(), name)->text(), QString::fromUtf8(caption));
+  const QStringList captions{"读取", "设置", "恢复默认值", "导出设置", "导入设置"};
+  for (int i = 0; i < 5; ++i)
+    EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), captions[i]);
   for (const char* name : {"Combo2", "Combo3", "Combo4"}) EXPECT_FALSE(list(name)->isEditable()) << name;
   EXPECT_EQ(list("Combo4")->toolTip(), QStringLiteral("蓄电池系统电压设置：系统电压设置后，为安全考虑，需重启才生效！"));
 }
 
 TEST_F(ParameterScreenTest, ClosingHidesAndKeepsTheStateTheMenuClearsTheValuesAgain) {
-  startAndOpen();
-  chooseStation();
-  read();
+  openAndRead();
   ASSERT_EQ(box("LTextBox20")->text(), "13.80");
   screen().close();
   EXPECT_TRUE(screen().isHidden());
@@ -170,16 +168,13 @@ TEST_F(ParameterScreenTest, ClosingHidesAndKeepsTheStateTheMenuClearsTheValuesAg
   // the enabled states and the read block stay.
   for (const char* name : {"LTextBox1", "LTextBox2", "LTextBox4", "LTextBox20", "SetChargeCurr", "SetCurrText2"})
     EXPECT_TRUE(box(name)->text().isEmpty()) << name;
-  EXPECT_EQ(list("Combo2")->currentIndex(), -1);
-  EXPECT_EQ(list("Combo1")->currentText(), kStation);
+  EXPECT_TRUE(list("Combo2")->currentIndex() == -1 && list("Combo1")->currentText() == kStation);
   EXPECT_EQ(box("LTextBox19")->text(), "13.80");
-  EXPECT_FALSE(box("LTextBox12")->isEnabled());
-  EXPECT_TRUE(screen().blockState().dataRead);
+  EXPECT_TRUE(!box("LTextBox12")->isEnabled() && screen().blockState().dataRead);
   // With SetChargeCurr empty "设置" refuses.
   const auto before = writes().size();
   clickButton("Command2");
-  ASSERT_FALSE(dialogs.shown.empty());
-  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("请先读数据"));
+  EXPECT_EQ(lastShown(), QStringLiteral("请先读数据"));
   EXPECT_EQ(writes().size(), before);
 }
 
@@ -189,90 +184,67 @@ TEST_F(ParameterScreenTest, StationChoiceAsksForTheRatedValuesAndChainsTheBlockR
   startAndOpen();
   const std::int64_t t0 = nowMs();
   chooseStation();
-  const std::vector<std::string> expected = {requestHex(1, configuration::kDeviceInfoLiteral),
-                                             requestHex(1, configuration::kParameterReadLiteral)};
-  EXPECT_EQ(screenFrames(t0), expected);
+  EXPECT_EQ(screenFrames(t0), (std::vector<std::string>{requestHex(1, configuration::kDeviceInfoLiteral),
+                                                          requestHex(1, configuration::kParameterReadLiteral)}));
   expectBoxes({{"LTextBox1", "1"}, {"LTextBox2", "12/24/36/48(V)"}, {"LTextBox3", "20"}, {"LTextBox4", "20.00"},
                {"SetCurrText2", "20.00"}});
   EXPECT_FALSE(box("Text1")->text().isEmpty());
   // The chained request went out while the port was closed after it: its answer is lost, the
   // fields stay empty and "读取" asks again.
-  EXPECT_TRUE(box("SetChargeCurr")->text().isEmpty());
-  EXPECT_FALSE(screen().blockState().dataRead);
+  EXPECT_TRUE(box("SetChargeCurr")->text().isEmpty() && !screen().blockState().dataRead);
   read();
-  EXPECT_EQ(list("Combo2")->currentText(), "Sealed");
-  EXPECT_EQ(list("Combo3")->currentText(), "Volt.Comp.");
-  EXPECT_EQ(list("Combo4")->currentText(), "Auto");
+  EXPECT_EQ(listTexts(), (QStringList{"Sealed", "Volt.Comp.", "Auto"}));
   expectBoxes({{"SetChargeCurr", "20.00"}, {"LTextBox10", "-3"}, {"LTextBox20", "13.80"}});
   EXPECT_TRUE(screen().blockState().dataRead);
 }
 
 TEST_F(ParameterScreenTest, ReadingWithoutAStationAsksForOne) {
   startAndOpen();
-  const std::int64_t t0 = nowMs();
-  clickButton("Command1");
-  ASSERT_EQ(dialogs.shown.size(), 1u);
-  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("选择一个可用的站点名"));
+  const std::int64_t t0 = clickButton("Command1");
+  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("选择一个可用的站点名")});
   EXPECT_TRUE(screenFrames(t0).empty());
 }
 
 TEST_F(ParameterScreenTest, TheWriteExampleGoesOutByteForByte) {
   setHiddenWords();  // a type high byte of 0x3C reads as "User"
-  startAndOpen();
-  chooseStation();
-  read();
+  openAndRead();
   ASSERT_EQ(list("Combo2")->currentText(), "User");
   // The reference column: "Sealed", "Auto", the rated 20.00 A.
   clickButton("Command3");
   ASSERT_EQ(list("Combo2")->currentText(), "Sealed");
   ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");
+  const std::int64_t t0 = clickButton("Command2");
   // The 24 echoed bytes of 0xE015..0xE020 as the device holds them.
   std::string hidden;
-  for (std::uint16_t reg = 0xE015; reg <= 0xE020; ++reg) {
-    const std::uint16_t v = device->state().param(reg);
-    hidden += hexText(Bytes{static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v & 0xFF)});
-  }
+  for (std::uint16_t reg = 0xE015; reg <= 0xE020; ++reg)
+    hidden += QString("%1").arg(device->state().param(reg), 4, 16, QChar('0')).toUpper().toStdString();
   ASSERT_EQ(hidden.substr(0, 8), "11152216");  // distinct, as set up
   const std::string body = std::string("0110E001002142") + "07D0" + "00C8" + "FF5A" + "3C02" + "00A0" + "009B" +
                            "0092" + "0090" + "008A" + "0084" + "007E" + "0078" + "006F" + "006A" + "641E" + "0005" +
                            "0078" + "0078" + "001E" + "0003" + hidden + "00" + "A7";
   ASSERT_EQ(body.size(), 73u * 2);
-  const std::vector<std::string> expected = {hexText(appendCrc(testing::hexBytes(body)))};
-  EXPECT_EQ(writes(t0), expected);
-  ASSERT_FALSE(dialogs.shown.empty());
-  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("参数设置成功"));
-  EXPECT_EQ(device->state().param(0xE004), 0x3C02);
-  EXPECT_EQ(device->state().param(0xE021), 0x00A7);
+  EXPECT_EQ(writes(t0), std::vector<std::string>{hexText(appendCrc(testing::hexBytes(body)))});
+  EXPECT_EQ(lastShown(), QStringLiteral("参数设置成功"));
+  EXPECT_TRUE(device->state().param(0xE004) == 0x3C02 && device->state().param(0xE021) == 0x00A7);
 }
 
 TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) {
   addStation(QStringLiteral("二号站"), "COM3,9600", "2");
-  sim::StationOptions o;
-  o.live = false;
-  o.address = 2;
-  o.plant.historyDays = 0;
-  sim::Controller& second = bus.add("COM3", 9600, o);
+  sim::Controller& second = controllerAt(2);
   second.state().setParam(0xE01D, 3);
-  startAndOpen();
-  chooseStation();
-  read();
+  openAndRead();
   ASSERT_TRUE(screen().blockState().dataRead);
   // The second station: its rated values come, its chained block read is lost.
   pick(list("Combo1"), QStringLiteral("二号站"));
   clock.advance(ms(1000));
-  ASSERT_EQ(box("LTextBox1")->text(), "2");
-  ASSERT_EQ(box("LTextBox4")->text(), "20.00");
+  ASSERT_TRUE(box("LTextBox1")->text() == "2" && box("LTextBox4")->text() == "20.00");
   // "恢复默认值" fills every box, SetChargeCurr included; the write still refuses, since the
   // hidden bytes it would echo are the first station's.
   clickButton("Command3");
   ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");
+  const std::int64_t t0 = clickButton("Command2");
   EXPECT_TRUE(writes(t0).empty());
-  ASSERT_FALSE(dialogs.shown.empty());
-  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("请先读数据"));
+  EXPECT_EQ(lastShown(), QStringLiteral("请先读数据"));
   // Once its own block is read, the second station is written at its own address.
   read();
   clickButton("Command3");
@@ -285,12 +257,9 @@ TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) 
 }
 
 TEST_F(ParameterScreenTest, AnExceptionOrABadCrcToTheWriteSaysNothing) {
-  startAndOpen();
-  chooseStation();
-  read();
+  openAndRead();
   device->setFaults({.exception = sim::Exception::IllegalValue});
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");
+  const std::int64_t t0 = clickButton("Command2");
   ASSERT_EQ(writes(t0).size(), 1u);
   device->setFaults({.badCrc = true});
   clickButton("Command2");
@@ -304,9 +273,7 @@ TEST_F(ParameterScreenTest, AnExceptionOrABadCrcToTheWriteSaysNothing) {
 // the cursor leaving a box by click or Tab, each keystroke, a change of list entry.
 TEST_F(ParameterScreenTest, EditingRulesRunWhenTheCursorLeavesAKeyIsTypedOrAnEntryChosen) {
   device->state().setParam(0xE021, 0x0400);  // charge by SOC
-  startAndOpen();
-  chooseStation();
-  read();
+  openAndRead();
   // SOC opens the charge level boxes under "Sealed"; a change of type closes them again.
   ASSERT_EQ(list("Combo3")->currentText(), "SOC");
   EXPECT_TRUE(box("LTextBox24")->isEnabled());
@@ -328,14 +295,11 @@ TEST_F(ParameterScreenTest, EditingRulesRunWhenTheCursorLeavesAKeyIsTypedOrAnEnt
   pick(list("Combo2"), "LI");
   typeInto("LTextBox18", "14.0");
   leaveTo("LTextBox38");
-  EXPECT_EQ(box("LTextBox20")->text(), "14.00");
-  EXPECT_EQ(box("TextLimit")->text(), "14.00");
+  expectBoxes({{"LTextBox20", "14.00"}, {"TextLimit", "14.00"}});
 }
 
 TEST_F(ParameterScreenTest, LithiumWithAutoBlinksAndIsRefusedTimer2GreysDisabledBoxes) {
-  startAndOpen();
-  chooseStation();
-  read();
+  openAndRead();
   const QPalette system = QApplication::palette();
   const QColor red(255, 0, 0);
   pick(list("Combo2"), "LI");
@@ -346,10 +310,8 @@ TEST_F(ParameterScreenTest, LithiumWithAutoBlinksAndIsRefusedTimer2GreysDisabled
     redTicks.push_back(list("Combo4")->palette().color(QPalette::Text) == red);
   }
   EXPECT_EQ(redTicks, std::vector<bool>({false, true, false, true}));
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");
-  ASSERT_FALSE(dialogs.shown.empty());
-  EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("锂电池不支持自动识别!"));
+  const std::int64_t t0 = clickButton("Command2");
+  EXPECT_EQ(lastShown(), QStringLiteral("锂电池不支持自动识别!"));
   EXPECT_TRUE(writes(t0).empty());
   pick(list("Combo4"), "12V");
   clock.advance(ms(1000));
@@ -371,13 +333,10 @@ TEST_F(ParameterScreenTest, LithiumWithAutoBlinksAndIsRefusedTimer2GreysDisabled
 // ---- Refusals -------------------------------------------------------------------------------
 
 TEST_F(ParameterScreenTest, ABoxThatIsNoNumberLogsOneLineAndSendsNothing) {
-  startAndOpen();
-  chooseStation();
-  read();
+  openAndRead();
   typeInto("LTextBox10", "abc");
   const int linesBefore = logLines().size();
-  const std::int64_t t0 = nowMs();
-  clickButton("Command2");  // the click moves the cursor: the box's own rule keeps the text
+  const std::int64_t t0 = clickButton("Command2");  // the click moves the cursor: the box's own rule keeps the text
   EXPECT_TRUE(writes(t0).empty());
   EXPECT_TRUE(dialogs.shown.empty());
   const QStringList lines = logLines();
@@ -387,11 +346,8 @@ TEST_F(ParameterScreenTest, ABoxThatIsNoNumberLogsOneLineAndSendsNothing) {
 }
 
 TEST_F(ParameterScreenTest, GreyedBoxesAndListsTakeNoInputAndSendNothing) {
-  startAndOpen();
-  chooseStation();
-  read();
-  ASSERT_FALSE(box("LTextBox12")->isEnabled());
-  ASSERT_FALSE(list("Combo3")->isEnabled());
+  openAndRead();
+  ASSERT_FALSE(box("LTextBox12")->isEnabled() || list("Combo3")->isEnabled());
   const std::int64_t t0 = nowMs();
   QTest::mouseClick(box("LTextBox12"), Qt::LeftButton);
   QTest::keyClicks(box("LTextBox12"), "99");
@@ -400,16 +356,13 @@ TEST_F(ParameterScreenTest, GreyedBoxesAndListsTakeNoInputAndSendNothing) {
   clock.advance(ms(1000));
   EXPECT_EQ(box("LTextBox12")->text(), "16.00");
   EXPECT_EQ(list("Combo3")->currentText(), "Volt.Comp.");
-  EXPECT_TRUE(screenFrames(t0).empty());
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(screenFrames(t0).empty() && dialogs.shown.empty());
 }
 
 // ---- The file buttons -----------------------------------------------------------------------
 
 TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
-  startAndOpen();
-  chooseStation();
-  read();
+  openAndRead();
   pick(list("Combo2"), "User");
   typeInto("TextLimit", "16.2");
   typeInto("LTextBox20", "13.6");
@@ -417,9 +370,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   const QString file = dir.path() + "/params";
   dialogs.fileNames.push_back(file);
   clickButton("Command4");
-  ASSERT_EQ(dialogs.shown.size(), 1u);
-  EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("导出数据成功"));
-  ASSERT_TRUE(QFile::exists(file + ".txt"));
+  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("导出数据成功")});
   EXPECT_EQ(core::readIniFile(QStringLiteral("配置"), QStringLiteral("浮充充电电压(V)"), file + ".txt"), "13.60");
 
   std::map<QString, QString> saved;
@@ -430,11 +381,8 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   clickButton("Command5");
   ASSERT_EQ(dialogs.shown.size(), 2u);
   EXPECT_EQ(dialogs.shown[1].text, QStringLiteral("导入数据成功"));
-  for (QLineEdit* e : screen().findChildren<QLineEdit*>()) {
-    if (e->objectName() != "Text1") {
-      EXPECT_EQ(e->text(), saved[e->objectName()]) << e->objectName().toStdString();
-    }
-  }
+  for (QLineEdit* e : screen().findChildren<QLineEdit*>())
+    EXPECT_TRUE(e->objectName() == "Text1" || e->text() == saved[e->objectName()]) << e->objectName().toStdString();
   EXPECT_NE(box("TextLimit")->text(), "15.50");
   EXPECT_EQ(list("Combo2")->currentText(), "User");
 
@@ -447,8 +395,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   dialogs.fileNames.push_back(file + ".txt");
   clickButton("Command5");
   ASSERT_EQ(dialogs.shown.size(), 3u);
-  EXPECT_EQ(box("LTextBox12")->text(), "17.00");
-  EXPECT_EQ(box("LTextBox24")->text(), "100");
+  expectBoxes({{"LTextBox12", "17.00"}, {"LTextBox24", "100"}});
   dialogs.shown.pop_back();
 
   // A system voltage the list lacks stops the import with a line and no success message.
@@ -474,83 +421,58 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
 // What a write must carry, worked out from the boxes as they stand; nullopt when one of them
 // cannot be written. `hidden` holds the device's reply bytes of the last read.
 std::optional<Bytes> stated(FrmControlParameter& s, const Bytes& lastBlock) {
-  const auto t = [&](const char* name) { return edit(s, name)->text().toStdString(); };
   Bytes out = {1, 0x10, 0xE0, 0x01, 0x00, 0x21, 0x42};
   bool ok = true;
-  const auto word = [&](const char* name, double scale, bool lenient = false, bool negate = false) {
+  // A box as a number of `bytes` bytes; a box that is no number, or out of range, makes it unwritable.
+  const auto put = [&](const char* name, double scale, int bytes = 2, bool lenient = false) {
     try {
-      double v = lenient ? val(t(name)) : toNumber(t(name));
-      if (negate) v = -v;
-      const double n = roundHalfEven(v * scale);
-      if (!(n >= 0 && n <= 65535)) ok = false;
+      const std::string t = edit(s, name)->text().toStdString();
+      const double n = roundHalfEven((lenient ? val(t) : toNumber(t)) * scale);
+      ok = ok && n >= 0 && n <= (bytes == 2 ? 65535 : 255);
       const auto w = ok ? static_cast<std::uint16_t>(n) : 0;
-      out.push_back(static_cast<std::uint8_t>(w >> 8));
+      if (bytes == 2) out.push_back(static_cast<std::uint8_t>(w >> 8));
       out.push_back(static_cast<std::uint8_t>(w & 0xFF));
-    } catch (const std::exception&) {
-      ok = false;
-    }
-  };
-  const auto byte = [&](const char* name, bool lenient) {
-    try {
-      const double n = roundHalfEven(lenient ? val(t(name)) : toNumber(t(name)));
-      if (!(n >= 0 && n <= 255)) ok = false;
-      out.push_back(ok ? static_cast<std::uint8_t>(n) : 0);
     } catch (const std::exception&) {
       ok = false;
     }
   };
   const std::map<QString, int> volts = {{"Auto", 255}, {"12V", 12}, {"24V", 24}, {"36V", 36}, {"48V", 48}};
   const std::map<QString, int> types = {{"User", 0}, {"Flooded", 1}, {"Sealed", 2}, {"Gel", 3}, {"LI", 4}};
-  int shared = 0;
   const QString v4 = combo(s, "Combo4")->currentText(), v2 = combo(s, "Combo2")->currentText();
-  if (volts.count(v4)) shared = volts.at(v4);
-  const int systemCode = shared;
-  if (types.count(v2)) shared = types.at(v2);
-  word("SetChargeCurr", 100);
-  word("LTextBox8", 1);
-  out.push_back(static_cast<std::uint8_t>(systemCode));
-  out.push_back(lastBlock[8]);
-  out.push_back(lastBlock[9]);
-  out.push_back(static_cast<std::uint8_t>(shared));
-  word("LTextBox12", 10);
-  word("TextLimit", 10);
-  word("LTextBox16", 10, true);
+  const int systemCode = volts.count(v4) ? volts.at(v4) : 0, shared = types.count(v2) ? types.at(v2) : systemCode;
+  put("SetChargeCurr", 100), put("LTextBox8", 1);
+  out.insert(out.end(),
+             {static_cast<std::uint8_t>(systemCode), lastBlock[8], lastBlock[9], static_cast<std::uint8_t>(shared)});
+  put("LTextBox12", 10), put("TextLimit", 10), put("LTextBox16", 10, 2, true);
   for (const char* name : {"LTextBox18", "LTextBox20", "LTextBox22", "LTextBox38", "LTextBox40", "LTextBox36", "LTextBox34"})
-    word(name, 10);
-  byte("LTextBox24", true);
-  byte("LTextBox44", false);
-  for (const char* name : {"LTextBox45", "LTextBox28", "LTextBox29", "LTextBox32"}) word(name, 1);
-  word("LTextBox10", 1, false, true);
+    put(name, 10);
+  put("LTextBox24", 1, 1, true), put("LTextBox44", 1, 1);
+  for (const char* name : {"LTextBox45", "LTextBox28", "LTextBox29", "LTextBox32"}) put(name, 1);
+  put("LTextBox10", -1);
   for (std::size_t i = 43; i <= 66; ++i) out.push_back(lastBlock[i]);
-  out.push_back(combo(s, "Combo3")->currentText() == "SOC" ? 4 : 0);
-  out.push_back(lastBlock[68]);
-  if (!ok) return std::nullopt;
-  return appendCrc(out);
+  out.insert(out.end(), {static_cast<std::uint8_t>(combo(s, "Combo3")->currentText() == "SOC" ? 4 : 0), lastBlock[68]});
+  return ok ? std::optional(appendCrc(out)) : std::nullopt;
 }
 
 TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
   setHiddenWords(0);
-  startAndOpen();
-  chooseStation();
-  read();
+  openAndRead();
   ASSERT_TRUE(screen().blockState().dataRead);
   const Bytes lastBlock(screen().blockState().lastBlock.begin(), screen().blockState().lastBlock.end());
-  const char* boxes[] = {"SetChargeCurr", "LTextBox8",  "LTextBox10", "LTextBox12", "TextLimit",  "LTextBox16",
-                         "LTextBox18",    "LTextBox20", "LTextBox22", "LTextBox24", "LTextBox28", "LTextBox29",
-                         "LTextBox32",    "LTextBox34", "LTextBox36", "LTextBox38", "LTextBox40", "LTextBox44",
-                         "LTextBox45"};
-  const QStringList texts = {"",     "0",    "7",      "13.8",  "18",    "-3",     "3",   "abc", "1e3",
-                             "65535", "99999", "12,5", " 12 ", "中文", "-0",    ".5",  "&H10", "1e308",
-                             "-1e308", "nan", "14.45", "150.5", "-",    "1.2.3", "0.005", "255", "256"};
+  const char* boxes[] = {
+      "SetChargeCurr", "LTextBox8", "LTextBox10", "LTextBox12", "TextLimit", "LTextBox16", "LTextBox18", "LTextBox20",
+      "LTextBox22", "LTextBox24", "LTextBox28", "LTextBox29", "LTextBox32", "LTextBox34", "LTextBox36", "LTextBox38",
+      "LTextBox40", "LTextBox44", "LTextBox45"};
+  const QStringList texts = {
+      "", "0", "7", "13.8", "18", "-3", "3", "abc", "1e3", "65535", "99999", "12,5", " 12 ", "中文", "-0", ".5", "&H10",
+      "1e308", "-1e308", "nan", "14.45", "150.5", "-", "1.2.3", "0.005", "255", "256"};
   std::mt19937 rng(1234);
   const auto any = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
   int sent = 0, refused = 0;
   for (int round = 0; round < 300; ++round) {
     const int what = any(10);
-    if (what == 0) {
-      pick(list("Combo2"), list("Combo2")->itemText(any(5)));
-    } else if (what == 1) {
-      pick(list("Combo4"), list("Combo4")->itemText(any(5)));
+    if (what <= 1) {
+      pick(list(what ? "Combo4" : "Combo2"), list(what ? "Combo4" : "Combo2")->itemText(any(5)));
     } else if (what == 2) {
       // "设置": the click moves the cursor first, so the box's rule has run when it is read.
       const std::int64_t t0 = nowMs();
@@ -570,10 +492,9 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
         ++sent;
       } else {
         EXPECT_TRUE(w.empty()) << "round " << round << ": " << w[0];
-        // One new line in the message window (which keeps only its last 1000 characters).
-        EXPECT_NE(logLines(), logBefore);
+        // One new line in the message window (which keeps only its last 1000 characters), no box.
+        EXPECT_TRUE(logLines() != logBefore && dialogs.shown.size() == shown);
         EXPECT_TRUE(logLines().back().contains(QStringLiteral("参数未发送："))) << logLines().back().toStdString();
-        EXPECT_EQ(dialogs.shown.size(), shown);
         ++refused;
       }
     } else {
@@ -584,9 +505,7 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
       if (any(2)) leaveTo(boxes[any(std::size(boxes))]);
     }
   }
-  // The run must have tried both sides.
-  EXPECT_GT(sent, 0);
-  EXPECT_GT(refused, 0);
+  EXPECT_TRUE(sent > 0 && refused > 0);  // the run must have tried both sides
 }
 
 }  // namespace

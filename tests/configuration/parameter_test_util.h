@@ -38,10 +38,8 @@ inline void putHiddenStretches(Bytes& reply) {
 // current, and distinct hidden bytes; passed through the codec as a received reply is.
 inline Bytes parameterReply(std::initializer_list<std::pair<std::uint16_t, std::uint16_t>> registers = {},
                             std::uint16_t centiAmps = 2000) {
-  Bytes r(69, 0);
-  r[0] = 0x01;
-  r[1] = 0x03;
-  r[2] = 0x42;
+  Bytes r{0x01, 0x03, 0x42};
+  r.resize(69, 0);
   putHiddenStretches(r);
   const std::pair<std::uint16_t, std::uint16_t> reference[] = {
       {0xE001, centiAmps}, {0xE002, 200}, {0xE005, 160}, {0xE006, 155}, {0xE007, 146}, {0xE008, 144},
@@ -59,13 +57,8 @@ inline Bytes parameterReply(std::initializer_list<std::pair<std::uint16_t, std::
 
 // A device information reply: maximum system voltage, rated charge and load current.
 inline Bytes deviceInfoReply(std::uint8_t volts, std::uint8_t chargeAmps, std::uint8_t loadAmps) {
-  Bytes r(37, 0x20);
-  r[0] = 0x01;
-  r[1] = 0x03;
-  r[2] = 0x22;
-  r[3] = volts;
-  r[4] = chargeAmps;
-  r[5] = loadAmps;
+  Bytes r{0x01, 0x03, 0x22, volts, chargeAmps, loadAmps};
+  r.resize(37, 0x20);
   return r;
 }
 

@@ -27,41 +27,27 @@ QByteArray afterSet(const QByteArray& file, const QString& section, const QStrin
 
 TEST(IniDocument, FindsSectionsAndKeysWithoutRegardToCase) {
   const QByteArray file = "[Main]\r\nConfig=1234\r\n[COMS]\r\nListCount=2\r\n";
-  EXPECT_EQ(read(file, "main", "CONFIG"), "1234");
-  EXPECT_EQ(read(file, "coms", "listcount"), "2");
-  EXPECT_EQ(read(file, "Main", "ListCount"), "");  // a key of another section
-  EXPECT_EQ(read(file, "Other", "Config"), "");
+  EXPECT_EQ(read(file, "main", "CONFIG") + read(file, "coms", "listcount"), "12342");
+  EXPECT_EQ(read(file, "Main", "ListCount") + read(file, "Other", "Config"), "");  // a key of another section
   EXPECT_FALSE(IniDocument::parse(file).value("Main", "ListCount").has_value());
 }
 
 TEST(IniDocument, ReadsAHandEditedFileAsItsEditorMeantIt) {
-  const QByteArray file =
-      "orphan=before any section\n"
-      "  [ Main ]  \n"
-      "\n"
-      "; note=commented out\n"
-      "# other=commented out\n"
-      "   config   =   pw 1   \n"
-      "just a line without equals\n"
-      "[COMS]\r\n"
-      "ListCount=2\r\n"
-      "1=COM3,9600";  // no final line end
-  EXPECT_EQ(read(file, "Main", "config"), "pw 1");
-  EXPECT_EQ(read(file, "Main", "; note"), "");
-  EXPECT_EQ(read(file, "Main", "note"), "");
+  const QByteArray file = "orphan=before any section\n  [ Main ]  \n\n; note=commented out\n# other=commented out\n"
+                          "   config   =   pw 1   \njust a line without equals\n[COMS]\r\nListCount=2\r\n"
+                          "1=COM3,9600";  // no final line end
   // Only ';' starts a comment, as in the profile calls; '#' begins an ordinary key.
-  EXPECT_EQ(read(file, "Main", "# other"), "commented out");
-  EXPECT_EQ(read(file, "Main", "just a line without equals"), "");
-  EXPECT_EQ(read(file, "", "orphan"), "");
-  EXPECT_EQ(read(file, "COMS", "1"), "COM3,9600");
+  const struct { const char *section, *key, *value; } values[] = {
+      {"Main", "config", "pw 1"}, {"Main", "; note", ""}, {"Main", "note", ""}, {"Main", "# other", "commented out"},
+      {"Main", "just a line without equals", ""}, {"", "orphan", ""}, {"COMS", "1", "COM3,9600"}};
+  for (const auto& v : values) EXPECT_EQ(read(file, v.section, v.key), v.value) << v.key;
   // Reading and writing back unchanged gives the same bytes.
   EXPECT_EQ(IniDocument::parse(file).serialize(), file);
 }
 
 TEST(IniDocument, OnlyTheFirstOfDuplicatedSectionsAndKeysCounts) {
   const QByteArray file = "[A]\r\nk=first\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n";
-  EXPECT_EQ(read(file, "A", "k"), "first");
-  EXPECT_EQ(read(file, "A", "other"), "");
+  EXPECT_EQ(read(file, "A", "k") + read(file, "A", "other"), "first");
 
   // A write goes to the same first section, so it reads back; the duplicate stays as it was.
   EXPECT_EQ(afterSet(file, "a", "K", "new"), "[A]\r\nk=new\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
@@ -70,12 +56,10 @@ TEST(IniDocument, OnlyTheFirstOfDuplicatedSectionsAndKeysCounts) {
 }
 
 TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
-  QByteArray file = "[S]\r\n";
-  file += "blank=    \r\nempty=\r\npadded=   x y  \t\r\n";
-  file += "dq=\"quoted\"\r\nsq='single'\r\nmixed=\"mixed'\r\ninner=\"a\"b\"\r\nlone=\"\r\nspaced=\" in quotes \"\r\n";
-  file += QByteArray("nul=a\0b\0\r\n", 10);
-  file += "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') + "\r\n";
-  file += "edge=" + QByteArray(498, 'a') + " zzz\r\n";
+  const QByteArray file = "[S]\r\nblank=    \r\nempty=\r\npadded=   x y  \t\r\ndq=\"quoted\"\r\nsq='single'\r\n"
+                          "mixed=\"mixed'\r\ninner=\"a\"b\"\r\nlone=\"\r\nspaced=\" in quotes \"\r\n" +
+                          QByteArray("nul=a\0b\0\r\n", 10) + "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') +
+                          "\r\nedge=" + QByteArray(498, 'a') + " zzz\r\n";
   // The read buffer takes 499 characters; the cut comes before the trim. One pair of quotes only.
   const std::pair<const char*, QString> values[] = {
       {"blank", ""},        {"empty", ""},         {"padded", "x y"}, {"dq", "quoted"},
@@ -94,27 +78,24 @@ TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
   for (const auto& [key, n] : numbers) EXPECT_EQ(readInt(file, key), n) << key;
 }
 
-TEST(IniDocument, AWrittenKeyIsReplacedWhereItStands) {
-  const QByteArray file = "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=b\n";
-  EXPECT_EQ(afterSet(file, "a", "KEY", "new"), "[A]\r\nx=1\r\n  Key = new\r\ny=2\r\n[B]\nkey=b\n");
-  // Its line end is its own, also in an LF file.
-  EXPECT_EQ(afterSet(file, "B", "key", "c"), "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=c\n");
-}
+// A written key is replaced where it stands, with its own line end (also in an LF file); a new
+// key follows the last entry of its section; a new section goes to the end of the file.
+TEST(IniDocument, WritesReplaceInPlaceOrAppendToTheSectionOrTheFile) {
+  const QByteArray lf = "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=b\n",
+                   gap = "[A]\r\nx=1\r\n\r\n; about B\r\n[B]\r\nk=b\r\n";
+  struct Write { QByteArray file; const char *section, *key, *value; QByteArray written; };
+  const Write writes[] = {{lf, "a", "KEY", "new", "[A]\r\nx=1\r\n  Key = new\r\ny=2\r\n[B]\nkey=b\n"},
+                          {lf, "B", "key", "c", "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=c\n"},
+                          {gap, "A", "y", "2", "[A]\r\nx=1\r\ny=2\r\n\r\n; about B\r\n[B]\r\nk=b\r\n"},
+                          {"[A]\r\n[B]\r\n", "A", "y", "2", "[A]\r\ny=2\r\n[B]\r\n"},
+                          {"[A]", "A", "y", "2", "[A]\r\ny=2\r\n"},
+                          {"", "COMS", "ListCount", "0", "[COMS]\r\nListCount=0\r\n"},
+                          {"[A]\nx=1", "B", "k", "v", "[A]\nx=1\r\n[B]\r\nk=v\r\n"}};
+  for (const auto& w : writes)
+    EXPECT_EQ(afterSet(w.file, w.section, w.key, w.value), w.written) << w.written.toStdString();
 
-TEST(IniDocument, ANewKeyFollowsTheLastEntryOfItsSection) {
-  const QByteArray file = "[A]\r\nx=1\r\n\r\n; about B\r\n[B]\r\nk=b\r\n";
-  EXPECT_EQ(afterSet(file, "A", "y", "2"), "[A]\r\nx=1\r\ny=2\r\n\r\n; about B\r\n[B]\r\nk=b\r\n");
-  EXPECT_EQ(afterSet("[A]\r\n[B]\r\n", "A", "y", "2"), "[A]\r\ny=2\r\n[B]\r\n");
-  EXPECT_EQ(afterSet("[A]", "A", "y", "2"), "[A]\r\ny=2\r\n");
-}
-
-TEST(IniDocument, ANewSectionGoesToTheEndOfTheFile) {
-  EXPECT_EQ(afterSet("", "COMS", "ListCount", "0"), "[COMS]\r\nListCount=0\r\n");
-  EXPECT_EQ(afterSet("[A]\nx=1", "B", "k", "v"), "[A]\nx=1\r\n[B]\r\nk=v\r\n");
-
-  using xl::platform::toGbk;
   const QByteArray chinese = afterSet("", QStringLiteral("配置"), QStringLiteral("电池类型"), QStringLiteral("星澜"));
-  EXPECT_EQ(chinese, toGbk(QStringLiteral("[配置]\r\n电池类型=星澜\r\n")));
+  EXPECT_EQ(chinese, xl::platform::toGbk(QStringLiteral("[配置]\r\n电池类型=星澜\r\n")));
   EXPECT_EQ(read(chinese, QStringLiteral("配置"), QStringLiteral("电池类型")), QStringLiteral("星澜"));
 }
 
@@ -130,17 +111,15 @@ TEST(IniDocument, AFileWithAUtf8MarkIsReadAndWrittenAsUtf8) {
 
 TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) {
   IniDocument doc = IniDocument::parse("[S]\r\nk=old\r\n");
-  EXPECT_TRUE(doc.set("S", "k", "one\r\n[Evil]\r\nx=1"));
-  EXPECT_TRUE(doc.set("S", "n", QStringLiteral("ab") + QChar(u'\0') + "cd"));
-  EXPECT_TRUE(doc.set("S", "q", "\"quoted\""));
+  EXPECT_TRUE(doc.set("S", "k", "one\r\n[Evil]\r\nx=1") &&
+              doc.set("S", "n", QStringLiteral("ab") + QChar(u'\0') + "cd") && doc.set("S", "q", "\"quoted\""));
   EXPECT_EQ(doc.serialize(), "[S]\r\nk=one\r\nn=ab\r\nq=\"quoted\"\r\n");
   EXPECT_EQ(xl::core::readIniValue(doc, "S", "q"), "quoted");
 
   const QByteArray before = doc.serialize();
-  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"),
-                             QStringLiteral("a\nb"), QStringLiteral("😀")}) {
+  for (const QString& key : {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"), QStringLiteral("a\nb"),
+                             QStringLiteral("😀")})
     EXPECT_FALSE(doc.set("S", key, "v")) << key.toStdString();
-  }
   EXPECT_FALSE(doc.set("S\r\nT", "k", "v"));
   EXPECT_EQ(doc.serialize(), before);
   // A station named "#1" is a key like any other: written, and found again.

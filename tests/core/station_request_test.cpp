@@ -17,16 +17,11 @@ TEST(StationRequest, AddressAndPortComeFromTheStoreByName) {
   QTemporaryDir dir;
   setStationStorePath(dir.path() + "/MSCONS.DLL");
   ASSERT_TRUE(createStore());
-  const auto add = [](const char* name, const char* id) {
+  for (const auto& [name, id] : {std::pair{"Ten", "10"}, {"Huge", "99999999999"}, {"Words", "abc"}}) {
     Station s;
-    s.StationName = name;
-    s.Port = "COM3,9600";
-    s.DeviceID = id;
+    std::tie(s.StationName, s.Port, s.DeviceID) = std::tuple(QString(name), QString("COM3,9600"), QString(id));
     ASSERT_TRUE(insertStation(s));
-  };
-  add("Ten", "10");
-  add("Huge", "99999999999");
-  add("Words", "abc");
+  }
 
   platform::VirtualClock clock;
   platform::setScheduler(&clock);
@@ -51,10 +46,8 @@ TEST(StationRequest, AddressAndPortComeFromTheStoreByName) {
   // no station is passed over in silence unless the screen asks.
   EXPECT_THROW(requestStation(session, "Huge", " 03 0100 0023"), RuntimeFailure);
   const std::pair<const char*, const char*> refused[] = {
-      {"Huge", "]Huge：设备ID无效，请求未发送"},
-      {"Words", "]Words：设备ID无效，请求未发送"},
-      {"Nobody", "]没有名为“Nobody”的站点，未发送任何数据"},
-  };
+      {"Huge", "]Huge：设备ID无效，请求未发送"}, {"Words", "]Words：设备ID无效，请求未发送"},
+      {"Nobody", "]没有名为“Nobody”的站点，未发送任何数据"}};
   for (const auto& [name, expected] : refused) {
     log.clear();
     EXPECT_FALSE(trySendToStation(session, name, " 03 0100 0023", true)) << name;
@@ -62,12 +55,10 @@ TEST(StationRequest, AddressAndPortComeFromTheStoreByName) {
     EXPECT_FALSE(log.contains("overflow", Qt::CaseInsensitive));
   }
   log.clear();
-  EXPECT_FALSE(trySendToStation(session, "Nobody", " 03 0100 0023"));
-  EXPECT_FALSE(trySendToStation(session, "", " 03 0100 0023", true));
-  EXPECT_TRUE(log.isEmpty());
-  EXPECT_EQ(line.wire().size(), 2u);
-  EXPECT_TRUE(trySendToStation(session, "Ten", " 03 0100 0023"));
-  EXPECT_EQ(line.wire().size(), 3u);
+  EXPECT_FALSE(trySendToStation(session, "Nobody", " 03 0100 0023") ||
+               trySendToStation(session, "", " 03 0100 0023", true));
+  EXPECT_TRUE(log.isEmpty() && line.wire().size() == 2u);
+  EXPECT_TRUE(trySendToStation(session, "Ten", " 03 0100 0023") && line.wire().size() == 3u);
 
   setLogBox({});
   setStationStorePath({});

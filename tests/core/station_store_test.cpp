@@ -18,9 +18,7 @@ namespace {
 
 Station station(const QString& name, const QString& port, const QString& id) {
   Station s;
-  s.StationName = name;
-  s.Port = port;
-  s.DeviceID = id;
+  std::tie(s.StationName, s.Port, s.DeviceID) = std::tie(name, port, id);
   return s;
 }
 
@@ -54,33 +52,24 @@ class StationStore : public ::testing::Test {
 }  // namespace
 
 TEST_F(StationStore, AMissingFileGivesEmptyResultsAndIsNotCreated) {
-  EXPECT_FALSE(checkDatabase());
-  EXPECT_EQ(getStationPort("S1"), "");
-  EXPECT_EQ(getStationDeviceID("S1"), "");
-  EXPECT_TRUE(getStations("COM3,9600").empty());
-  EXPECT_FALSE(findStation("S1"));
-  EXPECT_FALSE(insertStation(station("S1", "COM3,9600", "1")));
-  EXPECT_FALSE(deleteStation("S1"));
-  EXPECT_FALSE(updateStation("S1", station("S1", "COM3,9600", "1")));
-  EXPECT_FALSE(QFile::exists(path_));
+  EXPECT_FALSE(checkDatabase() || findStation("S1") || insertStation(station("S1", "COM3,9600", "1")) ||
+               deleteStation("S1") || updateStation("S1", station("S1", "COM3,9600", "1")));
+  EXPECT_EQ(getStationPort("S1") + getStationDeviceID("S1"), "");
+  EXPECT_TRUE(getStations("COM3,9600").empty() && !QFile::exists(path_));
 }
 
 TEST_F(StationStore, TheInstallerMakesTheTableOnceAndNeverAltersIt) {
-  ASSERT_TRUE(createStore());
-  EXPECT_TRUE(checkDatabase());
-  ASSERT_TRUE(insertStation(station("S1", "COM3,9600", "1")));
+  ASSERT_TRUE(createStore() && checkDatabase() && insertStation(station("S1", "COM3,9600", "1")));
   EXPECT_TRUE(createStore());
   EXPECT_EQ(getStationPort("S1"), "COM3,9600");
 
   // A file that is no database is left as it is, and reads as empty.
   const QString other = dir_.filePath("other.DLL");
   QFile junk(other);
-  ASSERT_TRUE(junk.open(QIODevice::WriteOnly));
-  junk.write(QByteArray(4096, 'x'));
+  ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write(QByteArray(4096, 'x')) == 4096);
   junk.close();
   setStationStorePath(other);
-  EXPECT_FALSE(checkDatabase());
-  EXPECT_FALSE(createStore());
+  EXPECT_FALSE(checkDatabase() || createStore());
   EXPECT_EQ(getStationPort("S1"), "");
   ASSERT_TRUE(junk.open(QIODevice::ReadOnly));
   EXPECT_EQ(junk.readAll(), QByteArray(4096, 'x'));
@@ -88,10 +77,8 @@ TEST_F(StationStore, TheInstallerMakesTheTableOnceAndNeverAltersIt) {
 
 TEST_F(StationStore, TheStoreLiesInTheProgramDirectory) {
   setStationStorePath(QString());
-  setProgramDir(dir_.path());
-  EXPECT_EQ(stationStorePath(), dir_.path() + "/MSCONS.DLL");
-  setProgramDir("/");
-  EXPECT_EQ(stationStorePath(), "/MSCONS.DLL");
+  for (const auto& [programDir, path] : {std::pair{dir_.path(), dir_.path() + "/MSCONS.DLL"}, {"/", "/MSCONS.DLL"}})
+    EXPECT_EQ((setProgramDir(programDir), stationStorePath()), path);
   setProgramDir(QString());
 }
 
@@ -101,36 +88,31 @@ TEST_F(StationStore, EveryColumnKeepsItsOwnValueAndQuotesAreJustText) {
   int n = 0;
   for (QString* field : {&full.StationName, &full.Port, &full.DeviceID, &full.ArraysType, &full.PeakPower,
                          &full.Voc, &full.Vmp, &full.BatteryType, &full.Capacity, &full.Voltage, &full.LoadType,
-                         &full.Power, &full.Remarks}) {
+                         &full.Power, &full.Remarks})
     *field = QStringLiteral("值%1'").arg(++n);
-  }
   full.StationName = QStringLiteral("O'Brien's \"北站\"");
   ASSERT_TRUE(insertStation(full));
   EXPECT_EQ(findStation(full.StationName), full);
-  EXPECT_EQ(getStationPort(full.StationName), full.Port);
-  EXPECT_EQ(getStationDeviceID(full.StationName), full.DeviceID);
-  EXPECT_EQ(getStationPort("unknown"), "");
+  EXPECT_EQ(getStationPort(full.StationName) + getStationDeviceID(full.StationName) + getStationPort("unknown"),
+            full.Port + full.DeviceID);
 
-  EXPECT_TRUE(deleteStation(full.StationName));
-  EXPECT_FALSE(findStation(full.StationName));
+  EXPECT_TRUE(deleteStation(full.StationName) && !findStation(full.StationName));
   EXPECT_TRUE(deleteStation(full.StationName));  // nothing left to delete is no failure
 }
 
 TEST_F(StationStore, StationsOfAPortComeInTableOrderByTheWholePortText) {
   ASSERT_TRUE(createStore());
-  ASSERT_TRUE(insertStation(station("B", "COM3,9600", "1")));
-  ASSERT_TRUE(insertStation(station("A", "COM3,19200", "2")));
-  ASSERT_TRUE(insertStation(station("C", "COM3,9600", "1")));  // same port and DeviceID as B
-  ASSERT_TRUE(insertStation(station("D", "COM4,9600", "3")));
+  // C has the same port and DeviceID as B.
+  for (const Station& s : {station("B", "COM3,9600", "1"), station("A", "COM3,19200", "2"),
+                           station("C", "COM3,9600", "1"), station("D", "COM4,9600", "3")})
+    ASSERT_TRUE(insertStation(s));
   EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"B", "C"}));
   EXPECT_EQ(names(getStations("COM3,19200")), QStringList({"A"}));
-  EXPECT_TRUE(getStations("COM3").empty());
-  EXPECT_TRUE(getStations("COM3,9600 ").empty());
+  EXPECT_TRUE(getStations("COM3").empty() && getStations("COM3,9600 ").empty());
 
   // Text compares without regard to case.
   EXPECT_EQ(names(getStations("com3,9600")), QStringList({"B", "C"}));
-  EXPECT_EQ(getStationDeviceID("d"), "3");
-  EXPECT_TRUE(deleteStation("b"));
+  EXPECT_TRUE(getStationDeviceID("d") == "3" && deleteStation("b"));
   EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"C"}));
 }
 
@@ -142,16 +124,14 @@ TEST_F(StationStore, SameStationNameComparesAsTheStoreFindsNames) {
   for (const auto& [stored, asked] : pairs) {
     execute("delete from Station");
     ASSERT_TRUE(insertStation(station(QString::fromUtf8(stored), "COM3,9600", "1")));
-    EXPECT_EQ(findStation(QString::fromUtf8(asked)).has_value(),
-              sameStationName(QString::fromUtf8(stored), QString::fromUtf8(asked)))
-        << stored << " / " << asked;
+    const QString a = QString::fromUtf8(asked);
+    EXPECT_EQ(findStation(a).has_value(), sameStationName(QString::fromUtf8(stored), a)) << stored << " / " << asked;
   }
 }
 
 TEST_F(StationStore, AnUpdateReplacesTheRowOrLosesNothing) {
-  ASSERT_TRUE(createStore());
-  ASSERT_TRUE(insertStation(station("S1", "COM3,9600", "1")));
-  ASSERT_TRUE(insertStation(station("S2", "COM3,9600", "2")));
+  ASSERT_TRUE(createStore() && insertStation(station("S1", "COM3,9600", "1")) &&
+              insertStation(station("S2", "COM3,9600", "2")));
 
   // An insert that fails after the delete: the old row is still there.
   execute("create trigger refuse before insert on Station when new.StationName = 'Bad' "
@@ -160,43 +140,34 @@ TEST_F(StationStore, AnUpdateReplacesTheRowOrLosesNothing) {
   EXPECT_EQ(findStation("S1"), station("S1", "COM3,9600", "1"));
 
   // A rename: the row is new, so it comes last.
-  EXPECT_TRUE(updateStation("S1", station("S9", "COM3,9600", "5")));
-  EXPECT_FALSE(findStation("S1"));
-  EXPECT_EQ(names(getStations("COM3,9600")), QStringList({"S2", "S9"}));
-  EXPECT_EQ(getStationDeviceID("S9"), "5");
+  EXPECT_TRUE(updateStation("S1", station("S9", "COM3,9600", "5")) && !findStation("S1"));
+  EXPECT_TRUE(names(getStations("COM3,9600")) == QStringList({"S2", "S9"}) && getStationDeviceID("S9") == "5");
 }
 
 // The lookup by name is cached; every change, through the routines or by another tool on the
 // file, is seen at the next lookup.
 TEST_F(StationStore, TheCachedLookupFollowsEveryChange) {
-  ASSERT_TRUE(createStore());
-  ASSERT_TRUE(insertStation(station("S1", "COM3,9600", "1")));
-  ASSERT_TRUE(insertStation(station("s1", "COM4,9600", "7")));  // the first row of a name counts
-  EXPECT_EQ(getStationPort("S1"), "COM3,9600");
-  EXPECT_EQ(getStationDeviceID("s1"), "1");
+  // The first row of a name counts.
+  ASSERT_TRUE(createStore() && insertStation(station("S1", "COM3,9600", "1")) &&
+              insertStation(station("s1", "COM4,9600", "7")));
+  EXPECT_EQ(getStationPort("S1") + getStationDeviceID("s1"), "COM3,9600" "1");
   EXPECT_EQ(getStationPort(QStringLiteral("Ｓ1")), "");  // only ASCII letters fold, as in the file
 
-  const struct {
-    const char* what;
-    std::function<void()> change;
-    QString name, port, id;
-  } steps[] = {
+  struct Step { const char* what; std::function<void()> change; QString name, port, id; };
+  const Step steps[] = {
       {"insert", [] { insertStation(station("S2", "COM5,9600", "2")); }, "S2", "COM5,9600", "2"},
       {"update", [] { updateStation("S2", station("S2", "COM6,9600", "3")); }, "S2", "COM6,9600", "3"},
       {"rename", [] { updateStation("S2", station("S3", "COM6,9600", "3")); }, "S2", "", ""},
       {"delete", [] { deleteStation("S1"); }, "S1", "", ""},
+      // The file is looked at again after 250 ms.
       {"another tool",
-       [this] {
-         execute("update Station set Port = 'COM8,9600' where StationName = 'S3'");
-         QThread::msleep(300);  // the file is looked at again after 250 ms
-       },
+       [this] { execute("update Station set Port = 'COM8,9600' where StationName = 'S3'"), QThread::msleep(300); },
        "S3", "COM8,9600", "3"},
       {"another file", [this] { setStationStorePath(dir_.filePath("none")); }, "S3", "", ""},
   };
   for (const auto& step : steps) {
     getStationPort(step.name);  // cached before the change
     step.change();
-    EXPECT_EQ(getStationPort(step.name), step.port) << step.what;
-    EXPECT_EQ(getStationDeviceID(step.name), step.id) << step.what;
+    EXPECT_EQ(getStationPort(step.name) + "|" + getStationDeviceID(step.name), step.port + "|" + step.id) << step.what;
   }
 }

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "link/frame_codec.h"
 #include "link/serial_session.h"
 #include "platform/sim_bus.h"
@@ -22,8 +24,7 @@ Bytes realTimeReply(std::uint8_t address) {
 }
 
 TEST(Verdict, EachReplyShapeGetsItsVerdict) {
-  const Bytes rt = requestFrame(1, " 03 0100 0023");
-  const Bytes lm = requestFrame(1, " 03 E0 1D 0001");
+  const Bytes rt = requestFrame(1, " 03 0100 0023"), lm = requestFrame(1, " 03 E0 1D 0001");
   int code = -1;
   EXPECT_EQ(judgeReply(rt, realTimeReply(1)), Verdict::Ok);
   // The answer of another station, or to another function, answers another request.
@@ -42,8 +43,7 @@ TEST(Verdict, EachReplyShapeGetsItsVerdict) {
   Bytes longest(255, 0x11);
   longest[0] = 1, longest[1] = 0x78;
   EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), appendCrc(longest)), Verdict::Ok);
-  Bytes tooLong(258, 0x11);
-  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), tooLong), Verdict::CrcError);
+  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), Bytes(258, 0x11)), Verdict::CrcError);
   // A right frame of the wrong length: the load mode reply to a real-time request.
   EXPECT_EQ(judgeReply(rt, appendCrc({0x01, 0x03, 0x02, 0x00, 0x0F})), Verdict::LengthMismatch);
   EXPECT_EQ(judgeReply(lm, appendCrc({0x01, 0x03, 0x02, 0x00, 0x0F})), Verdict::Ok);
@@ -54,8 +54,7 @@ TEST(Verdict, EachReplyShapeGetsItsVerdict) {
   EXPECT_EQ(judgeReply(requestFrame(1, " 06 010A 0001"), appendCrc({1, 6, 1, 0x0A, 0})), Verdict::LengthMismatch);
   EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), appendCrc({1, 0x78, 0, 0, 0, 0})), Verdict::Ok);
   EXPECT_EQ(verdictText(Verdict::Exception, 2), "异常应答 02");
-  EXPECT_EQ(portNameOf("COM3,9600"), "COM3");
-  EXPECT_EQ(portNameOf("COM3"), "COM3");
+  for (const char* text : {"COM3,9600", "COM3"}) EXPECT_EQ(portNameOf(text), "COM3") << text;
 }
 
 TEST(ExchangeLogRing, KeepsTheNewestAndCountsAll) {
@@ -66,12 +65,9 @@ TEST(ExchangeLogRing, KeepsTheNewestAndCountsAll) {
     log.push(e);
   }
   ASSERT_EQ(log.size(), 3u);
-  EXPECT_EQ(log.at(0).address, 3);
-  EXPECT_EQ(log.at(2).address, 5);
-  EXPECT_EQ(log.total(), 5u);
+  EXPECT_EQ(std::tuple(log.at(0).address, log.at(2).address, log.total()), std::tuple(3, 5, 5u));
   log.clear();
-  EXPECT_EQ(log.size(), 0u);
-  EXPECT_EQ(log.total(), 5u);
+  EXPECT_EQ(std::tuple(log.size(), log.total()), std::tuple(0u, 5u));
   EXPECT_EQ(ExchangeLog(0).capacity(), 1u);
 }
 
@@ -123,9 +119,7 @@ TEST_F(ObservedSessionTest, ReportsGoodAndSilentExchanges) {
   session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
   clock.advance(ms(1000));
   ASSERT_EQ(seen.size(), 1u);
-  EXPECT_EQ(seen[0].verdict, Verdict::Ok);
-  EXPECT_EQ(seen[0].port, "COM3");
-  EXPECT_EQ(seen[0].address, 1);
+  EXPECT_EQ(std::tuple(seen[0].verdict, seen[0].port, seen[0].address), std::tuple(Verdict::Ok, "COM3", 1));
   EXPECT_EQ(seen[0].request, requestFrame(1, " 03 0100 0023"));
   EXPECT_EQ(seen[0].reply, realTimeReply(1));
   // The record ends when the receive window has closed: 8 bytes out, 5 ms, the first byte
@@ -140,8 +134,7 @@ TEST_F(ObservedSessionTest, ReportsGoodAndSilentExchanges) {
   EXPECT_EQ(seen.size(), 1u);
   clock.advance(ms(1));
   ASSERT_EQ(seen.size(), 2u);
-  EXPECT_EQ(seen[1].verdict, Verdict::NoReply);
-  EXPECT_EQ(seen[1].endedUs - sent, 300000);
+  EXPECT_EQ(std::tuple(seen[1].verdict, seen[1].endedUs - sent), std::tuple(Verdict::NoReply, 300000));
   // A refused send (a port text without its rate) is no exchange.
   session.sendRequest("COM3", requestFrame(3, " 03 0100 0023"));
   clock.advance(ms(1000));

@@ -8,33 +8,19 @@ namespace xl {
 namespace {
 
 TEST(VbNumbers, RoundingIsHalfToEven) {
-  EXPECT_EQ(roundHalfEven(0.5), 0);
-  EXPECT_EQ(roundHalfEven(1.5), 2);
-  EXPECT_EQ(roundHalfEven(2.5), 2);
-  EXPECT_EQ(roundHalfEven(-0.5), 0);
-  EXPECT_EQ(roundHalfEven(-1.5), -2);
-  EXPECT_EQ(roundHalfEven(2.4999), 2);
-  EXPECT_EQ(roundHalfEven(2.5001), 3);
+  for (const auto& [v, rounded] : {std::pair{0.5, 0}, {1.5, 2}, {2.5, 2}, {-0.5, 0}, {-1.5, -2}, {2.4999, 2}, {2.5001, 3}})
+    EXPECT_EQ(roundHalfEven(v), rounded) << v;
 }
 
 TEST(VbNumbers, LenientReading) {
-  EXPECT_EQ(val(""), 0);
-  EXPECT_EQ(val("abc"), 0);
-  EXPECT_EQ(val("12abc"), 12);
-  EXPECT_EQ(val("  -3.25V"), -3.25);
-  EXPECT_EQ(val("1e3"), 1000);
-  EXPECT_EQ(val("1e"), 1);
-  EXPECT_EQ(val("&H1F"), 31);
-  EXPECT_EQ(val(".5"), 0.5);
-  EXPECT_EQ(val("+7"), 7);
-  EXPECT_EQ(val("-"), 0);
+  for (const auto& [text, v] : {std::pair{"", 0.0}, {"abc", 0.0}, {"12abc", 12.0}, {"  -3.25V", -3.25}, {"1e3", 1000.0},
+                                {"1e", 1.0}, {"&H1F", 31.0}, {".5", 0.5}, {"+7", 7.0}, {"-", 0.0}})
+    EXPECT_EQ(val(text), v) << text;
 }
 
 TEST(VbNumbers, StrictReading) {
   EXPECT_EQ(toNumber(" 12.5 "), 12.5);
-  EXPECT_EQ(toLong("2.5"), 2);
-  EXPECT_EQ(toLong("3.5"), 4);
-  EXPECT_EQ(toLong("-7"), -7);
+  for (const auto& [text, v] : {std::pair{"2.5", 2}, {"3.5", 4}, {"-7", -7}}) EXPECT_EQ(toLong(text), v) << text;
   for (const char* bad : {"", " ", "12abc", "abc", "1 2", "--1"}) {
     try {
       toNumber(bad);
@@ -44,10 +30,8 @@ TEST(VbNumbers, StrictReading) {
     }
   }
   EXPECT_THROW(toLong("3000000000"), RuntimeFailure);
-  EXPECT_THROW(toByte(256), RuntimeFailure);
-  EXPECT_THROW(toByte(-1), RuntimeFailure);
-  EXPECT_EQ(toByte(255.4), 255);
-  EXPECT_EQ(toByte(-0.5), 0);
+  for (double v : {256.0, -1.0}) EXPECT_THROW(toByte(v), RuntimeFailure) << v;
+  EXPECT_EQ(std::pair(toByte(255.4), toByte(-0.5)), (std::pair<std::uint8_t, std::uint8_t>(255, 0)));
 }
 
 }  // namespace

@@ -43,21 +43,16 @@ TEST(HistoryRequests, LimitsOfTheDayAndTheAddress) {
   EXPECT_TRUE(one.tick("1", "1").finished);
 
   EXPECT_EQ(historyRequest(0x22, kHistoryLastDay), appendCrc(hexBytes("22 03 FF FF 00 0A")));
-  EXPECT_THROW(historyRequest(1, kHistoryLastDay + 1), RuntimeFailure);
-  EXPECT_THROW(historyRequest(1, -1), RuntimeFailure);
+  for (int day : {kHistoryLastDay + 1, -1}) EXPECT_THROW(historyRequest(1, day), RuntimeFailure) << day;
 
   // The address is Val of the DeviceID text as a byte, read anew at every tick.
-  EXPECT_EQ(historyAddress("2.5"), 2);
-  EXPECT_EQ(historyAddress("255"), 255);
-  EXPECT_EQ(historyAddress(""), 0);
+  EXPECT_EQ((std::vector{historyAddress("2.5"), historyAddress("255"), historyAddress("")}),
+            (std::vector<std::uint8_t>{2, 255, 0}));
   HistoryReading r;
   r.start(3);
   EXPECT_EQ((*r.tick("7", "3").frame)[0], 7);
   const HistoryTick bad = r.tick("256", "3");  // the station was edited meanwhile
-  EXPECT_FALSE(bad.frame);
-  EXPECT_TRUE(bad.finished);
-  EXPECT_FALSE(bad.failureLog.empty());
-  EXPECT_FALSE(r.reading());
+  EXPECT_TRUE(!bad.frame && bad.finished && !bad.failureLog.empty() && !r.reading());
   EXPECT_EQ(r.historyDay(), 2);  // nothing was sent for day 2
   EXPECT_FALSE(r.tick("1", "3").frame);
 }
@@ -67,24 +62,20 @@ TEST(HistoryRows, EachReplyLandsInTheRowOfItsDay) {
   HistoryReading reading;
   reading.start(3);
   reading.tick("1", "3");  // the request for 0xF003 has gone; historyDay is 2 now
-  const auto row = reading.showHistoryDay(exampleReply(), reading.gridRows());
-  ASSERT_TRUE(row);
-  EXPECT_EQ(row->row, 1);
-  EXPECT_EQ(row->label, "3");
-
+  const auto landing = [&] {
+    const auto row = reading.showHistoryDay(exampleReply(), reading.gridRows());
+    return row ? std::to_string(row->row) + " " + row->label : std::string("none");
+  };
+  EXPECT_EQ(landing(), "1 3");
   // A reply that comes after the next tick lands in the next row with the next label.
   reading.tick("1", "3");
-  EXPECT_EQ(reading.showHistoryDay(exampleReply(), reading.gridRows())->row, 2);
-  EXPECT_EQ(reading.showHistoryDay(exampleReply(), reading.gridRows())->label, "2");
+  EXPECT_EQ(landing(), "2 2");
   // The reply to the last request, after the reading has ended, goes to row N + 1, day 0.
   reading.tick("1", "3");
   reading.tick("1", "3");
-  const auto today = reading.showHistoryDay(exampleReply(), reading.gridRows());
-  ASSERT_TRUE(today);
-  EXPECT_EQ(today->row, 4);
-  EXPECT_EQ(today->label, "0");
-  // A grid cut back to its header row (a refused start) takes no late reply.
-  EXPECT_FALSE(reading.showHistoryDay(exampleReply(), 1));
+  EXPECT_EQ(landing(), "4 0");
+  // A grid without that row (cut back to its header row by a refused start, or one short) takes no late reply.
+  EXPECT_FALSE(reading.showHistoryDay(exampleReply(), 1) || reading.showHistoryDay(exampleReply(), 4));
 }
 
 TEST(HistoryRows, OnlyTwentyThreeBytesAndEveryWordUnsigned) {
@@ -92,19 +83,15 @@ TEST(HistoryRows, OnlyTwentyThreeBytesAndEveryWordUnsigned) {
   reading.start(1);
   reading.tick("1", "1");
   Bytes reply = exampleReply();
-  for (std::size_t n : {0u, 1u, 3u, 5u, 22u, 24u, 37u}) {
-    Bytes other(n, 0x01);
-    EXPECT_FALSE(reading.showHistoryDay(other, 10)) << n;
-    EXPECT_FALSE(historyValueTexts(other)) << n;
-  }
+  for (std::size_t n : {0u, 1u, 3u, 5u, 22u, 24u, 37u})
+    EXPECT_FALSE(reading.showHistoryDay(Bytes(n, 0x01), 10) || historyValueTexts(Bytes(n, 0x01))) << n;
   // An exception reply of the device: three bytes after verifyFrame.
   EXPECT_FALSE(reading.showHistoryDay(hexBytes("01 83 02"), 10));
 
-  Bytes top(23, 0xFF);
-  EXPECT_EQ(*historyValueTexts(top), (std::array<std::string, 10>{"6553.5", "6553.5", "655.35", "655.35", "65535",
-                                                                  "65535", "65535", "65535", "65.535", "65.535"}));
-  Bytes zero(23, 0);
-  EXPECT_EQ(*historyValueTexts(zero),
+  EXPECT_EQ(*historyValueTexts(Bytes(23, 0xFF)),
+            (std::array<std::string, 10>{"6553.5", "6553.5", "655.35", "655.35", "65535", "65535", "65535", "65535",
+                                         "65.535", "65.535"}));
+  EXPECT_EQ(*historyValueTexts(Bytes(23, 0)),
             (std::array<std::string, 10>{"0.0", "0.0", "0.00", "0.00", "0", "0", "0", "0", "0.000", "0.000"}));
   // Bytes 0 to 2 are not looked at.
   reply[0] = 9;
@@ -113,26 +100,21 @@ TEST(HistoryRows, OnlyTwentyThreeBytesAndEveryWordUnsigned) {
 }
 
 TEST(HistoryDayCount, TheBoxClampsWhenLeftAndTheStartRoundsHalfToEven) {
-  const std::pair<const char*, const char*> left[] = {{"3000", "1825"}, {"1825.5", "1825"}, {"1825", "1825"},
-                                                       {"abc", "1"},       {"", "1"},           {"0", "1"},
-                                                       {"0.5", "1"},       {"-20", "1"},        {"2.5", "2.5"},
-                                                       {"12 Tage", "12 Tage"}};
+  const std::pair<const char*, const char*> left[] = {
+      {"3000", "1825"}, {"1825.5", "1825"}, {"1825", "1825"}, {"abc", "1"},   {"", "1"},
+      {"0", "1"},       {"0.5", "1"},       {"-20", "1"},     {"2.5", "2.5"}, {"12 Tage", "12 Tage"}};
   for (const auto& [typed, shown] : left) EXPECT_EQ(clampDayCountText(typed), shown) << typed;
   const std::pair<const char*, int> days[] = {{"2.5", 2}, {"3.5", 4}, {"100", 100}, {"0.5", 0}, {"4095", 4095}};
   for (const auto& [typed, n] : days) EXPECT_EQ(HistoryReading::dayCount(typed).days, n) << typed;
   EXPECT_TRUE(HistoryReading::dayCount("4095").message.empty());
   for (const char* none : {"0", "abc", "-3", ""}) {
     const HistoryStart s = HistoryReading::dayCount(none);
-    EXPECT_FALSE(s.days) << none;
-    EXPECT_EQ(s.message, kChooseDaysText) << none;
-    EXPECT_TRUE(s.failureLog.empty());
+    EXPECT_TRUE(!s.days && s.message == kChooseDaysText && s.failureLog.empty()) << none;
   }
   // Beyond the last register (only when the box was not left, so not clamped): no reading.
   for (const char* many : {"4096", "1e300"}) {
     const HistoryStart s = HistoryReading::dayCount(many);
-    EXPECT_FALSE(s.days) << many;
-    EXPECT_TRUE(s.message.empty());
-    EXPECT_FALSE(s.failureLog.empty());
+    EXPECT_TRUE(!s.days && s.message.empty() && !s.failureLog.empty()) << many;
   }
   EXPECT_THROW(HistoryReading().start(4096), RuntimeFailure);
 
@@ -155,24 +137,20 @@ TEST(HistoryCharts, MarkedRowsOfTheChosenColumnOldestFirst) {
   ASSERT_TRUE(c);
   EXPECT_EQ(c->values, (std::vector<double>{150, 180}));
   EXPECT_EQ(c->days, (std::vector<std::string>{"3", "0"}));
-  EXPECT_EQ(c->chartType, kLineChart);
-  EXPECT_EQ(c->title, "最大充电功率(W)");
-  EXPECT_EQ(c->axisTop, 199);  // 180 x 1.1 = 198, plus 1
-  EXPECT_EQ(chartRequest(grid, "放电量(KWh)", kBarChart)->values, (std::vector<double>{0.05, 0.06}));
-  EXPECT_EQ(chartRequest(grid, "放电量(KWh)", kBarChart)->chartType, kBarChart);
+  EXPECT_TRUE(c->chartType == kLineChart && c->title == "最大充电功率(W)" &&
+              c->axisTop == 199);  // 180 x 1.1 = 198, plus 1
+  const auto bars = chartRequest(grid, "放电量(KWh)", kBarChart);
+  EXPECT_TRUE(bars->values == (std::vector<double>{0.05, 0.06}) && bars->chartType == kBarChart);
 
   // Every item of Combo3 names its own column.
   const auto items = historyItems();
   ASSERT_EQ(items.size(), 10u);
   for (std::size_t i = 0; i < items.size(); ++i) EXPECT_EQ(historyItemColumn(items[i]), static_cast<int>(i) + 2);
-  EXPECT_FALSE(historyItemColumn("天前"));
-  EXPECT_FALSE(historyItemColumn("选择"));
+  EXPECT_FALSE(historyItemColumn("天前") || historyItemColumn("选择"));
 
   // No item, an unknown item, or nothing marked: no chart at all.
-  EXPECT_FALSE(chartRequest(grid, "", kLineChart));
-  EXPECT_FALSE(chartRequest(grid, "天前", kLineChart));
-  for (auto& row : grid)
-    if (!row.empty() && isMarked(row[0])) row[0] = toggledMark(row[0]);
+  EXPECT_FALSE(chartRequest(grid, "", kLineChart) || chartRequest(grid, "天前", kLineChart));
+  for (auto& row : grid) if (!row.empty() && isMarked(row[0])) row[0] = toggledMark(row[0]);
   EXPECT_FALSE(chartRequest(grid, "最大充电功率(W)", kLineChart));
   // The header row is never taken, whatever its column 0 says.
   grid[0][0] = "-1";
@@ -180,26 +158,17 @@ TEST(HistoryCharts, MarkedRowsOfTheChosenColumnOldestFirst) {
 }
 
 TEST(HistoryCharts, MarksToggleAndTheAxisTop) {
-  EXPECT_EQ(toggledMark("-1"), "0");
-  EXPECT_EQ(toggledMark("0"), "-1");
-  EXPECT_EQ(toggledMark(""), "-1");
-  EXPECT_EQ(toggledMark("x"), "-1");
-  EXPECT_TRUE(isMarked("-1"));
-  EXPECT_TRUE(isMarked("-1.0"));
-  EXPECT_FALSE(isMarked("0"));
-  EXPECT_FALSE(isMarked(""));
+  for (const auto& [mark, toggled] : {std::pair{"-1", "0"}, {"0", "-1"}, {"", "-1"}, {"x", "-1"}})
+    EXPECT_EQ(toggledMark(mark), toggled) << mark;
+  EXPECT_TRUE(isMarked("-1") && isMarked("-1.0") && !isMarked("0") && !isMarked(""));
 
-  const double zeros[] = {0, 0, 0};
-  EXPECT_EQ(chartAxisTop(zeros), 1);
-  const double hundred[] = {100};
-  EXPECT_EQ(chartAxisTop(hundred), 111);
-  const double mixed[] = {12.5, -40, 10};
-  EXPECT_EQ(chartAxisTop(mixed), 14);
-  const double negative[] = {-5};
-  EXPECT_EQ(chartAxisTop(negative), 0);  // it lies below the axis
+  // A negative value lies below the axis.
+  const std::pair<std::vector<double>, int> axisTops[] = {
+      {{0, 0, 0}, 1}, {{100}, 111}, {{12.5, -40, 10}, 14}, {{-5}, 0}};
+  for (const auto& [values, top] : axisTops) EXPECT_EQ(chartAxisTop(values), top) << values[0];
   // The top leaves at least ten per cent above the value.
-  const std::pair<double, int> tops[] = {{0, 1},   {10, 12}, {12.5, 14},       {30, 34},
-                                         {0.9, 1}, {1, 2},   {1e300, 2147483647}, {std::nan(""), 0}};
+  const std::pair<double, int> tops[] = {{0, 1}, {10, 12}, {12.5, 14}, {30, 34}, {0.9, 1}, {1, 2}, {1e300, 2147483647},
+                                         {std::nan(""), 0}};
   for (const auto& [value, top] : tops) EXPECT_EQ(jiashi(value), top) << value;
 }
 
@@ -222,10 +191,10 @@ TEST(HistoryExport, HeaderAndRowLinesByteForByte) {
   EXPECT_EQ(exportLine(row), "3,1，5,a，b，c,,,,,,,,");  // eleven cells, ten commas
   EXPECT_EQ(csvCell(",,"), "，，");
 
-  EXPECT_EQ(exportFileName("C:\\data\\day"), "C:\\data\\day.csv");
-  EXPECT_EQ(exportFileName("day.csv"), "day.csv");
-  EXPECT_EQ(exportFileName("DAY.CSV"), "DAY.CSV");
-  EXPECT_EQ(exportFileName("day.csv.txt"), "day.csv.txt.csv");
+  const std::pair<const char*, const char*> names[] = {{"C:\\data\\day", "C:\\data\\day.csv"}, {"day.csv", "day.csv"},
+                                                       {"DAY.CSV", "DAY.CSV"}, {"day.csv.txt", "day.csv.txt.csv"}};
+  for (const auto& [typed, name] : names)
+    EXPECT_EQ(exportFileName(typed), name) << typed;
 }
 
 }  // namespace

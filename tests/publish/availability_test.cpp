@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QThread>
 #include <csignal>
 
 #include "core/settings.h"
@@ -42,8 +41,7 @@ TEST_F(AvailabilityTest, StationsAreOfflineUntilTheirFirstReplyOfThisRunAndAClie
     publisher.reset();
     ui::discardAll();
   }
-  sim::Faults silent;
-  silent.silent = true;
+  const sim::Faults silent{.silent = true};
   station2->setFaults(silent);
   start();
   makePublisher();
@@ -95,10 +93,9 @@ TEST_F(AvailabilityTest, KilledConsoleTakesItsStationsOfflineThroughItsLastWill)
   const QString program = dir.path() + "/xinglan";
   ASSERT_TRUE(QFile::copy(QStringLiteral(XL_CONSOLE_PROGRAM), program));
   const QString ini = dir.path() + "/MSCON.DLL";
-  core::writeIniFile("MQTT", "Enabled", "1", ini);
-  core::writeIniFile("MQTT", "Host", "127.0.0.1", ini);
-  core::writeIniFile("MQTT", "Port", QString::number(broker.port()), ini);
-  core::writeIniFile("MQTT", "Client Id", "killed", ini);
+  for (const auto& [key, value] : {std::pair<QString, QString>{"Enabled", "1"}, {"Host", "127.0.0.1"},
+                                   {"Port", QString::number(broker.port())}, {"Client Id", "killed"}})
+    core::writeIniFile("MQTT", key, value, ini);
   QProcess console;
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
   env.insert("QT_QPA_PLATFORM", "offscreen");

@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 #include <QByteArray>
-#include <QCoreApplication>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -29,12 +28,17 @@
 
 namespace xl::testing {
 
-inline int freeLoopbackPort() {
-  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+inline sockaddr_in loopback(int port) {
   sockaddr_in a{};
   a.sin_family = AF_INET;
   a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  a.sin_port = 0;
+  a.sin_port = htons(static_cast<uint16_t>(port));
+  return a;
+}
+
+inline int freeLoopbackPort() {
+  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in a = loopback(0);
   socklen_t len = sizeof a;
   ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
   ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
@@ -44,11 +48,8 @@ inline int freeLoopbackPort() {
 
 inline bool portAccepts(int port) {
   const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  a.sin_port = htons(static_cast<uint16_t>(port));
-  const bool ok = ::connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
+  const sockaddr_in a = loopback(port);
+  const bool ok = ::connect(fd, reinterpret_cast<const sockaddr*>(&a), sizeof a) == 0;
   ::close(fd);
   return ok;
 }
@@ -61,21 +62,17 @@ class Broker {
     // cannot write the test's folder).
     const passwd* me = ::getpwuid(::geteuid());
     QString conf = QStringLiteral("listener %1 127.0.0.1\npersistence true\npersistence_location %2/\nuser %3\nmax_queued_messages 100000\n")
-                       .arg(port_)
-                       .arg(dir_.path())
-                       .arg(QString::fromLocal8Bit(me ? me->pw_name : "root"));
+                       .arg(port_).arg(dir_.path(), QString::fromLocal8Bit(me ? me->pw_name : "root"));
     if (users.empty()) {
       conf += "allow_anonymous true\n";
     } else {
       const QString pw = dir_.path() + "/passwd";
       QFile(pw).open(QIODevice::WriteOnly);
-      for (const auto& [u, p] : users)
-        QProcess::execute("mosquitto_passwd", {"-b", pw, u, p});
+      for (const auto& [u, p] : users) QProcess::execute("mosquitto_passwd", {"-b", pw, u, p});
       conf += "allow_anonymous false\npassword_file " + pw + "\n";
     }
     QFile f(dir_.path() + "/mosquitto.conf");
-    f.open(QIODevice::WriteOnly);
-    f.write(conf.toUtf8());
+    if (f.open(QIODevice::WriteOnly)) f.write(conf.toUtf8());
     f.close();
     start();
   }

@@ -7,14 +7,11 @@
 #include <QMenu>
 
 #include <QCheckBox>
-#include <QElapsedTimer>
-#include <QJsonArray>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
-#include <QThread>
 #include <algorithm>
+#include <optional>
 #include <set>
 
 #include "link/device_data_map.h"
@@ -68,60 +65,61 @@ class BrokerTest : public testing::PublisherFixture {
     publisher->setTimeSource([this] { return QDateTime(QDate(2026, 5, 1), QTime(8, 0)).addMSecs(platform::toMs(clock.now())); });
   }
 
+  // A broker, a subscriber that has subscribed to it, and the console publishing to it.
+  void startWithBroker() {
+    broker.emplace();
+    sub.emplace(broker->port());
+    ASSERT_TRUE(sub->subscribed());
+    start();
+    publishTo(broker->port());
+  }
+
   int logCount(const QString& part) { return static_cast<int>(logLines().filter(part).size()); }
   static QString last(const std::vector<QByteArray>& v) { return v.empty() ? QString() : QString::fromUtf8(v.back()); }
 
   FrmRealTimeMonitoring& live() { return FrmRealTimeMonitoring::instance(); }
+
+  std::optional<Broker> broker;
+  std::optional<Subscriber> sub;
 };
 
 TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) {
-  Broker broker;
-  Subscriber sub(broker.port());
-  ASSERT_TRUE(sub.subscribed());
-  start();
-  publishTo(broker.port());
+  startWithBroker();
   clock.advance(ms(8000));  // discovery: the stations answer
   const int index = combo(live())->findText(kStation1);
   ASSERT_GE(index, 0);
   combo(live())->setCurrentIndex(index);
   emit combo(live())->activated(index);
   // Monitoring starts by itself; the scan then hands its replies to the screen and the broker.
-  ASSERT_TRUE(runUntil([&] { return live().monitoringRuns() && sub.on(kBase + "一号站/state").size() >= 2; }));
+  ASSERT_TRUE(runUntil([&] { return live().monitoringRuns() && sub->on(kBase + "一号站/state").size() >= 2; }));
 
-  const QJsonObject o = jsonOf(sub.on(kBase + "一号站/state").back());
+  const QJsonObject o = jsonOf(sub->on(kBase + "一号站/state").back());
   const auto fixed = [&](const char* key, int places) { return QString::fromStdString(link::fixedText(o[key].toDouble(), places)); };
-  EXPECT_EQ(o["station"].toString(), kStation1);
-  EXPECT_EQ(o["address"].toInt(), 1);
-  EXPECT_EQ(o["port"].toString(), "COM3,9600");
+  EXPECT_EQ(QStringList({o["station"].toString(), QString::number(o["address"].toInt()), o["port"].toString()}),
+            QStringList({kStation1, "1", "COM3,9600"}));
   EXPECT_TRUE(o["time"].toString().startsWith("2026-05-01T08:"));
-  EXPECT_EQ(edit(live(), "Text2")->text(), fixed("array_current", 2));
-  EXPECT_EQ(edit(live(), "Text3")->text(), fixed("array_voltage", 1));
-  EXPECT_EQ(edit(live(), "Text4")->text(), fixed("array_power", 0));
-  EXPECT_EQ(edit(live(), "Text9")->text(), fixed("battery_voltage", 1));
-  EXPECT_EQ(edit(live(), "Text13")->text(), fixed("battery_current", 2));
-  EXPECT_EQ(edit(live(), "Text11")->text(), fixed("battery_soc", 0));
-  EXPECT_EQ(edit(live(), "Text7")->text(), fixed("battery_temperature", 1));
-  EXPECT_EQ(edit(live(), "Text18")->text(), fixed("device_temperature", 1));
-  EXPECT_EQ(edit(live(), "Text16")->text(), fixed("load_voltage", 1));
-  EXPECT_EQ(edit(live(), "Text17")->text(), fixed("load_current", 2));
-  EXPECT_EQ(edit(live(), "Text15")->text(), fixed("load_power", 0));
+  // Each box of the screen against its value of the state, with the box's decimal places.
+  const std::tuple<const char*, const char*, int> boxes[] = {
+      {"Text2", "array_current", 2}, {"Text3", "array_voltage", 1}, {"Text4", "array_power", 0},
+      {"Text9", "battery_voltage", 1}, {"Text13", "battery_current", 2}, {"Text11", "battery_soc", 0},
+      {"Text7", "battery_temperature", 1}, {"Text18", "device_temperature", 1}, {"Text16", "load_voltage", 1},
+      {"Text17", "load_current", 2}, {"Text15", "load_power", 0}};
+  for (const auto& [box, key, places] : boxes) EXPECT_EQ(edit(live(), box)->text(), fixed(key, places)) << key;
   EXPECT_EQ(edit(live(), "Text5")->text(), o["charge_state_text"].toString());
   const QJsonObject status = o["status"].toObject();
-  EXPECT_EQ(edit(live(), "Text10")->text(), status["battery"].toString());
-  EXPECT_EQ(edit(live(), "Text6")->text(), status["array"].toString());
-  EXPECT_EQ(edit(live(), "Text19")->text(), status["device"].toString());
-  EXPECT_EQ(edit(live(), "Text14")->text(), status["load"].toString());
+  for (const auto& [box, key] : {std::pair{"Text10", "battery"}, {"Text6", "array"}, {"Text19", "device"}, {"Text14", "load"}})
+    EXPECT_EQ(edit(live(), box)->text(), status[key].toString()) << key;
   EXPECT_EQ(o["battery_voltage"].toDouble(), 12.5);  // the values are the simulator's, not zeros
 
   // The second station under its escaped name; the console's status online.
-  EXPECT_FALSE(sub.on(kBase + kLevel2 + "/state").empty());
-  EXPECT_EQ(last(sub.on(kBase + "status")), "online");
-  EXPECT_EQ(last(sub.on(kBase + "一号站/availability")), "online");
+  EXPECT_FALSE(sub->on(kBase + kLevel2 + "/state").empty());
+  EXPECT_EQ(last(sub->on(kBase + "status")), "online");
+  EXPECT_EQ(last(sub->on(kBase + "一号站/availability")), "online");
 
   // Discovery: one config per value and station; the device from the information block, as
   // the screen shows it.
   int configs = 0;
-  for (const auto& m : sub.messages()) {
+  for (const auto& m : sub->messages()) {
     if (m.topic.rfind("homeassistant/sensor/", 0) != 0) continue;
     ++configs;
     // The keys of each config are the rule layer's (publish_rules_test); here the device.
@@ -141,21 +139,14 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
 
 // A real-time reply whose "Ah charged today" carries a sequence number.
 QByteArray numberedReply(int n) {
-  QByteArray r(73, '\0');
-  r[0] = 1;
-  r[1] = 3;
-  r[2] = 70;
+  QByteArray r = QByteArray::fromHex("010346").leftJustified(73, '\0');
   r[37] = static_cast<char>(n >> 8);
   r[38] = static_cast<char>(n & 0xFF);
   return r;
 }
 
 TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrder) {
-  Broker broker;
-  Subscriber sub(broker.port());
-  ASSERT_TRUE(sub.subscribed());
-  start();
-  publishTo(broker.port());
+  startWithBroker();
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
   const std::string topic = kBase + "直送站/state";
   int n = 0;
@@ -166,16 +157,16 @@ TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrde
     }
   };
   feed(40);
-  ASSERT_TRUE(runUntil([&] { return sub.on(topic).size() >= 40; }));
-  broker.stop();
+  ASSERT_TRUE(runUntil([&] { return sub->on(topic).size() >= 40; }));
+  broker->stop();
   ASSERT_TRUE(runUntil([&] { return !publisher->connected(); }));
   feed(60);  // the broker is away: these wait in the queue
   EXPECT_GE(publisher->queued(), 60u);
-  broker.start();
+  broker->start();
   feed(20);
   const auto distinct = [&] {
     std::set<int> seen;
-    for (const QByteArray& p : sub.on(topic, true)) seen.insert(jsonOf(p)["day_charge_ah"].toInt());
+    for (const QByteArray& p : sub->on(topic, true)) seen.insert(jsonOf(p)["day_charge_ah"].toInt());
     return static_cast<int>(seen.size());
   };
   EXPECT_TRUE(runUntil([&] { return distinct() == n; }, 15000));
@@ -183,7 +174,7 @@ TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrde
   // Every reading arrived, in order; a reading the broker took just before it went down may
   // come twice (at least once), never out of order.
   int expected = 0;
-  for (const QByteArray& p : sub.on(topic, true)) {
+  for (const QByteArray& p : sub->on(topic, true)) {
     const int v = jsonOf(p)["day_charge_ah"].toInt();
     if (v < expected) continue;  // a repeat
     ASSERT_EQ(v, expected) << "reading " << expected << " lost or out of order";
@@ -195,38 +186,31 @@ TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrde
 }
 
 TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLogLine) {
-  Broker broker(std::vector<std::pair<QString, QString>>{{"site", "right"}});
+  broker.emplace(std::vector<std::pair<QString, QString>>{{"site", "right"}});
   start();
-  publishTo(broker.port(), "site1", "site", "wrong");
+  publishTo(broker->port(), "site1", "site", "wrong");
   runFor(40000);  // several attempts with back-off
   EXPECT_FALSE(publisher->connected());
   EXPECT_EQ(logCount(QStringLiteral("用户名或密码错误")), 1);
   // The console goes on: the scan polls and fills its table.
-  EXPECT_FALSE(scan().stations().isEmpty());
-  EXPECT_TRUE(scan().answered(1));
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_TRUE(!scan().stations().isEmpty() && scan().answered(1) && dialogs.shown.empty());
 
-  publishTo(broker.port(), "site1", "site", "right");
+  publishTo(broker->port(), "site1", "site", "right");
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
 
   QFile bad(dir.path() + "/bad-ca.pem");
   ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
   bad.write("not a certificate\n");
   bad.close();
-  publishTo(broker.port(), "site1", "site", "right", bad.fileName());
+  publishTo(broker->port(), "site1", "site", "right", bad.fileName());
   runFor(40000);
   EXPECT_FALSE(publisher->connected());
   EXPECT_EQ(logCount(QStringLiteral("MQTT加密连接失败")), 1);
-  EXPECT_TRUE(dialogs.shown.empty());
-  EXPECT_TRUE(scan().answered(2));
+  EXPECT_TRUE(dialogs.shown.empty() && scan().answered(2));
 }
 
 TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
-  Broker broker;
-  Subscriber sub(broker.port());
-  ASSERT_TRUE(sub.subscribed());
-  start();
-  publishTo(broker.port());
+  startWithBroker();
   publish::Topics t{"xinglan", "site1", "homeassistant"};
   const auto topicsOf = [&](const QString& name) {
     const std::string level = name == kStation1 ? "一号站" : kLevel2;
@@ -235,7 +219,7 @@ TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
   };
   const auto hasAll = [&](const std::vector<std::string>& topics, bool empty) {
     return std::all_of(topics.begin(), topics.end(), [&](const std::string& topic) {
-      const auto on = sub.on(topic);
+      const auto on = sub->on(topic);
       return !on.empty() && on.back().isEmpty() == empty;
     });
   };
@@ -264,20 +248,19 @@ TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
   // The renamed station goes on under its new name; nothing comes back under the old ones, not
   // even a reply that the scan had on its way under the old name.
   publisher->realTimeReply(kStation1, "1", numberedReply(1));
-  ASSERT_TRUE(runUntil([&] { return !sub.on(kBase + "三号站/state").empty(); }));
+  ASSERT_TRUE(runUntil([&] { return !sub->on(kBase + "三号站/state").empty(); }));
   runFor(20000);
-  EXPECT_TRUE(hasAll(topicsOf(kStation1), true));
-  EXPECT_TRUE(hasAll(topicsOf(kStation2), true));
+  EXPECT_TRUE(hasAll(topicsOf(kStation1), true) && hasAll(topicsOf(kStation2), true));
 
   // The broker keeps nothing of them: a new subscriber gets no retained message under the old names.
-  Subscriber late(broker.port());
+  Subscriber late(broker->port());
   ASSERT_TRUE(runUntil([&] { return !late.on(kBase + "三号站/state").empty(); }));
-  for (const auto& topic : topicsOf(kStation1)) EXPECT_TRUE(late.on(topic).empty()) << topic;
-  for (const auto& topic : topicsOf(kStation2)) EXPECT_TRUE(late.on(topic).empty()) << topic;
+  for (const QString& name : {kStation1, kStation2})
+    for (const auto& topic : topicsOf(name)) EXPECT_TRUE(late.on(topic).empty()) << topic;
 }
 
 TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
-  Broker broker;
+  broker.emplace();
   start();
   auto& screen = publish::FrmMqttSettings::instance();
   screen.Form_Load();
@@ -289,7 +272,7 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
   screen.Command1_Click();  // refused: no key written
   ASSERT_EQ(dialogs.shown.size(), 1u);
   EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
-  edit(screen, "TextPort")->setText(QString::number(broker.port()));
+  edit(screen, "TextPort")->setText(QString::number(broker->port()));
   // Texts the GBK settings file cannot hold, or not as typed: named, and nothing saved.
   const std::pair<const char*, QString> refused[] = {
       {"TextUser", "Jörg"}, {"TextPrefix", "站点-ö"}, {"TextPassword", " pw1 "}};
@@ -300,16 +283,14 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
     edit(screen, box)->setText(before);
   }
   ASSERT_EQ(dialogs.shown.size(), 4u);
-  EXPECT_EQ(dialogs.shown[1].text, "不能保存字符：ö");
-  EXPECT_EQ(dialogs.shown[2].text, "不能保存字符：ö");
-  EXPECT_EQ(dialogs.shown[3].text, "密码首尾不能有空格或引号");
+  for (std::size_t i : {1u, 2u, 3u})
+    EXPECT_EQ(dialogs.shown[i].text, i < 3 ? QStringLiteral("不能保存字符：ö") : QStringLiteral("密码首尾不能有空格或引号"));
   EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
   edit(screen, "TextPrefix")->setText("站点-1");
   edit(screen, "TextClientId")->setText("site9");
   screen.Command1_Click();
-  EXPECT_EQ(core::readIni("MQTT", "Topic Prefix"), "站点-1");
-  EXPECT_EQ(core::readIni("MQTT", "Enabled"), "1");
-  EXPECT_EQ(core::readIni("MQTT", "Port"), QString::number(broker.port()));
+  EXPECT_EQ(QStringList({core::readIni("MQTT", "Topic Prefix"), core::readIni("MQTT", "Enabled"), core::readIni("MQTT", "Port")}),
+            QStringList({QStringLiteral("站点-1"), "1", QString::number(broker->port())}));
   EXPECT_EQ(publisher->settings().clientId, "site9");
   ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
 
@@ -319,8 +300,7 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
   mdi().MDIForm_Load();
   auto* maintenance = mdi().findChild<QMenu*>("Maintenance");
   ASSERT_NE(maintenance, nullptr);
-  EXPECT_TRUE(maintenance->actions().contains(mdi().action("MqttSettings")));
-  EXPECT_FALSE(maintenance->menuAction()->isEnabled());
+  EXPECT_TRUE(maintenance->actions().contains(mdi().action("MqttSettings")) && !maintenance->menuAction()->isEnabled());
   core::currentUser.clear();
 }
 

@@ -15,6 +15,7 @@
 #include "publish/publish_queue.h"
 #include "publish/reply_clock.h"
 #include "publish/topics.h"
+#include "support/hex_bytes.h"
 
 namespace xl::publish {
 namespace {
@@ -24,12 +25,10 @@ using namespace std::chrono_literals;
 // ---- Topics ---------------------------------------------------------------------------------
 
 TEST(Topics, ReservedCharactersAreEscapedAndChineseStaysReadable) {
-  EXPECT_EQ(escapeTopicLevel("一号站"), "一号站");
-  EXPECT_EQ(escapeTopicLevel("A/B"), "A%2FB");
-  EXPECT_EQ(escapeTopicLevel("a+b#c"), "a%2Bb%23c");
-  EXPECT_EQ(escapeTopicLevel(std::string("x\0y", 3)), "x%00y");
-  EXPECT_EQ(escapeTopicLevel("100%"), "100%25");  // the escape character itself
-  EXPECT_EQ(escapeTopicLevel(""), "%");
+  // "%" is the escape character itself.
+  for (const auto& [name, level] : {std::pair{std::string("一号站"), "一号站"}, {"A/B", "A%2FB"}, {"a+b#c", "a%2Bb%23c"},
+                                    {std::string("x\0y", 3), "x%00y"}, {"100%", "100%25"}, {"", "%"}})
+    EXPECT_EQ(escapeTopicLevel(name), level) << name;
   for (const std::string& name : std::vector<std::string>{"一号站", "A/B", "%2F", "+#/%", std::string("\0\0", 2), "_x", "_", "%", "", "站/1#%"}) {
     const std::string level = escapeTopicLevel(name);
     EXPECT_EQ(level.find_first_of(std::string("+#/\0", 4)), std::string::npos) << name;
@@ -54,26 +53,13 @@ TEST(Topics, LayoutOfOneConsole) {
 
 // ---- Payloads -------------------------------------------------------------------------------
 
+// SOC 80 %, 12.5 V, 3.33 A, device -5 °C, battery 25 °C; array 18.0 V, 2.50 A, 45 W (bytes 17 to
+// 22); 258 Ah today (37, 38); 12.345 kWh generated in all (59 to 62); load on, MPPT (67, 68);
+// 0x0121 over-discharge (what the scan shows), 0x0122 over-voltage (what the live screen shows).
 Bytes realTimeReply() {
-  Bytes r(73, 0);
-  r[0] = 1;
-  r[1] = 3;
-  r[2] = 70;
-  r[4] = 80;                 // SOC
-  r[5] = 0, r[6] = 125;      // 12.5 V
-  r[7] = 0x01, r[8] = 0x4D;  // 3.33 A
-  r[9] = 0x85;               // device -5 °C
-  r[10] = 25;                // battery 25 °C
-  r[17] = 0, r[18] = 180;    // array 18.0 V
-  r[19] = 0, r[20] = 250;    // 2.50 A
-  r[21] = 0, r[22] = 45;     // 45 W
-  r[37] = 0x01, r[38] = 0x02;  // 258 Ah today
-  r[59] = 0, r[60] = 0, r[61] = 0x30, r[62] = 0x39;  // 12345 -> 12.345 kWh
-  r[67] = 0x80;              // load on
-  r[68] = 2;                 // MPPT
-  r[70] = 0x01;              // 0x0121: over-discharge (what the scan shows)
-  r[72] = 0x02;              // 0x0122: over-voltage (what the real-time screen shows)
-  return r;
+  return testing::hexBytes("01 03 46 00 50 00 7D 01 4D 85 19 00 00 00 00 00 00 00 B4 00 FA 00 2D 00 00 00 00 00 00 "
+                           "00 00 00 00 00 00 00 00 01 02 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+                           "00 00 00 00 30 39 00 00 00 00 80 02 00 01 00 02");
 }
 
 TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
@@ -81,35 +67,31 @@ TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
   const auto json = stateJson({"一号站", "1", "COM3,9600"}, realTimeReply(), at);
   ASSERT_TRUE(json);
   const QJsonObject o = QJsonDocument::fromJson(*json).object();
-  EXPECT_EQ(o["station"].toString(), QStringLiteral("一号站"));
-  EXPECT_EQ(o["address"].toInt(-1), 1);
-  EXPECT_EQ(o["port"].toString(), "COM3,9600");
-  EXPECT_EQ(o["time"].toString(), "2026-05-01T08:30:00+08:00");
-  EXPECT_EQ(o["device_temperature"].toDouble(), -5);  // the rest of the live values: the broker test
-  EXPECT_EQ(o["day_charge_ah"].toDouble(), 258);
-  EXPECT_EQ(o["total_energy_generated"].toDouble(), 12.345);
-  EXPECT_TRUE(o["load_on"].toBool());
-  EXPECT_EQ(o["charge_state"].toInt(), 2);
-  EXPECT_EQ(o["charge_state_text"].toString(), QStringLiteral("MPPT充电"));
-  // The fault word of register 0x0121, as the scan's table and the alarms read it:
-  // over-discharge, not the over-voltage of 0x0122; both raw words as numbers.
-  const QJsonObject f = o["faults"].toObject();
-  EXPECT_FALSE(f["battery_over_voltage"].toBool());
-  EXPECT_TRUE(f["battery_over_discharge"].toBool());
-  EXPECT_EQ(o["fault_word_0121"].toInt(), 0x0001);
-  EXPECT_EQ(o["fault_word_0122"].toInt(), 0x0002);
+  // These keys, as JSON text (the rest of the live values: the broker test). The fault word of
+  // register 0x0121, as the scan's table and the alarms read it: over-discharge, not the
+  // over-voltage of 0x0122; both raw words as numbers.
+  QJsonObject picked;
+  for (const char* key : {"station", "address", "port", "time", "device_temperature", "day_charge_ah",
+                          "total_energy_generated", "load_on", "charge_state", "charge_state_text", "fault_word_0121",
+                          "fault_word_0122"})
+    picked[key] = o[key];
+  const QJsonObject f = o["faults"].toObject(), status = o["status"].toObject();
+  for (const char* key : {"battery_over_voltage", "battery_over_discharge"}) picked[key] = f[key];
+  for (const char* key : {"battery", "load"}) picked[QStringLiteral("status.") + key] = status[key];
+  EXPECT_EQ(QJsonDocument(picked).toJson(QJsonDocument::Compact).toStdString(),
+            R"({"address":1,"battery_over_discharge":true,"battery_over_voltage":false,"charge_state":2,)"
+            R"("charge_state_text":"MPPT充电","day_charge_ah":258,"device_temperature":-5,"fault_word_0121":1,)"
+            R"("fault_word_0122":2,"load_on":true,"port":"COM3,9600","station":"一号站","status.battery":"过放",)"
+            R"("status.load":"已打开","time":"2026-05-01T08:30:00+08:00","total_energy_generated":12.345})");
   EXPECT_EQ(f.size(), static_cast<int>(faults().size()));
-  EXPECT_EQ(o["status"].toObject()["battery"].toString(), QStringLiteral("过放"));
-  EXPECT_EQ(o["status"].toObject()["load"].toString(), QStringLiteral("已打开"));
   // Every value Home Assistant is told of is in the state.
   for (const auto& s : sensors()) EXPECT_TRUE(o.contains(QString::fromLatin1(s.key))) << s.key;
 }
 
 TEST(StateJson, OtherLengthsAndOddAddressesAreHandled) {
-  Bytes shortReply = realTimeReply();
-  shortReply.pop_back();
-  EXPECT_FALSE(stateJson({"S", "1", ""}, shortReply, QDateTime::currentDateTime()));
-  EXPECT_FALSE(stateJson({"S", "1", ""}, Bytes{}, QDateTime::currentDateTime()));
+  const Bytes whole = realTimeReply();
+  for (const Bytes& other : {Bytes(whole.begin(), whole.end() - 1), Bytes{}})
+    EXPECT_FALSE(stateJson({"S", "1", ""}, other, QDateTime::currentDateTime())) << other.size();
   // An address text that is no byte is published as it stands.
   const auto json = stateJson({"S", "abc", ""}, realTimeReply(), QDateTime::currentDateTime());
   ASSERT_TRUE(json);
@@ -118,11 +100,8 @@ TEST(StateJson, OtherLengthsAndOddAddressesAreHandled) {
 
 TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
   Topics t{"xinglan", "site1", "homeassistant"};
-  link::DeviceInfo info;
-  info.model = "XL-MPPT4820";
-  info.softwareVersion = "V1.0.4";
-  info.deviceVersion = "V2.1.0";
-  info.serialNumber = "16050023";
+  link::DeviceInfo info{.model = "XL-MPPT4820", .softwareVersion = "V1.0.4", .deviceVersion = "V2.1.0",
+                        .serialNumber = "16050023"};
   const auto configs = discoveryConfigs(t, {"一号站", "1", "COM3,9600"}, info);
   ASSERT_EQ(configs.size(), sensors().size());
   std::map<std::string, int> uniqueIds;
@@ -135,9 +114,7 @@ TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
       EXPECT_TRUE(c.contains(key)) << m.topic << " " << key;
     // Class, unit and state class stand only where the value has them, never as null.
     for (const char* key : {"device_class", "unit_of_measurement", "state_class"})
-      if (c.contains(key)) {
-        EXPECT_TRUE(c[key].isString()) << m.topic << " " << key;
-      }
+      EXPECT_TRUE(!c.contains(key) || c[key].isString()) << m.topic << " " << key;
     classified += c.contains("device_class") && c.contains("unit_of_measurement") && c.contains("state_class");
     EXPECT_EQ(m.topic, "homeassistant/sensor/" + c["unique_id"].toString().toStdString() + "/config");
     EXPECT_EQ(c["state_topic"].toString(), QStringLiteral("xinglan/site1/一号站/state"));
@@ -145,15 +122,14 @@ TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
     // say "online".
     const QJsonArray a = c["availability"].toArray();
     ASSERT_EQ(a.size(), 2) << m.topic;
-    EXPECT_EQ(a[0].toObject()["topic"].toString(), QStringLiteral("xinglan/site1/status"));
-    EXPECT_EQ(a[1].toObject()["topic"].toString(), QStringLiteral("xinglan/site1/一号站/availability"));
+    EXPECT_EQ(QStringList({a[0].toObject()["topic"].toString(), a[1].toObject()["topic"].toString()}),
+              QStringList({"xinglan/site1/status", QStringLiteral("xinglan/site1/一号站/availability")}));
     EXPECT_EQ(c["availability_mode"].toString(), "all");
     EXPECT_FALSE(c.contains("availability_topic"));
     EXPECT_TRUE(c["value_template"].toString().startsWith("{{ value_json."));
     const QJsonObject d = c["device"].toObject();
-    EXPECT_EQ(d["name"].toString(), QStringLiteral("一号站"));
-    EXPECT_EQ(d["model"].toString(), "XL-MPPT4820");
-    EXPECT_EQ(d["sw_version"].toString(), "V1.0.4");
+    EXPECT_EQ(QStringList({d["name"].toString(), d["model"].toString(), d["sw_version"].toString()}),
+              QStringList({QStringLiteral("一号站"), "XL-MPPT4820", "V1.0.4"}));
     EXPECT_EQ(d["identifiers"].toArray().size(), 1);
     ++uniqueIds[c["unique_id"].toString().toStdString()];
   }
@@ -183,18 +159,16 @@ TEST(PublishQueue, InOrderUntilAcknowledgedAndResentInOrderAfterALoss) {
   int mid = 1;
   EXPECT_EQ(drain(q, mid), (std::vector<std::string>{"0", "1", "2", "3", "4"}));
   EXPECT_EQ(q.inFlight(), 5u);
-  EXPECT_TRUE(q.acknowledge(1));
-  EXPECT_TRUE(q.acknowledge(3));   // out of order: 2 still holds the front
-  EXPECT_FALSE(q.acknowledge(3));  // twice
-  EXPECT_FALSE(q.acknowledge(99));
+  // Out of order (2 still holds the front), twice, unknown.
+  for (const auto& [mid, known] : {std::pair{1, true}, {3, true}, {3, false}, {99, false}})
+    EXPECT_EQ(q.acknowledge(mid), known) << mid;
   EXPECT_EQ(q.size(), 4u);
   q.resend();  // lost: 1 (mid 2) and 3, 4 (mids 4, 5) again, 2 (mid 3) was acknowledged
   EXPECT_EQ(q.inFlight(), 0u);
   q.push(msg(5));
   EXPECT_EQ(drain(q, mid), (std::vector<std::string>{"1", "3", "4", "5"}));
   for (int m = 6; m < mid; ++m) EXPECT_TRUE(q.acknowledge(m));
-  EXPECT_EQ(q.size(), 0u);
-  EXPECT_EQ(q.dropped(), 0u);
+  EXPECT_EQ(q.size() + q.dropped(), 0u);
 }
 
 TEST(PublishQueue, FullQueueDropsTheOldestAndCountsIt) {
@@ -205,8 +179,7 @@ TEST(PublishQueue, FullQueueDropsTheOldestAndCountsIt) {
   q.markSent(mid++);  // "0" in flight
   q.push(msg(3));     // drops "0" although in flight
   q.push(msg(4));     // drops "1"
-  EXPECT_EQ(q.dropped(), 2u);
-  EXPECT_EQ(q.inFlight(), 0u);
+  EXPECT_EQ(std::tuple(q.dropped(), q.inFlight()), std::tuple(2u, 0u));
   EXPECT_FALSE(q.acknowledge(1));  // the dropped message's late acknowledgement
   EXPECT_EQ(drain(q, mid), (std::vector<std::string>{"2", "3", "4"}));
   EXPECT_EQ(q.size(), 3u);
@@ -233,8 +206,7 @@ TEST(ReplyClock, StaleAfterTwoRoundsWithoutAReply) {
   c.reply("A", 10s);  // a round is 10 s
   EXPECT_EQ(c.round(), std::optional<std::chrono::microseconds>(10s));
   EXPECT_FALSE(c.stale("A", 30s));
-  EXPECT_TRUE(c.stale("A", 31s));
-  EXPECT_TRUE(c.stale("B", 22s));
+  EXPECT_TRUE(c.stale("A", 31s) && c.stale("B", 22s));
   c.reply("B", 22s);
   EXPECT_FALSE(c.stale("B", 22s));
 }
@@ -245,22 +217,17 @@ TEST(MqttSettings, DefaultsAndTheEmptyDiscoveryPrefix) {
   std::map<std::string, QString> keys;
   const auto read = [&](const char* k) { return keys.count(k) ? keys[k] : QString(); };
   const auto present = [&](const char* k) { return keys.count(k) > 0; };
-  MqttSettings s = mqttSettingsFrom(read, present, "pc1");
-  EXPECT_FALSE(s.enabled);
-  EXPECT_EQ(s.port, 1883);
-  EXPECT_EQ(s.clientId, "pc1");
-  EXPECT_EQ(s.topicPrefix, "xinglan");
-  EXPECT_EQ(s.discoveryPrefix, "homeassistant");
+  // Enabled, port, Client Id, topic prefix, discovery prefix. A port out of range is the
+  // default; a discovery prefix written empty on purpose turns discovery off.
+  const auto text = [&] {
+    const MqttSettings s = mqttSettingsFrom(read, present, "pc1");
+    return QStringLiteral("%1 %2 %3 %4 [%5]").arg(s.enabled).arg(s.port).arg(s.clientId, s.topicPrefix, s.discoveryPrefix);
+  };
+  EXPECT_EQ(text(), "0 1883 pc1 xinglan [homeassistant]");
   keys = {{"Enabled", "1"}, {"Port", "70000"}, {"Discovery Prefix", ""}, {"Client Id", "site7"}};
-  s = mqttSettingsFrom(read, present, "pc1");
-  EXPECT_TRUE(s.enabled);
-  EXPECT_EQ(s.port, 1883);  // out of range
-  EXPECT_EQ(s.clientId, "site7");
-  EXPECT_EQ(s.discoveryPrefix, "");  // written empty on purpose: discovery off
+  EXPECT_EQ(text(), "1 1883 site7 xinglan []");
   keys = {{"Enabled", "abc"}, {"Port", "8883"}};
-  s = mqttSettingsFrom(read, present, "pc1");
-  EXPECT_FALSE(s.enabled);
-  EXPECT_EQ(s.port, 8883);
+  EXPECT_EQ(text(), "0 8883 pc1 xinglan [homeassistant]");
 }
 
 }  // namespace

@@ -38,17 +38,9 @@ class PublisherFixture : public TwoStationFixture {
   // Settings through the file, as the settings screen leaves them, then applied.
   void publishTo(int port, const QString& clientId = "site1", const QString& user = {}, const QString& password = {},
                  const QString& ca = {}) {
-    publish::MqttSettings s;
-    s.enabled = true;
-    s.host = "127.0.0.1";
-    s.port = port;
-    s.clientId = clientId;
-    s.topicPrefix = "xinglan";
-    s.username = user;
-    s.password = password;
-    s.caFile = ca;
-    s.discoveryPrefix = "homeassistant";
-    publish::writeMqttSettings(s);
+    publish::writeMqttSettings({.enabled = true, .host = "127.0.0.1", .port = port, .clientId = clientId,
+                                .topicPrefix = "xinglan", .username = user, .password = password, .caFile = ca,
+                                .discoveryPrefix = "homeassistant"});
     publisher->applyFromFile();
   }
   std::unique_ptr<publish::Publisher> publisher;

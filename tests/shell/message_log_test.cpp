@@ -31,15 +31,11 @@ TEST(MessageLog, AppendLogWritesThroughTheInstalledBox) {
   QString text;
   int writes = 0;
   appendLog("nowhere");  // no box yet: nothing happens
-  setLogBox({[&] { return text; }, [&](const QString& t) {
-               text = t;
-               ++writes;
-             }});
+  setLogBox({[&] { return text; }, [&](const QString& t) { text = t, ++writes; }});
   appendLog("first", true);
   appendLog("second");
   EXPECT_EQ(writes, 2);
-  EXPECT_TRUE(text.startsWith("["));
-  EXPECT_TRUE(text.endsWith("]second"));
+  EXPECT_TRUE(text.startsWith("[") && text.endsWith("]second")) << text.toStdString();
   EXPECT_EQ(text.count("\r\n"), 1);
   setLogBox({});
 }

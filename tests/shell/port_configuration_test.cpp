@@ -29,14 +29,16 @@ class PortConfigurationTest : public testing::ShellFixture {
     for (int i = 0; i < list(f)->count(); ++i) l << list(f)->item(i)->text();
     return l;
   }
+  static QStringList entries(const QComboBox* box) { return testing::itemsOf(box); }
   void clickRow(const QObject& f, int row) {
     QListWidgetItem* item = list(f)->item(row);
     QTest::mouseClick(list(f)->viewport(), Qt::LeftButton, {}, list(f)->visualItemRect(item).center());
   }
-  // Types `text` into an editable box as the operator does.
-  void type(QComboBox* box, const QString& text) {
-    box->lineEdit()->selectAll();
-    testing::typeText(box->lineEdit(), text);
+  void type(QComboBox* box, const QString& text) { testing::typeOver(box, text); }
+  // Opens the port list from the main window, `drive` working its controls.
+  void openPorts(std::function<void(FrmPortConfiguration&)> drive) {
+    drivers.push_back([drive](ui::DialogForm& form) { drive(static_cast<FrmPortConfiguration&>(form)); });
+    mdi().PortConfiguration_Click();
   }
 };
 
@@ -47,32 +49,24 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
   start();
   scan().setReadInterval(10);
   scan().Timer2.setEnabled(true);
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     QComboBox* ports = combo(f, "Combo1");
-    ASSERT_EQ(ports->count(), 2);
-    EXPECT_EQ(ports->itemText(0), "COM3");
-    EXPECT_EQ(ports->itemText(1), "COM12");
+    EXPECT_EQ(entries(ports), (QStringList{"COM3", "COM12"}));
     EXPECT_EQ(ports->currentText(), "COM3");  // the first port found
     EXPECT_EQ(items(f), (QStringList{"COM12,4800", "COM7,9600"}));
-    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("添加"));
-    EXPECT_EQ(combo(f, "Combo2")->currentText(), "9600");
-    EXPECT_EQ(testing::labelText(ports), QStringLiteral("端口"));
-    EXPECT_EQ(testing::labelText(combo(f, "Combo5")), QStringLiteral("奇偶校验位"));
+    EXPECT_EQ(QStringList({button(f, "Command1")->text(), combo(f, "Combo2")->currentText(), testing::labelText(ports),
+                           testing::labelText(combo(f, "Combo5"))}),
+              QStringList({QStringLiteral("添加"), "9600", QStringLiteral("端口"), QStringLiteral("奇偶校验位")}));
     // The scan has its rest counter back once the load is done.
     EXPECT_TRUE(scan().Timer2.enabled());
     // Choosing a listed port turns the button into an update of that entry.
-    ports->setCurrentIndex(1);
-    emit ports->activated(1);
-    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
-    EXPECT_EQ(f.editIndex, 0);
+    testing::activate(ports, 1);
+    EXPECT_EQ(button(f, "Command1")->text() + QString::number(f.editIndex), QStringLiteral("更新0"));
     // Typing matches as the port list's rules say ("M7" is inside "COM7,9600").
     type(ports, "m7");
-    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
-    EXPECT_EQ(f.editIndex, 1);
+    EXPECT_EQ(button(f, "Command1")->text() + QString::number(f.editIndex), QStringLiteral("更新1"));
     click(f, "Command4");
   });
-  mdi().PortConfiguration_Click();
   EXPECT_EQ(modals, QStringList{"FrmPortConfiguration"});
   EXPECT_FALSE(FrmPortConfiguration::exists());
 }
@@ -88,19 +82,16 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
   addStation("S6", "COM6,9600", "3");
   start();
   clock.advance(ms(300 * 5));
-  ASSERT_NE(mdi().node("COM3,9600,1"), nullptr);
-  ASSERT_NE(mdi().node("COM4,9600,2"), nullptr);
+  ASSERT_TRUE(mdi().node("COM3,9600,1") && mdi().node("COM4,9600,2"));
   const int linesBefore = logLines().size();
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     QComboBox* ports = combo(f, "Combo1");
     // Update COM3 to 4800: the refresh after OK rebuilds the tree from the new list.
     EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
     type(combo(f, "Combo2"), "4800");
     click(f, "Command1");
     // Add COM5 at 19200, chosen from the list.
-    ports->setCurrentIndex(1);
-    emit ports->activated(1);
+    testing::activate(ports, 1);
     combo(f, "Combo2")->setCurrentText("19200");
     EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("添加"));
     click(f, "Command1");
@@ -120,7 +111,6 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
     click(f, "Command3");
     EXPECT_TRUE(f.accepted);
   });
-  mdi().PortConfiguration_Click();
   EXPECT_FALSE(FrmPortConfiguration::exists());  // unloaded by the caller
   // Keys above the new count stay behind; the rest is written in place, byte for byte.
   EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=3\r\n1=COM3,4800\r\n2=COM6,9600\r\n"
@@ -138,8 +128,7 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
   EXPECT_EQ(mdi().node("COM3,9600,1"), nullptr);  // its entry has another baud rate now
   EXPECT_EQ(mdi().node("COM4,9600,2"), nullptr);  // its entry is gone
   EXPECT_NE(mdi().node("COM6,9600,3"), nullptr);
-  EXPECT_TRUE(core::findStation("S3"));
-  EXPECT_TRUE(core::findStation("S4"));
+  EXPECT_TRUE(core::findStation("S3") && core::findStation("S4"));
 }
 
 // A gateway port: listed as present without a device, added with its address, its address
@@ -154,14 +143,11 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     auto* delegate = static_cast<QStyledItemDelegate*>(list(f)->itemDelegate());
     return delegate->displayText(list(f)->item(row)->text(), QLocale());
   };
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     QComboBox* ports = combo(f, "Combo1");
-    EXPECT_EQ(ports->count(), 2);  // COM3 probed, COM7 mapped
-    EXPECT_EQ(ports->itemText(1), "COM7");
+    EXPECT_EQ(entries(ports), (QStringList{"COM3", "COM7"}));  // COM3 probed, COM7 mapped
     EXPECT_EQ(testing::labelText(address(f)), QStringLiteral("网关地址"));
-    EXPECT_EQ(shown(f, 1), QStringLiteral("COM7,9600 → 10.0.0.9:502"));
-    EXPECT_EQ(shown(f, 0), "COM3,9600");
+    EXPECT_EQ(QStringList({shown(f, 0), shown(f, 1)}), QStringList({"COM3,9600", QStringLiteral("COM7,9600 → 10.0.0.9:502")}));
     // Refused with a message, nothing added: no port number, no address.
     for (const auto& [port, typed] : {std::pair{"COMX", "192.168.1.50:8899"}, {"COM5", "192.168.1.50"}, {"COM5", "h:0"}}) {
       type(ports, port);
@@ -172,8 +158,7 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     EXPECT_EQ(items(f).size(), 2);
     address(f)->setText("192.168.1.50:8899");
     click(f, "Command1");
-    EXPECT_EQ(items(f).last(), "COM5,9600");
-    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("更新"));
+    EXPECT_EQ(items(f).last() + button(f, "Command1")->text(), QStringLiteral("COM5,9600更新"));
     // The box shows the chosen port's gateway, and empties for a listed serial port.
     type(ports, "COM3");
     EXPECT_EQ(address(f)->text(), "");
@@ -184,13 +169,11 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     EXPECT_EQ(shown(f, 1), QStringLiteral("COM7,9600 → [fe80::1]:4001"));
     click(f, "Command3");
   });
-  mdi().PortConfiguration_Click();
   EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=3\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
                                         "[Network Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
   EXPECT_EQ(shell::gatewayOfPort("COM5"), "tcp://192.168.1.50:8899");
   // Again: COM7 back to a serial port, COM5 deleted from the list takes its address along.
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     type(combo(f, "Combo1"), "COM7");
     EXPECT_EQ(address(f)->text(), "[fe80::1]:4001");
     address(f)->clear();
@@ -199,7 +182,6 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     click(f, "Command2");
     click(f, "Command3");
   });
-  mdi().PortConfiguration_Click();
   EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
                                         "[Network Ports]\r\n"));
 }
@@ -210,8 +192,7 @@ TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
   start();
   clock.advance(ms(20000));
   const QStringList linesBefore = logLines();
-  drivers.push_back([&](ui::DialogForm& form) {
-    auto& f = static_cast<FrmPortConfiguration&>(form);
+  openPorts([&](FrmPortConfiguration& f) {
     EXPECT_EQ(combo(f, "Combo1")->count(), 0);  // no port exists on this bus
     EXPECT_TRUE(button(f, "Command3")->isEnabled());
     clickRow(f, 0);
@@ -220,11 +201,9 @@ TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
     clock.advance(ms(300));
     EXPECT_FALSE(button(f, "Command3")->isEnabled());
     click(f, "Command3");
-    EXPECT_FALSE(f.accepted);
-    EXPECT_TRUE(f.isVisible());
+    EXPECT_TRUE(!f.accepted && f.isVisible());
     click(f, "Command4");
   });
-  mdi().PortConfiguration_Click();
   EXPECT_EQ(settingsBytes(), before);
   EXPECT_EQ(logLines(), linesBefore);  // no refresh
   EXPECT_FALSE(FrmPortConfiguration::exists());
@@ -250,9 +229,7 @@ TEST_F(PortConfigurationTest, TheProbeClosesTheScansPortFirstAndSkipsHeldPorts) 
   drivers.push_back([&](ui::DialogForm& form) {
     // COM3 was closed for the probe and found; COM4, held, is absent.
     EXPECT_FALSE(scanPort->portOpen());
-    QComboBox* ports = combo(form, "Combo1");
-    ASSERT_EQ(ports->count(), 1);
-    EXPECT_EQ(ports->itemText(0), "COM3");
+    EXPECT_EQ(entries(combo(form, "Combo1")), QStringList{"COM3"});
     click(form, "Command4");
   });
   mdi().PortConfiguration_Click();

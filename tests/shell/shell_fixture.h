@@ -3,8 +3,10 @@
 // is handed to the next driver in `drivers` (none left: it is closed at once), and its object
 // name is recorded in `modals`.
 
+#include <QComboBox>
 #include <QFile>
 #include <QLabel>
+#include <QLineEdit>
 #include <QTest>
 #include <deque>
 #include <functional>
@@ -32,6 +34,25 @@ inline void retype(QLineEdit* box, const QString& text) {
   box->selectAll();
   QTest::keyClick(box, Qt::Key_Delete);
   typeText(box, text);
+}
+
+// Types `text` over whatever an editable list box holds, selected first, key by key.
+inline void typeOver(QComboBox* box, const QString& text) {
+  box->lineEdit()->selectAll();
+  typeText(box->lineEdit(), text);
+}
+
+// Chooses entry `i` of a list as a click on it does: the entry, then the activation.
+inline void activate(QComboBox* box, int i) {
+  box->setCurrentIndex(i);
+  emit box->activated(i);
+}
+
+// The entries of a list box, in order.
+inline QStringList itemsOf(const QComboBox* box) {
+  QStringList l;
+  for (int i = 0; i < box->count(); ++i) l << box->itemText(i);
+  return l;
 }
 
 // The caption of a box: the text of the label whose buddy it is.

@@ -47,9 +47,8 @@ struct Model {
   std::map<QString, QString> marks;  // by the lower-case name: one key of the settings file
 
   const Row* named(const QString& name) const {
-    for (const Row& r : rows)
-      if (same(r.name, name)) return &r;
-    return nullptr;
+    const auto r = std::ranges::find_if(rows, [&](const Row& r) { return same(r.name, name); });
+    return r == rows.end() ? nullptr : &*r;
   }
   int onPort(const QString& entry) const {
     return static_cast<int>(std::count_if(rows.begin(), rows.end(), [&](const Row& r) { return same(r.port, entry); }));
@@ -304,16 +303,11 @@ class SiteListsModelTest : public testing::ShellFixture {
         if (what == 0) {
           const QString port = pick(kPortPool), baud = pick(kBauds);
           note("  " + port + "," + baud + " " + button(f, "Command1")->text());
-          combo(f, "Combo1")->lineEdit()->selectAll();
-          testing::typeText(combo(f, "Combo1")->lineEdit(), port);
-          combo(f, "Combo2")->lineEdit()->selectAll();
-          testing::typeText(combo(f, "Combo2")->lineEdit(), baud);
+          testing::typeOver(combo(f, "Combo1"), port);
+          testing::typeOver(combo(f, "Combo2"), baud);
           click(f, "Command1");
           const auto at = std::find_if(shown.begin(), shown.end(), [&](const QString& e) { return same(e.section(',', 0, 0), port); });
-          if (at != shown.end())
-            *at = port + "," + baud;
-          else
-            shown << port + "," + baud;
+          (at != shown.end() ? *at : shown.emplace_back()) = port + "," + baud;
         } else if (what == 1 && !shown.isEmpty()) {
           chosen = int(rng_() % shown.size());
           note("  choose " + shown[chosen]);
@@ -331,8 +325,7 @@ class SiteListsModelTest : public testing::ShellFixture {
               others.removeAt(chosen);
               if (m.onPort(entry) > 0 && !others.contains(entry, Qt::CaseInsensitive)) {
                 question = QStringLiteral("%1 上还有 %2 个站点，删除后这些站点将不再显示。确定删除?")
-                               .arg(entry.section(',', 0, 0))
-                               .arg(m.onPort(entry));
+                               .arg(entry.section(',', 0, 0)).arg(m.onPort(entry));
                 yes = rng_() % 2;
                 dialogs.answers.push_back(yes ? platform::kYes : platform::kNo);
               }
@@ -407,14 +400,10 @@ TEST_F(SiteListsModelTest, RandomSequencesOfTheDialogsKeepTheFilesAsTheModelSays
     for (int i = 0; i < steps; ++i) {
       portsInEditor_ = m.ports;  // the editor's port list is the settings' when it opens
       const int what = int(rng_() % 4);
-      if (what == 0 && !m.ports.isEmpty())
-        addStations(m);
-      else if (what == 1 && !m.rows.empty())
-        updateStation(m);
-      else if (what == 2 && !m.rows.empty())
-        deleteStation(m);
-      else
-        editPorts(m);
+      if (what == 0 && !m.ports.isEmpty()) addStations(m);
+      else if (what == 1 && !m.rows.empty()) updateStation(m);
+      else if (what == 2 && !m.rows.empty()) deleteStation(m);
+      else editPorts(m);
       if (HasFatalFailure()) return;
       ASSERT_TRUE(dialogs.answers.empty()) << "an answer was not asked for" << trail_;
       const QString diff = difference(m);

@@ -57,22 +57,14 @@ TEST(Startup, InstalledOrReadOnlyProgramGetsItsDirectoryInTheDataFolder) {
 TEST(Startup, BrokenStoreDoesNotStopTheStart) {
   QTemporaryDir dir;
   setProgramDir(dir.path());
-  {
-    QFile junk(dir.path() + "/MSCONS.DLL");
-    ASSERT_TRUE(junk.open(QIODevice::WriteOnly));
-    junk.write("this is not a database");
-  }
+  QFile junk(dir.path() + "/MSCONS.DLL");
+  ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write("this is not a database") > 0);
+  junk.close();
   bool shown = false;
   Main([&] { shown = true; });
   EXPECT_TRUE(shown);
   setProgramDir({});
 }
-
-}  // namespace
-}  // namespace xl::core
-
-namespace xl::core {
-namespace {
 
 TEST(Startup, BrowseFolderGivesTheChoiceOrNothing) {
   testing::ScriptedDialogs dialogs;
@@ -100,10 +92,9 @@ TEST(QtChinese, ButtonsOfMessageBoxesReadInChinese) {
   ASSERT_TRUE(installQtChinese(testing::testApp()));
   QMessageBox box;
   box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Ok | QMessageBox::Cancel);
-  EXPECT_TRUE(box.button(QMessageBox::Yes)->text().startsWith(QStringLiteral("是")));
-  EXPECT_TRUE(box.button(QMessageBox::No)->text().startsWith(QStringLiteral("否")));
-  EXPECT_TRUE(box.button(QMessageBox::Ok)->text().startsWith(QStringLiteral("确定")));
-  EXPECT_TRUE(box.button(QMessageBox::Cancel)->text().startsWith(QStringLiteral("取消")));
+  for (const auto& [button, text] : {std::pair{QMessageBox::Yes, "是"}, {QMessageBox::No, "否"}, {QMessageBox::Ok, "确定"},
+                                     {QMessageBox::Cancel, "取消"}})
+    EXPECT_TRUE(box.button(button)->text().startsWith(QString::fromUtf8(text))) << text;
 }
 
 }  // namespace

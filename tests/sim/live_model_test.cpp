@@ -63,11 +63,9 @@ TEST(LiveModel, MidnightStoresTheDayAndCountsIt) {
   o.clock.startTimeOfDay = hours(23);
   Controller c(o);
   const DeviceState& s = c.state();
-  const auto days = s.readings.daysInOperation;
+  const auto days = s.readings.daysInOperation, fullCharges = s.readings.fullCharges;
   const auto stored = s.history.size();
-  const auto fullCharges = s.readings.fullCharges;
-  EXPECT_EQ(stored, 3u);
-  EXPECT_EQ(days, 4);  // three past days and today
+  EXPECT_EQ(std::pair(stored, int(days)), std::pair(3ul, 4));  // three past days and today
 
   c.advanceTo(minutes(59) + seconds(55));
   const DayRecord before = s.readings.today;
@@ -77,8 +75,7 @@ TEST(LiveModel, MidnightStoresTheDayAndCountsIt) {
   ASSERT_EQ(s.history.size(), stored + 1);
   const DayRecord& yesterday = s.history.front();
   EXPECT_EQ(yesterday.minBatteryVoltage, before.minBatteryVoltage);
-  EXPECT_GE(yesterday.usedWh, before.usedWh);
-  EXPECT_LE(yesterday.usedWh, before.usedWh + 1);
+  EXPECT_TRUE(yesterday.usedWh >= before.usedWh && yesterday.usedWh <= before.usedWh + 1) << yesterday.usedWh;
   EXPECT_EQ(c.state().record(1), yesterday);
   // The new day starts from nothing, the totals go on.
   EXPECT_LT(s.readings.today.usedWh, before.usedWh);
@@ -98,10 +95,10 @@ TEST(LiveModel, TotalsAreTheSumOfTheDays) {
     EXPECT_LE(d.minBatteryVoltage, d.maxBatteryVoltage);
   }
   // Each day's value is rounded down on its own, the total once.
-  EXPECT_GE(s.readings.totalWhGenerated, generated);
-  EXPECT_LE(s.readings.totalWhGenerated, generated + 21);
-  EXPECT_GE(s.readings.totalWhUsed, used);
-  EXPECT_LE(s.readings.totalWhUsed, used + 21);
+  for (const auto& [total, sum] : {std::pair{s.readings.totalWhGenerated, generated}, {s.readings.totalWhUsed, used}}) {
+    EXPECT_GE(total, sum);
+    EXPECT_LE(total, sum + 21);
+  }
   EXPECT_EQ(s.readings.daysInOperation, 21);
 }
 
@@ -135,10 +132,7 @@ TEST(LiveModel, SpeedFactorRunsTheClockFaster) {
 
 TEST(LiveModel, OverDischargeCutsTheLoadAndCountsOnce) {
   StationOptions o = midnightStation();
-  o.plant.panelWatts = 0;
-  o.plant.loadWatts = 150;
-  o.plant.historyDays = 0;
-  o.plant.startSoc = 30;
+  o.plant.panelWatts = 0, o.plant.loadWatts = 150, o.plant.historyDays = 0, o.plant.startSoc = 30;
   o.capacityAh = 50;
   Controller c(o);
   const Readings& r = c.state().readings;
@@ -146,12 +140,8 @@ TEST(LiveModel, OverDischargeCutsTheLoadAndCountsOnce) {
   ASSERT_EQ(r.overDischarges, 0);
 
   c.advanceTo(hours(3));
-  EXPECT_EQ(r.overDischarges, 1);
-  EXPECT_FALSE(r.loadOn);
-  EXPECT_EQ(r.loadVoltage, 0);
-  EXPECT_EQ(r.loadCurrent, 0);
-  EXPECT_TRUE(r.faultWord & fault::kOverDischarge);
-  EXPECT_TRUE(r.faultWord & fault::kUnderVoltageWarning);
+  EXPECT_EQ(std::tuple(r.overDischarges, r.loadOn, r.loadVoltage, r.loadCurrent), std::tuple(1, false, 0, 0));
+  EXPECT_TRUE((r.faultWord & fault::kOverDischarge) && (r.faultWord & fault::kUnderVoltageWarning));
   const Bytes block = realTimeBytes(c.state());
   EXPECT_EQ(block[64] & 0x80, 0);  // byte 67 of the reply: load off
   EXPECT_EQ(block[67] & 0x01, 1);  // byte 70: over-discharge bit of 0x0121
@@ -172,14 +162,11 @@ TEST(LiveModel, LightControlSwitchesTheLoadAtDuskAndDawn) {
   Controller c(o);
   const Readings& r = c.state().readings;
   ASSERT_FALSE(r.loadOn);
-  c.advanceTo(hours(6));  // 18:00, still light
-  EXPECT_FALSE(r.loadOn);
-  c.advanceTo(hours(8));  // 20:00, dark for long enough
-  EXPECT_TRUE(r.loadOn);
-  c.advanceTo(hours(17));  // 05:00
-  EXPECT_TRUE(r.loadOn);
-  c.advanceTo(hours(19));  // 07:00, bright
-  EXPECT_FALSE(r.loadOn);
+  // 18:00, still light; 20:00, dark for long enough; 05:00; 07:00, bright.
+  for (const auto& [at, on] : {std::pair{hours(6), false}, {hours(8), true}, {hours(17), true}, {hours(19), false}}) {
+    c.advanceTo(at);
+    EXPECT_EQ(r.loadOn, on) << at.count();
+  }
 
   // Light and hours: on at dusk, off after the number of hours of the mode.
   c.handle(appendCrc(Bytes{1, 0x06, 0xE0, 0x1D, 0x00, 0x02}), hours(19));
@@ -198,12 +185,10 @@ TEST(LiveModel, ManualLoadFollowsTheSwitchAndFrozenStationsStayPut) {
   Controller c(midnightStation());
   c.handle(requestFrame(1, " 06 010A 0000"), minutes(1));
   c.advanceTo(hours(2));
-  EXPECT_FALSE(c.state().readings.loadOn);
-  EXPECT_EQ(c.state().readings.loadPower, 0);
+  EXPECT_TRUE(!c.state().readings.loadOn && c.state().readings.loadPower == 0);
   c.handle(requestFrame(1, " 06 010A 0001"), hours(2));
   c.advanceTo(hours(2) + minutes(1));
-  EXPECT_TRUE(c.state().readings.loadOn);
-  EXPECT_GT(c.state().readings.loadPower, 0);
+  EXPECT_TRUE(c.state().readings.loadOn && c.state().readings.loadPower > 0);
 
   c.setLive(false);
   const Bytes frozen = realTimeBytes(c.state());
