@@ -2,11 +2,13 @@
 
 #include <QApplication>
 #include <cstdio>
+#include <optional>
 
 #include "app/site_agent.h"
 
 #include "core/app_state.h"
 #include "core/startup.h"
+#include "monitoring/alarm_wiring.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "platform/dialogs.h"
 #include "platform/gateway_port.h"
@@ -50,18 +52,30 @@ int main(int argc, char** argv) {
   xl::platform::QtDialogs dialogs(QStringLiteral("星澜站点监控软件"), [] { return xl::core::programDir(); });
   xl::platform::setDialogs(&dialogs);
 
-  // The broker publisher hears the scan's replies; it is off unless the settings turn it on.
+  // The broker publisher and the alarms hear the scan's replies; the publisher is off unless
+  // the settings turn it on. The alarms start once the settings file is known (at Main).
   xl::publish::Publisher publisher;
+  std::optional<xl::engine::alarms::AlarmEngine> alarms;
+  std::optional<xl::engine::alarms::CommandRunner> alarmCommand;
   xl::monitoring::FrmGlobalMonitoring::setReplyListener(
       {[&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.deviceInfoReply(n, id, r); },
-       [&publisher](const QString& n, const QString& id, const QByteArray& r) { publisher.realTimeReply(n, id, r); }});
+       [&](const QString& n, const QString& id, const QByteArray& r) {
+         publisher.realTimeReply(n, id, r);
+         if (alarms) alarms->realTimeReply(n, id, r);
+       },
+       [&](const QString& n, const QString& id) {
+         if (alarms) alarms->realTimeMissed(n, id);
+       }});
   // A station is offline for the broker when the link health calls it stale.
   publisher.setStaleRule([](const QString& name) {
     return xl::monitoring::FrmGlobalMonitoring::exists() && xl::monitoring::FrmGlobalMonitoring::instance().isStale(name);
   });
 
   // The first window is the login; it shows the main window when a user has logged in.
-  xl::core::Main([&publisher] {
+  xl::core::Main([&] {
+    alarms.emplace();
+    alarmCommand.emplace([&alarms] { return alarms->settings().command; });
+    xl::monitoring::wireAlarms(*alarms, publisher, &*alarmCommand);
     xl::shell::showFirstWindow();
     publisher.applyFromFile();
   });

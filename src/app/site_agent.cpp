@@ -20,6 +20,7 @@
 #include "core/station_store.h"
 #include "engine/recorder.h"
 #include "engine/scan.h"
+#include "monitoring/alarm_wiring.h"
 #include "platform/dialogs.h"
 #include "platform/gateway_port.h"
 #include "platform/port_names.h"
@@ -204,6 +205,17 @@ int runAgent(int argc, char** argv, const AgentOptions& options) {
     };
     scan.addListener(std::move(toBroker));
     publisher.setStaleRule([&scan](const QString& name) { return scan.isStale(name); });
+    // The alarms: each raising and clearing is a line of the log, so one line on standard
+    // output, in the log file, on the broker and to the command.
+    engine::alarms::AlarmEngine alarms;
+    engine::alarms::CommandRunner alarmCommand([&alarms] { return alarms.settings().command; });
+    monitoring::wireAlarms(alarms, publisher, &alarmCommand);
+    engine::ScanListener toAlarms;
+    toAlarms.realTime = [&alarms](const engine::StationRef& s, const QByteArray& r) {
+      alarms.realTimeReply(s.name, s.deviceId, r);
+    };
+    toAlarms.realTimeMissed = [&alarms](const engine::StationRef& s) { alarms.realTimeMissed(s.name, s.deviceId); };
+    scan.addListener(std::move(toAlarms));
 
     core::appendLog(QStringLiteral("星澜站点代理启动，程序目录 %1").arg(QDir::toNativeSeparators(core::programDir())));
     core::appendLog(QStringLiteral("刷新所有站点，请稍等..."));

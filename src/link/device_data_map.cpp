@@ -85,6 +85,19 @@ constexpr GroupWords kScanWords = {"过放",           "欠压警告",       "�
 constexpr GroupWords kRecorderWords = {"蓄电池过放",     "蓄电池欠压警告", "蓄电池超压", "太阳能板超功率",
                                        "太阳能板超电压", "太阳能板反接",   "负载过载"};
 
+constexpr FaultPosition kFaultPositions[] = {
+    {"over_discharge", 32, kRecorderWords.overDischarge},
+    {"battery_over_voltage", 31, kRecorderWords.batteryOverVolt},
+    {"battery_under_voltage", 30, kRecorderWords.underVoltage},
+    {"load_short_circuit", 29, "负载短路"},
+    {"load_over_current", 28, kRecorderWords.loadOverCurrent},
+    {"device_over_temperature", 27, "设备超温"},
+    {"battery_over_temperature", 26, "蓄电池超温"},
+    {"panel_over_power", 25, kRecorderWords.panelOverPower},
+    {"panel_over_voltage", 23, kRecorderWords.panelOverVolt},
+    {"panel_reverse_polarity", 20, kRecorderWords.panelReversed},
+};
+
 const GroupWords& wordsOf(Reader reader) {
   switch (reader) {
     case Reader::RealTime: return kRealTimeWords;
@@ -95,6 +108,12 @@ const GroupWords& wordsOf(Reader reader) {
 }
 
 }  // namespace
+
+std::span<const FaultPosition> faultPositions() { return kFaultPositions; }
+
+bool flagSet(std::string_view flags, int position) {
+  return flags.size() == 32 && position >= 1 && position <= 32 && flags[static_cast<std::size_t>(position - 1)] == '1';
+}
 
 std::string numberText(double value) {
   value += 0.0;  // no "-0"

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -101,6 +102,20 @@ std::string statusFlagsOf(const Bytes& reply);
 // exchanges bytes 69, 70 with bytes 71, 72 in the array it was given, and the exchange stays.
 // Does nothing to a reply too short to hold byte 72.
 void exchangeFaultWords(Bytes& reply);
+
+// ---- Fault positions ----------------------------------------------------------------------
+
+// The ten positions of the status flags that the readers test for a fault, each with a code
+// and the recorder's text for it (positions 1 = leftmost; bit 0 of the fault word is 32).
+// Position 24, the panel's clean bill, is no fault and is not listed.
+struct FaultPosition {
+  std::string_view code;
+  int position;
+  std::string_view text;
+};
+std::span<const FaultPosition> faultPositions();
+// Whether `position` (1..32) is "1" in flags of exactly 32 characters; false for any other text.
+bool flagSet(std::string_view flags, int position);
 
 // ---- Status groups ------------------------------------------------------------------------
 

@@ -127,6 +127,9 @@ FrmGlobalMonitoring::FrmGlobalMonitoring()
   listener.realTime = [](const engine::StationRef& s, const QByteArray& reply) {
     if (replyListener().realTime) replyListener().realTime(s.name, s.deviceId, reply);
   };
+  listener.realTimeMissed = [](const engine::StationRef& s) {
+    if (replyListener().realTimeMissed) replyListener().realTimeMissed(s.name, s.deviceId);
+  };
   listenerId_ = engine_.addListener(std::move(listener));
   engine_.setHealthListener([](const QString& status) {
     if (healthListener()) healthListener()(status);

@@ -32,11 +32,14 @@ using ReplyStore = engine::ReplyStore;
 
 // Who else hears the scan's good replies (the broker publisher): each device information block
 // of a discovery and each real-time block, as received (fault words as sent), with the
-// station's name and address text. Registered by whoever wires the program; no screen.
+// station's name and address text; and each real-time request that got no valid reply.
+// Registered by whoever wires the program; no screen.
 struct ReplyListener {
   using Reply = std::function<void(const QString& station, const QString& deviceId, const QByteArray& reply)>;
+  using Missed = std::function<void(const QString& station, const QString& deviceId)>;
   Reply deviceInfo;
   Reply realTime;
+  Missed realTimeMissed;
 };
 
 // Told when the status line of the link health changes (checked once a second): "在线站点 n/m

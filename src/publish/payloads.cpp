@@ -65,6 +65,23 @@ QString timeText(const QDateTime& at) {
   return at.toOffsetFromUtc(at.offsetFromUtc()).toString(Qt::ISODate);
 }
 
+// The device block every discovery config of a station carries, so Home Assistant groups them.
+// Without the device information only the identity is sent: a config that leaves the model
+// out does not take it away from the device.
+QJsonObject deviceObject(const Topics& topics, const StationIdentity& station, const std::optional<link::DeviceInfo>& info) {
+  QJsonObject device;
+  device["identifiers"] = QJsonArray{u(topics.uniqueId(station.name.toStdString(), "device"))};
+  device["name"] = station.name;
+  device["manufacturer"] = QStringLiteral("星澜");
+  if (info) {
+    device["model"] = u(info->model);
+    device["sw_version"] = u(info->softwareVersion);
+    device["hw_version"] = u(info->deviceVersion);
+    device["serial_number"] = u(info->serialNumber);
+  }
+  return device;
+}
+
 }  // namespace
 
 std::span<const SensorInfo> sensors() { return kSensors; }
@@ -133,16 +150,7 @@ std::optional<QByteArray> stateJson(const StationIdentity& station, const Bytes&
 std::vector<Message> discoveryConfigs(const Topics& topics, const StationIdentity& station,
                                       const std::optional<link::DeviceInfo>& info) {
   const std::string name = station.name.toStdString();
-  QJsonObject device;
-  device["identifiers"] = QJsonArray{u(topics.uniqueId(name, "device"))};
-  device["name"] = station.name;
-  device["manufacturer"] = QStringLiteral("星澜");
-  if (info) {
-    device["model"] = u(info->model);
-    device["sw_version"] = u(info->softwareVersion);
-    device["hw_version"] = u(info->deviceVersion);
-    device["serial_number"] = u(info->serialNumber);
-  }
+  const QJsonObject device = deviceObject(topics, station, info);
 
   std::vector<Message> out;
   out.reserve(std::size(kSensors));
@@ -168,6 +176,43 @@ std::vector<Message> discoveryConfigs(const Topics& topics, const StationIdentit
     c["availability_mode"] = QStringLiteral("all");
     c["device"] = device;
     out.push_back({topics.discoveryConfig(uid), QJsonDocument(c).toJson(QJsonDocument::Compact)});
+  }
+  return out;
+}
+
+QByteArray alarmsJson(const std::vector<AlarmItem>& open) {
+  QJsonArray a;
+  for (const AlarmItem& i : open) a.append(QJsonObject{{"code", i.code}, {"text", i.text}, {"since", timeText(i.since)}});
+  return QJsonDocument(a).toJson(QJsonDocument::Compact);
+}
+
+QByteArray alarmEventJson(const QString& code, const QString& text, bool raised, const QDateTime& at) {
+  const QJsonObject o{{"code", code},
+                      {"text", text},
+                      {"state", raised ? QStringLiteral("raised") : QStringLiteral("cleared")},
+                      {"time", timeText(at)}};
+  return QJsonDocument(o).toJson(QJsonDocument::Compact);
+}
+
+std::vector<Message> alarmDiscoveryConfigs(const Topics& topics, const StationIdentity& station,
+                                           const std::vector<std::pair<QString, QString>>& codes) {
+  const std::string name = station.name.toStdString();
+  const QJsonObject device = deviceObject(topics, station, std::nullopt);
+  std::vector<Message> out;
+  for (const auto& [code, text] : codes) {
+    const std::string uid = topics.uniqueId(name, "alarm_" + code.toStdString());
+    QJsonObject c;
+    c["name"] = text;
+    c["unique_id"] = u(uid);
+    c["object_id"] = u(uid);
+    c["device_class"] = QStringLiteral("problem");
+    c["state_topic"] = u(topics.alarms(name));
+    c["value_template"] =
+        QStringLiteral("{{ 'ON' if value_json | selectattr('code', 'equalto', '%1') | list | count > 0 else 'OFF' }}")
+            .arg(code);
+    c["availability"] = QJsonArray{QJsonObject{{"topic", u(topics.status())}}};
+    c["device"] = device;
+    out.push_back({topics.discoveryConfig(uid, "binary_sensor"), QJsonDocument(c).toJson(QJsonDocument::Compact)});
   }
   return out;
 }

@@ -12,6 +12,7 @@
 #include <QString>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "link/device_data_map.h"
@@ -57,5 +58,22 @@ struct Message {
 // information block) gives the device's model and versions when it is known.
 std::vector<Message> discoveryConfigs(const Topics& topics, const StationIdentity& station,
                                       const std::optional<link::DeviceInfo>& info);
+
+// ---- Alarms -------------------------------------------------------------------------------
+
+struct AlarmItem {
+  QString code;
+  QString text;
+  QDateTime since;
+};
+// The retained array of a station's open alarms: [{"code", "text", "since"}], "[]" when none.
+QByteArray alarmsJson(const std::vector<AlarmItem>& open);
+// One event: {"code", "text", "state": "raised" | "cleared", "time"}.
+QByteArray alarmEventJson(const QString& code, const QString& text, bool raised, const QDateTime& at);
+
+// One retained Home Assistant binary_sensor config (device class "problem") per alarm code of
+// `codes` (code, text) for one station; each reads the station's retained array.
+std::vector<Message> alarmDiscoveryConfigs(const Topics& topics, const StationIdentity& station,
+                                           const std::vector<std::pair<QString, QString>>& codes);
 
 }  // namespace xl::publish

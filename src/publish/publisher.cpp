@@ -118,6 +118,14 @@ void Publisher::onLinkEvent(std::uint64_t generation, const LinkEvent& e) {
         if (st.online) publishAvailability(name, st, *st.online);
       }
       announceSilentStations();
+      {
+        std::set<QString> names;
+        for (const auto& [name, st] : stations_) names.insert(name);
+        if (alarmSource_.stations)
+          for (const QString& name : alarmSource_.stations()) names.insert(name);
+        for (const QString& name : names)
+          if (!forgotten_.contains(name)) publishAlarms(name);
+      }
       pump();
       return;
     case LinkEvent::Acknowledged:
@@ -158,8 +166,20 @@ void Publisher::scheduleReconnect() {
   retryTask_ = platform::scheduler().post(backoff_.next(), [this] { connectNow(); });
 }
 
-void Publisher::enqueue(std::string topic, QByteArray payload) {
-  queue_.push({std::move(topic), payload.toStdString(), true, 1});
+void Publisher::enqueue(std::string topic, QByteArray payload, bool retain) {
+  queue_.push({std::move(topic), payload.toStdString(), retain, 1});
+}
+
+void Publisher::publishAlarms(const QString& name) {
+  if (alarmSource_.open) enqueue(topics().alarms(s(name)), alarmsJson(alarmSource_.open(name)));
+}
+
+void Publisher::alarmEvent(const QString& name, const QString& code, const QString& text, bool raised,
+                           const QDateTime& at) {
+  if (!running_ || forgotten_.contains(name)) return;
+  enqueue(topics().alarm(s(name)), alarmEventJson(code, text, raised, at), false);
+  publishAlarms(name);
+  pump();
 }
 
 void Publisher::pump() {
@@ -187,6 +207,8 @@ void Publisher::publishDiscovery(const QString& name, Station& st) {
   st.discoveryPublished = true;
   if (settings_.discoveryPrefix.isEmpty()) return;
   for (auto& m : discoveryConfigs(topics(), {name, st.deviceId, st.port}, st.info)) enqueue(std::move(m.topic), m.payload);
+  for (auto& m : alarmDiscoveryConfigs(topics(), {name, st.deviceId, st.port}, alarmSource_.codes))
+    enqueue(std::move(m.topic), m.payload);
 }
 
 void Publisher::publishAvailability(const QString& name, Station& st, bool online) {
@@ -203,6 +225,10 @@ void Publisher::forgetStation(const QString& name) {
   enqueue(t.availability(s(name)), {});
   if (!settings_.discoveryPrefix.isEmpty())
     for (const SensorInfo& sensor : sensors()) enqueue(t.discoveryConfig(t.uniqueId(s(name), sensor.key)), {});
+  if (alarmSource_.open) enqueue(t.alarms(s(name)), {});
+  if (!settings_.discoveryPrefix.isEmpty())
+    for (const auto& [code, text] : alarmSource_.codes)
+      enqueue(t.discoveryConfig(t.uniqueId(s(name), "alarm_" + code.toStdString()), "binary_sensor"), {});
   pump();
 }
 

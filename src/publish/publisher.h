@@ -87,6 +87,19 @@ class Publisher : public QObject {
   void setStationNames(StationNames names) { stationNames_ = std::move(names); }
   void setTimeSource(std::function<QDateTime()> now) { now_ = std::move(now); }
 
+  // Alarms: the open alarms of a station, the stations that have any, and every alarm code with
+  // its text (one Home Assistant binary_sensor each). Without a source no alarm is published.
+  struct AlarmSource {
+    std::function<std::vector<AlarmItem>(const QString& station)> open;
+    std::function<QStringList()> stations;
+    std::vector<std::pair<QString, QString>> codes;
+  };
+  void setAlarmSource(AlarmSource source) { alarmSource_ = std::move(source); }
+  // A raising or clearing: the event (not retained) and the station's array of open alarms
+  // (retained). The arrays of every station are published again at each connection, so a
+  // broker that was down ends with the present state.
+  void alarmEvent(const QString& station, const QString& code, const QString& text, bool raised, const QDateTime& at);
+
   bool connected() const { return connected_; }
   std::size_t queued() const { return queue_.size(); }
   std::uint64_t dropped() const { return queue_.dropped(); }
@@ -108,7 +121,8 @@ class Publisher : public QObject {
   void onLinkEvent(std::uint64_t generation, const LinkEvent& e);
   void failed(const QString& logLine);
   void scheduleReconnect();
-  void enqueue(std::string topic, QByteArray payload);
+  void enqueue(std::string topic, QByteArray payload, bool retain = true);
+  void publishAlarms(const QString& name);
   void publishDiscovery(const QString& name, Station& st);
   void publishAvailability(const QString& name, Station& st, bool online);
   void pump();
@@ -134,6 +148,7 @@ class Publisher : public QObject {
   PortLookup portLookup_;
   StationNames stationNames_;
   std::function<QDateTime()> now_;
+  AlarmSource alarmSource_;
   platform::Timer availabilityTimer_;
 };
 

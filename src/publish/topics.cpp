@@ -73,8 +73,10 @@ std::string Topics::state(std::string_view station) const { return base() + "/" 
 std::string Topics::availability(std::string_view station) const {
   return base() + "/" + level(station) + "/availability";
 }
-std::string Topics::discoveryConfig(std::string_view uniqueId) const {
-  return level(discoveryPrefix) + "/sensor/" + std::string(uniqueId) + "/config";
+std::string Topics::alarms(std::string_view station) const { return base() + "/" + level(station) + "/alarms"; }
+std::string Topics::alarm(std::string_view station) const { return base() + "/" + level(station) + "/alarm"; }
+std::string Topics::discoveryConfig(std::string_view uniqueId, std::string_view component) const {
+  return level(discoveryPrefix) + "/" + std::string(component) + "/" + std::string(uniqueId) + "/config";
 }
 std::string Topics::uniqueId(std::string_view station, std::string_view key) const {
   return objectId(clientId) + "_" + objectId(station) + "_" + objectId(key);

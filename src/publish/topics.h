@@ -33,8 +33,11 @@ struct Topics {
   std::string status() const;
   std::string state(std::string_view station) const;
   std::string availability(std::string_view station) const;
-  // "<discovery prefix>/sensor/<unique id>/config"
-  std::string discoveryConfig(std::string_view uniqueId) const;
+  // The station's open alarms (retained) and its alarm events (not retained).
+  std::string alarms(std::string_view station) const;
+  std::string alarm(std::string_view station) const;
+  // "<discovery prefix>/<component>/<unique id>/config"
+  std::string discoveryConfig(std::string_view uniqueId, std::string_view component = "sensor") const;
   // "<client id>_<station>_<key>" as object ids.
   std::string uniqueId(std::string_view station, std::string_view key) const;
 };

@@ -12,6 +12,7 @@
 #include "core/message_log.h"
 #include "core/settings.h"
 #include "core/station_request.h"
+#include "engine/alarms/alarm_engine.h"
 #include "monitoring/frm_maintenance_record.h"
 #include "monitoring/recorder_settings.h"
 #include "platform/dialogs.h"
@@ -260,6 +261,7 @@ void FrmAddStation::Command3_Click() {
       publisher->forgetStation(oldName);
       publisher->knowStation(s.StationName);
     }
+    if (auto* alarms = engine::alarms::AlarmEngine::current()) alarms->forgetStation(oldName);
   }
   if (markLost) {
     if (const auto line = monitoring::stationKeyLogLine(s.StationName)) core::appendLog(*line);
@@ -276,6 +278,7 @@ void FrmAddStation::Command4_Click() {
   if (!changeTogether(QStringLiteral("删除站点失败：%1"), removeMark, [&] { return core::deleteStation(openedName_); }))
     return;
   if (auto* publisher = publish::Publisher::current()) publisher->forgetStation(openedName_);
+  if (auto* alarms = engine::alarms::AlarmEngine::current()) alarms->forgetStation(openedName_);
   platform::dialogs().msgBox(QStringLiteral("删除站点成功"));
   core::appendLog(stationDeletedLine(openedName_));
   unload();

@@ -27,6 +27,8 @@
 #include "monitoring/frm_maintenance_record.h"
 #include "publish/frm_mqtt_settings.h"
 #include "monitoring/frm_exchange_log.h"
+#include "monitoring/frm_alarm_log.h"
+#include "engine/alarms/alarm_engine.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_monitoring1.h"
 #include "monitoring/frm_real_time_monitoring.h"
@@ -89,12 +91,43 @@ FrmMDI::FrmMDI() {
   ui::onEvent(treeView1_->viewport(), QEvent::ToolTip, [this](QEvent* e) {
     QTreeWidgetItem* item = treeView1_->itemAt(static_cast<QHelpEvent*>(e)->pos());
     if (!item || !item->parent() || !monitoring::FrmGlobalMonitoring::exists()) return;
-    const QString tip = monitoring::FrmGlobalMonitoring::instance().healthTooltip(nodes_.key(item));
+    QString tip = monitoring::FrmGlobalMonitoring::instance().healthTooltip(nodes_.key(item));
+    if (const auto* engine = engine::alarms::AlarmEngine::current(); engine && item->parent()->parent()) {
+      QStringList texts;
+      for (const auto& a : engine->activeOf(item->text(0))) texts << a.text;
+      if (!texts.isEmpty()) tip += (tip.isEmpty() ? "" : "\n") + QStringLiteral("告警：") + texts.join(QStringLiteral("、"));
+    }
     if (item->toolTip(0) != tip) item->setToolTip(0, tip);
   });
+
+  // Unacknowledged open alarms, in red, at the right of the status bar.
+  alarmStatus_ = new QLabel(this);
+  alarmStatus_->setObjectName("AlarmStatus");
+  alarmStatus_->setStyleSheet(QStringLiteral("color: #c00000; font-weight: bold;"));
+  statusBar()->addPermanentWidget(alarmStatus_);
+  if (auto* engine = engine::alarms::AlarmEngine::current()) alarmListener_ = engine->addChangeListener([this] { refreshAlarms(); });
+  refreshAlarms();
+}
+
+void FrmMDI::refreshAlarms() {
+  const auto* engine = engine::alarms::AlarmEngine::current();
+  const int n = engine ? engine->log().unacknowledged() : 0;
+  const QString text = n > 0 ? QStringLiteral("未确认告警 %1").arg(n) : QString();
+  if (alarmStatus_->text() != text) alarmStatus_->setText(text);
+  for (QTreeWidgetItem* node : nodes_) markAlarms(node);
+}
+
+void FrmMDI::markAlarms(QTreeWidgetItem* node) {
+  if (!node->parent() || !node->parent()->parent()) return;  // the root and the ports
+  const auto* engine = engine::alarms::AlarmEngine::current();
+  const bool alarmed = engine && !engine->activeOf(node->text(0)).empty();
+  if (node->data(0, Qt::UserRole + 10).toBool() == alarmed) return;
+  node->setData(0, Qt::UserRole + 10, alarmed);
+  node->setForeground(0, alarmed ? QBrush(QColor(0xc0, 0, 0)) : QBrush());
 }
 
 FrmMDI::~FrmMDI() {
+  if (auto* engine = engine::alarms::AlarmEngine::current()) engine->removeListener(alarmListener_);
   monitoring::FrmGlobalMonitoring::setHealthListener({});
   core::setLogBox({});
 }
@@ -201,6 +234,7 @@ void FrmMDI::buildMenus() {
   addItem(monitoring, "Monitoring1", QStringLiteral("日常监控"), &FrmMDI::Monitoring1_Click);
   addItem(monitoring, "GlobalMonitoring", QStringLiteral("全局监控"), &FrmMDI::GlobalMonitoring_Click);
   addItem(monitoring, "HlstoryMonitoring", QStringLiteral("历史监控"), &FrmMDI::HlstoryMonitoring_Click);
+  addItem(monitoring, "AlarmLog", QStringLiteral("告警记录"), &FrmMDI::AlarmLog_Click);
 
   QMenu* maintenance = bar->addMenu(QStringLiteral("数据保存"));
   maintenance->setObjectName("Maintenance");
@@ -208,6 +242,7 @@ void FrmMDI::buildMenus() {
   addItem(maintenance, "ImportData", QStringLiteral("导入数据"), &FrmMDI::ImportData_Click)->setVisible(false);
   addItem(maintenance, "MaintenanceRecord", QStringLiteral("数据保存设置"), &FrmMDI::MaintenanceRecord_Click);
   addItem(maintenance, "MqttSettings", QStringLiteral("MQTT发布设置"), &FrmMDI::MqttSettings_Click);
+  addItem(maintenance, "AlarmSettings", QStringLiteral("告警设置"), &FrmMDI::AlarmSettings_Click);
 
   QMenu* help = bar->addMenu(QStringLiteral("帮助(&H)"));
   help->setObjectName("Help");
@@ -322,6 +357,8 @@ void FrmMDI::MaintenanceRecord_Click() { ui::showModal(&monitoring::FrmMaintenan
 
 void FrmMDI::MqttSettings_Click() { ui::showModal(&publish::FrmMqttSettings::instance(), this); }
 
+void FrmMDI::AlarmLog_Click() { showChild(&monitoring::FrmAlarmLog::instance()); }
+void FrmMDI::AlarmSettings_Click() { ui::showModal(&monitoring::FrmAlarmSettings::instance(), this); }
 void FrmMDI::ExchangeLog_Click() { showChild(&monitoring::FrmExchangeLog::instance()); }
 
 void FrmMDI::closeEvent(QCloseEvent* event) {

@@ -69,6 +69,11 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   void Monitoring1_Click();
   void HlstoryMonitoring_Click();
   void ExchangeLog_Click();
+  void AlarmLog_Click();
+  void AlarmSettings_Click();
+  // The count of unacknowledged open alarms in the status bar and the marks of the stations
+  // with an open alarm in the tree (red, the alarms in the tooltip).
+  void refreshAlarms();
   void AddStation_Click();
   void ViewStation_Click();
   void GeneralGLoadConfiguration_Click();
@@ -123,6 +128,9 @@ class FrmMDI : public QMainWindow, public ui::Singleton<FrmMDI> {
   QTreeWidget* treeView1_;
   QToolBar* toolbar1_;
   QLabel* healthStatus_;
+  QLabel* alarmStatus_;
+  int alarmListener_ = 0;
+  void markAlarms(QTreeWidgetItem* node);
   QMenu* editStation_;
   QHash<QString, QAction*> actions_;
   QHash<QString, QTreeWidgetItem*> nodes_;

@@ -44,6 +44,7 @@ QTreeWidgetItem* FrmMDI::addNode(QTreeWidgetItem* parent, const QString& key, co
   setNodeImage(item, image);
   nodes_.insert(key, item);
   item->setExpanded(true);
+  markAlarms(item);
   return item;
 }
 

@@ -78,6 +78,8 @@ class Broker {
   }
   ~Broker() { stop(); }
 
+  // Where the broker keeps its persistent store (mosquitto.db).
+  QString dataDir() const { return dir_.path(); }
   int port() const { return port_; }
 
   void start() {

@@ -15,6 +15,7 @@
 #include <set>
 
 #include "link/device_data_map.h"
+#include "monitoring/alarm_wiring.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "publish/frm_mqtt_settings.h"
 #include "publish/payloads.h"
@@ -24,6 +25,7 @@
 #include "support/two_stations.h"
 #include "tests/publish/publisher_fixture.h"
 #include "tools/sim/bus.h"
+#include "tools/sim/device_state.h"
 
 namespace xl {
 namespace {
@@ -135,6 +137,64 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
   }
   EXPECT_GE(configs, 2 * static_cast<int>(publish::sensors().size()));
   EXPECT_TRUE(dialogs.shown.empty());
+}
+
+TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
+  Broker broker;
+  Subscriber sub(broker.port());
+  start();
+  // Wired as the program wires it.
+  engine::alarms::AlarmEngine alarms(dir.filePath("XLALARM.DB"));
+  monitoring::wireAlarms(alarms, *publisher, nullptr);
+  FrmGlobalMonitoring::setReplyListener(
+      {[this](const QString& n, const QString& id, const QByteArray& b) { publisher->deviceInfoReply(n, id, b); },
+       [&](const QString& n, const QString& id, const QByteArray& b) {
+         publisher->realTimeReply(n, id, b);
+         alarms.realTimeReply(n, id, b);
+       },
+       [&](const QString& n, const QString& id) { alarms.realTimeMissed(n, id); }});
+  publishTo(broker.port());
+  const std::string array2 = kBase + kLevel2 + "/alarms", event2 = kBase + kLevel2 + "/alarm";
+  ASSERT_TRUE(runUntil([&] { return sub.on(kBase + "一号站/state").size() >= 1; }));
+  station2->state().readings.faultWord = sim::fault::kOverDischarge;
+  ASSERT_TRUE(runUntil([&] { return !sub.on(event2).empty(); }));
+  ASSERT_TRUE(runUntil([&] { return last(sub.on(array2)).contains("over_discharge"); }));
+  const QJsonObject raised = jsonOf(sub.on(event2).back());
+  EXPECT_EQ(raised["code"].toString(), "over_discharge");
+  EXPECT_EQ(raised["text"].toString(), QStringLiteral("蓄电池过放"));
+  EXPECT_EQ(raised["state"].toString(), "raised");
+  const QJsonArray open = QJsonDocument::fromJson(sub.on(array2).back()).array();
+  ASSERT_EQ(open.size(), 1);
+  EXPECT_EQ(open[0].toObject()["text"].toString(), QStringLiteral("蓄电池过放"));
+  EXPECT_FALSE(open[0].toObject()["since"].toString().isEmpty());
+  // One binary sensor per code, of class "problem", reading the array.
+  publish::Topics t;
+  t.clientId = "site1";
+  const std::string config = t.discoveryConfig(t.uniqueId(kStation2.toStdString(), "alarm_over_discharge"), "binary_sensor");
+  ASSERT_EQ(config.rfind("homeassistant/binary_sensor/", 0), 0u);
+  ASSERT_TRUE(runUntil([&] { return !sub.on(config).empty(); }));
+  const QJsonObject c = jsonOf(sub.on(config).back());
+  EXPECT_EQ(c["device_class"].toString(), "problem");
+  EXPECT_EQ(c["state_topic"].toString().toStdString(), array2);
+  EXPECT_TRUE(c["value_template"].toString().contains("'over_discharge'"));
+
+  // The broker restarts having lost its store; a new subscriber finds the array again.
+  broker.stop();
+  ASSERT_TRUE(runUntil([&] { return !publisher->connected(); }));
+  QFile::remove(broker.dataDir() + "/mosquitto.db");
+  broker.start();
+  Subscriber late(broker.port(), "xl-late");
+  ASSERT_TRUE(runUntil([&] { return last(late.on(array2)).contains("over_discharge"); }, 15000));
+
+  // Cleared after two replies without it: the event and an empty array.
+  station2->state().readings.faultWord = 0;
+  ASSERT_TRUE(runUntil([&] { return last(late.on(array2)) == "[]"; }, 15000));
+  EXPECT_EQ(jsonOf(late.on(event2).back())["state"].toString(), "cleared");
+  // Retained: the array; not retained: the events.
+  Subscriber fresh(broker.port(), "xl-fresh");
+  ASSERT_TRUE(runUntil([&] { return !fresh.on(array2).empty(); }));
+  EXPECT_EQ(last(fresh.on(array2)), "[]");
+  EXPECT_TRUE(fresh.on(event2).empty());
 }
 
 // A real-time reply whose "Ah charged today" carries a sequence number.

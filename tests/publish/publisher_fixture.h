@@ -29,7 +29,8 @@ class PublisherFixture : public TwoStationFixture {
     publisher = std::make_unique<publish::Publisher>();
     monitoring::FrmGlobalMonitoring::setReplyListener(
         {[this](const QString& n, const QString& id, const QByteArray& b) { publisher->deviceInfoReply(n, id, b); },
-         [this](const QString& n, const QString& id, const QByteArray& b) { publisher->realTimeReply(n, id, b); }});
+         [this](const QString& n, const QString& id, const QByteArray& b) { publisher->realTimeReply(n, id, b); },
+         {}});
   }
   // Offline is the link health's stale, as the program wires it.
   void useStaleRule() {

@@ -107,7 +107,8 @@ int console(bool on, int seconds) {
   publisher.setTimeSource([&clock] { return QDateTime(QDate(2026, 5, 1), QTime(0, 0)).addMSecs(platform::toMs(clock.now())); });
   monitoring::FrmGlobalMonitoring::setReplyListener(
       {[&](const QString& n, const QString& id, const QByteArray& r) { publisher.deviceInfoReply(n, id, r); },
-       [&](const QString& n, const QString& id, const QByteArray& r) { publisher.realTimeReply(n, id, r); }});
+       [&](const QString& n, const QString& id, const QByteArray& r) { publisher.realTimeReply(n, id, r); },
+       {}});
   if (on) {
     broker = std::make_unique<testing::Broker>();
     publishTo(broker->port());

@@ -1,7 +1,8 @@
 // The scan of a big site, in virtual time: 100 stations on 4 simulated lines at 9600 baud,
 // once at the one-request-a-second pace and once with the fast scan (Scan / Per Line = 1).
 // Reports the time from start-up to the last row filled, the oldest age a row's real-time
-// reading reaches in steady state, and the console's CPU per second of (virtual) run time.
+// reading reaches in steady state, and the console's CPU per second of (virtual) run time;
+// each pace without and with the alarms (every tenth station with a fault bit set).
 //
 //   bench_scan [steady-seconds]     (run by hand; QT_QPA_PLATFORM=offscreen without a display)
 //   bench_scan --seed DIR [fast]    writes the same site for the real console into DIR (settings,
@@ -14,12 +15,14 @@
 #include <cstdio>
 #include <ctime>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "core/app_state.h"
 #include "core/settings.h"
 #include "core/startup.h"
 #include "core/station_store.h"
+#include "engine/alarms/alarm_engine.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "platform/dialogs.h"
 #include "platform/flex_grid.h"
@@ -52,7 +55,7 @@ struct Result {
   double cpuPercent = 0;
 };
 
-Result run(bool perLine, int steadySeconds) {
+Result run(bool perLine, int steadySeconds, bool alarms) {
   constexpr int kLines = 4, kPerLine = 25;
   QTemporaryDir dir;
   core::setProgramDir(dir.path());
@@ -82,10 +85,21 @@ Result run(bool perLine, int steadySeconds) {
       sim::StationOptions o;
       o.live = false;
       o.address = static_cast<std::uint8_t>(a);
-      bus.add("COM" + std::to_string(l + 3), 9600, o);
+      sim::Controller& c = bus.add("COM" + std::to_string(l + 3), 9600, o);
+      if (a % 10 == 0) c.state().readings.faultWord = sim::fault::kOverDischarge;
     }
   }
 
+  // The alarms as the program wires them, made before the main window so that its status bar
+  // and tree follow them too.
+  std::optional<engine::alarms::AlarmEngine> engine;
+  if (alarms) {
+    engine.emplace(dir.path() + "/XLALARM.DB");
+    monitoring::FrmGlobalMonitoring::setReplyListener(
+        {{},
+         [&](const QString& n, const QString& id, const QByteArray& r) { engine->realTimeReply(n, id, r); },
+         [&](const QString& n, const QString& id) { engine->realTimeMissed(n, id); }});
+  }
   core::Main([] { shell::FrmMDI::instance().MDIForm_Load(); });
   auto* table = monitoring::FrmGlobalMonitoring::instance().findChild<platform::FlexGrid*>("VsFList1");
 
@@ -124,6 +138,7 @@ Result run(bool perLine, int steadySeconds) {
     result.oldestAgeS = std::max(result.oldestAgeS, static_cast<double>(worst) / 1e6);
   }
 
+  monitoring::FrmGlobalMonitoring::setReplyListener({});
   ui::discardAll();
   platform::setDialogs(nullptr);
   core::setProgramDir({});
@@ -166,10 +181,12 @@ int main(int argc, char** argv) {
   const int steady = argc > 1 ? std::max(60, std::atoi(argv[1])) : 1200;
   std::printf("100 stations on 4 lines at 9600 baud, read interval 10 s, steady window %d s\n", steady);
   for (bool perLine : {false, true}) {
-    const Result r = run(perLine, steady);
-    std::printf("%-22s last row filled %7.1f s   oldest row %6.1f s   CPU %.3f %% of a core\n",
-                perLine ? "fast scan (per line)" : "one request a second", r.lastFilledS, r.oldestAgeS,
-                r.cpuPercent);
+    for (bool alarms : {false, true}) {
+      const Result r = run(perLine, steady, alarms);
+      std::printf("%-22s alarms %-3s last row filled %7.1f s   oldest row %6.1f s   CPU %.3f %% of a core\n",
+                  perLine ? "fast scan (per line)" : "one request a second", alarms ? "on" : "off", r.lastFilledS,
+                  r.oldestAgeS, r.cpuPercent);
+    }
   }
   return 0;
 }
