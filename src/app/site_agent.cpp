@@ -16,6 +16,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/startup.h"
 #include "core/station_store.h"
 #include "engine/recorder.h"
@@ -34,7 +35,6 @@ namespace xl::app {
 
 namespace {
 
-const QString kPorts = QStringLiteral("COMS");
 
 void writeOut(std::FILE* to, const QString& line) {
   const QByteArray bytes = (line + "\n").toUtf8();
@@ -107,9 +107,9 @@ QString unreadableFiles(const QString& settingsPath) {
 std::vector<core::Station> siteStations(int& portCount) {
   std::vector<core::Station> out;
   QSet<QString> ports, keys;
-  portCount = core::readIniInt(kPorts, QStringLiteral("ListCount"));
-  for (int i = 1; i <= portCount; ++i) {
-    const QString port = core::readIni(kPorts, QString::number(i));
+  const QStringList portList = core::readPortList();
+  portCount = static_cast<int>(portList.size());
+  for (const QString& port : portList) {
     if (ports.contains(port)) continue;
     ports.insert(port);
     for (const core::Station& s : core::getStations(port)) {

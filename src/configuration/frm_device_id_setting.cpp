@@ -94,8 +94,7 @@ FrmDeviceIDSetting::~FrmDeviceIDSetting() = default;
 void FrmDeviceIDSetting::Form_Load() {
   // A fresh screen: the ports of the settings, none chosen, nothing found.
   Combo1->clear();
-  const int count = core::readIniInt(QStringLiteral("COMS"), QStringLiteral("ListCount"));
-  for (int i = 1; i <= count; ++i) Combo1->addItem(core::readIni(QStringLiteral("COMS"), QString::number(i)));
+  Combo1->addItems(core::readPortList());
   Combo1->setCurrentIndex(-1);
   LTextBox2->clear();
   Command1->setEnabled(true);

@@ -31,6 +31,7 @@
 
 #include "platform/bytes.h"
 #include "platform/failure.h"
+#include "link/device_data_map.h"
 
 namespace xl::configuration {
 
@@ -137,7 +138,7 @@ void stationChosen(ParameterBlockState& state);
 // ---- Requests ---------------------------------------------------------------------------
 
 // The command literals after the address: the device information block and the parameter block.
-inline constexpr std::string_view kDeviceInfoLiteral = " 03 000A 0011";
+inline constexpr std::string_view kDeviceInfoLiteral = link::kDeviceInfoRequest;
 inline constexpr std::string_view kParameterReadLiteral = " 03 E001 0021";
 
 // What the receive routine expects (`pendingRead`).

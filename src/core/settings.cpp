@@ -1,4 +1,5 @@
 #include "core/settings.h"
+#include "core/settings_keys.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -363,8 +364,15 @@ QString settingsValueRefusal(const QString& caption, const QString& text) {
   return {};
 }
 
+QStringList readPortList() {
+  QStringList entries;
+  const int count = readIniInt(keys::kPorts, keys::kPortCount);
+  for (int i = 1; i <= count; ++i) entries += readIni(keys::kPorts, QString::number(i));
+  return entries;
+}
+
 QString getPassword() {
-  const QString password = readIni(QStringLiteral("Main"), QStringLiteral("config"));
+  const QString password = readIni(keys::kMain, keys::kPassword);
   return password.isEmpty() ? QStringLiteral("426813") : password;
 }
 

@@ -10,6 +10,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <optional>
 #include <vector>
 
@@ -121,6 +122,9 @@ bool isReadOnlyFile(const QString& path);
 // more than 499 characters (the read cuts there), and a blank or a quote at either end (the read
 // trims blanks and one pair of quotes).
 QString settingsValueRefusal(const QString& caption, const QString& text);
+
+// The port list: entries 1 to ListCount of section COMS, as they stand ("COM3,9600").
+QStringList readPortList();
 
 // The login password: key "config" of section "Main", "426813" when that is empty.
 QString getPassword();

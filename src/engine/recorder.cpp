@@ -5,6 +5,7 @@
 
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/app_state.h"
 #include "link/vb_numbers.h"
 #include "monitoring/recorder_line.h"
@@ -24,7 +25,7 @@ std::int32_t wholeSeconds(double v) {
   return static_cast<std::int32_t>(roundHalfEven(std::clamp(v, -2147483648.0, 2147483647.0)));
 }
 
-QString key(const char* name) { return core::readIni(kRecorderSection, QString::fromLatin1(name)); }
+QString key(const char* name) { return core::readIni(core::keys::kRecorder, QString::fromLatin1(name)); }
 
 }  // namespace
 
@@ -32,16 +33,16 @@ RecorderConfig recorderConfigFromSettings(const QStringList& stationNames, const
   using namespace monitoring;
   RecorderConfig c;
   // The read interval box holds at most 60 once its text is set.
-  c.readInterval = boundedReadInterval(readIntervalOrDefault(key("Read Interval")));
-  c.autoSaving = roundHalfEven(valOf(key("Auto Saving"))) == 1;
-  c.root = filePathOrDefault(key("File Path"), programFolder);
-  const SaveIntervalTexts saving = saveIntervalOrDefault(key("Save Interval H"), key("Save Interval M"));
+  c.readInterval = boundedReadInterval(readIntervalOrDefault(key(core::keys::kReadInterval)));
+  c.autoSaving = roundHalfEven(valOf(key(core::keys::kAutoSaving))) == 1;
+  c.root = filePathOrDefault(key(core::keys::kFilePath), programFolder);
+  const SaveIntervalTexts saving = saveIntervalOrDefault(key(core::keys::kSaveIntervalH), key(core::keys::kSaveIntervalM));
   c.hours = saving.hours;
   c.minutes = saving.minutes;
-  c.lineCount = lineCountOrDefault(key("Line Count"));
-  c.sizeLimit = sizeLimitOrDefault(key("Temporary"));
+  c.lineCount = lineCountOrDefault(key(core::keys::kLineCount));
+  c.sizeLimit = sizeLimitOrDefault(key(core::keys::kTemporary));
   for (const QString& name : stationNames)
-    if (stationKeyProblem(name) == KeyProblem::None) c.marks.insert(name, core::readIni(kRecorderSection, name));
+    if (stationKeyProblem(name) == KeyProblem::None) c.marks.insert(name, core::readIni(core::keys::kRecorder, name));
   return c;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/station_request.h"
 #include "core/station_store.h"
 #include "link/device_data_map.h"
@@ -18,9 +19,9 @@ namespace {
 
 std::int64_t nowUs() { return platform::scheduler().now().count(); }
 
-constexpr const char* kDeviceInfoRequest = " 03 000A 0011";
-constexpr const char* kRealTimeRequest = " 03 0100 0023";
-constexpr const char* kLoadModeRequest = " 03 E0 1D 0001";
+using link::kDeviceInfoRequest;
+using link::kLoadModeRequest;
+using link::kRealTimeRequest;
 
 QByteArray bytesOf(const Bytes& b) { return QByteArray(reinterpret_cast<const char*>(b.data()), static_cast<int>(b.size())); }
 
@@ -61,7 +62,7 @@ Scan::Scan()
   healthTimer.setOnTick([this] { refreshHealth(); });
   healthTimer.setEnabled(true);
 
-  perLine_ = core::readIniInt(QStringLiteral("Scan"), QStringLiteral("Per Line")) == 1;
+  perLine_ = core::readIniInt(core::keys::kScan, core::keys::kPerLine) == 1;
 }
 
 Scan::~Scan() {

@@ -29,9 +29,14 @@ enum class Reader {
   Recorder,  // the CSV rows of the data recorder
 };
 
-inline constexpr std::size_t kDeviceInfoLength = 37;  // " 03 000A 0011": 17 registers
-inline constexpr std::size_t kRealTimeLength = 73;    // " 03 0100 0023": 35 registers
-inline constexpr std::size_t kLoadModeLength = 5;     // " 03 E0 1D 0001": 1 register
+// The three reads every monitor and the scan make, as command literals for buildFrame (the
+// station's address goes in front), and the lengths of their replies.
+inline constexpr const char* kDeviceInfoRequest = " 03 000A 0011";  // 17 registers
+inline constexpr const char* kRealTimeRequest = " 03 0100 0023";    // 35 registers
+inline constexpr const char* kLoadModeRequest = " 03 E0 1D 0001";   // 1 register
+inline constexpr std::size_t kDeviceInfoLength = 37;
+inline constexpr std::size_t kRealTimeLength = 73;
+inline constexpr std::size_t kLoadModeLength = 5;
 
 // ---- Number texts -------------------------------------------------------------------------
 

@@ -17,6 +17,7 @@
 
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/station_store.h"
 #include "link/serial_session.h"
 #include "platform/dialogs.h"
@@ -145,9 +146,9 @@ void FrmExchangeLog::stopWatching() {
 void FrmExchangeLog::loadStationNames() {
   names_.clear();
   QStringList ports, stations;
-  const int count = core::readIniInt(QStringLiteral("COMS"), QStringLiteral("ListCount"));
+  const int count = core::readIniInt(core::keys::kPorts, core::keys::kPortCount);
   for (int i = 1; i <= count && i <= 255; ++i) {
-    const QString portText = core::readIni(QStringLiteral("COMS"), QString::number(i));
+    const QString portText = core::readIni(core::keys::kPorts, QString::number(i));
     if (portText.isEmpty()) continue;
     const QString port = q(link::portNameOf(portText.toStdString()));
     if (!ports.contains(port)) ports << port;

@@ -202,7 +202,7 @@ void FrmHlstoryMonitoring::Combo1_Click() {
   ClearAll();
   pendingRead = 1;
   LTextBox1->setText(core::getStationDeviceID(Combo1->text()));
-  core::trySendToStation(MSComm1, Combo1->text(), " 03 000A 0011");
+  core::trySendToStation(MSComm1, Combo1->text(), link::kDeviceInfoRequest);
 }
 
 void FrmHlstoryMonitoring::readDatasA1(Bytes& reply) {

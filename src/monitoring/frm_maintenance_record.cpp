@@ -20,6 +20,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/startup.h"
 #include "platform/dialogs.h"
 #include "link/vb_numbers.h"
@@ -227,7 +228,7 @@ void FrmMaintenanceRecord::Timer1_Timer() {
   for (int r = 1; r < VSFlexGrid1->rows(); ++r) names << VSFlexGrid1->textMatrix(r, 1);
   engine::RecorderConfig config = engine::recorderConfigFromSettings(names, core::programDir());
   Combo1->setEditText(config.readInterval);
-  PerLine->setChecked(core::readIniInt(QStringLiteral("Scan"), QStringLiteral("Per Line")) == 1);
+  PerLine->setChecked(core::readIniInt(core::keys::kScan, core::keys::kPerLine) == 1);
   Check1->setChecked(config.autoSaving);
   LTextBox2->setText(config.root);
   LTextBox1->setText(config.hours);
@@ -324,16 +325,16 @@ void FrmMaintenanceRecord::Command3_Click() {
   LTextBox4->setText(boundedLineCount(LTextBox4->text()));
   LTextBox5->setText(boundedSizeLimit(LTextBox5->text()));
 
-  core::writeIni(kSection, QStringLiteral("Read Interval"), Combo1->currentText());
-  core::writeIni(kSection, QStringLiteral("Auto Saving"), Check1->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
-  core::writeIni(kSection, QStringLiteral("File Path"), LTextBox2->text());
-  core::writeIni(kSection, QStringLiteral("Save Interval H"), LTextBox1->text());
-  core::writeIni(kSection, QStringLiteral("Save Interval M"), LTextBox3->text());
-  core::writeIni(kSection, QStringLiteral("Line Count"), LTextBox4->text());
-  core::writeIni(kSection, QStringLiteral("Temporary"), LTextBox5->text());
+  core::writeIni(kSection, core::keys::kReadInterval, Combo1->currentText());
+  core::writeIni(kSection, core::keys::kAutoSaving, Check1->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
+  core::writeIni(kSection, core::keys::kFilePath, LTextBox2->text());
+  core::writeIni(kSection, core::keys::kSaveIntervalH, LTextBox1->text());
+  core::writeIni(kSection, core::keys::kSaveIntervalM, LTextBox3->text());
+  core::writeIni(kSection, core::keys::kLineCount, LTextBox4->text());
+  core::writeIni(kSection, core::keys::kTemporary, LTextBox5->text());
   // The scan's pace: the key is read when the scan is made; the scan takes the change at its
   // next discovery or round.
-  core::writeIni(QStringLiteral("Scan"), QStringLiteral("Per Line"), PerLine->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
+  core::writeIni(core::keys::kScan, core::keys::kPerLine, PerLine->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
   FrmGlobalMonitoring::instance().setPerLine(PerLine->isChecked());
 
   // A station whose name no settings line can hold as a key (one of the recorder's own keys

@@ -204,7 +204,7 @@ void FrmMonitoring1::Combo1_Change() {
 
 void FrmMonitoring1::Timer1_Timer() {
   pendingRead = 2;
-  core::trySendToStation(MSComm1, Combo1->text(), " 03 0100 0023");
+  core::trySendToStation(MSComm1, Combo1->text(), link::kRealTimeRequest);
   Timer1.setEnabled(false);
 }
 

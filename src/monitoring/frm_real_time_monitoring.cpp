@@ -304,7 +304,7 @@ void FrmRealTimeMonitoring::Combo1_Click() {
   staleMark_.refresh(Combo1->text());
   pendingRead = 1;
   LTextBox2->setText(core::getStationDeviceID(Combo1->text()));
-  sendToStation(" 03 000A 0011");
+  sendToStation(link::kDeviceInfoRequest);
   Timer1.setEnabled(true);
   autoStart.request();
 }
@@ -316,7 +316,7 @@ void FrmRealTimeMonitoring::Combo1_Change() {
 
 void FrmRealTimeMonitoring::Timer1_Timer() {
   pendingRead = 2;
-  sendToStation(" 03 0100 0023");
+  sendToStation(link::kRealTimeRequest);
   Timer1.setEnabled(false);
 }
 

@@ -24,10 +24,9 @@ bool isBlank(QChar c) {
 }  // namespace
 
 const QStringList& recorderKeyNames() {
-  static const QStringList names{QStringLiteral("Read Interval"),   QStringLiteral("Auto Saving"),
-                                 QStringLiteral("File Path"),       QStringLiteral("Save Interval H"),
-                                 QStringLiteral("Save Interval M"), QStringLiteral("Line Count"),
-                                 QStringLiteral("Temporary")};
+  using namespace core::keys;
+  static const QStringList names{kReadInterval, kAutoSaving, kFilePath, kSaveIntervalH,
+                                 kSaveIntervalM, kLineCount,  kTemporary};
   return names;
 }
 

@@ -7,11 +7,13 @@
 #include <QStringList>
 #include <optional>
 
+#include "core/settings_keys.h"
+
 namespace xl::monitoring {
 
 // The section of the recorder's settings; besides the recorder's own keys, every key of it is
 // a station's mark, named after the station.
-inline const QString kRecorderSection = QStringLiteral("Maintenance Record");
+inline const QString kRecorderSection = QString::fromLatin1(core::keys::kRecorder);
 
 // ---- Keys and defaults --------------------------------------------------------------------
 

@@ -6,26 +6,29 @@
 
 #include "core/app_state.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "link/vb_numbers.h"
 
 namespace xl::publish {
 
+namespace keys = core::keys;
+
 MqttSettings mqttSettingsFrom(const std::function<QString(const char* key)>& read,
                               const std::function<bool(const char* key)>& present, const QString& hostName) {
   MqttSettings s;
-  s.enabled = std::nearbyint(xl::val(read("Enabled").toStdString())) == 1;
-  s.host = read("Host");
+  s.enabled = std::nearbyint(xl::val(read(keys::kMqttEnabled).toStdString())) == 1;
+  s.host = read(keys::kMqttHost);
   bool ok = false;
-  const int port = read("Port").toInt(&ok);
+  const int port = read(keys::kMqttPort).toInt(&ok);
   s.port = ok && port >= 1 && port <= 65535 ? port : 1883;
-  s.clientId = read("Client Id");
+  s.clientId = read(keys::kMqttClientId);
   if (s.clientId.isEmpty()) s.clientId = hostName;
-  s.topicPrefix = read("Topic Prefix");
+  s.topicPrefix = read(keys::kMqttTopicPrefix);
   if (s.topicPrefix.isEmpty()) s.topicPrefix = QStringLiteral("xinglan");
-  s.username = read("Username");
-  s.password = read("Password");
-  s.caFile = read("TLS CA File");
-  s.discoveryPrefix = present("Discovery Prefix") ? read("Discovery Prefix") : QStringLiteral("homeassistant");
+  s.username = read(keys::kMqttUsername);
+  s.password = read(keys::kMqttPassword);
+  s.caFile = read(keys::kMqttCaFile);
+  s.discoveryPrefix = present(keys::kMqttDiscoveryPrefix) ? read(keys::kMqttDiscoveryPrefix) : QStringLiteral("homeassistant");
   return s;
 }
 
@@ -37,15 +40,15 @@ MqttSettings readMqttSettings() {
 }
 
 void writeMqttSettings(const MqttSettings& s) {
-  core::writeIni(kSection, "Enabled", s.enabled ? "1" : "0");
-  core::writeIni(kSection, "Host", s.host);
-  core::writeIni(kSection, "Port", QString::number(s.port));
-  core::writeIni(kSection, "Client Id", s.clientId);
-  core::writeIni(kSection, "Topic Prefix", s.topicPrefix);
-  core::writeIni(kSection, "Username", s.username);
-  core::writeIni(kSection, "Password", s.password);
-  core::writeIni(kSection, "TLS CA File", s.caFile);
-  core::writeIni(kSection, "Discovery Prefix", s.discoveryPrefix);
+  core::writeIni(kSection, keys::kMqttEnabled, s.enabled ? "1" : "0");
+  core::writeIni(kSection, keys::kMqttHost, s.host);
+  core::writeIni(kSection, keys::kMqttPort, QString::number(s.port));
+  core::writeIni(kSection, keys::kMqttClientId, s.clientId);
+  core::writeIni(kSection, keys::kMqttTopicPrefix, s.topicPrefix);
+  core::writeIni(kSection, keys::kMqttUsername, s.username);
+  core::writeIni(kSection, keys::kMqttPassword, s.password);
+  core::writeIni(kSection, keys::kMqttCaFile, s.caFile);
+  core::writeIni(kSection, keys::kMqttDiscoveryPrefix, s.discoveryPrefix);
 }
 
 QString computerName() {

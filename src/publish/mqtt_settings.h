@@ -4,6 +4,8 @@
 #include <QString>
 #include <functional>
 
+#include "core/settings_keys.h"
+
 namespace xl::publish {
 
 struct MqttSettings {
@@ -20,7 +22,7 @@ struct MqttSettings {
   bool operator==(const MqttSettings&) const = default;
 };
 
-inline constexpr const char* kSection = "MQTT";
+inline constexpr const char* kSection = core::keys::kMqtt;
 
 // The settings from a reader of keys of the section (readIni's semantics: absent = "").
 // "Enabled" is on for Val 1 (rounded); a "Port" that is no number of 1..65535 is 1883.

@@ -4,6 +4,7 @@
 
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/station_store.h"
 #include "publish/mqtt_link.h"
 
@@ -24,9 +25,9 @@ Publisher::Publisher(std::size_t queueCapacity) : queue_(queueCapacity) {
   portLookup_ = [](const QString& name) { return core::getStationPort(name); };
   stationNames_ = [] {
     QStringList names;
-    const int count = core::readIniInt(QStringLiteral("COMS"), QStringLiteral("ListCount"));
+    const int count = core::readIniInt(core::keys::kPorts, core::keys::kPortCount);
     for (int i = 1; i <= count && i <= 255; ++i) {
-      const QString portText = core::readIni(QStringLiteral("COMS"), QString::number(i));
+      const QString portText = core::readIni(core::keys::kPorts, QString::number(i));
       if (portText.isEmpty()) continue;
       for (const auto& st : core::getStations(portText))
         if (!names.contains(st.StationName)) names << st.StationName;

@@ -11,6 +11,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/station_request.h"
 #include "engine/alarms/alarm_engine.h"
 #include "monitoring/frm_maintenance_record.h"
@@ -25,7 +26,6 @@ namespace xl::shell {
 
 namespace {
 
-const QString kPorts = QStringLiteral("COMS");
 
 // A caption with its box in one row of `grid`: the label is the box's buddy. A required field
 // gets a red asterisk after its box.
@@ -126,8 +126,7 @@ FrmAddStation::FrmAddStation() : ui::ModalForm<FrmAddStation>("FrmAddStation", Q
 }
 
 void FrmAddStation::Form_Load() {
-  const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
-  for (int i = 1; i <= count; ++i) Port->addItem(core::readIni(kPorts, QString::number(i)));
+  Port->addItems(core::readPortList());
   Port->setCurrentIndex(-1);
 }
 

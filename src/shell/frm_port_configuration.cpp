@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/station_store.h"
 #include "link/serial_session.h"
 #include "monitoring/frm_global_monitoring.h"
@@ -25,7 +26,6 @@ namespace xl::shell {
 
 namespace {
 
-const QString kPorts = QStringLiteral("COMS");
 
 // A caption with its box: a label set as the box's buddy.
 void addRow(QGridLayout* grid, int row, const QString& caption, QWidget* box) {
@@ -184,8 +184,7 @@ void FrmPortConfiguration::Form_Load() {
   std::sort(present.begin(), present.end());
   for (int port : present) Combo1->addItem(QString::fromStdString(platform::portName(port)));
   if (Combo1->count() > 0) Combo1->setEditText(Combo1->itemText(0));
-  const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
-  for (int i = 1; i <= count; ++i) List1->addItem(core::readIni(kPorts, QString::number(i)));
+  List1->addItems(core::readPortList());
   Combo1_Change();
   // OK stands as the timer will set it, so an empty list cannot be saved before its first tick.
   Timer1_Timer();
@@ -241,10 +240,10 @@ void FrmPortConfiguration::saveGateways() {
     if (const auto it = gateways_.find(key); it != gateways_.end()) kept[key] = it->second;
   }
   for (const auto& [key, value] : savedGateways_)
-    if (!kept.count(key)) core::removeIni(kNetworkPorts, key);
+    if (!kept.count(key)) core::removeIni(core::keys::kNetworkPorts, key);
   for (const auto& [key, value] : kept) {
     const auto saved = savedGateways_.find(key);
-    if (saved == savedGateways_.end() || saved->second != value) core::writeIni(kNetworkPorts, key, value);
+    if (saved == savedGateways_.end() || saved->second != value) core::writeIni(core::keys::kNetworkPorts, key, value);
   }
 }
 
@@ -293,8 +292,8 @@ void FrmPortConfiguration::Timer1_Timer() { Command3->setEnabled(List1->count() 
 
 void FrmPortConfiguration::Command3_Click() {
   const QStringList list = entries();
-  core::writeIni(kPorts, QStringLiteral("ListCount"), QString::number(list.size()));
-  for (int i = 0; i < list.size(); ++i) core::writeIni(kPorts, QString::number(i + 1), list[i]);
+  core::writeIni(core::keys::kPorts, core::keys::kPortCount, QString::number(list.size()));
+  for (int i = 0; i < list.size(); ++i) core::writeIni(core::keys::kPorts, QString::number(i + 1), list[i]);
   saveGateways();
   accepted = true;
   hide();

@@ -11,6 +11,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/startup.h"
 #include "platform/dialogs.h"
 #include "shell/frm_mdi.h"
@@ -162,7 +163,7 @@ void FrmChangePassword::Command1_Click() {
     platform::dialogs().msgBox(refusal);
     return;
   }
-  core::writeIni(QStringLiteral("Main"), QStringLiteral("config"), Text2->text());
+  core::writeIni(core::keys::kMain, core::keys::kPassword, Text2->text());
   platform::dialogs().msgBox(QStringLiteral("密码更改成功！"));
   unload();
 }

@@ -5,6 +5,7 @@
 
 #include "core/app_state.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "link/serial_session.h"
 #include "platform/gbk.h"
 #include "platform/serial_port.h"
@@ -76,7 +77,7 @@ std::vector<int> probePorts(platform::SerialControl& probe, int first, int last)
 }
 
 std::string gatewayOfPort(const std::string& name) {
-  return core::readIni(kNetworkPorts, QString::fromStdString(name)).toStdString();
+  return core::readIni(core::keys::kNetworkPorts, QString::fromStdString(name)).toStdString();
 }
 
 std::map<int, QString> gatewayPorts() {
@@ -84,7 +85,7 @@ std::map<int, QString> gatewayPorts() {
   const core::IniDocument doc = core::IniDocument::parse(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray());
   std::map<int, QString> found;
   for (int n = 1; n <= 255; ++n) {
-    const QString value = core::readIniValue(doc, kNetworkPorts, QString::fromStdString(platform::portName(n)));
+    const QString value = core::readIniValue(doc, core::keys::kNetworkPorts, QString::fromStdString(platform::portName(n)));
     if (!value.isEmpty()) found[n] = value;
   }
   return found;

@@ -36,10 +36,7 @@ QString removalQuestion(const QString& entry, int stations);
 // buffers and thresholds are set before each try as for a receiving port.
 std::vector<int> probePorts(platform::SerialControl& probe, int first = 1, int last = 100);
 
-// Gateway ports: section `Network Ports` of the settings, keys `COMn`, values "tcp://HOST:PORT".
-inline const QString kNetworkPorts = QStringLiteral("Network Ports");
-
-// The settings value of port `name` ("COM5") in that section, empty for a serial port; read
+// The settings value of port `name` ("COM5") in section `Network Ports`, empty for a serial port; read
 // from the file at each call, as every setting is.
 std::string gatewayOfPort(const std::string& name);
 

@@ -11,6 +11,7 @@
 #include "configuration/frm_general_g_load_configuration.h"
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/station_store.h"
 #include "monitoring/frm_global_monitoring.h"
 #include "monitoring/frm_hlstory_monitoring.h"
@@ -32,7 +33,6 @@ namespace {
 constexpr int kKeyRole = Qt::UserRole + 1;
 constexpr int kImageRole = Qt::UserRole + 2;
 const QString kRootKey = QStringLiteral("n1");
-const QString kPorts = QStringLiteral("COMS");
 
 }  // namespace
 
@@ -78,10 +78,10 @@ void FrmMDI::refreshStations() {
   scan.clearStations();
   VsFList1->setRows(1);
 
-  const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
+  const int count = core::readIniInt(core::keys::kPorts, core::keys::kPortCount);
   QTreeWidgetItem* root = addNode(nullptr, kRootKey, QStringLiteral("站点资源管理器"), 1);
   for (int i = 1; i <= count; ++i) {
-    const QString port = core::readIni(kPorts, QString::number(i));
+    const QString port = core::readIni(core::keys::kPorts, QString::number(i));
     // A port listed twice gets one node; its stations are listed once.
     if (nodes_.contains(port)) continue;
     addNode(root, port, port, 1);
@@ -104,17 +104,17 @@ void FrmMDI::restOfRefresh() {
 void FrmMDI::RefreshAllStations_Click() { fullRefresh(); }
 
 void FrmMDI::logEmptySiteHint() {
-  const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
+  const QStringList ports = core::readPortList();
   int stations = 0;
-  for (int i = 1; i <= count; ++i) stations += static_cast<int>(core::getStations(core::readIni(kPorts, QString::number(i))).size());
-  if (const QString hint = emptySiteHint(count, stations); !hint.isEmpty()) core::appendLog(hint);
+  for (const QString& port : ports) stations += static_cast<int>(core::getStations(port).size());
+  if (const QString hint = emptySiteHint(static_cast<int>(ports.size()), stations); !hint.isEmpty()) core::appendLog(hint);
 }
 
 void FrmMDI::Timer2_Timer() {
-  const int count = core::readIniInt(kPorts, QStringLiteral("ListCount"));
+  const int count = core::readIniInt(core::keys::kPorts, core::keys::kPortCount);
   ++portCursor;
   if (portCursor <= count) {
-    loadStationsOfPort(core::readIni(kPorts, QString::number(portCursor)));
+    loadStationsOfPort(core::readIni(core::keys::kPorts, QString::number(portCursor)));
     return;
   }
   Timer2.setEnabled(false);

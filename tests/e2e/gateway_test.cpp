@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "link/exchange_log.h"
 #include "link/frame_codec.h"
 #include "link/serial_session.h"
@@ -76,7 +77,7 @@ class GatewayTest : public testing::ConsoleFixture {
     startStandIn();
     setPorts({"COM5,9600"});
     const QString ini = dir.path() + "/MSCON.DLL";
-    core::writeIniFile(shell::kNetworkPorts, "COM5", QString("tcp://127.0.0.1:%1").arg(port), ini);
+    core::writeIniFile(core::keys::kNetworkPorts, "COM5", QString("tcp://127.0.0.1:%1").arg(port), ini);
     core::writeIniFile("Maintenance Record", "Read Interval", "2", ini);
     addStation(QStringLiteral("网关站"), "COM5,9600", "1");
     observer = link::addExchangeObserver([this](const link::Exchange& e) {
@@ -155,7 +156,7 @@ TEST_F(GatewayTest, PolledThroughTheGatewayAgainAfterItsRestartAndNeverFrozenByA
 
   // A host that does not answer at all: operator input waits no longer than it ever does.
   testing::UnansweredHost silent;
-  core::writeIniFile(shell::kNetworkPorts, "COM5", QString("tcp://127.0.0.1:%1").arg(silent.port()),
+  core::writeIniFile(core::keys::kNetworkPorts, "COM5", QString("tcp://127.0.0.1:%1").arg(silent.port()),
                      dir.path() + "/MSCON.DLL");
   InputProbe input;
   input.clock.start();

@@ -19,6 +19,7 @@
 
 #include "core/app_state.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/startup.h"
 #include "core/station_store.h"
 #include "monitoring/frm_hlstory_monitoring.h"
@@ -80,8 +81,8 @@ int main(int argc, char** argv) {
   platform::setDialogs(&dialogs);
 
   const QString ini = dir.path() + "/MSCON.DLL";
-  core::writeIniFile("COMS", "ListCount", "1", ini);
-  core::writeIniFile("COMS", "1", "COM3,9600", ini);
+  core::writeIniFile(core::keys::kPorts, core::keys::kPortCount, "1", ini);
+  core::writeIniFile(core::keys::kPorts, QString::number(1), "COM3,9600", ini);
   core::createStore();
   core::Station s;
   s.StationName = QStringLiteral("一号站");

@@ -28,6 +28,7 @@
 
 #include "core/app_state.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/startup.h"
 #include "core/station_store.h"
 #include "monitoring/frm_global_monitoring.h"
@@ -87,8 +88,8 @@ int console(bool on, int seconds) {
   core::setEndProcess([] {});
   sim::Bus bus(driver);
   const QString ini = dir.path() + "/MSCON.DLL";
-  core::writeIniFile("COMS", "ListCount", "1", ini);
-  core::writeIniFile("COMS", "1", "COM3,9600", ini);
+  core::writeIniFile(core::keys::kPorts, core::keys::kPortCount, "1", ini);
+  core::writeIniFile(core::keys::kPorts, QString::number(1), "COM3,9600", ini);
   core::setStationStorePath({});
   core::Main([] {});  // configPath and the store
   if (!core::checkDatabase()) core::createStore();

@@ -16,6 +16,7 @@
 
 #include "core/app_state.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/startup.h"
 #include "monitoring/frm_maintenance_record.h"
 #include "platform/scheduler.h"
@@ -58,11 +59,11 @@ bool run(const QString& parent, int stations, const QString& minutes, int second
   core::configPath = core::pathBeside(dir.path(), QStringLiteral("MSCON.DLL"));
   const QString root = dir.path() + "/data";
   QDir().mkpath(root);
-  const QString section = QStringLiteral("Maintenance Record");
-  core::writeIni(section, QStringLiteral("Auto Saving"), QStringLiteral("1"));
-  core::writeIni(section, QStringLiteral("File Path"), root);
-  core::writeIni(section, QStringLiteral("Save Interval H"), QStringLiteral("0"));
-  core::writeIni(section, QStringLiteral("Save Interval M"), minutes);
+  const QString section = core::keys::kRecorder;
+  core::writeIni(section, core::keys::kAutoSaving, QStringLiteral("1"));
+  core::writeIni(section, core::keys::kFilePath, root);
+  core::writeIni(section, core::keys::kSaveIntervalH, QStringLiteral("0"));
+  core::writeIni(section, core::keys::kSaveIntervalM, minutes);
 
   auto& recorder = monitoring::FrmMaintenanceRecord::instance();
   auto* grid = recorder.findChild<platform::FlexGrid*>(QStringLiteral("VSFlexGrid1"));

@@ -20,6 +20,7 @@
 
 #include "core/app_state.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/startup.h"
 #include "core/station_store.h"
 #include "engine/alarms/alarm_engine.h"
@@ -69,13 +70,13 @@ Result run(bool perLine, int steadySeconds, bool alarms) {
   core::setEndProcess([] {});
 
   const QString ini = dir.path() + "/MSCON.DLL";
-  core::writeIniFile("COMS", "ListCount", QString::number(kLines), ini);
-  if (perLine) core::writeIniFile("Scan", "Per Line", "1", ini);
+  core::writeIniFile(core::keys::kPorts, core::keys::kPortCount, QString::number(kLines), ini);
+  if (perLine) core::writeIniFile(core::keys::kScan, core::keys::kPerLine, "1", ini);
   core::createStore();
   sim::Bus bus{driver};
   for (int l = 0; l < kLines; ++l) {
     const QString port = QStringLiteral("COM%1,9600").arg(l + 3);
-    core::writeIniFile("COMS", QString::number(l + 1), port, ini);
+    core::writeIniFile(core::keys::kPorts, QString::number(l + 1), port, ini);
     for (int a = 1; a <= kPerLine; ++a) {
       core::Station s;
       s.StationName = QStringLiteral("站%1-%2").arg(l + 3).arg(a);
@@ -154,14 +155,14 @@ int seed(const QString& dir, bool perLine) {
   core::setProgramDir(dir);
   core::setStationStorePath({});
   const QString ini = dir + "/MSCON.DLL";
-  core::writeIniFile("COMS", "ListCount", "4", ini);
-  core::writeIniFile("Scan", "Per Line", perLine ? "1" : "0", ini);
+  core::writeIniFile(core::keys::kPorts, core::keys::kPortCount, "4", ini);
+  core::writeIniFile(core::keys::kScan, core::keys::kPerLine, perLine ? "1" : "0", ini);
   if (!core::checkDatabase()) core::createStore();
   QFile bus(dir + "/bus.conf");
   if (!bus.open(QIODevice::WriteOnly | QIODevice::Truncate)) return 1;
   for (int l = 0; l < 4; ++l) {
     const QString port = QStringLiteral("COM%1,9600").arg(l + 3);
-    core::writeIniFile("COMS", QString::number(l + 1), port, ini);
+    core::writeIniFile(core::keys::kPorts, QString::number(l + 1), port, ini);
     for (int a = 1; a <= 25; ++a) {
       core::Station s;
       s.StationName = QStringLiteral("站%1-%2").arg(l + 3).arg(a);

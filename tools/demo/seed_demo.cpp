@@ -9,6 +9,7 @@
 
 #include "core/app_state.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/startup.h"
 #include "core/station_store.h"
 
@@ -23,9 +24,9 @@ int main(int argc, char** argv) {
   xl::core::configPath = xl::core::pathBeside(dir, QStringLiteral("MSCON.DLL"));
   const QString port = QStringLiteral("COM3,9600");
 
-  if (xl::core::readIniInt(QStringLiteral("COMS"), QStringLiteral("ListCount")) == 0) {
-    xl::core::writeIni(QStringLiteral("COMS"), QStringLiteral("ListCount"), QStringLiteral("1"));
-    xl::core::writeIni(QStringLiteral("COMS"), QStringLiteral("1"), port);
+  if (xl::core::readIniInt(xl::core::keys::kPorts, xl::core::keys::kPortCount) == 0) {
+    xl::core::writeIni(xl::core::keys::kPorts, xl::core::keys::kPortCount, QStringLiteral("1"));
+    xl::core::writeIni(xl::core::keys::kPorts, QString::number(1), port);
   }
 
   if (!xl::core::checkDatabase()) xl::core::createStore();

@@ -15,6 +15,7 @@
 
 #include "core/app_state.h"
 #include "core/settings.h"
+#include "core/settings_keys.h"
 #include "core/station_store.h"
 
 namespace {
@@ -74,30 +75,30 @@ int main(int argc, char** argv) {
     written = xl::core::writeIniFile(section, key, value, ini) && written;
   };
 
-  set(QStringLiteral("COMS"), QStringLiteral("ListCount"), QString::number(lineCount));
-  const QString recorder = QStringLiteral("Maintenance Record");
-  set(recorder, QStringLiteral("Read Interval"), cli.value(readInterval));
-  set(recorder, QStringLiteral("Auto Saving"), QStringLiteral("1"));
-  set(recorder, QStringLiteral("File Path"), cli.isSet(records) ? cli.value(records) : dir);
-  set(recorder, QStringLiteral("Save Interval H"), QStringLiteral("0"));
-  set(recorder, QStringLiteral("Save Interval M"), cli.value(saveMinutes));
+  set(xl::core::keys::kPorts, xl::core::keys::kPortCount, QString::number(lineCount));
+  const QString recorder = xl::core::keys::kRecorder;
+  set(recorder, xl::core::keys::kReadInterval, cli.value(readInterval));
+  set(recorder, xl::core::keys::kAutoSaving, QStringLiteral("1"));
+  set(recorder, xl::core::keys::kFilePath, cli.isSet(records) ? cli.value(records) : dir);
+  set(recorder, xl::core::keys::kSaveIntervalH, QStringLiteral("0"));
+  set(recorder, xl::core::keys::kSaveIntervalM, cli.value(saveMinutes));
   for (const QString& name : cli.values(mark)) set(recorder, name, QStringLiteral("-1"));
-  set(QStringLiteral("Scan"), QStringLiteral("Per Line"), cli.isSet(fast) ? QStringLiteral("1") : QStringLiteral("0"));
+  set(xl::core::keys::kScan, xl::core::keys::kPerLine, cli.isSet(fast) ? QStringLiteral("1") : QStringLiteral("0"));
   if (cli.isSet(broker)) {
     const QString hostPort = cli.value(broker);
     const qsizetype colon = hostPort.lastIndexOf(u':');
     if (colon <= 0) return fail(QStringLiteral("--broker takes HOST:PORT"));
-    set(QStringLiteral("MQTT"), QStringLiteral("Enabled"), QStringLiteral("1"));
-    set(QStringLiteral("MQTT"), QStringLiteral("Host"), hostPort.left(colon));
-    set(QStringLiteral("MQTT"), QStringLiteral("Port"), hostPort.mid(colon + 1));
-    if (cli.isSet(clientId)) set(QStringLiteral("MQTT"), QStringLiteral("Client Id"), cli.value(clientId));
+    set(xl::core::keys::kMqtt, xl::core::keys::kMqttEnabled, QStringLiteral("1"));
+    set(xl::core::keys::kMqtt, xl::core::keys::kMqttHost, hostPort.left(colon));
+    set(xl::core::keys::kMqtt, xl::core::keys::kMqttPort, hostPort.mid(colon + 1));
+    if (cli.isSet(clientId)) set(xl::core::keys::kMqtt, xl::core::keys::kMqttClientId, cli.value(clientId));
   }
 
   if (!xl::core::checkDatabase() && !xl::core::createStore()) return fail(QStringLiteral("cannot make the station store"));
   QByteArray busText = "# Written by xinglan-seed-site: the stations of its site directory\n";
   for (int l = 0; l < lineCount; ++l) {
     const QString port = QStringLiteral("COM%1,9600").arg(l + 3);
-    set(QStringLiteral("COMS"), QString::number(l + 1), port);
+    set(xl::core::keys::kPorts, QString::number(l + 1), port);
     for (int a = 1; a <= stationsPerLine; ++a) {
       xl::core::Station s;
       s.StationName = QStringLiteral("站%1-%2").arg(l + 3).arg(a);

@@ -5,9 +5,11 @@
 #include <QString>
 #include <optional>
 
+#include "core/settings_keys.h"
+
 namespace xl::engine::alarms {
 
-inline constexpr const char* kAlarmsSection = "Alarms";
+inline constexpr const char* kAlarmsSection = core::keys::kAlarms;
 
 struct AlarmSettings {
   int silentAfter = 3;         // "Silent After": real-time requests without a valid reply
