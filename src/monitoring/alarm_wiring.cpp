@@ -19,7 +19,7 @@ int wireAlarms(engine::alarms::AlarmEngine& alarms, publish::Publisher& publishe
                               QString::fromUtf8(c.text.data(), static_cast<qsizetype>(c.text.size())));
   publisher.setAlarmSource(std::move(source));
   return alarms.addEventListener([&publisher, command](const engine::alarms::AlarmEvent& e) {
-    if (command) command->event(e);
+    if (command) command->enqueue(e);
     publisher.alarmEvent(e.station, e.code, e.text, e.raised, e.time);
   });
 }

@@ -233,8 +233,8 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   QString program = script;
   CommandRunner runner([&] { return program; }, 2000);
   const QString nasty = QStringLiteral("站\"'; touch %1 #").arg(dir.filePath("pwned"));
-  runner.event({nasty, "1", "", "over_discharge", "蓄电池过放", true, at(1)});
-  runner.event({"B", "2", "", "silent", "通讯中断", false, at(1, 9)});
+  runner.enqueue({nasty, "1", "", "over_discharge", "蓄电池过放", true, at(1)});
+  runner.enqueue({"B", "2", "", "silent", "通讯中断", false, at(1, 9)});
   EXPECT_EQ(runner.waiting(), 1u);
   const auto runUntil = [](const std::function<bool()>& done) {
     QElapsedTimer t;
@@ -256,7 +256,7 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
 
   // Failures: a missing program, then one that outlives its limit; one line a minute at most.
   program = dir.filePath("missing");
-  runner.event({"A", "1", "", "silent", "通讯中断", true, at(1)});
+  runner.enqueue({"A", "1", "", "silent", "通讯中断", true, at(1)});
   ASSERT_TRUE(runUntil([&] { return logText.contains("告警命令执行失败"); }));
   QFile slow(script);
   ASSERT_TRUE(slow.open(QIODevice::WriteOnly));
@@ -265,13 +265,13 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   program = script;
   QElapsedTimer t;
   t.start();
-  runner.event({"A", "1", "", "silent", "通讯中断", false, at(1)});
+  runner.enqueue({"A", "1", "", "silent", "通讯中断", false, at(1)});
   ASSERT_TRUE(runUntil([&] { return !runner.running(); }));
   EXPECT_LT(t.elapsed(), 4000) << "killed at its limit";
   EXPECT_EQ(logText.count("告警命令执行失败"), 1);
   // No command: nothing runs.
   program.clear();
-  runner.event({"A", "1", "", "silent", "通讯中断", true, at(1)});
+  runner.enqueue({"A", "1", "", "silent", "通讯中断", true, at(1)});
   EXPECT_FALSE(runner.running());
 }
 

@@ -25,7 +25,7 @@ QStringList CommandRunner::argumentsOf(const AlarmEvent& e) {
           logTime(e.time)};
 }
 
-void CommandRunner::event(const AlarmEvent& e) {
+void CommandRunner::enqueue(const AlarmEvent& e) {
   const QString program = program_ ? program_().trimmed() : QString();
   if (program.isEmpty()) return;
   queue_.push_back({program, argumentsOf(e)});

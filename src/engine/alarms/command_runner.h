@@ -27,7 +27,8 @@ class CommandRunner : public QObject {
   explicit CommandRunner(std::function<QString()> program, int limitMs = 30000);
   ~CommandRunner() override;
 
-  void event(const AlarmEvent& e);
+  // Queues the run for one raising or clearing; it starts at once when none is under way.
+  void enqueue(const AlarmEvent& e);
   // The arguments of an event, in their order.
   static QStringList argumentsOf(const AlarmEvent& e);
   // Waiting runs, the one under way not counted.
