@@ -7,6 +7,7 @@
 #include <QHash>
 
 #include "core/app_state.h"
+#include "core/sqlite_db.h"
 
 namespace xl::core {
 
@@ -94,83 +95,25 @@ constexpr const char* kInsert =
 constexpr const char* kDelete = "delete from Station where StationName = ? collate nocase";
 
 // One connection for the length of one routine.
-class Connection {
+class Connection : public SqliteDb {
  public:
-  // Without SQLITE_OPEN_CREATE a missing file stays missing and the open fails.
-  explicit Connection(int flags = SQLITE_OPEN_READWRITE) {
-    ok_ = sqlite3_open_v2(stationStorePath().toUtf8().constData(), &db_, flags, nullptr) == SQLITE_OK;
-    if (ok_) sqlite3_busy_timeout(db_, 2000);
-  }
-  ~Connection() { sqlite3_close_v2(db_); }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
-
-  bool ok() const { return ok_; }
-  sqlite3* handle() const { return db_; }
-  bool exec(const char* sql) { return ok_ && sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
-
- private:
-  sqlite3* db_ = nullptr;
-  bool ok_ = false;
+  explicit Connection(int flags = SQLITE_OPEN_READWRITE) : SqliteDb(stationStorePath(), flags, 2000) {}
 };
 
-// A prepared statement; every failure along the way makes it not ok, and later calls do nothing.
-class Statement {
- public:
-  Statement(const Connection& db, const char* sql) {
-    ok_ = db.ok() && sqlite3_prepare_v2(db.handle(), sql, -1, &stmt_, nullptr) == SQLITE_OK;
-  }
-  ~Statement() { sqlite3_finalize(stmt_); }
-  Statement(const Statement&) = delete;
-  Statement& operator=(const Statement&) = delete;
+using Statement = SqliteStatement;
 
-  bool ok() const { return ok_; }
-
-  // A null text is stored as the empty text, as the system writes every column as quoted text.
-  Statement& bind(int index, const QString& value) {
-    const QByteArray utf8 = value.toUtf8();
-    ok_ = ok_ && sqlite3_bind_text(stmt_, index, utf8.constData(), static_cast<int>(utf8.size()), SQLITE_TRANSIENT) ==
-                     SQLITE_OK;
-    return *this;
-  }
-
-  // True while there is a row to read; ok() tells a finished statement from a failed one.
-  bool next() {
-    if (!ok_) return false;
-    const int rc = sqlite3_step(stmt_);
-    ok_ = rc == SQLITE_ROW || rc == SQLITE_DONE;
-    return rc == SQLITE_ROW;
-  }
-
-  // Runs a statement that returns no rows.
-  bool run() {
-    while (next()) {}
-    return ok_;
-  }
-
-  QString text(int column) const {
-    const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, column));
-    return data ? QString::fromUtf8(data, sqlite3_column_bytes(stmt_, column)) : QString();
-  }
-
-  // The current row, columns found by name, so that a table with its columns in another order
-  // reads the same. Columns that the table lacks stay empty.
-  Station station() const {
-    Station row;
-    const int count = sqlite3_column_count(stmt_);
-    for (int c = 0; c < count; ++c) {
-      const char* name = sqlite3_column_name(stmt_, c);
-      for (const Column& column : kInsertColumns) {
-        if (name && sqlite3_stricmp(name, column.name) == 0) row.*column.field = text(c);
-      }
+// The current row, columns found by name, so that a table with its columns in another order
+// reads the same. Columns that the table lacks stay empty.
+Station stationOf(const Statement& query) {
+  Station row;
+  for (int c = 0; c < query.columnCount(); ++c) {
+    const char* name = query.columnName(c);
+    for (const Column& column : kInsertColumns) {
+      if (name && sqlite3_stricmp(name, column.name) == 0) row.*column.field = query.text(c);
     }
-    return row;
   }
-
- private:
-  sqlite3_stmt* stmt_ = nullptr;
-  bool ok_ = false;
-};
+  return row;
+}
 
 // The cached row of that name, reading the table first when nothing is cached. A failed read
 // caches nothing, so the next lookup tries the file again.
@@ -264,7 +207,7 @@ std::vector<Station> getStations(const QString& port) {
   Statement query(db, "select * from Station where Port = ? collate nocase order by rowid");
   query.bind(1, port);
   std::vector<Station> stations;
-  while (query.next()) stations.push_back(query.station());
+  while (query.next()) stations.push_back(stationOf(query));
   if (!query.ok()) return {};
   return stations;
 }
@@ -274,7 +217,7 @@ std::optional<Station> findStation(const QString& name) {
   Statement query(db, "select * from Station where StationName = ? collate nocase order by rowid");
   query.bind(1, name);
   if (!query.next()) return std::nullopt;
-  return query.station();
+  return stationOf(query);
 }
 
 bool insertStation(const Station& station) {

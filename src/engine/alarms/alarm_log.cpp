@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include "core/sqlite_db.h"
 #include "core/station_store.h"
 
 namespace xl::engine::alarms {
@@ -17,70 +18,22 @@ constexpr const char* kCreate =
     " AckTime text not null default '')";
 constexpr const char* kColumns = "Id, StationName, DeviceID, Port, Code, Text, Raised, Cleared, AckBy, AckTime";
 
-class Db {
+// A writer in another process holds the file only for one short transaction.
+class Db : public core::SqliteDb {
  public:
-  Db(const QString& path, int flags) {
-    ok_ = sqlite3_open_v2(path.toUtf8().constData(), &db_, flags, nullptr) == SQLITE_OK;
-    // A writer in another process holds the file only for one short transaction.
-    if (ok_) sqlite3_busy_timeout(db_, 250);
-  }
-  ~Db() { sqlite3_close_v2(db_); }
-  Db(const Db&) = delete;
-  Db& operator=(const Db&) = delete;
-  bool ok() const { return ok_; }
-  sqlite3* handle() const { return db_; }
-  bool exec(const char* sql) const { return ok_ && sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
-
- private:
-  sqlite3* db_ = nullptr;
-  bool ok_ = false;
+  Db(const QString& path, int flags) : SqliteDb(path, flags, 250) {}
 };
 
-class Stmt {
- public:
-  Stmt(const Db& db, const QString& sql) {
-    ok_ = db.ok() && sqlite3_prepare_v2(db.handle(), sql.toUtf8().constData(), -1, &stmt_, nullptr) == SQLITE_OK;
-  }
-  ~Stmt() { sqlite3_finalize(stmt_); }
-  Stmt(const Stmt&) = delete;
-  Stmt& operator=(const Stmt&) = delete;
-  bool ok() const { return ok_; }
-  Stmt& bind(int i, const QString& v) {
-    const QByteArray u = v.toUtf8();
-    ok_ = ok_ && sqlite3_bind_text(stmt_, i, u.constData(), static_cast<int>(u.size()), SQLITE_TRANSIENT) == SQLITE_OK;
-    return *this;
-  }
-  Stmt& bind(int i, std::int64_t v) {
-    ok_ = ok_ && sqlite3_bind_int64(stmt_, i, v) == SQLITE_OK;
-    return *this;
-  }
-  bool next() {
-    if (!ok_) return false;
-    const int rc = sqlite3_step(stmt_);
-    ok_ = rc == SQLITE_ROW || rc == SQLITE_DONE;
-    return rc == SQLITE_ROW;
-  }
-  bool run() {
-    while (next()) {}
-    return ok_;
-  }
-  QString text(int c) const {
-    const auto* d = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, c));
-    return d ? QString::fromUtf8(d, sqlite3_column_bytes(stmt_, c)) : QString();
-  }
-  std::int64_t integer(int c) const { return sqlite3_column_int64(stmt_, c); }
-  AlarmRow row() const {
-    return {integer(0), text(1), text(2), text(3), text(4), text(5), text(6), text(7), text(8), text(9)};
-  }
+using Stmt = core::SqliteStatement;
 
- private:
-  sqlite3_stmt* stmt_ = nullptr;
-  bool ok_ = false;
-};
+AlarmRow rowOf(const Stmt& s) {
+  return {s.integer(0), s.text(1), s.text(2), s.text(3), s.text(4),
+          s.text(5),    s.text(6), s.text(7), s.text(8), s.text(9)};
+}
 
 std::vector<AlarmRow> rowsOf(Stmt& s) {
   std::vector<AlarmRow> out;
-  while (s.next()) out.push_back(s.row());
+  while (s.next()) out.push_back(rowOf(s));
   return out;
 }
 
