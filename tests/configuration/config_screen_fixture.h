@@ -2,9 +2,15 @@
 // The configuration screens in the whole console: one line COM3 at 9600 baud with simulated
 // controllers on it that answer only what they are asked, and the operator's mouse.
 
+#include <QAbstractButton>
 #include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
 #include <QTest>
+#include <algorithm>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "support/console_fixture.h"
 #include "support/wire_log.h"
@@ -41,12 +47,40 @@ class ConfigScreenFixture : public ConsoleFixture {
 
   std::int64_t nowMs() const { return platform::toMs(clock.now()); }
   std::vector<Sent> sentFrom(std::int64_t fromMs) const { return sentFrames(*line, fromMs); }
-  QStringList shownTexts() const {
+  // The messages shown so far, joined by " | ".
+  QString shown() const {
     QStringList out;
     for (const auto& s : dialogs.shown) out << s.text;
-    return out;
+    return out.join(" | ");
   }
   QString lastShown() const { return dialogs.shown.empty() ? QString() : dialogs.shown.back().text; }
+
+  // The controls of `screen` named in `expected`, described the same way and compared as one
+  // text: "Name=text" for a box's or list's text (no blanks in it) or a caption, "Name=1" for a
+  // checked option; a leading "+" or "-" for an enabled or disabled control ("-Name" alone for
+  // the state alone).
+  static ::testing::AssertionResult shows(const QWidget& screen, std::string_view expected) {
+    std::string actual;
+    for (std::size_t at = 0; at < expected.size();) {
+      const std::size_t end = std::min(expected.find(' ', at), expected.size());
+      std::string_view token = expected.substr(at, end - at);
+      const bool state = token[0] == '+' || token[0] == '-';
+      token.remove_prefix(state ? 1 : 0);
+      const std::string name(token.substr(0, token.find('=')));
+      const QWidget* w = control(screen, name.c_str());
+      QString value;
+      if (auto* e = qobject_cast<const QLineEdit*>(w)) value = e->text();
+      if (auto* c = qobject_cast<const QComboBox*>(w)) value = c->currentText();
+      if (auto* l = qobject_cast<const QLabel*>(w)) value = l->text();
+      if (auto* b = qobject_cast<const QAbstractButton*>(w)) value = b->isChecked() ? "1" : "0";
+      if (!actual.empty()) actual += ' ';
+      if (state) actual += w->isEnabled() ? '+' : '-';
+      actual += name + (name.size() < token.size() ? "=" + value.toStdString() : "");
+      at = end + 1;
+    }
+    if (actual == expected) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "the screen shows\n  " << actual << "\nnot\n  " << expected;
+  }
 
   sim::Bus bus{driver};
   platform::SimLine* line = nullptr;

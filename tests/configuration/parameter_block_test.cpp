@@ -28,16 +28,12 @@ TEST(ParameterBoxesValue, ListsHoldOnlyTheirEntries) {
 TEST(RatedInfo, FillsTheRatedBoxesAndGoesOnToTheBlock) {
   ParameterBoxes b;
   ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(48, 30, 0)));
-  expectTexts(b, {{C::LTextBox2, "12/24/36/48(V)"},
-                  {C::LTextBox3, "该设备无负载"},
-                  {C::LTextBox4, "30.00"},
-                  {C::SetCurrText2, "30.00"}});
-
+  EXPECT_TRUE(hasTexts(b, "LTextBox2=12/24/36/48(V) LTextBox3=该设备无负载 LTextBox4=30.00 SetCurrText2=30.00"));
   ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(96, 40, 15)));
-  expectTexts(b, {{C::LTextBox2, "12/24/36/48/60/96(V)"}, {C::LTextBox3, "15"}});
+  EXPECT_TRUE(hasTexts(b, "LTextBox2=12/24/36/48/60/96(V) LTextBox3=15"));
   // A voltage outside the five leaves the text as it was.
   ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(12, 40, 15)));
-  EXPECT_EQ(b.text(C::LTextBox2), "12/24/36/48/60/96(V)");
+  EXPECT_TRUE(hasTexts(b, "LTextBox2=12/24/36/48/60/96(V)"));
 
   Bytes shorter = deviceInfoReply(24, 10, 10);
   shorter.pop_back();
@@ -47,134 +43,88 @@ TEST(RatedInfo, FillsTheRatedBoxesAndGoesOnToTheBlock) {
 
 TEST(ParameterRead, EachValueComesFromItsOwnRegister) {
   // Every shown register distinct, so that a value read from a neighbour shows.
-  const Bytes block = parameterReply({{0xE001, 1234},
-                                      {0xE002, 321},
-                                      {0xE005, 171},
-                                      {0xE006, 152},
-                                      {0xE007, 149},
-                                      {0xE008, 147},
-                                      {0xE009, 137},
-                                      {0xE00A, 131},
-                                      {0xE00B, 125},
-                                      {0xE00C, 119},
-                                      {0xE00D, 109},
-                                      {0xE00E, 104},
-                                      {0xE00F, 0x5A28},
-                                      {0xE010, 7},
-                                      {0xE011, 61},
-                                      {0xE012, 62},
-                                      {0xE013, 17},
-                                      {0xE014, 4}},
-                                     1234);
+  const Bytes block = parameterReply(
+      "E002=0141 E005=00AB E006=0098 E007=0095 E008=0093 E009=0089 E00A=0083 E00B=007D E00C=0077 E00D=006D "
+      "E00E=0068 E00F=5A28 E010=0007 E011=003D E012=003E E013=0011 E014=0004",
+      1234);
   ReadScreen s = readScreen(block);
-  expectTexts(s.boxes, {{C::SetChargeCurr, "12.34"},
-                        {C::LTextBox8, "321"},
-                        {C::LTextBox12, "17.10"},
-                        {C::TextLimit, "15.20"},
-                        {C::LTextBox16, "14.90"},
-                        {C::LTextBox18, "14.70"},
-                        {C::LTextBox20, "13.70"},
-                        {C::LTextBox22, "13.10"},
-                        {C::LTextBox38, "12.50"},
-                        {C::LTextBox40, "11.90"},
-                        {C::LTextBox36, "10.90"},
-                        {C::LTextBox34, "10.40"},
-                        {C::LTextBox24, "90"},
-                        {C::LTextBox44, "40"},
-                        {C::LTextBox45, "7"},
-                        {C::LTextBox28, "61"},
-                        {C::LTextBox29, "62"},
-                        {C::LTextBox32, "17"},
-                        {C::LTextBox10, "-4"}});
+  EXPECT_TRUE(hasTexts(s.boxes,
+                       "SetChargeCurr=12.34 LTextBox8=321 LTextBox12=17.10 TextLimit=15.20 LTextBox16=14.90 "
+                       "LTextBox18=14.70 LTextBox20=13.70 LTextBox22=13.10 LTextBox38=12.50 LTextBox40=11.90 "
+                       "LTextBox36=10.90 LTextBox34=10.40 LTextBox24=90 LTextBox44=40 LTextBox45=7 LTextBox28=61 "
+                       "LTextBox29=62 LTextBox32=17 LTextBox10=-4"));
 
   // And the write gives back every register as it came.
   ParameterBoxes boxes = s.boxes;
   const Bytes w = writeOf(boxes, s.state);
-  for (std::size_t i = 3; i < 67; ++i) EXPECT_EQ(w[i + 4], block[i]) << "reply byte " << i;
+  EXPECT_EQ(hexText(Bytes(w.begin() + 7, w.begin() + 71)), hexText(Bytes(block.begin() + 3, block.begin() + 67)));
 }
 
 TEST(ParameterRead, OtherLengthsChangeNothing) {
   ParameterBoxes b;
   ParameterBlockState state;
-  Bytes block = parameterReply();
-  for (Bytes reply : {Bytes(block.begin(), block.end() - 1),
-                      [&] {
-                        Bytes r = block;
-                        r.push_back(0);
-                        return r;
-                      }(),
-                      Bytes{}})
+  const Bytes block = parameterReply();
+  Bytes longer = block;
+  longer.push_back(0);
+  for (const Bytes& reply : {Bytes(block.begin(), block.end() - 1), longer, Bytes{}})
     EXPECT_FALSE(showParameterBlock(b, state, reply));
   EXPECT_EQ(b, ParameterBoxes{});
   EXPECT_FALSE(state.dataRead);
   EXPECT_EQ(state.lastBlock, (std::array<std::uint8_t, 69>{}));
 }
 
-TEST(ParameterRead, ATypeOutsideTheTableIsUserAndItsHighByteIsEchoed) {
-  ReadScreen s = readScreen(parameterReply({{0xE004, 7}}));
-  EXPECT_EQ(s.boxes.text(C::Combo2), "User");
-  EXPECT_TRUE(s.boxes.enabled(C::LTextBox12));  // the "User" column enables the fields
-  EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 13), 0x0000);
-
-  // A high byte that is not 0 makes any low byte unknown: "User", and the high byte goes back.
-  s = readScreen(parameterReply({{0xE004, 0x5A02}}));
-  EXPECT_EQ(s.boxes.text(C::Combo2), "User");
-  EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 13), 0x5A00);
-
-  // The five known types read as their names and go back as their codes.
-  for (std::uint16_t type = 0; type <= 4; ++type) {
-    s = readScreen(parameterReply({{0xE004, type}, {0xE003, 0x0C00}}));
-    EXPECT_EQ(s.boxes.listIndex(C::Combo2), type);
-    EXPECT_EQ(writeOf(s.boxes, s.state)[14], type);
+// What a register shows, which boxes it opens or closes, and the word the write gives back at
+// its write index (high byte first).
+TEST(ParameterRead, EachCodedRegisterShowsAndGoesBack) {
+  const struct {
+    const char *registers, *texts;
+    std::size_t at;
+    int word;
+  } rows[] = {
+      // A type outside the table is "User" (which enables the fields); a non-zero high byte
+      // makes any low byte unknown, and goes back.
+      {"E004=0007", "Combo2=User +LTextBox12", 13, 0x0000},
+      {"E004=5A02", "Combo2=User", 13, 0x5A00},
+      // The five known types read as their names and go back as their codes.
+      {"E004=0000 E003=0C00", "Combo2=User", 13, 0},
+      {"E004=0001 E003=0C00", "Combo2=Flooded", 13, 1},
+      {"E004=0002 E003=0C00", "Combo2=Sealed", 13, 2},
+      {"E004=0003 E003=0C00", "Combo2=Gel", 13, 3},
+      {"E004=0004 E003=0C00", "Combo2=LI", 13, 4},
+      // System voltages the list lacks show "Auto" and write 255; the listed ones themselves.
+      {"E003=3CA1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=48A1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=60A1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=0DA1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=00A1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=FF00", "Combo4=Auto", 11, 0xFF00},
+      {"E003=0C00", "Combo4=12V", 11, 0x0C00},
+      {"E003=1800", "Combo4=24V", 11, 0x1800},
+      {"E003=2400", "Combo4=36V", 11, 0x2400},
+      {"E003=3000", "Combo4=48V", 11, 0x3000},
+      // Only the register 0 empties the equalising box: 0.1 V shows.
+      {"E007=0000", "LTextBox16=", 19, 0},
+      {"E007=0001", "LTextBox16=0.10", 19, 1},
+      // The charge mode is bit 2 of the high byte and goes back alone; SOC opens its fields
+      // after the type's rule closed them.
+      {"E021=FFE3", "Combo3=SOC +LTextBox24 +LTextBox44", 71, 0x04E3},
+      {"E021=FBE3", "Combo3=Volt.Comp. -LTextBox24", 71, 0x00E3},
+      // The temperature coefficient is shown negated through its rule.
+      {"E014=0003", "LTextBox10=-3", 45, 3},
+      {"E014=0000", "LTextBox10=0", 45, 0},
+      {"E014=0005", "LTextBox10=-5", 45, 5},
+      {"E014=0009", "LTextBox10=-5", 45, 5},
+      {"E014=FFFF", "LTextBox10=-5", 45, 5},
+      // A lithium block shows the device's values over the computed defaults.
+      {"E004=0004 E005=00AA E00E=0064 E003=0C00",
+       "Combo2=LI LTextBox12=17.00 LTextBox34=10.00 Combo4=12V +LTextBox18 -LTextBox12", 15, 170},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.registers);
+    ReadScreen s = readScreen(parameterReply(row.registers));
+    EXPECT_TRUE(hasTexts(s.boxes, row.texts));
+    EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), row.at), row.word);
   }
-}
-
-TEST(ParameterRead, SystemVoltagesTheListLacksShowAutoAndWrite255) {
-  for (std::uint8_t volts : {60, 72, 96, 13, 0}) {
-    ReadScreen s = readScreen(parameterReply({{0xE003, static_cast<std::uint16_t>(volts << 8 | 0xA1)}, {0xE004, 3}}));
-    EXPECT_EQ(s.boxes.text(C::Combo4), "Auto") << int(volts);
-    EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 11), 0xFFA1) << int(volts);
-  }
-  const std::pair<std::uint8_t, const char*> listed[] = {
-      {255, "Auto"}, {12, "12V"}, {24, "24V"}, {36, "36V"}, {48, "48V"}};
-  for (const auto& [volts, name] : listed) {
-    ReadScreen s = readScreen(parameterReply({{0xE003, static_cast<std::uint16_t>(volts << 8)}}));
-    EXPECT_EQ(s.boxes.text(C::Combo4), name);
-    EXPECT_EQ(writeOf(s.boxes, s.state)[11], volts);
-  }
-}
-
-TEST(ParameterRead, ZeroEqualisingVoltageShowsAnEmptyBoxAndGoesBackAsZero) {
-  ReadScreen s = readScreen(parameterReply({{0xE007, 0}}));
-  EXPECT_EQ(s.boxes.text(C::LTextBox16), "");
-  EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 19), 0);
-  // Only the register 0 empties the box: 0.1 V shows.
-  EXPECT_EQ(readScreen(parameterReply({{0xE007, 1}})).boxes.text(C::LTextBox16), "0.10");
-}
-
-TEST(ParameterRead, ChargeModeIsBitTwoOfTheHighByteAndGoesBackAlone) {
-  ReadScreen s = readScreen(parameterReply({{0xE021, 0xFF00 | 0xE3}}));
-  EXPECT_EQ(s.boxes.text(C::Combo3), "SOC");
-  // The SOC fields open up after the type's rule closed them.
-  EXPECT_TRUE(s.boxes.enabled(C::LTextBox24) && s.boxes.enabled(C::LTextBox44));
-  EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 71), 0x04E3);
-
-  s = readScreen(parameterReply({{0xE021, 0xFB00 | 0xE3}}));
-  EXPECT_EQ(s.boxes.text(C::Combo3), "Volt.Comp.");
-  EXPECT_FALSE(s.boxes.enabled(C::LTextBox24));
-  EXPECT_EQ(writeOf(s.boxes, s.state)[71], 0x00);
-}
-
-TEST(ParameterRead, TemperatureCoefficientIsShownNegatedThroughItsRule) {
-  const std::pair<std::uint16_t, const char*> cases[] = {{3, "-3"}, {0, "0"}, {5, "-5"}, {9, "-5"}, {65535, "-5"}};
-  for (const auto& [reg, text] : cases)
-    EXPECT_EQ(readScreen(parameterReply({{0xE014, reg}})).boxes.text(C::LTextBox10), text) << reg;
-}
-
-TEST(ParameterRead, ALithiumBlockShowsTheDeviceValuesOverTheComputedDefaults) {
-  ReadScreen s = readScreen(parameterReply({{0xE004, 4}, {0xE005, 170}, {0xE00E, 100}, {0xE003, 0x0C00}}));
-  expectTexts(s.boxes, {{C::Combo2, "LI"}, {C::LTextBox12, "17.00"}, {C::LTextBox34, "10.00"}, {C::Combo4, "12V"}});
-  EXPECT_TRUE(s.boxes.enabled(C::LTextBox18) && !s.boxes.enabled(C::LTextBox12));
 }
 
 // ---- The write ----------------------------------------------------------------------------
@@ -182,7 +132,7 @@ TEST(ParameterRead, ALithiumBlockShowsTheDeviceValuesOverTheComputedDefaults) {
 TEST(ParameterWrite, TheExampleWriteByteForByte) {
   // A station read with other values (gel, 12 V, SOC) and distinct hidden bytes; then "恢复默认值"
   // puts the reference column on the screen and the write carries it with the hidden bytes.
-  ReadScreen s = readScreen(parameterReply({{0xE004, 3}, {0xE003, 0x0CA1}, {0xE008, 150}, {0xE021, 0x04E3}}));
+  ReadScreen s = readScreen(parameterReply("E004=0003 E003=0CA1 E008=0096 E021=04E3"));
   restoreDefaults(s.boxes);
   ASSERT_EQ(s.boxes.text(C::SetChargeCurr), "20.00");
   const SetCommand cmd = command2Click(s.boxes, s.state);
@@ -376,13 +326,15 @@ TEST(SetButton, RefusesBeforeAReadAfterAStationChangeAndForLithiumOnAuto) {
 }
 
 TEST(SetResult, OnlyASixByteReplySpeaks) {
-  EXPECT_EQ(setResultMessage(Bytes{1, 0x10, 0xE0, 0x01, 0x00, 0x21}), "参数设置成功");
-  // The four other bytes are not compared.
-  EXPECT_EQ(setResultMessage(Bytes{1, 0x10, 0, 0, 0, 0}), "参数设置成功");
-  EXPECT_EQ(setResultMessage(Bytes{1, 0x90, 0xE0, 0x01, 0x00, 0x21}), "错误参数设置");
-  EXPECT_FALSE(setResultMessage(Bytes{1, 0x90, 0x02}));
-  EXPECT_FALSE(setResultMessage(Bytes{1, 0x90, 0x02, 0x00, 0x00}));
-  EXPECT_FALSE(setResultMessage(Bytes{1, 0x10, 0xE0, 0x01, 0x00, 0x21, 0x00}));
+  // The four bytes after the function are not compared.
+  const std::pair<const char*, const char*> replies[] = {{"01 10 E0 01 00 21", "参数设置成功"},
+                                                         {"01 10 00 00 00 00", "参数设置成功"},
+                                                         {"01 90 E0 01 00 21", "错误参数设置"},
+                                                         {"01 90 02", "-"},
+                                                         {"01 90 02 00 00", "-"},
+                                                         {"01 10 E0 01 00 21 00", "-"}};
+  for (const auto& [reply, message] : replies)
+    EXPECT_EQ(setResultMessage(hexBytes(reply)).value_or("-"), message) << reply;
 }
 
 }  // namespace
