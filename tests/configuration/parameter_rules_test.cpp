@@ -14,11 +14,13 @@ namespace {
 
 using C = Control;
 using testing::hasTexts;
+using testing::mapsTo;
 
 // The operator types `text` into `box` and the cursor leaves it.
-void leave(ParameterBoxes& b, Control box, const char* text) {
+std::string leave(ParameterBoxes& b, Control box, const char* text) {
   b.setText(box, text);
   lostFocus(b, box);
+  return b.text(box);
 }
 
 TEST(BatteryType, EachTypeAppliesItsColumnOfDefaultsAndEnabledStates) {
@@ -112,51 +114,30 @@ std::string afterLeaving(Control box, const char* typed, const char* type = "Use
   return b.text(box);
 }
 
-TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimals) {
-  for (Control c : {C::LTextBox12, C::TextLimit, C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22,
-                    C::LTextBox34, C::LTextBox36, C::LTextBox38, C::LTextBox40}) {
-    // A numeric prefix passes the limits; a text that is no number is not formatted.
-    for (const auto& [typed, shown] : {std::pair{"18", "17.00"},
-                                       {"6.9", "7.00"},
-                                       {"7", "7.00"},
-                                       {"17", "17.00"},
-                                       {"", "7.00"},
-                                       {"13.456", "13.46"},
-                                       {"13V", "13V"}})
-      EXPECT_EQ(afterLeaving(c, typed), shown) << controlName(c) << " " << typed;
-  }
+// "Box=typed" left under `type` (and SOC): what stands in the box then.
+auto leaving(const char* type, bool soc = false) {
+  return [=](const std::string& typed) {
+    const std::size_t eq = typed.find('=');
+    return afterLeaving(controlNamed(typed.substr(0, eq)).value(), typed.c_str() + eq + 1, type, soc);
+  };
 }
 
-TEST(FieldLimits, WholeNumberFieldsAndTheirExtraRules) {
+TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimalsAndWholeNumbersByTheirOwnRules) {
+  // A numeric prefix passes the limits; a text that is no number is not formatted.
+  for (const char* box : {"LTextBox12", "TextLimit", "LTextBox16", "LTextBox18", "LTextBox20", "LTextBox22",
+                          "LTextBox34", "LTextBox36", "LTextBox38", "LTextBox40"}) {
+    const std::string b(box);
+    EXPECT_TRUE(mapsTo(leaving("User"), b + "=18>17.00;" + b + "=6.9>7.00;" + b + "=7>7.00;" + b + "=17>17.00;" + b +
+                                            "=>7.00;" + b + "=13.456>13.46;" + b + "=13V>13V"));
+  }
+  // The discharge limit's low limit is 0: an empty box stays empty.
+  EXPECT_TRUE(mapsTo(leaving("User"),
+                     "LTextBox8=>100;LTextBox8=5000>3000;LTextBox8=150.5>150.5;LTextBox29=5>10;LTextBox29=601>600;"
+                     "LTextBox32=300>255;LTextBox32=>;LTextBox44=90>80;LTextBox44=-1>0;LTextBox45=0>1;"
+                     "LTextBox45=31>30;LTextBox28=700>600;LTextBox24=150>100;LTextBox24=90>90"));
+  EXPECT_TRUE(mapsTo(leaving("Gel"), "LTextBox28=700>120;LTextBox28=0>120;LTextBox16=14.2>15.20;LTextBox16=3>15.20"));
   // Outside "User" the full-charge level always snaps back; the discharge limit does not.
-  const struct {
-    Control box;
-    const char *typed, *shown, *type = "User";
-    bool soc = false;
-  } cases[] = {{C::LTextBox8, "", "100"},
-               {C::LTextBox8, "5000", "3000"},
-               {C::LTextBox8, "150.5", "150.5"},
-               {C::LTextBox29, "5", "10"},
-               {C::LTextBox29, "601", "600"},
-               {C::LTextBox32, "300", "255"},
-               {C::LTextBox32, "", ""},  // low limit 0: an empty box stays empty
-               {C::LTextBox44, "90", "80"},
-               {C::LTextBox44, "-1", "0"},
-               {C::LTextBox45, "0", "1"},
-               {C::LTextBox45, "31", "30"},
-               {C::LTextBox28, "700", "600"},
-               {C::LTextBox28, "700", "120", "Gel"},
-               {C::LTextBox28, "0", "120", "Gel"},
-               {C::LTextBox16, "14.2", "15.20", "Gel"},
-               {C::LTextBox16, "3", "15.20", "Gel"},
-               {C::LTextBox24, "150", "100"},
-               {C::LTextBox24, "90", "90"},
-               {C::LTextBox24, "90", "100", "Sealed", true},
-               {C::LTextBox44, "90", "80", "Sealed", true},
-               {C::LTextBox44, "50", "50", "Sealed", true}};
-  for (const auto& c : cases)
-    EXPECT_EQ(afterLeaving(c.box, c.typed, c.type, c.soc), c.shown)
-        << controlName(c.box) << " " << c.typed << " " << c.type;
+  EXPECT_TRUE(mapsTo(leaving("Sealed", true), "LTextBox24=90>100;LTextBox44=90>80;LTextBox44=50>50"));
 }
 
 TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {
@@ -167,18 +148,17 @@ TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {
   EXPECT_TRUE(hasTexts(b, "LTextBox12=99 LTextBox1=abc"));
 }
 
+// Each change of text runs the rule; the leaving of the box runs it again, with nothing left
+// to change.
 TEST(TemperatureCoefficient, AWholeNumberFromMinus5To0OnEveryChange) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"3", "-3"},  {"-9", "-5"}, {"-0", "0"}, {"0", "0"},     {"-3.", "-3"}, {"-3.6", "-4"}, {"-2.5", "-2"},
-      {"0.4", "0"}, {"-", "-"},   {"", ""},    {"abc", "abc"}, {"1e5", "-5"}, {"-5", "-5"},   {"-5.4", "-5"}};
-  for (const auto& [typed, shown] : cases) {
+  const auto typed = [](const std::string& text) {
     ParameterBoxes b;
-    assignText(b, C::LTextBox10, typed);
-    EXPECT_EQ(b.text(C::LTextBox10), shown) << typed;
-    // The leaving of the box runs the same rule, with nothing left to change.
+    assignText(b, C::LTextBox10, text);
+    const std::string shown = b.text(C::LTextBox10);
     lostFocus(b, C::LTextBox10);
-    EXPECT_EQ(b.text(C::LTextBox10), shown) << typed;
-  }
+    return shown == b.text(C::LTextBox10) ? shown : shown + " then " + b.text(C::LTextBox10);
+  };
+  EXPECT_TRUE(mapsTo(typed, "3>-3;-9>-5;-0>0;0>0;-3.>-3;-3.6>-4;-2.5>-2;0.4>0;->-;>;abc>abc;1e5>-5;-5>-5;-5.4>-5"));
 }
 
 TEST(LithiumCouplings, TheBoostVoltageCarriesItsFollowers) {
@@ -239,15 +219,11 @@ TEST(LithiumCouplings, ACouplingEndsAtATextThatIsNoNumberAndOtherTypesCarryNothi
 
 TEST(ChargeCurrent, CappedAtTheRatedCurrentWithNoLowerLimit) {
   ParameterBoxes b;
+  const auto typed = [&](const std::string& text) { return leave(b, C::SetChargeCurr, text.c_str()); };
   b.setText(C::LTextBox4, "20.00");
-  for (const auto& [typed, shown] :
-       {std::pair{"25", "20.00"}, {"15", "15.00"}, {"-3", "-3.00"}, {"", ""}, {"20", "20.00"}}) {
-    leave(b, C::SetChargeCurr, typed);
-    EXPECT_EQ(b.text(C::SetChargeCurr), shown) << typed;
-  }
+  EXPECT_TRUE(mapsTo(typed, "25>20.00;15>15.00;-3>-3.00;>;20>20.00"));
   b.setText(C::LTextBox4, "");
-  leave(b, C::SetChargeCurr, "5");
-  EXPECT_EQ(b.text(C::SetChargeCurr), "");
+  EXPECT_TRUE(mapsTo(typed, "5>"));
 }
 
 TEST(Timers, LithiumOnAutoBlinksAndAnotherVoltageStopsIt) {
@@ -282,9 +258,9 @@ TEST(Timers, Timer2GreysExactlyTheDisabledControlsOfItsList) {
 }
 
 TEST(BoxFormat, NumbersAreWrittenWithTheirPlacesOtherTextsStay) {
-  const std::tuple<const char*, int, const char*> cases[] = {
-      {"14.4", 2, "14.40"}, {" 7 ", 2, "7.00"}, {"", 2, ""}, {"abc", 2, "abc"}, {"-0.001", 2, "0.00"}, {"2.5", 0, "2"}};
-  for (const auto& [text, places, shown] : cases) EXPECT_EQ(formatBoxText(text, places), shown) << text;
+  EXPECT_TRUE(
+      mapsTo([](const std::string& t) { return formatBoxText(t, 2); }, "14.4>14.40; 7 >7.00;>;abc>abc;-0.001>0.00"));
+  EXPECT_TRUE(mapsTo([](const std::string& t) { return formatBoxText(t, 0); }, "2.5>2"));
 }
 
 }  // namespace

@@ -128,6 +128,21 @@ inline void setTexts(ParameterBoxes& b, std::string_view texts) {
   }
 }
 
+// Each case of `cases` ("typed>shown;typed>shown", any text but ';' and '>') through `f`,
+// compared as one text: a rule family in one line, and a failure shows every case that differs.
+template <class F>
+::testing::AssertionResult mapsTo(F f, std::string_view cases) {
+  std::string actual;
+  for (std::size_t at = 0; at <= cases.size();) {
+    const std::size_t end = std::min(cases.find(';', at), cases.size());
+    const std::string typed(cases.substr(at, cases.substr(at, end - at).find('>')));
+    actual += (actual.empty() ? "" : ";") + typed + ">" + f(typed);
+    at = end + 1;
+  }
+  if (actual == cases) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "the cases give\n  " << actual << "\nnot\n  " << cases;
+}
+
 // The register at write index `at` (high byte first).
 inline std::uint16_t wordAt(const Bytes& b, std::size_t at) {
   return static_cast<std::uint16_t>(b[at] << 8 | b[at + 1]);
