@@ -155,20 +155,20 @@ TEST(ParameterWrite, ValuesAreRoundedHalfToEvenAndThoseThatDoNotFitOrAreNoNumber
     return std::to_string(name == "LTextBox24" || name == "LTextBox44" ? w[at.at(name)] : wordAt(w, at.at(name)));
   };
   EXPECT_TRUE(mapsTo(sent,
-                     "LTextBox8=65535>65535;LTextBox8=65536>-;LTextBox8=-1>-;LTextBox8=-0.4>0;LTextBox8=&H10>16;"
-                     "LTextBox8=1e3>1000;LTextBox8=150.5>150;LTextBox8=151.5>152;LTextBox12=6553.5>65535;"
-                     "LTextBox12=6553.6>-;LTextBox12=14.25>142;LTextBox12=14.35>144;SetChargeCurr=655.35>65535;"
-                     "SetChargeCurr=0.125>12;SetChargeCurr=0.375>38;LTextBox10=3>-;LTextBox10=-65535>65535;"
-                     "LTextBox10=-2.5>2;LTextBox44=255>255;LTextBox44=256>-;LTextBox24=256>-;LTextBox24=-1>-;"
-                     "LTextBox16=-1>-;LTextBox16=6553.5>65535;LTextBox45=2.5>2;LTextBox45=3.5>4"));
+                     "LTextBox8=65535>65535|LTextBox8=65536>-|LTextBox8=-1>-|LTextBox8=-0.4>0|LTextBox8=&H10>16|"
+                     "LTextBox8=1e3>1000|LTextBox8=150.5>150|LTextBox8=151.5>152|LTextBox12=6553.5>65535|"
+                     "LTextBox12=6553.6>-|LTextBox12=14.25>142|LTextBox12=14.35>144|SetChargeCurr=655.35>65535|"
+                     "SetChargeCurr=0.125>12|SetChargeCurr=0.375>38|LTextBox10=3>-|LTextBox10=-65535>65535|"
+                     "LTextBox10=-2.5>2|LTextBox44=255>255|LTextBox44=256>-|LTextBox24=256>-|LTextBox24=-1>-|"
+                     "LTextBox16=-1>-|LTextBox16=6553.5>65535|LTextBox45=2.5>2|LTextBox45=3.5>4"));
   // The equalising voltage and the full-charge level are read leniently: empty or no number is
   // 0, a numeric prefix counts; every other box strictly.
-  EXPECT_TRUE(mapsTo(sent, "LTextBox16=>0;LTextBox16=abc>0;LTextBox24=>0;LTextBox24=abc>0;LTextBox16=14.2V>142"));
+  EXPECT_TRUE(mapsTo(sent, "LTextBox16=>0|LTextBox16=abc>0|LTextBox24=>0|LTextBox24=abc>0|LTextBox16=14.2V>142"));
   for (const char* box : {"SetChargeCurr", "LTextBox8", "LTextBox12", "TextLimit", "LTextBox18", "LTextBox20",
                           "LTextBox22", "LTextBox38", "LTextBox40", "LTextBox36", "LTextBox34", "LTextBox44",
                           "LTextBox45", "LTextBox28", "LTextBox29", "LTextBox32", "LTextBox10"}) {
     const std::string b(box);
-    EXPECT_TRUE(mapsTo(sent, b + "=>?;" + b + "=abc>?;" + b + "=12V>?;" + b + "= >?"));
+    EXPECT_TRUE(mapsTo(sent, b + "=>?|" + b + "=abc>?|" + b + "=12V>?|" + b + "= >?"));
   }
 }
 
@@ -261,8 +261,8 @@ TEST(SetResult, OnlyASixByteReplySpeaks) {
     return std::string(setResultMessage(hexBytes(reply)).value_or("-"));
   };
   EXPECT_TRUE(mapsTo(message,
-                     "01 10 E0 01 00 21>参数设置成功;01 10 00 00 00 00>参数设置成功;01 90 E0 01 00 21>错误参数设置;"
-                     "01 90 02>-;01 90 02 00 00>-;01 10 E0 01 00 21 00>-"));
+                     "01 10 E0 01 00 21>参数设置成功|01 10 00 00 00 00>参数设置成功|01 90 E0 01 00 21>错误参数设置|"
+                     "01 90 02>-|01 90 02 00 00>-|01 10 E0 01 00 21 00>-"));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <optional>
 #include <string>
 
 #include "parameter_test_util.h"
@@ -14,7 +15,7 @@ namespace {
 
 using C = Control;
 using testing::hasTexts;
-using testing::mapsTo;
+using xl::testing::mapsTo;
 
 // The operator types `text` into `box` and the cursor leaves it.
 std::string leave(ParameterBoxes& b, Control box, const char* text) {
@@ -114,30 +115,30 @@ std::string afterLeaving(Control box, const char* typed, const char* type = "Use
   return b.text(box);
 }
 
-// "Box=typed" left under `type` (and SOC): what stands in the box then.
-auto leaving(const char* type, bool soc = false) {
+// "Box=typed" (or only what is typed into `box`) left under `type` (and SOC): what stands in
+// the box then.
+auto leaving(const char* type, bool soc = false, std::optional<Control> box = {}) {
   return [=](const std::string& typed) {
-    const std::size_t eq = typed.find('=');
-    return afterLeaving(controlNamed(typed.substr(0, eq)).value(), typed.c_str() + eq + 1, type, soc);
+    const std::size_t eq = box ? std::string::npos : typed.find('=');
+    return box ? afterLeaving(*box, typed.c_str(), type, soc)
+               : afterLeaving(controlNamed(typed.substr(0, eq)).value(), typed.c_str() + eq + 1, type, soc);
   };
 }
 
 TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimalsAndWholeNumbersByTheirOwnRules) {
   // A numeric prefix passes the limits; a text that is no number is not formatted.
-  for (const char* box : {"LTextBox12", "TextLimit", "LTextBox16", "LTextBox18", "LTextBox20", "LTextBox22",
-                          "LTextBox34", "LTextBox36", "LTextBox38", "LTextBox40"}) {
-    const std::string b(box);
-    EXPECT_TRUE(mapsTo(leaving("User"), b + "=18>17.00;" + b + "=6.9>7.00;" + b + "=7>7.00;" + b + "=17>17.00;" + b +
-                                            "=>7.00;" + b + "=13.456>13.46;" + b + "=13V>13V"));
-  }
+  for (Control c : {C::LTextBox12, C::TextLimit, C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22,
+                    C::LTextBox34, C::LTextBox36, C::LTextBox38, C::LTextBox40})
+    EXPECT_TRUE(mapsTo(leaving("User", false, c), "18>17.00|6.9>7.00|7>7.00|17>17.00|>7.00|13.456>13.46|13V>13V"))
+        << controlName(c);
   // The discharge limit's low limit is 0: an empty box stays empty.
   EXPECT_TRUE(mapsTo(leaving("User"),
-                     "LTextBox8=>100;LTextBox8=5000>3000;LTextBox8=150.5>150.5;LTextBox29=5>10;LTextBox29=601>600;"
-                     "LTextBox32=300>255;LTextBox32=>;LTextBox44=90>80;LTextBox44=-1>0;LTextBox45=0>1;"
-                     "LTextBox45=31>30;LTextBox28=700>600;LTextBox24=150>100;LTextBox24=90>90"));
-  EXPECT_TRUE(mapsTo(leaving("Gel"), "LTextBox28=700>120;LTextBox28=0>120;LTextBox16=14.2>15.20;LTextBox16=3>15.20"));
+                     "LTextBox8=>100|LTextBox8=5000>3000|LTextBox8=150.5>150.5|LTextBox29=5>10|LTextBox29=601>600|"
+                     "LTextBox32=300>255|LTextBox32=>|LTextBox44=90>80|LTextBox44=-1>0|LTextBox45=0>1|"
+                     "LTextBox45=31>30|LTextBox28=700>600|LTextBox24=150>100|LTextBox24=90>90"));
+  EXPECT_TRUE(mapsTo(leaving("Gel"), "LTextBox28=700>120|LTextBox28=0>120|LTextBox16=14.2>15.20|LTextBox16=3>15.20"));
   // Outside "User" the full-charge level always snaps back; the discharge limit does not.
-  EXPECT_TRUE(mapsTo(leaving("Sealed", true), "LTextBox24=90>100;LTextBox44=90>80;LTextBox44=50>50"));
+  EXPECT_TRUE(mapsTo(leaving("Sealed", true), "LTextBox24=90>100|LTextBox44=90>80|LTextBox44=50>50"));
 }
 
 TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {
@@ -158,7 +159,7 @@ TEST(TemperatureCoefficient, AWholeNumberFromMinus5To0OnEveryChange) {
     lostFocus(b, C::LTextBox10);
     return shown == b.text(C::LTextBox10) ? shown : shown + " then " + b.text(C::LTextBox10);
   };
-  EXPECT_TRUE(mapsTo(typed, "3>-3;-9>-5;-0>0;0>0;-3.>-3;-3.6>-4;-2.5>-2;0.4>0;->-;>;abc>abc;1e5>-5;-5>-5;-5.4>-5"));
+  EXPECT_TRUE(mapsTo(typed, "3>-3|-9>-5|-0>0|0>0|-3.>-3|-3.6>-4|-2.5>-2|0.4>0|->-|>|abc>abc|1e5>-5|-5>-5|-5.4>-5"));
 }
 
 TEST(LithiumCouplings, TheBoostVoltageCarriesItsFollowers) {
@@ -221,7 +222,7 @@ TEST(ChargeCurrent, CappedAtTheRatedCurrentWithNoLowerLimit) {
   ParameterBoxes b;
   const auto typed = [&](const std::string& text) { return leave(b, C::SetChargeCurr, text.c_str()); };
   b.setText(C::LTextBox4, "20.00");
-  EXPECT_TRUE(mapsTo(typed, "25>20.00;15>15.00;-3>-3.00;>;20>20.00"));
+  EXPECT_TRUE(mapsTo(typed, "25>20.00|15>15.00|-3>-3.00|>|20>20.00"));
   b.setText(C::LTextBox4, "");
   EXPECT_TRUE(mapsTo(typed, "5>"));
 }
@@ -259,7 +260,7 @@ TEST(Timers, Timer2GreysExactlyTheDisabledControlsOfItsList) {
 
 TEST(BoxFormat, NumbersAreWrittenWithTheirPlacesOtherTextsStay) {
   EXPECT_TRUE(
-      mapsTo([](const std::string& t) { return formatBoxText(t, 2); }, "14.4>14.40; 7 >7.00;>;abc>abc;-0.001>0.00"));
+      mapsTo([](const std::string& t) { return formatBoxText(t, 2); }, "14.4>14.40| 7 >7.00|>|abc>abc|-0.001>0.00"));
   EXPECT_TRUE(mapsTo([](const std::string& t) { return formatBoxText(t, 0); }, "2.5>2"));
 }
 

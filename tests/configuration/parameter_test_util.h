@@ -11,12 +11,14 @@
 #include <vector>
 
 #include "configuration/parameter_block.h"
+#include "core/text_cases.h"
 #include "link/frame_codec.h"
 #include "support/hex_bytes.h"
 
 namespace xl::configuration::testing {
 
 using xl::testing::hexBytes;
+using xl::testing::mapsTo;
 
 // A register write into a reply: the value of register `reg` (0xE001..0xE021) at its bytes.
 inline void putRegister(Bytes& reply, std::uint16_t reg, std::uint16_t value) {
@@ -126,21 +128,6 @@ inline void setTexts(ParameterBoxes& b, std::string_view texts) {
     b.setText(controlNamed(token.substr(0, eq)).value(), std::string(token.substr(eq + 1)));
     at = end + 1;
   }
-}
-
-// Each case of `cases` ("typed>shown;typed>shown", any text but ';' and '>') through `f`,
-// compared as one text: a rule family in one line, and a failure shows every case that differs.
-template <class F>
-::testing::AssertionResult mapsTo(F f, std::string_view cases) {
-  std::string actual;
-  for (std::size_t at = 0; at <= cases.size();) {
-    const std::size_t end = std::min(cases.find(';', at), cases.size());
-    const std::string typed(cases.substr(at, cases.substr(at, end - at).find('>')));
-    actual += (actual.empty() ? "" : ";") + typed + ">" + f(typed);
-    at = end + 1;
-  }
-  if (actual == cases) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "the cases give\n  " << actual << "\nnot\n  " << cases;
 }
 
 // The register at write index `at` (high byte first).

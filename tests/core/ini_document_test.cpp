@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "core/settings.h"
+#include "core/text_cases.h"
 #include "platform/gbk.h"
 
 using xl::core::IniDocument;
+using xl::testing::mapsTo;
 
 namespace {
 
@@ -38,16 +40,14 @@ TEST(IniDocument, ReadsAHandEditedFileAsItsEditorMeantIt) {
       "   config   =   pw 1   \njust a line without equals\n[COMS]\r\nListCount=2\r\n"
       "1=COM3,9600";  // no final line end
   // Only ';' starts a comment, as in the profile calls; '#' begins an ordinary key.
-  const struct {
-    const char *section, *key, *value;
-  } values[] = {{"Main", "config", "pw 1"},
-                {"Main", "; note", ""},
-                {"Main", "note", ""},
-                {"Main", "# other", "commented out"},
-                {"Main", "just a line without equals", ""},
-                {"", "orphan", ""},
-                {"COMS", "1", "COM3,9600"}};
-  for (const auto& v : values) EXPECT_EQ(read(file, v.section, v.key), v.value) << v.key;
+  const auto value = [&](const std::string& at) {
+    const auto slash = at.find('/');
+    return read(file, QString::fromStdString(at.substr(0, slash)), QString::fromStdString(at.substr(slash + 1)))
+        .toStdString();
+  };
+  EXPECT_TRUE(mapsTo(value,
+                     "Main/config>pw 1|Main/; note>|Main/note>|Main/# other>commented out|"
+                     "Main/just a line without equals>|/orphan>|COMS/1>COM3,9600"));
   // Reading and writing back unchanged gives the same bytes.
   EXPECT_EQ(IniDocument::parse(file).serialize(), file);
 }
@@ -69,29 +69,21 @@ TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
       QByteArray("nul=a\0b\0\r\n", 10) + "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') +
       "\r\nedge=" + QByteArray(498, 'a') + " zzz\r\n";
   // The read buffer takes 499 characters; the cut comes before the trim. One pair of quotes only.
-  const std::pair<const char*, QString> values[] = {{"blank", ""},
-                                                    {"empty", ""},
-                                                    {"padded", "x y"},
-                                                    {"dq", "quoted"},
-                                                    {"sq", "single"},
-                                                    {"mixed", "\"mixed'"},
-                                                    {"inner", "a\"b"},
-                                                    {"lone", "\""},
-                                                    {"spaced", "in quotes"},
-                                                    {"nul", "ab"},
-                                                    {"long", QString(499, u'a')},
-                                                    {"edge", QString(498, u'a')}};
-  for (const auto& [key, value] : values) EXPECT_EQ(read(file, "S", key), value) << key;
+  const auto value = [&](const std::string& key) { return read(file, "S", QString::fromStdString(key)).toStdString(); };
+  EXPECT_TRUE(mapsTo(value,
+                     "blank>|empty>|padded>x y|dq>quoted|sq>single|mixed>\"mixed'|inner>a\"b|lone>\"|"
+                     "spaced>in quotes|nul>ab"));
+  EXPECT_EQ(read(file, "S", "long") + "|" + read(file, "S", "edge"), QString(499, u'a') + "|" + QString(498, u'a'));
 }
 
 TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
   const QByteArray file =
       "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
       "wrap=4294967295\r\nempty=\r\n";
-  const std::pair<const char*, int> numbers[] = {{"abc", 0},   {"blanks", 42}, {"neg", -17},  {"plus", 5},
-                                                 {"tail", 12}, {"hex", 31},    {"quoted", 7}, {"wrap", -1},
-                                                 {"empty", 0}, {"missing", 0}};
-  for (const auto& [key, n] : numbers) EXPECT_EQ(readInt(file, key), n) << key;
+  const auto number = [&](const std::string& key) {
+    return std::to_string(readInt(file, QString::fromStdString(key)));
+  };
+  EXPECT_TRUE(mapsTo(number, "abc>0|blanks>42|neg>-17|plus>5|tail>12|hex>31|quoted>7|wrap>-1|empty>0|missing>0"));
 }
 
 // A written key is replaced where it stands, with its own line end (also in an LF file); a new
