@@ -63,7 +63,6 @@ class ConfigScreensTest : public testing::ConfigScreenFixture {
     QTest::keyClicks(e, text);
   }
 
-  // A click and the reply's time.
   // A click and the reply's time; the time of the click.
   std::int64_t clickAndWait(QWidget* w, int waitMs = 400) {
     const std::int64_t at = nowMs();
@@ -350,15 +349,6 @@ class DeviceIdTest : public ConfigScreensTest {
     return hexText(configuration::addressPollFrame(static_cast<std::uint8_t>(address)));
   }
   static bool isPoll(const std::string& frame) { return frame.size() == 16 && frame.substr(2, 10) == "03000A0001"; }
-  // A station with a controller at `address`, the console started and its scan at rest, and
-  // the screen open.
-  void openWithTheScanAtRest(int address) {
-    addStation(kStation1, "COM3,9600", QString::number(address));
-    controllerAt(address);
-    startAndDiscover();
-    untilTheScanRests(hexText(requestFrame(address, " 03 E0 1D 0001")));
-    open();
-  }
   // From `fromMs` on no more polls, and the scan asks `address` again within its rest.
   void expectTheScanBack(std::int64_t fromMs, int address) {
     clock.advance(ms(15000));
@@ -377,7 +367,12 @@ class DeviceIdTest : public ConfigScreensTest {
 // closing the screen gives the scan back too, and the next opening is a fresh screen; a
 // controller at 241 is found at the last tick with the scan silent meanwhile.
 TEST_F(DeviceIdTest, ThePassPollsTo241WithTheScanSilentAndGivesItBack) {
-  openWithTheScanAtRest(242);
+  addStation(kStation1, "COM3,9600", "242");
+  controllerAt(242);
+  startAndDiscover();
+  const std::string scanRest = hexText(requestFrame(242, " 03 E0 1D 0001"));
+  untilTheScanRests(scanRest);
+  open();
   EXPECT_TRUE(screen().windowTitle() == QStringLiteral("设备ID设置") &&
               control<QWidget>(screen(), "Frame1")->property("title").toString() == QStringLiteral("警告"));
   EXPECT_EQ(testing::control<QLabel>(screen(), "Label1")->text(),
@@ -393,7 +388,6 @@ TEST_F(DeviceIdTest, ThePassPollsTo241WithTheScanSilentAndGivesItBack) {
   EXPECT_TRUE(command1()->isEnabled() && dialogs.shown.empty());
   expectTheScanBack(t + 241 * 300 + 1, 242);
 
-  const std::string scanRest = hexText(requestFrame(242, " 03 E0 1D 0001"));
   untilTheScanRests(scanRest);
   t = startPass();
   clock.advance(ms(20000));

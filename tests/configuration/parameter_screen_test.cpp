@@ -124,7 +124,13 @@ std::string requestHex(int id, std::string_view literal) {
 
 // ---- The form -----------------------------------------------------------------------------
 
-TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNoTyping) {
+// The form as the operator sees it; the read, the write byte for byte on the wire, closing and
+// reopening; a second station is never written with the block read before.
+TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
+  addStation(QStringLiteral("二号站"), "COM3,9600", "2");
+  sim::Controller& second = controllerAt(2);
+  second.state().setParam(0xE01D, 3);
+  setHiddenWords();  // a type high byte of 0x3C reads as "User"
   startAndOpen();
   EXPECT_TRUE(screen().windowTitle() == QStringLiteral("控制参数") &&
               screen().windowModality() == Qt::ApplicationModal);
@@ -134,7 +140,7 @@ TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNo
   // The station list takes no typing: only a station of the list can stand in it; the shell
   // filled it without choosing one. No other list takes typing either.
   for (const char* name : {"Combo1", "Combo2", "Combo3", "Combo4"}) EXPECT_FALSE(list(name)->isEditable()) << name;
-  EXPECT_TRUE(list("Combo1")->count() == 1 && list("Combo1")->currentIndex() == -1);
+  EXPECT_TRUE(list("Combo1")->count() == 2 && list("Combo1")->currentIndex() == -1);
   for (Control c : configuration::allControls()) {
     const QString name = QString::fromUtf8(configuration::controlName(c).data());
     QWidget* w = screen().findChild<QWidget*>(name);
@@ -153,13 +159,7 @@ TEST_F(ParameterScreenTest, EveryBoxHasItsCaptionAsBuddyAndTheStationListTakesNo
   EXPECT_EQ(captions.join(" "), QStringLiteral("读取 设置 恢复默认值 导出设置 导入设置"));
   EXPECT_EQ(list("Combo4")->toolTip(),
             QStringLiteral("蓄电池系统电压设置：系统电压设置后，为安全考虑，需重启才生效！"));
-}
 
-// ---- Station, read, write on the wire, closing -----------------------------------------------
-
-TEST_F(ParameterScreenTest, ReadWriteByteForByteAndReopen) {
-  setHiddenWords();  // a type high byte of 0x3C reads as "User"
-  startAndOpen();
   std::int64_t t0 = clickButton("Command1");
   EXPECT_EQ(shown(), QStringLiteral("选择一个可用的站点名"));
   EXPECT_TRUE(screenFrames(t0).empty());
@@ -223,13 +223,8 @@ TEST_F(ParameterScreenTest, ReadWriteByteForByteAndReopen) {
   t0 = clickButton("Command2");
   EXPECT_EQ(lastShown(), QStringLiteral("请先读数据"));
   EXPECT_TRUE(writes(t0).empty());
-}
 
-TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) {
-  addStation(QStringLiteral("二号站"), "COM3,9600", "2");
-  sim::Controller& second = controllerAt(2);
-  second.state().setParam(0xE01D, 3);
-  openAndRead();
+  read();
   ASSERT_TRUE(screen().blockState().dataRead);
   // The second station: its rated values come, its chained block read is lost.
   pick(list("Combo1"), QStringLiteral("二号站"));
@@ -239,7 +234,7 @@ TEST_F(ParameterScreenTest, AnotherStationIsNeverWrittenWithTheBlockReadBefore) 
   // hidden bytes it would echo are the first station's.
   clickButton("Command3");
   ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
-  const std::int64_t t0 = clickButton("Command2");
+  t0 = clickButton("Command2");
   EXPECT_TRUE(writes(t0).empty());
   EXPECT_EQ(lastShown(), QStringLiteral("请先读数据"));
   // Once its own block is read, the second station is written at its own address.

@@ -344,24 +344,20 @@ TEST(BatteryType, LithiumKeepsTheCapacityBoxAndTheSameTypeAgainThrowsAwayWhatWas
   EXPECT_EQ((selectEntry(b, C::Combo2, "Gel"), b.text(C::LTextBox12)), "16.00");
 }
 
-TEST(BatteryType, NoTypeOnlyFormatsTheTenVoltageBoxes) {
+TEST(BatteryType, NoTypeOnlyFormatsTheTenVoltageBoxesAndSocOpensTheTwoLevelBoxes) {
   ParameterBoxes b;
-  for (const auto& [c, text] : {std::pair{C::LTextBox12, "15"}, {C::LTextBox36, "abc"}, {C::LTextBox8, "250"}})
-    b.setText(c, text);
+  setTexts(b, "LTextBox12=15 LTextBox36=abc LTextBox8=250");
   b.setEnabled(C::LTextBox12, false);
   combo2Click(b);
   EXPECT_TRUE(hasTexts(b, "-LTextBox12=15.00 LTextBox36=abc LTextBox8=250 TextLimit="));
-}
 
-TEST(ChargeMode, SocOpensTheTwoLevelBoxes) {
-  ParameterBoxes b;
+  // The mode itself stays closed.
   selectEntry(b, C::Combo2, "Sealed");
-  EXPECT_FALSE(b.enabled(C::LTextBox24));
+  EXPECT_TRUE(hasTexts(b, "-LTextBox24 -LTextBox44"));
   selectEntry(b, C::Combo3, "SOC");
-  EXPECT_TRUE(b.enabled(C::LTextBox24) && b.enabled(C::LTextBox44));
-  EXPECT_FALSE(b.enabled(C::Combo3));  // the mode itself stays closed
+  EXPECT_TRUE(hasTexts(b, "+LTextBox24 +LTextBox44 -Combo3"));
   selectEntry(b, C::Combo3, 0);
-  EXPECT_FALSE(b.enabled(C::LTextBox44));
+  EXPECT_TRUE(hasTexts(b, "-LTextBox24 -LTextBox44"));
   EXPECT_FALSE(selectEntry(b, C::Combo3, "soc"));
 }
 
