@@ -56,14 +56,13 @@ class StationStore : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(StationStore, AMissingFileGivesEmptyResultsAndIsNotCreated) {
+TEST_F(StationStore, AMissingFileIsNotCreatedTheInstallerMakesItOnceAndAFileOfJunkIsLeftAlone) {
   EXPECT_FALSE(checkDatabase() || findStation("S1") || insertStation(station("S1", "COM3,9600", "1")) ||
                deleteStation("S1") || updateStation("S1", station("S1", "COM3,9600", "1")));
   EXPECT_EQ(getStationPort("S1") + getStationDeviceID("S1"), "");
   EXPECT_TRUE(getStations("COM3,9600").empty() && !QFile::exists(path_));
-}
 
-TEST_F(StationStore, TheInstallerMakesTheTableOnceAndNeverAltersIt) {
+  // The installer makes the table once and never alters it.
   ASSERT_TRUE(createStore() && checkDatabase() && insertStation(station("S1", "COM3,9600", "1")));
   EXPECT_TRUE(createStore());
   EXPECT_EQ(getStationPort("S1"), "COM3,9600");
