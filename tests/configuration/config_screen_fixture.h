@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/text_cases.h"
 #include "support/console_fixture.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
@@ -55,31 +56,20 @@ class ConfigScreenFixture : public ConsoleFixture {
   }
   QString lastShown() const { return dialogs.shown.empty() ? QString() : dialogs.shown.back().text; }
 
-  // The controls of `screen` named in `expected`, described the same way and compared as one
-  // text: "Name=text" for a box's or list's text (no blanks in it) or a caption, "Name=1" for a
-  // checked option; a leading "+" or "-" for an enabled or disabled control ("-Name" alone for
-  // the state alone).
+  // The controls of `screen` named in `expected` as one text: "Name=text" for a box's or
+  // list's text or a caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled
+  // or disabled control.
   static ::testing::AssertionResult shows(const QWidget& screen, std::string_view expected) {
-    std::string actual;
-    for (std::size_t at = 0; at < expected.size();) {
-      const std::size_t end = std::min(expected.find(' ', at), expected.size());
-      std::string_view token = expected.substr(at, end - at);
-      const bool state = token[0] == '+' || token[0] == '-';
-      token.remove_prefix(state ? 1 : 0);
-      const std::string name(token.substr(0, token.find('=')));
-      const QWidget* w = control(screen, name.c_str());
+    return describedAs(expected, [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
+      const QWidget* w = screen.findChild<QWidget*>(QString::fromStdString(name));
+      if (!w) return std::nullopt;
       QString value;
       if (auto* e = qobject_cast<const QLineEdit*>(w)) value = e->text();
       if (auto* c = qobject_cast<const QComboBox*>(w)) value = c->currentText();
       if (auto* l = qobject_cast<const QLabel*>(w)) value = l->text();
       if (auto* b = qobject_cast<const QAbstractButton*>(w)) value = b->isChecked() ? "1" : "0";
-      if (!actual.empty()) actual += ' ';
-      if (state) actual += w->isEnabled() ? '+' : '-';
-      actual += name + (name.size() < token.size() ? "=" + value.toStdString() : "");
-      at = end + 1;
-    }
-    if (actual == expected) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "the screen shows\n  " << actual << "\nnot\n  " << expected;
+      return std::pair(value.toStdString(), w->isEnabled());
+    });
   }
 
   sim::Bus bus{driver};

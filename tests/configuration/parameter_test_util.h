@@ -97,26 +97,14 @@ inline Bytes writeOf(ParameterBoxes& boxes, const ParameterBlockState& state) {
   return std::get<Bytes>(built);
 }
 
-// The boxes named in `expected` described the same way, compared as one text: "Name=text"
-// for a box's text (no blanks in it), a leading "+" or "-" for an enabled or disabled box
-// ("+Name=text", or "-Name" for the state alone).
+// The boxes named in `expected` ("Name=text", "+Name", "-Name=text") as one text.
 inline ::testing::AssertionResult hasTexts(const ParameterBoxes& b, std::string_view expected) {
-  std::string actual;
-  for (std::size_t at = 0; at < expected.size();) {
-    const std::size_t end = std::min(expected.find(' ', at), expected.size());
-    std::string_view token = expected.substr(at, end - at);
-    const bool state = token[0] == '+' || token[0] == '-';
-    token.remove_prefix(state ? 1 : 0);
-    const std::string_view name = token.substr(0, token.find('='));
-    const auto c = controlNamed(name);
-    if (!c) return ::testing::AssertionFailure() << "no control " << name;
-    if (!actual.empty()) actual += ' ';
-    if (state) actual += b.enabled(*c) ? '+' : '-';
-    actual += std::string(name) + (name.size() < token.size() ? "=" + b.text(*c) : "");
-    at = end + 1;
-  }
-  if (actual == expected) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "the boxes are\n  " << actual << "\nnot\n  " << expected;
+  return xl::testing::describedAs(expected,
+                                  [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
+                                    const auto c = controlNamed(name);
+                                    if (!c) return std::nullopt;
+                                    return std::pair(b.text(*c), b.enabled(*c));
+                                  });
 }
 
 // Puts texts into boxes, written as "Name=text Name=text".
