@@ -77,6 +77,22 @@ class ConfigScreensTest : public testing::ConfigScreenFixture {
     for (const Sent& s : sentFrom(fromMs)) n += s.frame == frame;
     return n;
   }
+
+  // What happened since the last look: the frames sent that are not the scan's own reads, and
+  // the messages shown ("frame, frame / message | message").
+  std::string since() {
+    const auto sent = testing::sentFrames(*line);
+    std::string frames, messages;
+    for (; framesSeen_ < sent.size(); ++framesSeen_) {
+      const std::string head = sent[framesSeen_].frame.substr(2, 10);
+      if (head == "0301000023" || head == "03E01D0001") continue;
+      frames += (frames.empty() ? "" : ", ") + sent[framesSeen_].frame;
+    }
+    for (; shownSeen_ < dialogs.shown.size(); ++shownSeen_)
+      messages += (messages.empty() ? "" : " | ") + dialogs.shown[shownSeen_].text.toStdString();
+    return frames + " / " + messages;
+  }
+  std::size_t framesSeen_ = 0, shownSeen_ = 0;
 };
 
 // --- Load configuration ---------------------------------------------------------------------
@@ -91,10 +107,6 @@ class LoadConfigurationTest : public ConfigScreensTest {
   }
   // "读取" or "设置", and the reply.
   std::int64_t press(const char* name) { return clickAndWait(button(screen(), name)); }
-  // No write went out since `fromMs`.
-  void expectNoWrite(std::int64_t fromMs) const {
-    for (const Sent& s : sentFrom(fromMs)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
-  }
   // The device's load mode, delay and light-on voltage.
   static std::vector<int> params(sim::Controller& c) {
     return {c.state().param(sim::param::kLoadMode), c.state().param(sim::param::kLoadDelay),
@@ -123,18 +135,17 @@ TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
 
   // No station, then no read yet (the voltage tag is empty): refused, nothing sent. A station
   // choice shows its address and sends nothing.
-  std::int64_t t = press("Command1");
+  since();
+  press("Command1");
   pick(combo(screen()), kStation1);
   EXPECT_TRUE(shows(screen(), "LTextBox1=1"));
   press("Command2");
   EXPECT_EQ(screen().pendingRead, 2);
-  EXPECT_EQ(shown(), QStringLiteral("选择一个可用的站点名 | 请先读取数据"));
-  for (const Sent& s : sentFrom(t))
-    EXPECT_TRUE(s.frame.substr(0, 4) != "0110" && s.frame.substr(2, 6) != "03E01D") << s;
+  EXPECT_EQ(since(), " / 选择一个可用的站点名 | 请先读取数据");
 
   // Combo3 is kept up, never seen.
-  t = press("Command1");
-  EXPECT_EQ(countSent(t, withCrc("01 03 E0 1D 00 03")), 1);
+  press("Command1");
+  EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + " / ");
   EXPECT_TRUE(shows(screen(), "Option5=1 Combo2=5 LTextBox2= LTextBox3= Combo3=0"));
   EXPECT_EQ(tags(), "5 10");
   EXPECT_FALSE(box("Combo3")->isVisible());
@@ -142,16 +153,12 @@ TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
   type(box("LTextBox2"), "8");
   EXPECT_TRUE(shows(screen(), "LTextBox4=7"));
   EXPECT_EQ(tags(), "5 10");
-  dialogs.shown.clear();
-  t = press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05")), 1);
-  EXPECT_EQ(shown(), QStringLiteral("设置参数成功"));
+  press("Command2");
+  EXPECT_EQ(since(), withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05") + " / 设置参数成功");
   EXPECT_EQ(params(station1), (std::vector<int>{5, 10, 5}));
 
   // Another station, a name of no station (the address box empties), a reopening (the menu
   // empties the screen: nothing chosen, no read), the first station again unread.
-  dialogs.shown.clear();
-  t = nowMs();
   pick(combo(screen()), kStation2);
   press("Command2");
   type(combo(screen()), "x");
@@ -161,14 +168,14 @@ TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
   press("Command2");
   pick(combo(screen()), kStation1);
   press("Command2");
-  EXPECT_EQ(shown(), QStringLiteral("请先读取数据 | 请先选择站点 | 请先选择站点 | 请先读取数据"));
-  expectNoWrite(t);
+  EXPECT_EQ(since(), " / 请先读取数据 | 请先选择站点 | 请先选择站点 | 请先读取数据");
   EXPECT_EQ(station2.state().param(sim::param::kLoadMode), modeOf2);
 
   // Manual mode read; back to light control the boxes bring up the device's values, and edits
   // reach the tags.
   station1.state().setParam(sim::param::kLoadMode, 15);
   press("Command1");
+  EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + " / ");
   EXPECT_TRUE(shows(screen(), "Option4=1 Combo2="));
   EXPECT_EQ(control<QRadioButton>(screen(), "Option4")->text(), QStringLiteral("手动模式"));
   click(box("Option3"));
@@ -188,26 +195,25 @@ TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
     click(box("Option3"));
     click(box(option));
     type(box(name), typed);
-    dialogs.shown.clear();
-    expectNoWrite(press("Command2"));
-    EXPECT_EQ(shown(), QString::fromUtf8(message));
+    press("Command2");
+    EXPECT_EQ(since(), std::string(" / ") + message);
     type(box(name), std::string_view(name) == "LTextBox3" ? "10" : "5");
   }
   EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 15);
   click(box("Option3"));
   type(box("LTextBox2"), "8");
   type(box("LTextBox3"), "30");
-  EXPECT_EQ(countSent(press("Command2"), withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08")), 1);
+  press("Command2");
+  EXPECT_EQ(since(), withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08") + " / 设置参数成功");
   EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 0);
 
   // An exception reply to the read changes nothing, and to the write shows nothing.
   station1.setFaults({.exception = sim::Exception::IllegalFunction});
   station1.state().setParam(sim::param::kLoadMode, 16);
-  dialogs.shown.clear();
   press("Command1");
   press("Command2");
+  EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + ", " + withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08") + " / ");
   EXPECT_TRUE(shows(screen(), "Option3=1 LTextBox2=8 LTextBox3=30"));
-  EXPECT_TRUE(dialogs.shown.empty());
 }
 
 // --- Factory operation ----------------------------------------------------------------------
@@ -232,18 +238,14 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   EXPECT_EQ(captions.join(" "),
             QStringLiteral("恢复出厂设置 清除历史数据 RS485用于通讯模式 RS485用于并机模式 系统重启"));
   const auto text1 = [&] { return edit(screen, "Text1")->text(); };
-  const auto commandsSent = [&](std::int64_t from) {  // the scan only reads
-    return std::ranges::count_if(sentFrom(from), [](const Sent& s) { return s.frame.substr(2, 2) != "03"; });
-  };
+  const QString question = QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1);
 
   // No station chosen; then chosen, and the screen closed and reopened (its address box empty).
+  since();
   for (int round = 0; round < 2; ++round) {
-    dialogs.shown.clear();
-    const std::int64_t t = nowMs();
     for (const char* name : all) click(button(screen, name));
     clock.advance(ms(400));
-    EXPECT_EQ(commandsSent(t), 0) << round;
-    EXPECT_EQ(shown(), QStringList(5, QStringLiteral("请先选择站点")).join(" | ")) << round;
+    EXPECT_EQ(since(), " / " + QStringList(5, QStringLiteral("请先选择站点")).join(" | ").toStdString()) << round;
     pick(combo(screen), kStation1);
     screen.close();
     openFrom("FactoryOperation", screen);
@@ -253,13 +255,17 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   // 否 sends nothing.
   pick(combo(screen), kStation1);
   EXPECT_EQ(edit(screen, "LTextBox1")->text() + text1(), "1 ");
-  dialogs.shown.clear();
   dialogs.answers = {platform::kNo, platform::kNo, platform::kNo};
-  std::int64_t t = nowMs();
   for (const char* name : {"Command1", "Command2", "Command5"}) click(button(screen, name));
   clock.advance(ms(400));
-  EXPECT_TRUE(commandsSent(t) == 0 && dialogs.shown.size() == 3u);
+  const std::string asked =
+      QStringList{question.arg("恢复出厂设置"), question.arg("清除历史数据"), question.arg("系统重启")}
+          .join(" | ")
+          .toStdString();
+  EXPECT_EQ(since(), " / " + asked);
 
+  // Each command its frame and its message; restoring, clearing and restarting ask first, and
+  // 是 sends.
   station1.setRestartSilence(std::chrono::seconds(3));
   const char* commands[][4] = {{"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
                                {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
@@ -268,15 +274,11 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
                                {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"}};
   for (const auto& [name, frame, message, status] : commands) {
     SCOPED_TRACE(name);
-    dialogs.shown.clear();
-    // Restoring, clearing and restarting ask first; 是 sends.
     const QString caption = button(screen, name)->text();
     const bool asks = caption == "恢复出厂设置" || caption == "清除历史数据" || caption == "系统重启";
     if (asks) dialogs.answers = {platform::kYes};
-    t = clickAndWait(button(screen, name));
-    EXPECT_EQ(countSent(t, exact(frame)), 1);
-    const QString question = QStringLiteral("确定对 %1（设备ID 1）执行 %2? | ").arg(kStation1, caption);
-    EXPECT_EQ(shown(), (asks ? question : QString()) + QString::fromUtf8(message));
+    clickAndWait(button(screen, name));
+    EXPECT_EQ(since(), exact(frame) + " / " + (asks ? question.arg(caption).toStdString() + " | " : "") + message);
     EXPECT_EQ(text1(), QString::fromUtf8(status));
   }
   // A station choice blanks the status line.
@@ -286,14 +288,15 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   // An exception reply gives no message and leaves the status line.
   clock.advance(ms(3000));  // the restart's silence
   clickAndWait(button(screen, "Command4"));
-  dialogs.shown.clear();
+  since();
   station1.setFaults({.exception = sim::Exception::IllegalFunction});
   for (const char* name : all) {
     dialogs.answers = {platform::kYes};
-    EXPECT_EQ(sentFrom(clickAndWait(button(screen, name))).size(), 1u) << name;
+    clickAndWait(button(screen, name));
   }
-  EXPECT_EQ(shown().count(QStringLiteral("确定对")), 3);
-  EXPECT_EQ(dialogs.shown.size(), 3u);
+  EXPECT_EQ(since(), exact("01 78 00 00 00 01 60 00") + ", " + exact("01 79 00 00 00 01 5D C0") + ", " +
+                         exact("01 06 E3 27 00 00 0E 45") + ", " + exact("01 06 E3 27 00 01 CF 85") + ", " +
+                         exact("01 06 DF 01 00 01 22 1E") + " / " + asked);
   EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
 
   // A typed name: the other station's address and port, looked up now; a name of no station
@@ -304,13 +307,12 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   };
   typeByInputMethod(kStation2);
   ASSERT_EQ(edit(screen, "LTextBox1")->text(), "1");  // typing does not refill the box
-  t = clickAndWait(button(screen, "Command3"));
-  EXPECT_TRUE(countSent(t, withCrc("02 06 E3 27 00 00")) == 1 && commandsSent(t) == 1);
+  clickAndWait(button(screen, "Command3"));
+  EXPECT_EQ(since(), withCrc("02 06 E3 27 00 00") + " / 设置成功");
   EXPECT_EQ(edit(screen, "LTextBox1")->text(), "2");
   typeByInputMethod(QStringLiteral("三号站"));
-  dialogs.shown.clear();
-  t = clickAndWait(button(screen, "Command3"));
-  EXPECT_TRUE(commandsSent(t) == 0 && dialogs.shown.empty());
+  clickAndWait(button(screen, "Command3"));
+  EXPECT_EQ(since(), " / ");
   EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("没有名为“三号站”的站点，未发送任何数据")));
 }
 
