@@ -2,10 +2,17 @@
 // The configuration screens in the whole console: one line COM3 at 9600 baud with simulated
 // controllers on it that answer only what they are asked, and the operator's mouse.
 
+#include <QAbstractButton>
 #include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
 #include <QTest>
+#include <algorithm>
 #include <optional>
+#include <string>
+#include <string_view>
 
+#include "core/text_cases.h"
 #include "support/console_fixture.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
@@ -41,12 +48,29 @@ class ConfigScreenFixture : public ConsoleFixture {
 
   std::int64_t nowMs() const { return platform::toMs(clock.now()); }
   std::vector<Sent> sentFrom(std::int64_t fromMs) const { return sentFrames(*line, fromMs); }
-  QStringList shownTexts() const {
+  // The messages shown so far, joined by " | ".
+  QString shown() const {
     QStringList out;
     for (const auto& s : dialogs.shown) out << s.text;
-    return out;
+    return out.join(" | ");
   }
   QString lastShown() const { return dialogs.shown.empty() ? QString() : dialogs.shown.back().text; }
+
+  // The controls of `screen` named in `expected` as one text: "Name=text" for a box's or
+  // list's text or a caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled
+  // or disabled control.
+  static ::testing::AssertionResult shows(const QWidget& screen, std::string_view expected) {
+    return describedAs(expected, [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
+      const QWidget* w = screen.findChild<QWidget*>(QString::fromStdString(name));
+      if (!w) return std::nullopt;
+      QString value;
+      if (auto* e = qobject_cast<const QLineEdit*>(w)) value = e->text();
+      if (auto* c = qobject_cast<const QComboBox*>(w)) value = c->currentText();
+      if (auto* l = qobject_cast<const QLabel*>(w)) value = l->text();
+      if (auto* b = qobject_cast<const QAbstractButton*>(w)) value = b->isChecked() ? "1" : "0";
+      return std::pair(value.toStdString(), w->isEnabled());
+    });
+  }
 
   sim::Bus bus{driver};
   platform::SimLine* line = nullptr;

@@ -63,7 +63,6 @@ class ConfigScreensTest : public testing::ConfigScreenFixture {
     QTest::keyClicks(e, text);
   }
 
-  // A click and the reply's time.
   // A click and the reply's time; the time of the click.
   std::int64_t clickAndWait(QWidget* w, int waitMs = 400) {
     const std::int64_t at = nowMs();
@@ -78,309 +77,243 @@ class ConfigScreensTest : public testing::ConfigScreenFixture {
     for (const Sent& s : sentFrom(fromMs)) n += s.frame == frame;
     return n;
   }
+
+  // What happened since the last look: the frames sent that are not the scan's own reads, and
+  // the messages shown ("frame, frame / message | message").
+  std::string since() {
+    const auto sent = testing::sentFrames(*line);
+    std::string frames, messages;
+    for (; framesSeen_ < sent.size(); ++framesSeen_) {
+      const std::string head = sent[framesSeen_].frame.substr(2, 10);
+      if (head == "0301000023" || head == "03E01D0001") continue;
+      frames += (frames.empty() ? "" : ", ") + sent[framesSeen_].frame;
+    }
+    for (; shownSeen_ < dialogs.shown.size(); ++shownSeen_)
+      messages += (messages.empty() ? "" : " | ") + dialogs.shown[shownSeen_].text.toStdString();
+    return frames + " / " + messages;
+  }
+  std::size_t framesSeen_ = 0, shownSeen_ = 0;
 };
 
 // --- Load configuration ---------------------------------------------------------------------
 
 class LoadConfigurationTest : public ConfigScreensTest {
  protected:
-  void SetUp() override {
-    ConfigScreensTest::SetUp();
-    addStation(kStation1, "COM3,9600", "1");
-    addStation(kStation2, "COM3,9600", "2");
-    station1 = &controllerAt(1, 5);
-    station1->state().setParam(sim::param::kLoadDelay, 10);
-    station1->state().setParam(sim::param::kLightOnVoltage, 5);
-    station2 = &controllerAt(2);
-  }
-
   FrmGeneralGLoadConfiguration& screen() { return FrmGeneralGLoadConfiguration::instance(); }
-  QRadioButton* option(const char* name) { return control<QRadioButton>(screen(), name); }
-  QComboBox* list(const char* name) { return combo(screen(), name); }
-  QStringList texts(std::initializer_list<const char*> names) {
-    QStringList out;
-    for (const char* n : names) out << list(n)->currentText();
-    return out;
+  QWidget* box(const char* name) { return control<QWidget>(screen(), name); }
+  // The two tags the write sends.
+  QString tags() {
+    return box("LTextBox2")->property("Tag").toString() + " " + box("LTextBox3")->property("Tag").toString();
   }
-  QString tag(const char* name) { return control<QWidget>(screen(), name)->property("Tag").toString(); }
-
-  void open() { openFrom("GeneralGLoadConfiguration", screen()); }
   // "读取" or "设置", and the reply.
   std::int64_t press(const char* name) { return clickAndWait(button(screen(), name)); }
-  // The console up, the screen open and station 1's block read.
-  void openAndRead() {
-    startAndDiscover();
-    open();
-    pick(combo(screen()), kStation1);
-    press("Command1");
-  }
-  // No write went out since `fromMs`.
-  void expectNoWrite(std::int64_t fromMs) const {
-    for (const Sent& s : sentFrom(fromMs)) EXPECT_NE(s.frame.substr(2, 2), "10") << s;
-  }
-
   // The device's load mode, delay and light-on voltage.
   static std::vector<int> params(sim::Controller& c) {
     return {c.state().param(sim::param::kLoadMode), c.state().param(sim::param::kLoadDelay),
             c.state().param(sim::param::kLightOnVoltage)};
   }
-
-  sim::Controller* station1 = nullptr;
-  sim::Controller* station2 = nullptr;
 };
 
-TEST_F(LoadConfigurationTest, ReadInModeFiveThenWrittenBackWithTheReadDelayAndVoltage) {
+// The block is read in mode 5 and written back as read; "设置" writes only the block this
+// screen read, to the station it was read from (not to another station, not after a
+// reopening, not to a typed name of no station or to address 0); the light control edits
+// reach the tags and only offered values go out; a refused reply leaves the screen alone.
+TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
+  addStation(kStation1, "COM3,9600", "1");
+  addStation(kStation2, "COM3,9600", "2");
+  sim::Controller& station1 = controllerAt(1, 5);
+  station1.state().setParam(sim::param::kLoadDelay, 10);
+  station1.state().setParam(sim::param::kLightOnVoltage, 5);
+  sim::Controller& station2 = controllerAt(2);
+  const auto modeOf2 = station2.state().param(sim::param::kLoadMode);
   startAndDiscover();
-  open();
+  openFrom("GeneralGLoadConfiguration", screen());
   EXPECT_TRUE(screen().windowTitle() == QStringLiteral("负载控制配置") &&
               screen().windowModality() == Qt::ApplicationModal);
-  EXPECT_EQ(control<QWidget>(screen(), "Frame1")->property("title").toString(), QStringLiteral("负载输出模式选择"));
+  EXPECT_EQ(box("Frame1")->property("title").toString(), QStringLiteral("负载输出模式选择"));
   ASSERT_TRUE(combo(screen())->count() == 2 && combo(screen())->currentText().isEmpty());
 
-  // A station choice shows its address and sends nothing.
-  std::int64_t t = nowMs();
-  pick(combo(screen()), kStation1);
-  EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "1");
-  clock.advance(ms(50));
-  EXPECT_EQ(countSent(t, withCrc("01 03 E0 1D 00 03")), 0);
-
-  t = press("Command1");
-  EXPECT_TRUE(countSent(t, withCrc("01 03 E0 1D 00 03")) == 1 && option("Option5")->isChecked());
-  // Combo3 is kept up, never seen.
-  EXPECT_EQ(texts({"Combo2", "LTextBox2", "LTextBox3", "Combo3"}), (QStringList{"5", "", "", "0"}));
-  EXPECT_EQ((QStringList{tag("LTextBox2"), tag("LTextBox3")}), (QStringList{"5", "10"}));
-  EXPECT_FALSE(list("Combo3")->isVisible());
-
-  // Typing a voltage while Option5 is selected changes nothing that a write sends.
-  type(list("LTextBox2"), "8");
-  EXPECT_EQ(tag("LTextBox2") + edit(screen(), "LTextBox4")->text(), "57");
-
-  t = press("Command2");
-  EXPECT_EQ(countSent(t, withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05")), 1);
-  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
-  EXPECT_EQ(params(*station1), (std::vector<int>{5, 10, 5}));
-}
-
-TEST_F(LoadConfigurationTest, LightControlEditsReachTheTagsAndOnlyOfferedValuesGoOut) {
-  openAndRead();
-  ASSERT_TRUE(option("Option5")->isChecked());
-  station1->state().setParam(sim::param::kLoadMode, 15);
+  // No station, then no read yet (the voltage tag is empty): refused, nothing sent. A station
+  // choice shows its address and sends nothing.
+  since();
   press("Command1");
-  EXPECT_TRUE(option("Option4")->isChecked() && option("Option4")->text() == QStringLiteral("手动模式"));
-  EXPECT_TRUE(list("Combo2")->currentText().isEmpty());
-
-  // Back to light control: the boxes bring up the device's values, and edits reach the tags.
-  click(option("Option3"));
-  EXPECT_EQ(texts({"LTextBox2", "LTextBox3"}), (QStringList{"5", "10"}));
-  EXPECT_EQ(edit(screen(), "LTextBox4")->text() + edit(screen(), "LTextBox5")->text(), "41");
-  type(list("LTextBox2"), "3");
-  EXPECT_EQ(tag("LTextBox2") + "|" + edit(screen(), "LTextBox4")->text(), "3|");
-
-  // A value outside the screen's lists is refused with a message and nothing goes out.
-  struct Outside {
-    const char *option, *box, *typed, *message;
-  };
-  const Outside outside[] = {{"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
-                             {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
-                             {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
-                             {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
-                             {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"}};
-  for (const auto& o : outside) {
-    SCOPED_TRACE(o.typed);
-    click(option("Option3"));
-    if (std::string_view(o.option) == "Option5") click(option("Option5"));
-    type(list(o.box), o.typed);
-    dialogs.shown.clear();
-    const std::int64_t t = press("Command2");
-    expectNoWrite(t);
-    EXPECT_EQ(shownTexts(), QStringList{QString::fromUtf8(o.message)});
-    type(list(o.box), o.box == std::string_view("LTextBox2")   ? "5"
-                      : o.box == std::string_view("LTextBox3") ? "10"
-                                                               : "5");
-  }
-  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 15);
-  click(option("Option3"));
-  type(list("LTextBox2"), "8");
-  type(list("LTextBox3"), "30");
-  EXPECT_EQ(countSent(press("Command2"), withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08")), 1);
-  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 0);
-}
-
-TEST_F(LoadConfigurationTest, RefusalsSendNothing) {
-  startAndDiscover();
-  open();
-  const std::int64_t t = press("Command1");  // no station
-  // No read yet: the voltage tag is empty.
   pick(combo(screen()), kStation1);
+  EXPECT_TRUE(shows(screen(), "LTextBox1=1"));
   press("Command2");
   EXPECT_EQ(screen().pendingRead, 2);
-  EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("选择一个可用的站点名"), QStringLiteral("请先读取数据")}));
-  for (const Sent& s : sentFrom(t))
-    EXPECT_TRUE(s.frame.substr(0, 4) != "0110" && s.frame.substr(2, 6) != "03E01D") << s;
-  EXPECT_EQ(station1->state().param(sim::param::kLoadMode), 5);
-}
+  EXPECT_EQ(since(), " / 选择一个可用的站点名 | 请先读取数据");
 
-// "设置" writes only the block this screen read, to the station it was read from: not to
-// another station, not after a reopening, not to a typed name of no station or to address 0.
-TEST_F(LoadConfigurationTest, AWriteGoesOnlyToTheStationItsBlockWasReadFrom) {
-  openAndRead();
-  const auto modeOf2 = station2->state().param(sim::param::kLoadMode);
-  const std::int64_t t = nowMs();
+  // Combo3 is kept up, never seen.
+  press("Command1");
+  EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + " / ");
+  EXPECT_TRUE(shows(screen(), "Option5=1 Combo2=5 LTextBox2= LTextBox3= Combo3=0"));
+  EXPECT_EQ(tags(), "5 10");
+  EXPECT_FALSE(box("Combo3")->isVisible());
+  // Typing a voltage while Option5 is selected changes nothing that a write sends.
+  type(box("LTextBox2"), "8");
+  EXPECT_TRUE(shows(screen(), "LTextBox4=7"));
+  EXPECT_EQ(tags(), "5 10");
+  press("Command2");
+  EXPECT_EQ(since(), withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05") + " / 设置参数成功");
+  EXPECT_EQ(params(station1), (std::vector<int>{5, 10, 5}));
+
+  // Another station, a name of no station (the address box empties), a reopening (the menu
+  // empties the screen: nothing chosen, no read), the first station again unread.
   pick(combo(screen()), kStation2);
   press("Command2");
-  type(combo(screen()), "x");  // a name of no station: the address box empties
+  type(combo(screen()), "x");
   press("Command2");
   screen().close();
-  open();  // the menu empties the screen: nothing chosen, no read
+  openFrom("GeneralGLoadConfiguration", screen());
   press("Command2");
   pick(combo(screen()), kStation1);
   press("Command2");
-  EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("请先读取数据"), QStringLiteral("请先选择站点"),
-                                       QStringLiteral("请先选择站点"), QStringLiteral("请先读取数据")}));
-  expectNoWrite(t);
-  EXPECT_EQ(station2->state().param(sim::param::kLoadMode), modeOf2);
-  // Read again: written back as read.
-  press("Command1");
-  dialogs.shown.clear();
-  EXPECT_EQ(countSent(press("Command2"), withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05")), 1);
-  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设置参数成功")});
-}
+  EXPECT_EQ(since(), " / 请先读取数据 | 请先选择站点 | 请先选择站点 | 请先读取数据");
+  EXPECT_EQ(station2.state().param(sim::param::kLoadMode), modeOf2);
 
-// A refused block must leave the screen alone (the rule says which replies are refused).
-TEST_F(LoadConfigurationTest, ExceptionRepliesChangeNothingAndShowNothing) {
-  openAndRead();
-  station1->setFaults({.exception = sim::Exception::IllegalFunction});
-  station1->state().setParam(sim::param::kLoadMode, 16);
+  // Manual mode read; back to light control the boxes bring up the device's values, and edits
+  // reach the tags.
+  station1.state().setParam(sim::param::kLoadMode, 15);
   press("Command1");
-  EXPECT_TRUE(option("Option5")->isChecked() && list("Combo2")->currentText() == "5");
+  EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + " / ");
+  EXPECT_TRUE(shows(screen(), "Option4=1 Combo2="));
+  EXPECT_EQ(control<QRadioButton>(screen(), "Option4")->text(), QStringLiteral("手动模式"));
+  click(box("Option3"));
+  EXPECT_TRUE(shows(screen(), "LTextBox2=5 LTextBox3=10 LTextBox4=4 LTextBox5=1"));
+  type(box("LTextBox2"), "3");
+  EXPECT_TRUE(shows(screen(), "LTextBox4="));
+  EXPECT_EQ(tags(), "3 10");
+
+  // A value outside the screen's lists is refused with a message and nothing goes out.
+  const char* outside[][4] = {{"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
+                              {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
+                              {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
+                              {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
+                              {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"}};
+  for (const auto& [option, name, typed, message] : outside) {
+    SCOPED_TRACE(typed);
+    click(box("Option3"));
+    click(box(option));
+    type(box(name), typed);
+    press("Command2");
+    EXPECT_EQ(since(), std::string(" / ") + message);
+    type(box(name), std::string_view(name) == "LTextBox3" ? "10" : "5");
+  }
+  EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 15);
+  click(box("Option3"));
+  type(box("LTextBox2"), "8");
+  type(box("LTextBox3"), "30");
   press("Command2");
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(since(), withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08") + " / 设置参数成功");
+  EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 0);
+
+  // An exception reply to the read changes nothing, and to the write shows nothing.
+  station1.setFaults({.exception = sim::Exception::IllegalFunction});
+  station1.state().setParam(sim::param::kLoadMode, 16);
+  press("Command1");
+  press("Command2");
+  EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + ", " + withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08") + " / ");
+  EXPECT_TRUE(shows(screen(), "Option3=1 LTextBox2=8 LTextBox3=30"));
 }
 
 // --- Factory operation ----------------------------------------------------------------------
 
-class FactoryOperationTest : public ConfigScreensTest {
- protected:
-  void SetUp() override {
-    ConfigScreensTest::SetUp();
-    addStation(kStation1, "COM3,9600", "1");
-    station1 = &controllerAt(1);
-  }
-  FrmFactoryOperation& screen() { return FrmFactoryOperation::instance(); }
-  void open() { openFrom("FactoryOperation", screen()); }
-  QString text1() { return edit(screen(), "Text1")->text(); }
-  // A name put into the station box as an input method puts Chinese text in.
-  void typeByInputMethod(const QString& name) {
-    combo(screen())->lineEdit()->selectAll();
-    combo(screen())->lineEdit()->insert(name);
-  }
-
-  sim::Controller* station1 = nullptr;
-};
-
-TEST_F(FactoryOperationTest, EachCommandItsFrameAndItsMessage) {
+// Each command its frame and its message, 是 asked first where a command cannot be undone;
+// nothing goes to address 0, to a station the box does not name, after 否, or on an exception
+// reply's account.
+TEST_F(ConfigScreensTest, FactoryOperation) {
+  addStation(kStation1, "COM3,9600", "1");
+  addStation(kStation2, "COM3,9600", "2");
+  sim::Controller& station1 = controllerAt(1);
+  controllerAt(2);
+  FrmFactoryOperation& screen = FrmFactoryOperation::instance();
   startAndDiscover();
-  open();
-  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("系统设置") &&
-              screen().windowModality() == Qt::ApplicationModal);
-  EXPECT_EQ(button(screen(), "Command1")->toolTip(), QStringLiteral("恢复设置参数到默认，同时清除历史数据"));
-  EXPECT_EQ(button(screen(), "Command2")->toolTip(), QStringLiteral("仅清除历史数据"));
-  const QStringList captions{"恢复出厂设置", "清除历史数据", "RS485用于通讯模式", "RS485用于并机模式", "系统重启"};
-  for (int i = 0; i < 5; ++i)
-    EXPECT_EQ(button(screen(), ("Command" + std::to_string(i + 1)).c_str())->text(), captions[i]);
-  pick(combo(screen()), kStation1);
-  EXPECT_EQ(edit(screen(), "LTextBox1")->text() + text1(), "1 ");
+  openFrom("FactoryOperation", screen);
+  EXPECT_TRUE(screen.windowTitle() == QStringLiteral("系统设置") && screen.windowModality() == Qt::ApplicationModal);
+  EXPECT_EQ(button(screen, "Command1")->toolTip() + "|" + button(screen, "Command2")->toolTip(),
+            QStringLiteral("恢复设置参数到默认，同时清除历史数据|仅清除历史数据"));
+  const char* all[] = {"Command1", "Command2", "Command3", "Command4", "Command5"};
+  QStringList captions;
+  for (const char* name : all) captions << button(screen, name)->text();
+  EXPECT_EQ(captions.join(" "),
+            QStringLiteral("恢复出厂设置 清除历史数据 RS485用于通讯模式 RS485用于并机模式 系统重启"));
+  const auto text1 = [&] { return edit(screen, "Text1")->text(); };
+  const QString question = QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1);
 
-  station1->setRestartSilence(std::chrono::seconds(3));
-  struct Command {
-    const char *name, *frame, *message, *text1;
-  };
-  const Command commands[] = {{"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
-                              {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
-                              {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
-                              {"Command3", "01 06 E3 27 00 00 0E 45", "设置成功", "当前RS485通讯口用于：通讯"},
-                              {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"}};
-  for (const auto& c : commands) {
-    SCOPED_TRACE(c.name);
-    dialogs.shown.clear();
-    // Restoring, clearing and restarting ask first; 是 sends.
-    const QString caption = button(screen(), c.name)->text();
+  // No station chosen; then chosen, and the screen closed and reopened (its address box empty).
+  since();
+  for (int round = 0; round < 2; ++round) {
+    for (const char* name : all) click(button(screen, name));
+    clock.advance(ms(400));
+    EXPECT_EQ(since(), " / " + QStringList(5, QStringLiteral("请先选择站点")).join(" | ").toStdString()) << round;
+    pick(combo(screen), kStation1);
+    screen.close();
+    openFrom("FactoryOperation", screen);
+    ASSERT_TRUE(edit(screen, "LTextBox1")->text().isEmpty());
+  }
+  EXPECT_EQ(screen.pendingRead, 0);
+  // 否 sends nothing.
+  pick(combo(screen), kStation1);
+  EXPECT_EQ(edit(screen, "LTextBox1")->text() + text1(), "1 ");
+  dialogs.answers = {platform::kNo, platform::kNo, platform::kNo};
+  for (const char* name : {"Command1", "Command2", "Command5"}) click(button(screen, name));
+  clock.advance(ms(400));
+  const std::string asked =
+      QStringList{question.arg("恢复出厂设置"), question.arg("清除历史数据"), question.arg("系统重启")}
+          .join(" | ")
+          .toStdString();
+  EXPECT_EQ(since(), " / " + asked);
+
+  // Each command its frame and its message; restoring, clearing and restarting ask first, and
+  // 是 sends.
+  station1.setRestartSilence(std::chrono::seconds(3));
+  const char* commands[][4] = {{"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
+                               {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
+                               {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
+                               {"Command3", "01 06 E3 27 00 00 0E 45", "设置成功", "当前RS485通讯口用于：通讯"},
+                               {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"}};
+  for (const auto& [name, frame, message, status] : commands) {
+    SCOPED_TRACE(name);
+    const QString caption = button(screen, name)->text();
     const bool asks = caption == "恢复出厂设置" || caption == "清除历史数据" || caption == "系统重启";
     if (asks) dialogs.answers = {platform::kYes};
-    const std::int64_t t = clickAndWait(button(screen(), c.name));
-    EXPECT_EQ(countSent(t, exact(c.frame)), 1);
-    const QStringList question{QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1, caption)};
-    EXPECT_EQ(shownTexts(), (asks ? question : QStringList()) + QStringList{QString::fromUtf8(c.message)});
-    EXPECT_EQ(text1(), QString::fromUtf8(c.text1));
+    clickAndWait(button(screen, name));
+    EXPECT_EQ(since(), exact(frame) + " / " + (asks ? question.arg(caption).toStdString() + " | " : "") + message);
+    EXPECT_EQ(text1(), QString::fromUtf8(status));
   }
   // A station choice blanks the status line.
-  pick(combo(screen()), kStation1);
+  pick(combo(screen), kStation1);
   EXPECT_EQ(text1(), " ");
-}
 
-// Nothing of this screen goes to address 0, to a station the box does not name, or without
-// the operator's 是 where a command cannot be undone.
-TEST_F(FactoryOperationTest, NoBroadcastNoStaleAddressAndNoMeansNothing) {
-  addStation(kStation2, "COM3,9600", "2");
-  controllerAt(2);
-  startAndDiscover();
-  open();
-  const auto commandsSent = [&](std::int64_t from) {  // the scan only reads
-    return std::ranges::count_if(sentFrom(from), [](const Sent& s) { return s.frame.substr(2, 2) != "03"; });
-  };
-  const char* all[] = {"Command1", "Command2", "Command3", "Command4", "Command5"};
-  // No station chosen; then chosen, and the screen closed and reopened (its address box empty).
-  for (int round = 0; round < 2; ++round) {
-    dialogs.shown.clear();
-    const std::int64_t t = nowMs();
-    for (const char* name : all) click(button(screen(), name));
-    clock.advance(ms(400));
-    EXPECT_EQ(commandsSent(t), 0) << round;
-    EXPECT_EQ(shownTexts(), QStringList(5, QStringLiteral("请先选择站点"))) << round;
-    pick(combo(screen()), kStation1);
-    screen().close();
-    open();
-    ASSERT_TRUE(edit(screen(), "LTextBox1")->text().isEmpty());
+  // An exception reply gives no message and leaves the status line.
+  clock.advance(ms(3000));  // the restart's silence
+  clickAndWait(button(screen, "Command4"));
+  since();
+  station1.setFaults({.exception = sim::Exception::IllegalFunction});
+  for (const char* name : all) {
+    dialogs.answers = {platform::kYes};
+    clickAndWait(button(screen, name));
   }
-  EXPECT_EQ(screen().pendingRead, 0);
-  // 否 sends nothing.
-  pick(combo(screen()), kStation1);
-  dialogs.shown.clear();
-  dialogs.answers = {platform::kNo, platform::kNo, platform::kNo};
-  std::int64_t t = nowMs();
-  for (const char* name : {"Command1", "Command2", "Command5"}) click(button(screen(), name));
-  clock.advance(ms(400));
-  EXPECT_TRUE(commandsSent(t) == 0 && dialogs.shown.size() == 3u);
+  EXPECT_EQ(since(), exact("01 78 00 00 00 01 60 00") + ", " + exact("01 79 00 00 00 01 5D C0") + ", " +
+                         exact("01 06 E3 27 00 00 0E 45") + ", " + exact("01 06 E3 27 00 01 CF 85") + ", " +
+                         exact("01 06 DF 01 00 01 22 1E") + " / " + asked);
+  EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
+
   // A typed name: the other station's address and port, looked up now; a name of no station
   // sends nothing and says so in one line.
+  const auto typeByInputMethod = [&](const QString& name) {
+    combo(screen)->lineEdit()->selectAll();
+    combo(screen)->lineEdit()->insert(name);
+  };
   typeByInputMethod(kStation2);
-  ASSERT_EQ(edit(screen(), "LTextBox1")->text(), "1");  // typing does not refill the box
-  t = clickAndWait(button(screen(), "Command3"));
-  EXPECT_TRUE(countSent(t, withCrc("02 06 E3 27 00 00")) == 1 && commandsSent(t) == 1);
-  EXPECT_EQ(edit(screen(), "LTextBox1")->text(), "2");
+  ASSERT_EQ(edit(screen, "LTextBox1")->text(), "1");  // typing does not refill the box
+  clickAndWait(button(screen, "Command3"));
+  EXPECT_EQ(since(), withCrc("02 06 E3 27 00 00") + " / 设置成功");
+  EXPECT_EQ(edit(screen, "LTextBox1")->text(), "2");
   typeByInputMethod(QStringLiteral("三号站"));
-  dialogs.shown.clear();
-  t = clickAndWait(button(screen(), "Command3"));
-  EXPECT_TRUE(commandsSent(t) == 0 && dialogs.shown.empty());
+  clickAndWait(button(screen, "Command3"));
+  EXPECT_EQ(since(), " / ");
   EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("没有名为“三号站”的站点，未发送任何数据")));
-}
-
-TEST_F(FactoryOperationTest, ExceptionRepliesGiveNoMessage) {
-  startAndDiscover();
-  open();
-  pick(combo(screen()), kStation1);
-  clickAndWait(button(screen(), "Command4"));
-  ASSERT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
-  dialogs.shown.clear();
-  station1->setFaults({.exception = sim::Exception::IllegalFunction});
-  for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"}) {
-    dialogs.answers = {platform::kYes};
-    const std::int64_t t = clickAndWait(button(screen(), name));
-    EXPECT_EQ(sentFrom(t).size(), 1u) << name;
-  }
-  for (const QString& shown : shownTexts())
-    EXPECT_TRUE(shown.startsWith(QStringLiteral("确定对"))) << shown.toStdString();
-  EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
 }
 
 // --- Device ID setting ----------------------------------------------------------------------
@@ -418,15 +351,6 @@ class DeviceIdTest : public ConfigScreensTest {
     return hexText(configuration::addressPollFrame(static_cast<std::uint8_t>(address)));
   }
   static bool isPoll(const std::string& frame) { return frame.size() == 16 && frame.substr(2, 10) == "03000A0001"; }
-  // A station with a controller at `address`, the console started and its scan at rest, and
-  // the screen open.
-  void openWithTheScanAtRest(int address) {
-    addStation(kStation1, "COM3,9600", QString::number(address));
-    controllerAt(address);
-    startAndDiscover();
-    untilTheScanRests(hexText(requestFrame(address, " 03 E0 1D 0001")));
-    open();
-  }
   // From `fromMs` on no more polls, and the scan asks `address` again within its rest.
   void expectTheScanBack(std::int64_t fromMs, int address) {
     clock.advance(ms(15000));
@@ -441,114 +365,100 @@ class DeviceIdTest : public ConfigScreensTest {
   }
 };
 
-TEST_F(DeviceIdTest, AControllerAt241IsFoundAtTheLastTickWithTheScanSilentMeanwhile) {
-  openWithTheScanAtRest(241);
+// The scan's station at 242 is never found: 241 polls and the scan given back; a pass ended by
+// closing the screen gives the scan back too, and the next opening is a fresh screen; a
+// controller at 241 is found at the last tick with the scan silent meanwhile.
+TEST_F(DeviceIdTest, ThePassPollsTo241WithTheScanSilentAndGivesItBack) {
+  addStation(kStation1, "COM3,9600", "242");
+  controllerAt(242);
+  startAndDiscover();
+  const std::string scanRest = hexText(requestFrame(242, " 03 E0 1D 0001"));
+  untilTheScanRests(scanRest);
+  open();
   EXPECT_TRUE(screen().windowTitle() == QStringLiteral("设备ID设置") &&
               control<QWidget>(screen(), "Frame1")->property("title").toString() == QStringLiteral("警告"));
   EXPECT_EQ(testing::control<QLabel>(screen(), "Label1")->text(),
             QStringLiteral("读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
   expectFresh();
+  std::int64_t t = startPass();
+  clock.advance(ms(241 * 300 + 50));
+  auto sent = sentFrom(t);
+  ASSERT_EQ(sent.size(), 241u);
+  for (const Sent& s : sent) EXPECT_TRUE(isPoll(s.frame)) << s;
+  EXPECT_EQ(sent.back().frame, poll(241));
+  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty() && screen().foundAddress == 0);
+  EXPECT_TRUE(command1()->isEnabled() && dialogs.shown.empty());
+  expectTheScanBack(t + 241 * 300 + 1, 242);
 
-  const std::int64_t t = startPass();
+  untilTheScanRests(scanRest);
+  t = startPass();
+  clock.advance(ms(20000));
+  for (const Sent& s : sentFrom(t)) EXPECT_TRUE(isPoll(s.frame)) << s;
+  screen().close();
+  ASSERT_FALSE(screen().isVisible());
+  expectTheScanBack(nowMs(), 242);
+  open();
+  expectFresh();
+
+  controllerAt(241);
+  untilTheScanRests(scanRest);
+  t = startPass();
   EXPECT_FALSE(command1()->isEnabled() || scan().Timer2.enabled() || link::SerialSession::scanControl()->portOpen());
-
   // The greyed button, clicked, does not start the pass again.
   clock.advance(ms(3000));
   EXPECT_EQ(screen().scanAddress(), 10);
   clickAndWait(command1(), 300);
   EXPECT_EQ(screen().scanAddress(), 11);
-
   clock.advance(ms(241 * 300 - 3300 + 200));
-  const auto sent = sentFrom(t);
+  sent = sentFrom(t);
   ASSERT_EQ(sent.size(), 241u);
   EXPECT_EQ(sent.front().frame, exact("01 03 00 0A 00 01 A4 08"));
   for (std::size_t i = 0; i < sent.size(); ++i)
     EXPECT_EQ(sent[i], (Sent{t + 300 * static_cast<std::int64_t>(i + 1), poll(static_cast<int>(i + 1))})) << i;
   EXPECT_TRUE(edit(screen(), "LTextBox2")->text() == "241" && screen().foundAddress == 241);
   EXPECT_TRUE(command1()->isEnabled() && dialogs.shown.empty());
-
-  expectTheScanBack(sent.back().atMs + 1, 241);
+  expectTheScanBack(sent.back().atMs + 1, 242);
 }
 
-TEST_F(DeviceIdTest, AControllerAt242IsNeverFoundAndThePassGivesTheScanBack) {
-  openWithTheScanAtRest(242);
-  const std::int64_t t = startPass();
-  clock.advance(ms(241 * 300 + 50));
-  const auto sent = sentFrom(t);
-  ASSERT_EQ(sent.size(), 241u);
-  for (const Sent& s : sent) EXPECT_TRUE(isPoll(s.frame)) << s;
-  EXPECT_EQ(sent.back().frame, poll(241));
-  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty() && screen().foundAddress == 0);
-  EXPECT_TRUE(command1()->isEnabled() && dialogs.shown.empty());
-
-  expectTheScanBack(t + 241 * 300 + 1, 242);
-}
-
-TEST_F(DeviceIdTest, ClosingTheScreenEndsThePassAndGivesTheScanBack) {
-  openWithTheScanAtRest(200);
-  const std::int64_t t = startPass();
-  clock.advance(ms(20000));
-  for (const Sent& s : sentFrom(t)) EXPECT_TRUE(isPoll(s.frame)) << s;
-  screen().close();
-  ASSERT_FALSE(screen().isVisible());
-  expectTheScanBack(nowMs(), 200);
-
-  // The next opening is a fresh screen.
-  open();
-  expectFresh();
-}
-
-TEST_F(DeviceIdTest, AReplyWithABadCrcIsPassedOverAndTheLowestSoundAddressWins) {
+// With no port chosen the pass runs its length in silence; before any find the write would go
+// to address 0, which every controller takes: refused. A reply with a bad CRC is passed over
+// and the lowest sound address wins; the write goes to it, and again to it without a new pass.
+TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   controllerAt(3).setFaults({.badCrc = true});
-  controllerAt(7), controllerAt(9);
+  sim::Controller& device = controllerAt(7);
+  controllerAt(9);
   start();
   open();
-  const std::int64_t t = startPass();
-  clock.advance(ms(3000));
-  EXPECT_TRUE(edit(screen(), "LTextBox2")->text() == "7" && sentFrom(t).size() == 7u && command1()->isEnabled());
-}
-
-TEST_F(DeviceIdTest, WithNoPortChosenThePassRunsItsLengthInSilence) {
-  controllerAt(1);
-  start();
-  open();
-  const std::int64_t t = clickAndWait(command1(), 241 * 300 - 100);
+  std::int64_t t = clickAndWait(command1(), 241 * 300 - 100);
   EXPECT_FALSE(command1()->isEnabled());
   clock.advance(ms(200));
   EXPECT_TRUE(command1()->isEnabled() && screen().scanAddress() == 241);
   EXPECT_TRUE(sentFrom(t).empty() && edit(screen(), "LTextBox2")->text().isEmpty());
-}
 
-TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
-  sim::Controller& device = controllerAt(1);
-  addStation(kStation1, "COM3,9600", "1");
-  start();
-  open();
+  addStation(kStation1, "COM3,9600", "7");
   pick(combo(screen()), "COM3,9600");
-
-  // No find yet: the write would go to address 0, which every controller takes; refused.
   type(edit(screen(), "LTextBox2"), "5");
-  std::int64_t t = clickAndWait(button(screen(), "Command2"), 0);
+  t = clickAndWait(button(screen(), "Command2"), 0);
   EXPECT_FALSE(screen().Timer1.enabled());
   clock.advance(ms(600));
   for (const Sent& s : sentFrom(t)) EXPECT_EQ(s.frame.find("06001A"), std::string::npos) << s;
-  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("请先读取设备ID")});
-  EXPECT_EQ(device.address(), 1);
+  EXPECT_EQ(shown(), QStringLiteral("请先读取设备ID"));
+  EXPECT_EQ(device.address(), 7);
   dialogs.shown.clear();
 
-  // Found at the first tick, then given address 5.
-  clickAndWait(command1(), 500);
-  ASSERT_EQ(edit(screen(), "LTextBox2")->text(), "1");
+  t = startPass();
+  clock.advance(ms(3000));
+  EXPECT_TRUE(shows(screen(), "LTextBox2=7") && sentFrom(t).size() == 7u && command1()->isEnabled());
   type(edit(screen(), "LTextBox2"), "5");
   t = clickAndWait(button(screen(), "Command2"), 600);
-  EXPECT_EQ(countSent(t, exact("01 06 00 1A 00 05 68 0E")), 1);
-  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("设备ID设置成功")});
-  EXPECT_TRUE(device.address() == 5 && core::getStationDeviceID(kStation1) == "1");  // the store is edited apart
+  EXPECT_EQ(countSent(t, withCrc("07 06 00 1A 00 05")), 1);
+  EXPECT_EQ(shown(), QStringLiteral("设备ID设置成功"));
+  EXPECT_TRUE(device.address() == 5 && core::getStationDeviceID(kStation1) == "7");  // the store is edited apart
 
   // A second write without a new pass goes to the old address and finds nobody.
   type(edit(screen(), "LTextBox2"), "6");
   t = clickAndWait(button(screen(), "Command2"), 600);
-  EXPECT_EQ(countSent(t, withCrc("01 06 00 1A 00 06")), 1);
+  EXPECT_EQ(countSent(t, withCrc("07 06 00 1A 00 06")), 1);
   EXPECT_TRUE(dialogs.shown.size() == 1u && device.address() == 5);
 
   // An address that is no byte sends nothing.

@@ -3,19 +3,22 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "configuration/parameter_block.h"
+#include "core/text_cases.h"
 #include "link/frame_codec.h"
 #include "support/hex_bytes.h"
 
 namespace xl::configuration::testing {
 
 using xl::testing::hexBytes;
+using xl::testing::mapsTo;
 
 // A register write into a reply: the value of register `reg` (0xE001..0xE021) at its bytes.
 inline void putRegister(Bytes& reply, std::uint16_t reg, std::uint16_t value) {
@@ -33,11 +36,20 @@ inline void putHiddenStretches(Bytes& reply) {
   reply[68] = 0xE3;
 }
 
+// Register values written as "E004=5A02 E003=0C00" (hex), for a reply.
+inline std::vector<std::pair<std::uint16_t, std::uint16_t>> registers(std::string_view text) {
+  std::vector<std::pair<std::uint16_t, std::uint16_t>> out;
+  for (std::size_t at = 0; at + 9 <= text.size(); at += 10)
+    out.emplace_back(std::stoi(std::string(text.substr(at, 4)), nullptr, 16),
+                     std::stoi(std::string(text.substr(at + 5, 4)), nullptr, 16));
+  return out;
+}
+
 // The parameter reply of a device at address 1 with the values of the screen's reference
-// column (sealed, automatic system voltage, voltage compensation), `amps` x 100 as charge
-// current, and distinct hidden bytes; passed through the codec as a received reply is.
-inline Bytes parameterReply(std::initializer_list<std::pair<std::uint16_t, std::uint16_t>> registers = {},
-                            std::uint16_t centiAmps = 2000) {
+// column (sealed, automatic system voltage, voltage compensation), `centiAmps` as charge
+// current, distinct hidden bytes and then `changed` ("E007=0000 ..."); passed through the
+// codec as a received reply is.
+inline Bytes parameterReply(std::string_view changed = {}, std::uint16_t centiAmps = 2000) {
   Bytes r{0x01, 0x03, 0x42};
   r.resize(69, 0);
   putHiddenStretches(r);
@@ -49,7 +61,7 @@ inline Bytes parameterReply(std::initializer_list<std::pair<std::uint16_t, std::
   r[7] = 0xFF;  // automatic system voltage
   r[10] = 2;    // sealed
   r[67] = 0x00;
-  for (const auto& [reg, value] : registers) putRegister(r, reg, value);
+  for (const auto& [reg, value] : registers(changed)) putRegister(r, reg, value);
   const auto verified = verifyFrame(hexText(appendCrc(r)));
   EXPECT_TRUE(verified.has_value());
   return verified.value_or(Bytes{});
@@ -85,9 +97,25 @@ inline Bytes writeOf(ParameterBoxes& boxes, const ParameterBlockState& state) {
   return std::get<Bytes>(built);
 }
 
-// Each box's text, named on failure.
-inline void expectTexts(const ParameterBoxes& b, std::initializer_list<std::pair<Control, const char*>> texts) {
-  for (const auto& [c, text] : texts) EXPECT_EQ(b.text(c), text) << controlName(c);
+// The boxes named in `expected` ("Name=text", "+Name", "-Name=text") as one text.
+inline ::testing::AssertionResult hasTexts(const ParameterBoxes& b, std::string_view expected) {
+  return xl::testing::describedAs(expected,
+                                  [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
+                                    const auto c = controlNamed(name);
+                                    if (!c) return std::nullopt;
+                                    return std::pair(b.text(*c), b.enabled(*c));
+                                  });
+}
+
+// Puts texts into boxes, written as "Name=text Name=text".
+inline void setTexts(ParameterBoxes& b, std::string_view texts) {
+  for (std::size_t at = 0; at < texts.size();) {
+    const std::size_t end = std::min(texts.find(' ', at), texts.size());
+    const std::string_view token = texts.substr(at, end - at);
+    const std::size_t eq = token.find('=');
+    b.setText(controlNamed(token.substr(0, eq)).value(), std::string(token.substr(eq + 1)));
+    at = end + 1;
+  }
 }
 
 // The register at write index `at` (high byte first).

@@ -1,4 +1,5 @@
-// The settings routines on real files: persistence, encoding on disk, failures.
+// The settings: GBK text, the settings text without files (how a document reads, and what a
+// write changes), and the settings routines on real files (persistence, failures).
 
 #include <gtest/gtest.h>
 #include <QDir>
@@ -7,9 +8,155 @@
 
 #include "core/app_state.h"
 #include "core/settings.h"
+#include "core/text_cases.h"
 #include "platform/gbk.h"
 
 using namespace xl::core;
+using xl::platform::fromGbk;
+using xl::platform::toGbk;
+using xl::testing::mapsTo;
+
+// Characters without a GBK code become '?', the text around them stays ('，' is the CSV comma
+// stand-in). Invalid bytes read as U+FFFD and the ASCII after them is kept; each call is a
+// whole text: a lead byte at the end is not held back for the next call.
+TEST(Gbk, ChineseTextHasItsCodePageBytesAndWhatHasNoneLosesOnlyItself) {
+  const auto gbk = [](const std::string& t) { return toGbk(QString::fromStdString(t)).toHex(' ').toStdString(); };
+  EXPECT_TRUE(mapsTo(gbk, "星澜>d0 c7 c0 bd|配置>c5 e4 d6 c3|，>a3 ac|COM3,9>43 4f 4d 33 2c 39|a😀b>61 3f 62"));
+  const auto text = [](const std::string& hex) { return fromGbk(QByteArray::fromHex(hex.c_str())).toStdString(); };
+  EXPECT_TRUE(mapsTo(text, "81 3d 78>\uFFFD=x|61 d0>a\uFFFD|c7>\uFFFD|d0 c7>星"));
+  const QString mixed = QStringLiteral("超压电压(V)=16.00 星澜站点监控软件");
+  EXPECT_EQ(fromGbk(toGbk(mixed)), mixed);
+}
+
+namespace {
+
+QString read(const QByteArray& file, const QString& section, const QString& key) {
+  return readIniValue(IniDocument::parse(file), section, key);
+}
+
+int readInt(const QByteArray& file, const QString& key) {
+  return readIniIntValue(IniDocument::parse(file), QStringLiteral("S"), key);
+}
+
+QByteArray afterSet(const QByteArray& file, const QString& section, const QString& key, const QString& value) {
+  IniDocument doc = IniDocument::parse(file);
+  EXPECT_TRUE(doc.set(section, key, value));
+  return doc.serialize();
+}
+
+}  // namespace
+
+TEST(IniDocument, FindsSectionsAndKeysWithoutRegardToCase) {
+  const QByteArray file = "[Main]\r\nConfig=1234\r\n[COMS]\r\nListCount=2\r\n";
+  EXPECT_EQ(read(file, "main", "CONFIG") + read(file, "coms", "listcount"), "12342");
+  EXPECT_EQ(read(file, "Main", "ListCount") + read(file, "Other", "Config"), "");  // a key of another section
+  EXPECT_FALSE(IniDocument::parse(file).value("Main", "ListCount").has_value());
+}
+
+TEST(IniDocument, ReadsAHandEditedFileAsItsEditorMeantIt) {
+  const QByteArray file =
+      "orphan=before any section\n  [ Main ]  \n\n; note=commented out\n# other=commented out\n"
+      "   config   =   pw 1   \njust a line without equals\n[COMS]\r\nListCount=2\r\n"
+      "1=COM3,9600";  // no final line end
+  // Only ';' starts a comment, as in the profile calls; '#' begins an ordinary key.
+  const auto value = [&](const std::string& at) {
+    const auto slash = at.find('/');
+    return read(file, QString::fromStdString(at.substr(0, slash)), QString::fromStdString(at.substr(slash + 1)))
+        .toStdString();
+  };
+  EXPECT_TRUE(mapsTo(value,
+                     "Main/config>pw 1|Main/; note>|Main/note>|Main/# other>commented out|"
+                     "Main/just a line without equals>|/orphan>|COMS/1>COM3,9600"));
+  // Reading and writing back unchanged gives the same bytes.
+  EXPECT_EQ(IniDocument::parse(file).serialize(), file);
+}
+
+TEST(IniDocument, OnlyTheFirstOfDuplicatedSectionsAndKeysCounts) {
+  const QByteArray file = "[A]\r\nk=first\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n";
+  EXPECT_EQ(read(file, "A", "k") + read(file, "A", "other"), "first");
+
+  // A write goes to the same first section, so it reads back; the duplicate stays as it was.
+  EXPECT_EQ(afterSet(file, "a", "K", "new"), "[A]\r\nk=new\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
+  EXPECT_EQ(afterSet(file, "A", "other", "5"),
+            "[A]\r\nk=first\r\nk=second\r\nother=5\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
+}
+
+TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
+  const QByteArray file =
+      "[S]\r\nblank=    \r\nempty=\r\npadded=   x y  \t\r\ndq=\"quoted\"\r\nsq='single'\r\n"
+      "mixed=\"mixed'\r\ninner=\"a\"b\"\r\nlone=\"\r\nspaced=\" in quotes \"\r\n" +
+      QByteArray("nul=a\0b\0\r\n", 10) + "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') +
+      "\r\nedge=" + QByteArray(498, 'a') + " zzz\r\n";
+  // The read buffer takes 499 characters; the cut comes before the trim. One pair of quotes only.
+  const auto value = [&](const std::string& key) { return read(file, "S", QString::fromStdString(key)).toStdString(); };
+  EXPECT_TRUE(mapsTo(value,
+                     "blank>|empty>|padded>x y|dq>quoted|sq>single|mixed>\"mixed'|inner>a\"b|lone>\"|"
+                     "spaced>in quotes|nul>ab"));
+  EXPECT_EQ(read(file, "S", "long") + "|" + read(file, "S", "edge"), QString(499, u'a') + "|" + QString(498, u'a'));
+}
+
+TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
+  const QByteArray file =
+      "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
+      "wrap=4294967295\r\nempty=\r\n";
+  const auto number = [&](const std::string& key) {
+    return std::to_string(readInt(file, QString::fromStdString(key)));
+  };
+  EXPECT_TRUE(mapsTo(number, "abc>0|blanks>42|neg>-17|plus>5|tail>12|hex>31|quoted>7|wrap>-1|empty>0|missing>0"));
+}
+
+// A written key is replaced where it stands, with its own line end (also in an LF file); a new
+// key follows the last entry of its section; a new section goes to the end of the file.
+TEST(IniDocument, WritesReplaceInPlaceOrAppendToTheSectionOrTheFile) {
+  const QByteArray lf = "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=b\n",
+                   gap = "[A]\r\nx=1\r\n\r\n; about B\r\n[B]\r\nk=b\r\n";
+  struct Write {
+    QByteArray file;
+    const char *section, *key, *value;
+    QByteArray written;
+  };
+  const Write writes[] = {{lf, "a", "KEY", "new", "[A]\r\nx=1\r\n  Key = new\r\ny=2\r\n[B]\nkey=b\n"},
+                          {lf, "B", "key", "c", "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=c\n"},
+                          {gap, "A", "y", "2", "[A]\r\nx=1\r\ny=2\r\n\r\n; about B\r\n[B]\r\nk=b\r\n"},
+                          {"[A]\r\n[B]\r\n", "A", "y", "2", "[A]\r\ny=2\r\n[B]\r\n"},
+                          {"[A]", "A", "y", "2", "[A]\r\ny=2\r\n"},
+                          {"", "COMS", "ListCount", "0", "[COMS]\r\nListCount=0\r\n"},
+                          {"[A]\nx=1", "B", "k", "v", "[A]\nx=1\r\n[B]\r\nk=v\r\n"}};
+  for (const auto& w : writes)
+    EXPECT_EQ(afterSet(w.file, w.section, w.key, w.value), w.written) << w.written.toStdString();
+
+  const QByteArray chinese = afterSet("", QStringLiteral("配置"), QStringLiteral("电池类型"), QStringLiteral("星澜"));
+  EXPECT_EQ(chinese, toGbk(QStringLiteral("[配置]\r\n电池类型=星澜\r\n")));
+  EXPECT_EQ(read(chinese, QStringLiteral("配置"), QStringLiteral("电池类型")), QStringLiteral("星澜"));
+}
+
+TEST(IniDocument, AFileWithAUtf8MarkIsReadAndWrittenAsUtf8) {
+  const QByteArray file = QStringLiteral("\uFEFF[配置]\r\n名称=星澜\r\n").toUtf8();
+  ASSERT_TRUE(file.startsWith("\xEF\xBB\xBF"));
+  EXPECT_EQ(read(file, QStringLiteral("配置"), QStringLiteral("名称")), QStringLiteral("星澜"));
+  EXPECT_EQ(afterSet(file, QStringLiteral("配置"), QStringLiteral("备注"), QStringLiteral("站点")),
+            QStringLiteral("\uFEFF[配置]\r\n名称=星澜\r\n备注=站点\r\n").toUtf8());
+  // The mark does not hide the section header behind it.
+  EXPECT_EQ(read("\xEF\xBB\xBF[S]\r\nk=v\r\n", "S", "k"), "v");
+}
+
+TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) {
+  IniDocument doc = IniDocument::parse("[S]\r\nk=old\r\n");
+  EXPECT_TRUE(doc.set("S", "k", "one\r\n[Evil]\r\nx=1") &&
+              doc.set("S", "n", QStringLiteral("ab") + QChar(u'\0') + "cd") && doc.set("S", "q", "\"quoted\""));
+  EXPECT_EQ(doc.serialize(), "[S]\r\nk=one\r\nn=ab\r\nq=\"quoted\"\r\n");
+  EXPECT_EQ(readIniValue(doc, "S", "q"), "quoted");
+
+  const QByteArray before = doc.serialize();
+  for (const QString& key :
+       {QStringLiteral("a=b"), QStringLiteral("[x"), QStringLiteral(";x"), QStringLiteral("a\nb"), QStringLiteral("😀")})
+    EXPECT_FALSE(doc.set("S", key, "v")) << key.toStdString();
+  EXPECT_FALSE(doc.set("S\r\nT", "k", "v"));
+  EXPECT_EQ(doc.serialize(), before);
+  // A station named "#1" is a key like any other: written, and found again.
+  EXPECT_TRUE(doc.set("S", "#1", "-1"));
+  EXPECT_EQ(readIniValue(doc, "S", "#1"), "-1");
+}
 
 namespace {
 
@@ -67,15 +214,14 @@ TEST_F(SettingsFile, AnyValueTheDialogsAcceptReadsBackAsTyped) {
   writeIni("S", "long", QString(499, u'中'));
   EXPECT_EQ(readIni("S", "long"), QString(499, u'中'));
 
-  const std::pair<QString, QString> refused[] = {{"Jörg", "不能保存字符：ö"},
-                                                 {"站点-😀", "不能保存字符：😀"},
-                                                 {" pw1 ", "密码首尾不能有空格或引号"},
-                                                 {"pw1\t", "密码首尾不能有空格或引号"},
-                                                 {"'pw'", "密码首尾不能有空格或引号"},
-                                                 {"\"", "密码首尾不能有空格或引号"},
-                                                 {"a\nb", "密码不能包含换行或控制字符"},
-                                                 {QString(500, u'a'), "密码不能超过499个字符"}};
-  for (const auto& [value, message] : refused) EXPECT_EQ(settingsValueRefusal("密码", value), message);
+  const auto refusal = [](const std::string& value) {
+    return settingsValueRefusal("密码", QString::fromStdString(value)).toStdString();
+  };
+  EXPECT_TRUE(mapsTo(refusal,
+                     "Jörg>不能保存字符：ö|站点-😀>不能保存字符：😀| pw1 >密码首尾不能有空格或引号|"
+                     "pw1\t>密码首尾不能有空格或引号|'pw'>密码首尾不能有空格或引号|\">密码首尾不能有空格或引号|"
+                     "a\nb>密码不能包含换行或控制字符"));
+  EXPECT_EQ(settingsValueRefusal("密码", QString(500, u'a')), "密码不能超过499个字符");
 }
 
 }  // namespace

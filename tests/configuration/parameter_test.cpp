@@ -1,0 +1,729 @@
+// The control parameter screen's model without the screen: what a reply shows in which box, the
+// exact write and the answers; the editing rules (battery type defaults, limits, lithium
+// couplings, the timers); the parameter file on disk, and "恢复默认值".
+
+#include <gtest/gtest.h>
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "configuration/parameter_block.h"
+#include "configuration/parameter_file.h"
+#include "configuration/parameter_rules.h"
+#include "core/settings.h"
+#include "parameter_test_util.h"
+#include "platform/gbk.h"
+
+namespace xl::configuration {
+namespace {
+
+using namespace testing;
+using C = Control;
+using Outcome = ImportResult::Outcome;
+
+// ---- The block --------------------------------------------------------------------------------
+
+TEST(ParameterBoxesValue, ListsHoldOnlyTheirEntries) {
+  ParameterBoxes b;
+  EXPECT_EQ(b.text(C::Combo4), "");
+  EXPECT_FALSE(b.setText(C::Combo4, "60V"));  // a drop-down list cannot take a text it lacks
+  EXPECT_EQ(b.listIndex(C::Combo4), -1);
+  EXPECT_TRUE(b.setText(C::Combo4, "48V"));
+  EXPECT_EQ(b.listIndex(C::Combo4), 4);
+  EXPECT_FALSE(b.setListIndex(C::Combo4, 5) || b.setListIndex(C::Combo2, -2));
+  EXPECT_EQ(b.text(C::Combo4), "48V");
+}
+
+TEST(RatedInfo, FillsTheRatedBoxesAndGoesOnToTheBlock) {
+  ParameterBoxes b;
+  ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(48, 30, 0)));
+  EXPECT_TRUE(hasTexts(b, "LTextBox2=12/24/36/48(V) LTextBox3=该设备无负载 LTextBox4=30.00 SetCurrText2=30.00"));
+  ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(96, 40, 15)));
+  EXPECT_TRUE(hasTexts(b, "LTextBox2=12/24/36/48/60/96(V) LTextBox3=15"));
+  // A voltage outside the five leaves the text as it was.
+  ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(12, 40, 15)));
+  EXPECT_TRUE(hasTexts(b, "LTextBox2=12/24/36/48/60/96(V)"));
+
+  Bytes shorter = deviceInfoReply(24, 10, 10);
+  shorter.pop_back();
+  EXPECT_FALSE(showRatedInfo(b, shorter));
+  EXPECT_EQ(b.text(C::LTextBox4), "40.00");
+}
+
+TEST(ParameterRead, EachValueComesFromItsOwnRegister) {
+  // Every shown register distinct, so that a value read from a neighbour shows.
+  const Bytes block = parameterReply(
+      "E002=0141 E005=00AB E006=0098 E007=0095 E008=0093 E009=0089 E00A=0083 E00B=007D E00C=0077 E00D=006D "
+      "E00E=0068 E00F=5A28 E010=0007 E011=003D E012=003E E013=0011 E014=0004",
+      1234);
+  ReadScreen s = readScreen(block);
+  EXPECT_TRUE(hasTexts(s.boxes,
+                       "SetChargeCurr=12.34 LTextBox8=321 LTextBox12=17.10 TextLimit=15.20 LTextBox16=14.90 "
+                       "LTextBox18=14.70 LTextBox20=13.70 LTextBox22=13.10 LTextBox38=12.50 LTextBox40=11.90 "
+                       "LTextBox36=10.90 LTextBox34=10.40 LTextBox24=90 LTextBox44=40 LTextBox45=7 LTextBox28=61 "
+                       "LTextBox29=62 LTextBox32=17 LTextBox10=-4"));
+
+  // And the write gives back every register as it came.
+  ParameterBoxes boxes = s.boxes;
+  const Bytes w = writeOf(boxes, s.state);
+  EXPECT_EQ(hexText(Bytes(w.begin() + 7, w.begin() + 71)), hexText(Bytes(block.begin() + 3, block.begin() + 67)));
+}
+
+TEST(ParameterRead, OtherLengthsChangeNothing) {
+  ParameterBoxes b;
+  ParameterBlockState state;
+  const Bytes block = parameterReply();
+  Bytes longer = block;
+  longer.push_back(0);
+  for (const Bytes& reply : {Bytes(block.begin(), block.end() - 1), longer, Bytes{}})
+    EXPECT_FALSE(showParameterBlock(b, state, reply));
+  EXPECT_EQ(b, ParameterBoxes{});
+  EXPECT_FALSE(state.dataRead);
+  EXPECT_EQ(state.lastBlock, (std::array<std::uint8_t, 69>{}));
+}
+
+// What a register shows, which boxes it opens or closes, and the word the write gives back at
+// its write index (high byte first).
+TEST(ParameterRead, EachCodedRegisterShowsAndGoesBack) {
+  const struct {
+    const char *registers, *texts;
+    std::size_t at;
+    int word;
+  } rows[] = {
+      // A type outside the table is "User" (which enables the fields); a non-zero high byte
+      // makes any low byte unknown, and goes back.
+      {"E004=0007", "Combo2=User +LTextBox12", 13, 0x0000},
+      {"E004=5A02", "Combo2=User", 13, 0x5A00},
+      // The five known types read as their names and go back as their codes.
+      {"E004=0000 E003=0C00", "Combo2=User", 13, 0},
+      {"E004=0001 E003=0C00", "Combo2=Flooded", 13, 1},
+      {"E004=0002 E003=0C00", "Combo2=Sealed", 13, 2},
+      {"E004=0003 E003=0C00", "Combo2=Gel", 13, 3},
+      {"E004=0004 E003=0C00", "Combo2=LI", 13, 4},
+      // System voltages the list lacks show "Auto" and write 255; the listed ones themselves.
+      {"E003=3CA1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=48A1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=60A1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=0DA1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=00A1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
+      {"E003=FF00", "Combo4=Auto", 11, 0xFF00},
+      {"E003=0C00", "Combo4=12V", 11, 0x0C00},
+      {"E003=1800", "Combo4=24V", 11, 0x1800},
+      {"E003=2400", "Combo4=36V", 11, 0x2400},
+      {"E003=3000", "Combo4=48V", 11, 0x3000},
+      // Only the register 0 empties the equalising box: 0.1 V shows.
+      {"E007=0000", "LTextBox16=", 19, 0},
+      {"E007=0001", "LTextBox16=0.10", 19, 1},
+      // The charge mode is bit 2 of the high byte and goes back alone; SOC opens its fields
+      // after the type's rule closed them.
+      {"E021=FFE3", "Combo3=SOC +LTextBox24 +LTextBox44", 71, 0x04E3},
+      {"E021=FBE3", "Combo3=Volt.Comp. -LTextBox24", 71, 0x00E3},
+      // The temperature coefficient is shown negated through its rule.
+      {"E014=0003", "LTextBox10=-3", 45, 3},
+      {"E014=0000", "LTextBox10=0", 45, 0},
+      {"E014=0005", "LTextBox10=-5", 45, 5},
+      {"E014=0009", "LTextBox10=-5", 45, 5},
+      {"E014=FFFF", "LTextBox10=-5", 45, 5},
+      // A lithium block shows the device's values over the computed defaults.
+      {"E004=0004 E005=00AA E00E=0064 E003=0C00",
+       "Combo2=LI LTextBox12=17.00 LTextBox34=10.00 Combo4=12V +LTextBox18 -LTextBox12", 15, 170},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.registers);
+    ReadScreen s = readScreen(parameterReply(row.registers));
+    EXPECT_TRUE(hasTexts(s.boxes, row.texts));
+    EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), row.at), row.word);
+  }
+}
+
+// ---- The write ----------------------------------------------------------------------------
+
+// What "Box=text" sends at its register's write index (the two levels: their byte), rounded
+// half to even; "-" where it does not fit and is refused with a line that says so, "?" where
+// the box is no number and the line names it.
+TEST(ParameterWrite, ValuesAreRoundedHalfToEvenAndThoseThatDoNotFitOrAreNoNumberAreRefused) {
+  const ReadScreen read = readScreen(parameterReply());
+  const std::map<std::string, std::size_t> at = {{"SetChargeCurr", 7}, {"LTextBox8", 9},   {"LTextBox12", 15},
+                                                 {"LTextBox16", 19},   {"LTextBox24", 35}, {"LTextBox44", 36},
+                                                 {"LTextBox45", 37},   {"LTextBox10", 45}};
+  const auto sent = [&](const std::string& typed) -> std::string {
+    const std::string name = typed.substr(0, typed.find('='));
+    const Control c = controlNamed(name).value();
+    ParameterBoxes b = read.boxes;
+    b.setText(C::LTextBox4, "999");  // no cap in the way
+    b.setText(c, typed.substr(name.size() + 1));
+    const auto built = buildParameterWrite(b, read.state);
+    if (const auto* f = std::get_if<WriteFailure>(&built)) {
+      if (f->kind == Failure::Overflow && f->logLine.find("超出") != std::string::npos) return "-";
+      const bool named = f->control == c && f->logLine.find(captionOf(c)) != std::string::npos;
+      return f->kind == Failure::TypeMismatch && named ? "?" : f->logLine;
+    }
+    const Bytes& w = std::get<Bytes>(built);
+    return std::to_string(name == "LTextBox24" || name == "LTextBox44" ? w[at.at(name)] : wordAt(w, at.at(name)));
+  };
+  EXPECT_TRUE(mapsTo(sent,
+                     "LTextBox8=65535>65535|LTextBox8=65536>-|LTextBox8=-1>-|LTextBox8=-0.4>0|LTextBox8=&H10>16|"
+                     "LTextBox8=1e3>1000|LTextBox8=150.5>150|LTextBox8=151.5>152|LTextBox12=6553.5>65535|"
+                     "LTextBox12=6553.6>-|LTextBox12=14.25>142|LTextBox12=14.35>144|SetChargeCurr=655.35>65535|"
+                     "SetChargeCurr=0.125>12|SetChargeCurr=0.375>38|LTextBox10=3>-|LTextBox10=-65535>65535|"
+                     "LTextBox10=-2.5>2|LTextBox44=255>255|LTextBox44=256>-|LTextBox24=256>-|LTextBox24=-1>-|"
+                     "LTextBox16=-1>-|LTextBox16=6553.5>65535|LTextBox45=2.5>2|LTextBox45=3.5>4"));
+  // The equalising voltage and the full-charge level are read leniently: empty or no number is
+  // 0, a numeric prefix counts; every other box strictly.
+  EXPECT_TRUE(mapsTo(sent, "LTextBox16=>0|LTextBox16=abc>0|LTextBox24=>0|LTextBox24=abc>0|LTextBox16=14.2V>142"));
+  for (const char* box : {"SetChargeCurr", "LTextBox8", "LTextBox12", "TextLimit", "LTextBox18", "LTextBox20",
+                          "LTextBox22", "LTextBox38", "LTextBox40", "LTextBox36", "LTextBox34", "LTextBox44",
+                          "LTextBox45", "LTextBox28", "LTextBox29", "LTextBox32", "LTextBox10"}) {
+    const std::string b(box);
+    EXPECT_TRUE(mapsTo(sent, b + "=>?|" + b + "=abc>?|" + b + "=12V>?|" + b + "= >?"));
+  }
+}
+
+TEST(ParameterWrite, TheChargeCurrentIsCappedAtTheRatedOneAndTheBoxChanges) {
+  ReadScreen s = readScreen(parameterReply());
+  s.boxes.setText(C::SetChargeCurr, "25");
+  EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 7), 2000);
+  EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "20.00");
+
+  // Without a rated current any positive current empties the box, and the write fails on it;
+  // the box stays changed.
+  s.boxes.setText(C::LTextBox4, "");
+  s.boxes.setText(C::SetChargeCurr, "5");
+  const SetCommand cmd = command2Click(s.boxes, s.state);
+  EXPECT_TRUE(cmd.action == SetCommand::Action::LogFailure && cmd.frame.empty());
+  EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "");
+}
+
+TEST(ParameterWrite, TheTwoListsShareOneCodeByte) {
+  const ReadScreen read = readScreen(parameterReply());
+  struct Case {
+    int voltage, type;
+    std::uint8_t voltageCode, typeCode;
+  };
+  const Case cases[] = {{-1, -1, 0, 0}, {0, -1, 255, 255}, {4, -1, 48, 48}, {-1, 3, 0, 3}, {2, 4, 24, 4}};
+  for (const Case& k : cases) {
+    ParameterBoxes b = read.boxes;
+    b.setListIndex(C::Combo4, k.voltage);
+    b.setListIndex(C::Combo2, k.type);
+    const Bytes w = writeOf(b, read.state);
+    EXPECT_EQ(std::pair(w[11], w[14]), std::pair(k.voltageCode, k.typeCode)) << k.voltage << " " << k.type;
+  }
+}
+
+TEST(ParameterWrite, TheAddressIsTheBoxOnesAndMustFitAByte) {
+  ReadScreen s = readScreen(parameterReply());
+  s.boxes.setText(C::LTextBox1, "7");
+  const Bytes w = writeOf(s.boxes, s.state);
+  EXPECT_EQ(Bytes(w.begin(), w.begin() + 7), hexBytes("07 10 E0 01 00 21 42"));
+  // An address that is no byte, or the broadcast address 0 that every controller of the line
+  // would carry out, sends nothing.
+  for (const char* address : {"256", "0", "", "abc", "-1"}) {
+    s.boxes.setText(C::LTextBox1, address);
+    const auto built = buildParameterWrite(s.boxes, s.state);
+    ASSERT_TRUE(std::holds_alternative<WriteFailure>(built)) << address;
+    EXPECT_EQ(std::get<WriteFailure>(built).control, C::LTextBox1);
+  }
+}
+
+// What "设置" does: the action, and the message it shows or logs.
+std::string outcome(ParameterBoxes& b, ParameterBlockState& state) {
+  const SetCommand cmd = command2Click(b, state);
+  const char* actions[] = {"show", "log", "send"};
+  return actions[static_cast<int>(cmd.action)] + (" " + cmd.text) + (cmd.frame.empty() ? "" : " frame");
+}
+
+TEST(SetButton, RefusesBeforeAReadAndAfterAStationChange) {
+  ParameterBoxes fresh;
+  ParameterBlockState none;
+  fresh.setText(C::SetChargeCurr, "10");
+  EXPECT_EQ(outcome(fresh, none), "show 请先读数据");
+
+  // A station change empties the screen; the old block is never sent.
+  ReadScreen s = readScreen(parameterReply());
+  clearAll(s.boxes);
+  s.boxes.setText(C::LTextBox1, "2");
+  EXPECT_EQ(outcome(s.boxes, s.state), "show 请先读数据");
+
+  // A station chosen whose block did not come: its rated values did, "恢复默认值" fills the
+  // current, and still the block of the station before is not written to it.
+  s = readScreen(parameterReply());
+  stationChosen(s.state);
+  clearAll(s.boxes);
+  s.boxes.setText(C::LTextBox1, "2");
+  showRatedInfo(s.boxes, deviceInfoReply(48, 20, 20));
+  restoreDefaults(s.boxes);
+  ASSERT_EQ(s.boxes.text(C::SetChargeCurr), "20.00");
+  EXPECT_EQ(outcome(s.boxes, s.state), "show 请先读数据");
+  Bytes other = parameterReply();
+  other[0] = 2;
+  ASSERT_TRUE(showParameterBlock(s.boxes, s.state, other));
+  EXPECT_EQ(outcome(s.boxes, s.state), "send  frame");
+  s.boxes.setText(C::LTextBox12, "");
+  EXPECT_EQ(outcome(s.boxes, s.state), "log 参数未发送：“超压电压（V）”为空");
+}
+
+TEST(SetResult, OnlyASixByteReplySpeaks) {
+  // The four bytes after the function are not compared.
+  const auto message = [](const std::string& reply) {
+    return std::string(setResultMessage(hexBytes(reply)).value_or("-"));
+  };
+  EXPECT_TRUE(mapsTo(message,
+                     "01 10 E0 01 00 21>参数设置成功|01 10 00 00 00 00>参数设置成功|01 90 E0 01 00 21>错误参数设置|"
+                     "01 90 02>-|01 90 02 00 00>-|01 10 E0 01 00 21 00>-"));
+}
+
+// ---- The editing rules ------------------------------------------------------------------------
+
+// The operator types `text` into `box` and the cursor leaves it.
+std::string leave(ParameterBoxes& b, Control box, const char* text) {
+  b.setText(box, text);
+  lostFocus(b, box);
+  return b.text(box);
+}
+
+TEST(BatteryType, EachTypeAppliesItsColumnOfDefaultsAndEnabledStates) {
+  const Control fields[] = {C::Combo3,     C::LTextBox8,  C::LTextBox10, C::LTextBox12, C::LTextBox16,
+                            C::LTextBox18, C::LTextBox20, C::LTextBox22, C::LTextBox24, C::Combo4,
+                            C::LTextBox29, C::LTextBox28, C::LTextBox32, C::LTextBox45, C::LTextBox34,
+                            C::LTextBox38, C::LTextBox40, C::LTextBox36, C::LTextBox44, C::TextLimit};
+  // Every field of the table, with its state; lithium keeps the capacity box's state (below).
+  const std::pair<const char*, const char*> columns[] = {
+      {"Gel",
+       "-Combo3=Volt.Comp. +LTextBox8=200 +LTextBox10=-3 -LTextBox12=16.00 -LTextBox16=14.20 -LTextBox18=14.20 "
+       "-LTextBox20=13.80 -LTextBox22=13.20 -LTextBox24=100 +Combo4=Auto -LTextBox29=120 -LTextBox28=0 "
+       "-LTextBox32=0 -LTextBox45=5 -LTextBox34=10.60 -LTextBox38=12.60 -LTextBox40=12.00 -LTextBox36=11.10 "
+       "-LTextBox44=30 -TextLimit=15.50"},
+      {"Flooded",
+       "-Combo3=Volt.Comp. +LTextBox8=200 +LTextBox10=-3 -LTextBox12=16.00 -LTextBox16=14.80 -LTextBox18=14.60 "
+       "-LTextBox20=13.80 -LTextBox22=13.20 -LTextBox24=100 +Combo4=Auto -LTextBox29=120 -LTextBox28=120 "
+       "-LTextBox32=30 -LTextBox45=5 -LTextBox34=10.60 -LTextBox38=12.60 -LTextBox40=12.00 -LTextBox36=11.10 "
+       "-LTextBox44=30 -TextLimit=15.50"},
+      {"Sealed",
+       "-Combo3=Volt.Comp. +LTextBox8=200 +LTextBox10=-3 -LTextBox12=16.00 -LTextBox16=14.60 -LTextBox18=14.40 "
+       "-LTextBox20=13.80 -LTextBox22=13.20 -LTextBox24=100 +Combo4=Auto -LTextBox29=120 -LTextBox28=120 "
+       "-LTextBox32=30 -LTextBox45=5 -LTextBox34=10.60 -LTextBox38=12.60 -LTextBox40=12.00 -LTextBox36=11.10 "
+       "-LTextBox44=30 -TextLimit=15.50"},
+      {"LI",
+       "-Combo3=Volt.Comp. LTextBox8=200 -LTextBox10=0 -LTextBox12=16.40 -LTextBox16=14.40 +LTextBox18=14.40 "
+       "-LTextBox20=14.40 -LTextBox22=13.20 -LTextBox24=100 +Combo4=Auto -LTextBox29=120 -LTextBox28=0 "
+       "-LTextBox32=0 -LTextBox45=5 -LTextBox34=10.60 +LTextBox38=12.60 -LTextBox40=12.10 +LTextBox36=11.10 "
+       "-LTextBox44=30 -TextLimit=15.50"},
+      {"User",
+       "-Combo3=Volt.Comp. +LTextBox8=200 +LTextBox10=-3 +LTextBox12=16.00 +LTextBox16=14.60 +LTextBox18=14.40 "
+       "+LTextBox20=13.80 +LTextBox22=13.20 -LTextBox24=100 +Combo4=Auto +LTextBox29=120 +LTextBox28=120 "
+       "+LTextBox32=30 +LTextBox45=5 +LTextBox34=10.60 +LTextBox38=12.60 +LTextBox40=12.00 +LTextBox36=11.10 "
+       "-LTextBox44=30 +TextLimit=15.50"}};
+  for (const auto& [type, column] : columns) {
+    ParameterBoxes b;
+    // Start from the opposite of every state, and typed values, so that each cell must be set.
+    for (Control c : fields) {
+      b.setEnabled(c, true);
+      if (!isList(c)) b.setText(c, "99");
+    }
+    ASSERT_TRUE(selectEntry(b, C::Combo2, type));
+    EXPECT_TRUE(hasTexts(b, column)) << type;
+  }
+}
+
+// Lithium keeps the capacity box as it was. Overwriting and greying on a change of type are
+// checked through the screen; choosing the entry already chosen runs the rule again.
+TEST(BatteryType, LithiumKeepsTheCapacityBoxAndTheSameTypeAgainThrowsAwayWhatWasTyped) {
+  for (bool before : {true, false}) {
+    ParameterBoxes b;
+    b.setEnabled(C::LTextBox8, before);
+    selectEntry(b, C::Combo2, "LI");
+    EXPECT_TRUE(b.enabled(C::LTextBox8) == before && b.text(C::LTextBox8) == "200") << before;
+  }
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "Gel");
+  b.setText(C::LTextBox12, "15.00");
+  EXPECT_EQ((selectEntry(b, C::Combo2, "Gel"), b.text(C::LTextBox12)), "16.00");
+}
+
+TEST(BatteryType, NoTypeOnlyFormatsTheTenVoltageBoxesAndSocOpensTheTwoLevelBoxes) {
+  ParameterBoxes b;
+  setTexts(b, "LTextBox12=15 LTextBox36=abc LTextBox8=250");
+  b.setEnabled(C::LTextBox12, false);
+  combo2Click(b);
+  EXPECT_TRUE(hasTexts(b, "-LTextBox12=15.00 LTextBox36=abc LTextBox8=250 TextLimit="));
+
+  // The mode itself stays closed.
+  selectEntry(b, C::Combo2, "Sealed");
+  EXPECT_TRUE(hasTexts(b, "-LTextBox24 -LTextBox44"));
+  selectEntry(b, C::Combo3, "SOC");
+  EXPECT_TRUE(hasTexts(b, "+LTextBox24 +LTextBox44 -Combo3"));
+  selectEntry(b, C::Combo3, 0);
+  EXPECT_TRUE(hasTexts(b, "-LTextBox24 -LTextBox44"));
+  EXPECT_FALSE(selectEntry(b, C::Combo3, "soc"));
+}
+
+// The text after the cursor leaves `box`, typed as `typed`, under `type`.
+std::string afterLeaving(Control box, const char* typed, const char* type = "User", bool soc = false) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, type);
+  if (soc) selectEntry(b, C::Combo3, "SOC");
+  b.setEnabled(box, true);
+  b.setText(C::LTextBox4, "20.00");
+  leave(b, box, typed);
+  return b.text(box);
+}
+
+// "Box=typed" (or only what is typed into `box`) left under `type` (and SOC): what stands in
+// the box then.
+auto leaving(const char* type, bool soc = false, std::optional<Control> box = {}) {
+  return [=](const std::string& typed) {
+    const std::size_t eq = box ? std::string::npos : typed.find('=');
+    return box ? afterLeaving(*box, typed.c_str(), type, soc)
+               : afterLeaving(controlNamed(typed.substr(0, eq)).value(), typed.c_str() + eq + 1, type, soc);
+  };
+}
+
+TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimalsAndWholeNumbersByTheirOwnRules) {
+  // A numeric prefix passes the limits; a text that is no number is not formatted.
+  for (Control c : {C::LTextBox12, C::TextLimit, C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22,
+                    C::LTextBox34, C::LTextBox36, C::LTextBox38, C::LTextBox40})
+    EXPECT_TRUE(mapsTo(leaving("User", false, c), "18>17.00|6.9>7.00|7>7.00|17>17.00|>7.00|13.456>13.46|13V>13V"))
+        << controlName(c);
+  // The discharge limit's low limit is 0: an empty box stays empty.
+  EXPECT_TRUE(mapsTo(leaving("User"),
+                     "LTextBox8=>100|LTextBox8=5000>3000|LTextBox8=150.5>150.5|LTextBox29=5>10|LTextBox29=601>600|"
+                     "LTextBox32=300>255|LTextBox32=>|LTextBox44=90>80|LTextBox44=-1>0|LTextBox45=0>1|"
+                     "LTextBox45=31>30|LTextBox28=700>600|LTextBox24=150>100|LTextBox24=90>90"));
+  EXPECT_TRUE(mapsTo(leaving("Gel"), "LTextBox28=700>120|LTextBox28=0>120|LTextBox16=14.2>15.20|LTextBox16=3>15.20"));
+  // Outside "User" the full-charge level always snaps back; the discharge limit does not.
+  EXPECT_TRUE(mapsTo(leaving("Sealed", true), "LTextBox24=90>100|LTextBox44=90>80|LTextBox44=50>50"));
+}
+
+TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "Sealed");
+  leave(b, C::LTextBox12, "99");  // disabled under "Sealed"
+  leave(b, C::LTextBox1, "abc");
+  EXPECT_TRUE(hasTexts(b, "LTextBox12=99 LTextBox1=abc"));
+}
+
+// Each change of text runs the rule; the leaving of the box runs it again, with nothing left
+// to change.
+TEST(TemperatureCoefficient, AWholeNumberFromMinus5To0OnEveryChange) {
+  const auto typed = [](const std::string& text) {
+    ParameterBoxes b;
+    assignText(b, C::LTextBox10, text);
+    const std::string shown = b.text(C::LTextBox10);
+    lostFocus(b, C::LTextBox10);
+    return shown == b.text(C::LTextBox10) ? shown : shown + " then " + b.text(C::LTextBox10);
+  };
+  EXPECT_TRUE(mapsTo(typed, "3>-3|-9>-5|-0>0|0>0|-3.>-3|-3.6>-4|-2.5>-2|0.4>0|->-|>|abc>abc|1e5>-5|-5>-5|-5.4>-5"));
+}
+
+TEST(LithiumCouplings, TheBoostVoltageCarriesItsFollowers) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");
+  selectEntry(b, C::Combo4, "12V");
+  leave(b, C::LTextBox18, "14.0");
+  EXPECT_TRUE(hasTexts(b,
+                       "LTextBox18=14.00 LTextBox16=14.00 LTextBox20=14.00 LTextBox12=16.00 TextLimit=14.00 "
+                       "LTextBox22=12.80"));
+
+  leave(b, C::LTextBox18, "8");
+  EXPECT_TRUE(hasTexts(b, "LTextBox22=8.00 LTextBox12=10.00"));  // 8 is not above 9.0
+
+  // Clamped first, then carried: 20 becomes 17, and no follower leaves its own 7..17.
+  leave(b, C::LTextBox18, "20");
+  EXPECT_TRUE(hasTexts(b, "LTextBox12=17.00 LTextBox22=15.80"));
+}
+
+TEST(LithiumCouplings, TheOverDischargeVoltageTestsTheOldLimit) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");
+  leave(b, C::LTextBox36, "11.5");
+  EXPECT_TRUE(hasTexts(b, "LTextBox36=11.50 LTextBox34=11.00 LTextBox40=12.50"));
+
+  // The old limit of 9.00 is not above 9.0: the limit takes the voltage itself.
+  b.setText(C::LTextBox34, "9.00");
+  leave(b, C::LTextBox36, "11.5");
+  EXPECT_EQ(b.text(C::LTextBox34), "11.50");
+  // ... and the next time it is above 9.0 again.
+  lostFocus(b, C::LTextBox36);
+  EXPECT_EQ(b.text(C::LTextBox34), "11.00");
+  // At the ends of the range the followers stop at their own limits.
+  leave(b, C::LTextBox36, "17");
+  EXPECT_EQ(b.text(C::LTextBox40), "17.00");
+  leave(b, C::LTextBox36, "7");
+  EXPECT_EQ(b.text(C::LTextBox34), "7.00");
+}
+
+TEST(LithiumCouplings, ACouplingEndsAtATextThatIsNoNumberAndOtherTypesCarryNothing) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");
+  b.setText(C::LTextBox34, "");  // as an import may leave it
+  b.setText(C::LTextBox40, "12.10");
+  leave(b, C::LTextBox36, "12");
+  EXPECT_TRUE(hasTexts(b, "LTextBox36=12.00 LTextBox34= LTextBox40=12.10"));
+
+  // A boost voltage that passes the lenient limits but is no number carries nothing numeric.
+  leave(b, C::LTextBox18, "14x");
+  EXPECT_TRUE(hasTexts(b, "LTextBox16=14x LTextBox12=16.40"));
+  // Under another type neither voltage carries anything.
+  b = ParameterBoxes{};
+  selectEntry(b, C::Combo2, "User");
+  leave(b, C::LTextBox18, "14.0");
+  leave(b, C::LTextBox36, "11.5");
+  EXPECT_TRUE(hasTexts(b, "LTextBox16=14.60 LTextBox34=10.60"));
+}
+
+TEST(ChargeCurrent, CappedAtTheRatedCurrentWithNoLowerLimit) {
+  ParameterBoxes b;
+  const auto typed = [&](const std::string& text) { return leave(b, C::SetChargeCurr, text.c_str()); };
+  b.setText(C::LTextBox4, "20.00");
+  EXPECT_TRUE(mapsTo(typed, "25>20.00|15>15.00|-3>-3.00|>|20>20.00"));
+  b.setText(C::LTextBox4, "");
+  EXPECT_TRUE(mapsTo(typed, "5>"));
+}
+
+TEST(Timers, LithiumOnAutoBlinksAndAnotherVoltageStopsIt) {
+  using T = Combo4Look::TextColour;
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");  // also puts Combo4 on "Auto"
+  ASSERT_TRUE(forbiddenPair(b));
+  std::uint8_t blink = 0;
+  EXPECT_EQ(timer1Tick(b, blink).text, T::WindowText);
+  EXPECT_EQ(blink, 1);
+  const Combo4Look red = timer1Tick(b, blink);
+  EXPECT_TRUE(red.text == T::Red && !red.windowBackground && blink == 0);
+  EXPECT_EQ(timer1Tick(b, blink).text, T::WindowText);
+
+  selectEntry(b, C::Combo4, "12V");
+  EXPECT_FALSE(forbiddenPair(b));
+  const Combo4Look calm = timer1Tick(b, blink);
+  EXPECT_TRUE(calm.text == T::ButtonText && calm.windowBackground && blink == 0);
+}
+
+TEST(Timers, Timer2GreysExactlyTheDisabledControlsOfItsList) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");
+  const auto shown = timer2Tick(b);
+  ASSERT_EQ(shown.size(), 19u);
+  EXPECT_EQ(shown.front().first, C::LTextBox12);
+  EXPECT_EQ(shown.back().first, C::TextLimit);
+  for (const auto& [c, greyed] : shown) {
+    EXPECT_EQ(greyed, !b.enabled(c)) << controlName(c);
+    EXPECT_TRUE(c != C::SetChargeCurr && c != C::Combo2 && c != C::Combo4) << controlName(c);
+  }
+}
+
+TEST(BoxFormat, NumbersAreWrittenWithTheirPlacesOtherTextsStay) {
+  EXPECT_TRUE(
+      mapsTo([](const std::string& t) { return formatBoxText(t, 2); }, "14.4>14.40| 7 >7.00|>|abc>abc|-0.001>0.00"));
+  EXPECT_TRUE(mapsTo([](const std::string& t) { return formatBoxText(t, 0); }, "2.5>2"));
+}
+
+// ---- The parameter file -----------------------------------------------------------------------
+
+const QDateTime kNow(QDate(2024, 5, 1), QTime(8, 30, 0));
+
+class ParameterFile : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(dir_.isValid()); }
+
+  QString name(const char* base) const { return dir_.filePath(QString::fromUtf8(base)); }
+  QByteArray bytes(const QString& path) const {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+  }
+  void write(const QString& path, const QString& text) const {
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(platform::toGbk(text));
+  }
+  // A file naming a battery type, and more keys.
+  QString file(const char* base, const QString& lines) const {
+    return write(name(base), "[配置]\r\n" + lines), name(base);
+  }
+
+  QTemporaryDir dir_;
+};
+
+// A screen with a value of its own in every saved box: a user battery, 24 V, SOC.
+ParameterBoxes editedScreen() {
+  ParameterBoxes b;
+  b.setText(C::LTextBox4, "30.00");
+  selectEntry(b, C::Combo2, "User");
+  selectEntry(b, C::Combo3, "SOC");
+  selectEntry(b, C::Combo4, "24V");
+  setTexts(b,
+           "LTextBox12=16.50 LTextBox16=14.70 LTextBox18=14.50 LTextBox20=13.70 LTextBox22=13.10 LTextBox38=12.50 "
+           "LTextBox40=11.90 LTextBox36=11.00 LTextBox34=10.50 SetChargeCurr=25.00 LTextBox32=28 LTextBox28=90 "
+           "LTextBox29=100 LTextBox10=-4 LTextBox8=350 LTextBox45=8 LTextBox24=95 LTextBox44=35 TextLimit=16.00");
+  return b;
+}
+
+TEST_F(ParameterFile, ExportWritesTheKeysInOrderInGbk) {
+  const ExportResult result = exportParameters(editedScreen(), name("station"), kNow);
+  EXPECT_TRUE(result.written);
+  EXPECT_EQ(result.path, name("station.txt"));
+  const QByteArray raw = bytes(result.path);
+  EXPECT_EQ(platform::fromGbk(raw),
+            "[配置]\r\n电池类型=User\r\n超压电压(V)=16.50\r\n均衡充电电压(V)=14.70\r\n提升充电电压(V)=14.50\r\n"
+            "浮充充电电压(V)=13.70\r\n提升充电返回电压(V)=13.10\r\n过放返回电压(V)=12.50\r\n低压警告电压(V)=11.90\r\n"
+            "过放电压(V)=11.00\r\n放电限制电压(V)=10.50\r\n充电电流设置(A)=25.00\r\n系统电压=24V\r\n充电模式=SOC\r\n"
+            "均衡充电间隔(天)=28\r\n均衡充电时间(分钟)=90\r\n提升充电时间(分钟)=100\r\n温度补偿系数(mV/℃/2V)=-4\r\n"
+            "蓄电池容量(Ah)=350\r\n过放延时时间(秒)=8\r\n蓄电池充满电量(%)=95\r\n蓄电池放电限制电量(%)=35\r\n"
+            "充电限制电压(V)=16.00\r\n保存日期=2024-05-01    08:30:00\r\n");
+}
+
+// The save dialog's name as typed, with and without the suffix, an existing file, a file that
+// cannot be written.
+TEST_F(ParameterFile, ExportNamesGetTxtOnceAndAFailedWriteIsTold) {
+  const auto written = [&](const std::string& typed) {
+    const ExportResult r = exportParameters(editedScreen(), name(typed.c_str()), kNow);
+    return r.written && QFile::exists(r.path) ? QDir(dir_.path()).relativeFilePath(r.path).toStdString() : "-";
+  };
+  EXPECT_TRUE(mapsTo(written, "a.txt>a.txt|b.TXT>b.TXT|c>c.txt|d.b>d.b.txt|e.txt.bak>e.txt.bak.txt"));
+  EXPECT_EQ(QDir(dir_.path()).entryList(QDir::Files).size(), 5);
+  EXPECT_EQ(exportParameters(editedScreen(), QString(), kNow).path, QString());
+  // Over an existing file: that file, replaced key by key.
+  write(name("a.txt"), QStringLiteral("[配置]\r\n电池类型=Gel\r\n"));
+  EXPECT_TRUE(exportParameters(editedScreen(), name("a.txt"), kNow).written);
+  EXPECT_EQ(core::readIniFile("配置", "电池类型", name("a.txt")), "User");
+  // A read-only file and a missing folder: not written, and said so.
+  write(name("ro.txt"), QStringLiteral("[配置]\r\n"));
+  ASSERT_TRUE(QFile::setPermissions(name("ro.txt"), QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+  for (const QString& target : {name("ro"), name("no/such/x")})
+    EXPECT_FALSE(exportParameters(editedScreen(), target, kNow).written) << target.toStdString();
+  EXPECT_EQ(bytes(name("ro.txt")), platform::toGbk(QStringLiteral("[配置]\r\n")));
+
+  // An emptied screen exports empty values, which import as nothing at all.
+  ParameterBoxes empty;
+  const QString path = exportParameters(empty, name("empty"), kNow).path;
+  EXPECT_TRUE(platform::fromGbk(bytes(path)).contains(QStringLiteral("电池类型=\r\n")));
+  ParameterBoxes target = editedScreen();
+  EXPECT_EQ(importParameters(target, path).outcome, Outcome::Stopped);
+  EXPECT_EQ(target, editedScreen());
+}
+
+// A file written before the key of the charge limit existed: the limit is what the battery
+// type puts there.
+TEST_F(ParameterFile, AnOlderFileKeepsTheTypesLimit) {
+  const QString path = exportParameters(editedScreen(), name("round"), kNow).path;
+  ParameterBoxes b;
+  ASSERT_EQ(importParameters(b, path).outcome, Outcome::Imported);
+  EXPECT_TRUE(hasTexts(b, "TextLimit=16.00"));
+  write(path,
+        platform::fromGbk(bytes(path)).remove(QRegularExpression(QStringLiteral("充电限制电压\\(V\\)=[^\r]*\r\n"))));
+  ASSERT_EQ(core::readIniFile("配置", "充电限制电压(V)", path), "");
+  ASSERT_EQ(importParameters(b, path).outcome, Outcome::Imported);
+  EXPECT_TRUE(hasTexts(b, "TextLimit=15.50"));
+}
+
+TEST_F(ParameterFile, ImportNamesAndTypesThatStopIt) {
+  EXPECT_TRUE(mapsTo([](const std::string& n) { return importFileName(QString::fromStdString(n)).toStdString(); },
+                     "a.b>a.b|a>a.txt|>.txt"));
+
+  // A name with a dot and no extension is read as it stands; one without a dot gets ".txt".
+  write(name("a.b"), QStringLiteral("[配置]\r\n电池类型=Gel\r\n"));
+  ParameterBoxes b;
+  EXPECT_EQ(importParameters(b, name("a.b")).outcome, Outcome::Imported);
+  EXPECT_EQ(b.text(C::Combo2), "Gel");
+  write(name("plain.txt"), QStringLiteral("[配置]\r\n电池类型=Flooded\r\n"));
+  EXPECT_EQ(importParameters(b, name("plain")).outcome, Outcome::Imported);
+  EXPECT_EQ(b.text(C::Combo2), "Flooded");
+
+  // An unknown type, a type in other case, a missing file, a cancelled dialog: nothing changes.
+  const ParameterBoxes before = editedScreen();
+  for (const char* content : {"电池类型=Lithium\r\n超压电压(V)=12\r\n", "电池类型=gel\r\n", "超压电压(V)=12\r\n"}) {
+    b = before;
+    EXPECT_EQ(importParameters(b, file("bad.txt", QString::fromUtf8(content))).outcome, Outcome::Stopped) << content;
+    EXPECT_EQ(b, before);
+  }
+  b = before;
+  EXPECT_EQ(importParameters(b, name("missing.txt")).outcome, Outcome::Stopped);
+  EXPECT_EQ(importParameters(b, QString()).outcome, Outcome::Stopped);
+  EXPECT_EQ(b, before);
+}
+
+TEST_F(ParameterFile, ImportedValuesGoInAsTheyStandAndAreWrittenSo) {
+  // Every key but the over-voltage.
+  const QString path =
+      file("gel.txt",
+           QStringLiteral(
+               "电池类型=Gel\r\n均衡充电电压(V)=14.60\r\n提升充电电压(V)=99\r\n浮充充电电压(V)=13.80\r\n"
+               "提升充电返回电压(V)=13.20\r\n过放返回电压(V)=12.60\r\n低压警告电压(V)=12.00\r\n过放电压(V)=11.10\r\n"
+               "放电限制电压(V)=10.60\r\n充电电流设置(A)=12.00\r\n系统电压=12V\r\n充电模式=Volt.Comp.\r\n"
+               "均衡充电间隔(天)=0\r\n均衡充电时间(分钟)=0\r\n提升充电时间(分钟)=120\r\n温度补偿系数(mV/℃/2V)=3\r\n"
+               "蓄电池容量(Ah)=200\r\n过放延时时间(秒)=5\r\n蓄电池充满电量(%)=150\r\n蓄电池放电限制电量(%)=30\r\n"));
+  ReadScreen s = readScreen(parameterReply());
+  ASSERT_EQ(importParameters(s.boxes, path).outcome, Outcome::Imported);
+  // No limit on the boost voltage; the coefficient's change rule alone runs; a key the file
+  // lacks (the over-voltage) empties its box.
+  EXPECT_TRUE(hasTexts(s.boxes, "-LTextBox16=14.60 LTextBox24=150 LTextBox18=99 LTextBox10=-3 LTextBox12="));
+  // The write sends what the boxes say; the empty over-voltage refuses it.
+  EXPECT_EQ(command2Click(s.boxes, s.state).action, SetCommand::Action::LogFailure);
+  s.boxes.setText(C::LTextBox12, "16.00");
+  s.boxes.setText(C::LTextBox18, "14.20");
+  const SetCommand cmd = command2Click(s.boxes, s.state);
+  ASSERT_EQ(cmd.action, SetCommand::Action::Send) << cmd.text;
+  EXPECT_EQ(
+      (std::array{wordAt(cmd.frame, 19), std::uint16_t{cmd.frame[35]}, wordAt(cmd.frame, 45), wordAt(cmd.frame, 7)}),
+      (std::array<std::uint16_t, 4>{146, 150, 3, 1200}));
+}
+
+TEST_F(ParameterFile, LithiumFromAFileCarriesNoCoupling) {
+  ParameterBoxes b;
+  const QString li = file("li.txt", QStringLiteral("电池类型=LI\r\n提升充电电压(V)=14.00\r\n超压电压(V)=15.00\r\n"));
+  ASSERT_EQ(importParameters(b, li).outcome, Outcome::Imported);
+  // No system voltage in the file: the type's "Auto".
+  EXPECT_TRUE(hasTexts(b, "LTextBox18=14.00 LTextBox12=15.00 TextLimit=15.50 Combo4=Auto"));
+}
+
+TEST_F(ParameterFile, ASystemVoltageTheListLacksStopsTheImportWithoutSuccess) {
+  for (const char* volts : {"60V", "72V", "96V"}) {
+    ParameterBoxes b = editedScreen();
+    const QString path =
+        file("volts.txt", QStringLiteral("电池类型=Gel\r\n超压电压(V)=15.00\r\n充电电流设置(A)=9.00\r\n"
+                                         "系统电压=%1\r\n充电模式=SOC\r\n蓄电池容量(Ah)=500\r\n")
+                              .arg(QString::fromUtf8(volts)));
+    const ImportResult r = importParameters(b, path);
+    EXPECT_EQ(r.outcome, Outcome::Failed) << volts;
+    EXPECT_NE(r.logLine.find(volts), std::string::npos) << r.logLine;
+    // Steps up to the ten values are done; the list, the mode and the rest are not.
+    EXPECT_TRUE(
+        hasTexts(b, "Combo2=Gel LTextBox12=15.00 SetChargeCurr=9.00 Combo4=Auto Combo3=Volt.Comp. LTextBox8=200"));
+  }
+  // Any other unknown text leaves the list alone and the import goes on.
+  ParameterBoxes b;
+  const QString odd =
+      file("odd.txt", QStringLiteral("电池类型=LI\r\n系统电压=110V\r\n充电模式=soc\r\n蓄电池容量(Ah)=500\r\n"));
+  EXPECT_EQ(importParameters(b, odd).outcome, Outcome::Imported);
+  EXPECT_TRUE(hasTexts(b, "Combo4=Auto Combo3=Volt.Comp. LTextBox8=500"));
+}
+
+TEST(RestoreDefaults, TheReferenceColumnWhateverTheTypeWas) {
+  ParameterBoxes b = editedScreen();
+  selectEntry(b, C::Combo2, "LI");
+  restoreDefaults(b);
+  ParameterBoxes sealed;
+  selectEntry(sealed, C::Combo2, "Sealed");
+  for (const ReferenceEntry& e : referenceColumn()) {
+    if (e.current == C::SetChargeCurr) continue;
+    EXPECT_EQ(b.text(e.current), e.text) << controlName(e.current);
+    EXPECT_EQ(b.text(e.current), sealed.text(e.current)) << controlName(e.current);
+  }
+  // "Volt.Comp." closes the SOC fields again.
+  EXPECT_TRUE(hasTexts(b, "SetChargeCurr=30.00 TextLimit=15.50 -LTextBox18 -LTextBox24"));
+}
+
+TEST(RestoreDefaults, OnAnEmptyScreenTheCurrentStaysEmptyAndSetAsksForARead) {
+  ReadScreen s = readScreen(parameterReply());
+  clearAll(s.boxes);
+  restoreDefaults(s.boxes);
+  EXPECT_TRUE(hasTexts(s.boxes, "SetChargeCurr="));
+  const SetCommand cmd = command2Click(s.boxes, s.state);
+  EXPECT_EQ(std::pair(cmd.action, cmd.text), std::pair(SetCommand::Action::ShowMessage, std::string("请先读数据")));
+}
+
+}  // namespace
+}  // namespace xl::configuration
