@@ -5,10 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QFile>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QRadioButton>
+#include <QRegularExpression>
 #include <QTest>
 #include <QTreeWidget>
 
@@ -42,8 +45,35 @@ inline std::string gridText(const platform::FlexGrid* g, std::initializer_list<i
   return rows.join('\n').toStdString();
 }
 
+// The health columns of the scan's table.
+inline constexpr int kLastReply = 15, kAge = 16, kShare = 17;
+
 class WholeConsole : public TwoStationFixture {
  protected:
+  // A row's last reply (digits as N), age and share, then the colours of its name, of column 6
+  // and of its age ("-": none).
+  std::string rowText(int row) {
+    const auto colour = [&](int c) {
+      const QColor k = grid(scan(), "VsFList1")->cellForeColor(row, c);
+      return k.isValid() ? k.name() : QStringLiteral("-");
+    };
+    return QStringLiteral("%1|%2|%3 colours %4 %5 %6")
+        .arg(QString(grid(scan(), "VsFList1")->textMatrix(row, kLastReply)).replace(QRegularExpression("\\d"), "N"),
+             grid(scan(), "VsFList1")->textMatrix(row, kAge), grid(scan(), "VsFList1")->textMatrix(row, kShare),
+             colour(0), colour(6), colour(kAge))
+        .toStdString();
+  }
+  // The tooltip of a station's node, as the tree makes it when the mouse rests there.
+  QString tooltipOf(const QString& key) {
+    mdi().show();
+    auto* tree = control<QTreeWidget>(mdi(), "TreeView1");
+    tree->expandAll();
+    QTreeWidgetItem* item = mdi().node(key);
+    const QPoint at = tree->visualItemRect(item).center();
+    QHelpEvent e(QEvent::ToolTip, at, tree->viewport()->mapToGlobal(at));
+    QApplication::sendEvent(tree->viewport(), &e);
+    return item->toolTip(0);
+  }
   int logCount(const QString& part) { return static_cast<int>(logLines().filter(part).size()); }
 
   // Each row of the scan: name, answered mark, the image of its node `nodes[row - 1]`, whether
@@ -74,9 +104,12 @@ using testing::edit;
 using testing::frame;
 using testing::grid;
 using testing::gridText;
+using testing::kAge;
 using testing::kInfo;
+using testing::kLastReply;
 using testing::kLoadMode;
 using testing::kRealTime;
+using testing::kShare;
 using testing::Sent;
 using testing::silence;
 }  // namespace xl

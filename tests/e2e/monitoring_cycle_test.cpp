@@ -11,7 +11,6 @@ class MonitoringCycleTest : public testing::WholeConsole {
  protected:
   // What the console sent, with the time its first byte went out.
   std::vector<Sent> sent() const { return testing::sentFrames(*line); }
-  const QStringList nodes{"COM3,9600,1", "COM3,9600,2"};
 };
 
 TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
@@ -38,7 +37,7 @@ TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
 
   // Both stations answered: marked in the table and the tree, the table filled; the message
   // window's first lines without their times; the last reply, a load mode reply, as hex.
-  EXPECT_EQ(stationsText(nodes),
+  EXPECT_EQ(stationsText({"COM3,9600,1", "COM3,9600,2"}),
             "一号站 answered=1 image=2 status=1 block=73 stored=73\n"
             "二号站 answered=1 image=2 status=1 block=73 stored=73");
   QStringList lines = logLines().mid(0, 3);
@@ -47,39 +46,35 @@ TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
   EXPECT_EQ(edit(scan(), "Text1")->text().size(), 14);
 }
 
-TEST_F(MonitoringCycleTest, StationSilentInTheFirstPassIsAskedAgainAndMarkedWhereItAnswers) {
+TEST_F(MonitoringCycleTest, SilentStationsAreAskedInEachDiscoveryPassAndLeftOutOfListsAndPasses) {
+  // Station 2 is silent in the first pass only, station 3 always.
+  addStation(QStringLiteral("三号站"), "COM3,9600", "3");
   silence(station2);
   start();
   clock.advance(ms(4000));  // the first pass is over
   EXPECT_FALSE(scan().answered(2));
   silence(station2, false);
-  clock.advance(ms(3000));
-  // Pass 2 asks only station 2; pass 3 asks nobody and ends discovery at 6600 ms.
-  const std::string info2 = frame(2, kInfo);
-  EXPECT_EQ(sent(), (std::vector<Sent>{{1600, frame(1, kInfo)}, {2600, info2}, {4600, info2}}));
-  EXPECT_EQ(stationsText(nodes),
-            "一号站 answered=1 image=2 status=0 block=0 stored=0\n"
-            "二号站 answered=1 image=2 status=0 block=0 stored=0");
-  EXPECT_TRUE(scan().Timer2.enabled());
-  EXPECT_FALSE(scan().Timer4.enabled());
-}
-
-TEST_F(MonitoringCycleTest, SilentStationIsLeftOutOfListsAndPasses) {
-  silence(station2);
-  start();
-  clock.advance(ms(25000));
-  const QComboBox& list = *combo(monitoring::FrmRealTimeMonitoring::instance());
-  ASSERT_EQ(list.count(), 1);
-  EXPECT_EQ(list.itemText(0), "一号站");
-  // Three discovery requests to station 2, then the passes ask station 1 only.
-  const std::string info2 = frame(2, kInfo);
-  const std::vector<Sent> expected = {
-      {1600, frame(1, kInfo)},     {2600, info2}, {4600, info2}, {6600, info2}, {19600, frame(1, kRealTime)},
-      {21600, frame(1, kLoadMode)}};
+  clock.advance(ms(26000));
+  // Pass 2 asks stations 2 and 3, pass 3 station 3 only; the passes ask stations 1 and 2.
+  const std::string info3 = frame(3, kInfo);
+  const std::vector<Sent> expected = {{1600, frame(1, kInfo)},
+                                      {2600, frame(2, kInfo)},
+                                      {3600, info3},
+                                      {5600, frame(2, kInfo)},
+                                      {6600, info3},
+                                      {8600, info3},
+                                      {21600, frame(1, kRealTime)},
+                                      {22600, frame(2, kRealTime)},
+                                      {24600, frame(1, kLoadMode)},
+                                      {25600, frame(2, kLoadMode)}};
   EXPECT_EQ(sent(), expected);
-  EXPECT_EQ(stationsText(nodes),
+  EXPECT_EQ(stationsText({"COM3,9600,1", "COM3,9600,2", "COM3,9600,3"}),
             "一号站 answered=1 image=2 status=1 block=73 stored=73\n"
-            "二号站 answered=0 image=3 status=0 block=0 stored=0");
+            "二号站 answered=1 image=2 status=1 block=73 stored=73\n"
+            "三号站 answered=0 image=3 status=0 block=0 stored=0");
+  const QComboBox& list = *combo(monitoring::FrmRealTimeMonitoring::instance());
+  EXPECT_EQ(list.count(), 2);
+  EXPECT_EQ(list.itemText(1), QStringLiteral("二号站"));
 }
 
 TEST_F(MonitoringCycleTest, StatusColumnsFollowTheFaultWordAndTheChargeState) {

@@ -57,12 +57,19 @@ TEST_F(TruthTest, RepliesOfAnotherStationAreNeverBookedToTheStationAsked) {
   other.replyAddress = 9;
   station2->setFaults(other);
   start();
-  clock.advance(ms(25000));
+  clock.advance(ms(2000));
+  scan().refreshHealth();
+  EXPECT_EQ(rowText(2), "|| colours - - -");  // not asked yet: nothing to say
+  clock.advance(ms(23000));
+  scan().refreshHealth();
   EXPECT_EQ(verdictsOf(2), "地址不符,地址不符,地址不符");
   EXPECT_EQ(stationsText({"COM3,9600,1", "COM3,9600,2"}),
             "一号站 answered=1 image=2 status=1 block=73 stored=73\n"
             "二号站 answered=0 image=3 status=0 block=0 stored=0");
   EXPECT_EQ(scan().stationHealth(kTwo).state, Freshness::NeverAnswered);
+  EXPECT_EQ(rowText(2), "|无应答|0% colours #969696 #969696 #c80000");
+  EXPECT_EQ(tooltipOf("COM3,9600,2"), QStringLiteral("无应答"));
+  EXPECT_EQ(control<QLabel>(mdi(), "HealthStatus")->text().left(12), QStringLiteral("在线站点 1/2    "));
 }
 
 TEST_F(TruthTest, LateReplyRunningIntoTheNextExchangeIsNotTheNextStations) {
