@@ -74,14 +74,5 @@ TEST_F(FastScanTest, TurnedOffTheNextRoundKeepsTheOneASecondPace) {
   EXPECT_EQ(testing::sentFrames(*com4, 20000), (std::vector<Sent>{{27235, frame(3, kRealTime)}}));
 }
 
-TEST_F(FastScanTest, OffByDefault) {
-  start();
-  EXPECT_FALSE(scan().perLine());
-  clock.advance(ms(5000));
-  // One request a second across the lines: the discovery's own pace.
-  EXPECT_EQ(testing::sentFrames(*line), (std::vector<Sent>{{1900, frame(1, kInfo)}, {2900, frame(2, kInfo)}}));
-  EXPECT_EQ(testing::sentFrames(*com4), (std::vector<Sent>{{3900, frame(3, kInfo)}}));
-}
-
 }  // namespace
 }  // namespace xl
