@@ -7,7 +7,7 @@
 #include "shell/login.h"
 #include "tests/e2e/e2e.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
 using engine::alarms::AlarmEngine;
@@ -18,7 +18,7 @@ using monitoring::FrmGlobalMonitoring;
 // station and each of the two passes, a tick to end each pass, then 11 s of rest.
 constexpr int kRoundMs = 17000;
 
-class AlarmsTest : public testing::WholeConsole {
+class AlarmsTest : public WholeConsole {
  protected:
   void SetUp() override {
     WholeConsole::SetUp();
@@ -198,4 +198,4 @@ TEST_F(AlarmsTest, SettingsDialogWritesTheSectionAndTheEngineTakesIt) {
 }
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing

@@ -26,6 +26,8 @@
 
 namespace xl::testing {
 
+using platform::ms;
+
 inline constexpr const char* kInfo = " 03 000A 0011";       // the device information block
 inline constexpr const char* kRealTime = " 03 0100 0023";   // the real-time block
 inline constexpr const char* kLoadMode = " 03 E0 1D 0001";  // the load mode register
@@ -94,22 +96,3 @@ class WholeConsole : public TwoStationFixture {
 };
 
 }  // namespace xl::testing
-
-namespace xl {
-using platform::ms;
-using testing::button;
-using testing::combo;
-using testing::control;
-using testing::edit;
-using testing::frame;
-using testing::grid;
-using testing::gridText;
-using testing::kAge;
-using testing::kInfo;
-using testing::kLastReply;
-using testing::kLoadMode;
-using testing::kRealTime;
-using testing::kShare;
-using testing::Sent;
-using testing::silence;
-}  // namespace xl

@@ -4,11 +4,11 @@
 
 #include "tests/e2e/e2e.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
 // A third station, on COM4 at address 3, besides the two of COM3.
-class FastScanTest : public testing::WholeConsole {
+class FastScanTest : public WholeConsole {
  protected:
   void SetUp() override {
     WholeConsole::SetUp();
@@ -49,8 +49,8 @@ TEST_F(FastScanTest, LinesAreAskedSideBySideOneExchangeAfterTheOther) {
       {24418, lm1},
       {24440, lm2},
   };
-  EXPECT_EQ(testing::sentFrames(*line), expected3);
-  EXPECT_EQ(testing::sentFrames(*com4),
+  EXPECT_EQ(sentFrames(*line), expected3);
+  EXPECT_EQ(sentFrames(*com4),
             (std::vector<Sent>{{1900, frame(3, kInfo)}, {13008, rt3}, {13100, lm3}, {24235, rt3}, {24327, lm3}}));
   // Every station answered, is marked, listed and filled, as with the one-a-second pace.
   EXPECT_EQ(stationsText({"COM3,9600,1", "COM3,9600,2", "COM4,9600,3"}),
@@ -69,10 +69,10 @@ TEST_F(FastScanTest, TurnedOffTheNextRoundKeepsTheOneASecondPace) {
   // The rest began at the end of the fast round (13.235 s); its eleventh tick turns the
   // real-time pass on and the pass asks each second, in row order, through the scan's control.
   EXPECT_EQ(
-      testing::sentFrames(*line, 20000),
+      sentFrames(*line, 20000),
       (std::vector<Sent>{{25235, frame(1, kRealTime)}, {26235, frame(2, kRealTime)}, {29235, frame(1, kLoadMode)}}));
-  EXPECT_EQ(testing::sentFrames(*com4, 20000), (std::vector<Sent>{{27235, frame(3, kRealTime)}}));
+  EXPECT_EQ(sentFrames(*com4, 20000), (std::vector<Sent>{{27235, frame(3, kRealTime)}}));
 }
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing

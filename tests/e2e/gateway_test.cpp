@@ -19,7 +19,7 @@
 #include "support/unanswered_host.h"
 #include "tests/e2e/e2e.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
 // Counts how long posted presses waited to be delivered.
@@ -43,7 +43,7 @@ class InputProbe : public QWidget {
   }
 };
 
-class GatewayTest : public testing::ConsoleFixture {
+class GatewayTest : public ConsoleFixture {
  protected:
   struct Seen {
     qint64 atMs;
@@ -139,7 +139,7 @@ TEST_F(GatewayTest, PolledThroughTheGatewayAgainAfterItsRestartAndNeverFrozenByA
   EXPECT_LE(realTimeAfter(restarted)->atMs - restarted, scan().roundLengthUs() / 1000 + 500);
 
   // A host that does not answer at all: operator input waits no longer than it ever does.
-  testing::UnansweredHost silent;
+  UnansweredHost silent;
   mapCom5To(silent.port());
   InputProbe input;
   input.clock.start();
@@ -158,4 +158,4 @@ TEST_F(GatewayTest, PolledThroughTheGatewayAgainAfterItsRestartAndNeverFrozenByA
 }
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing

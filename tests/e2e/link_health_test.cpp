@@ -7,12 +7,12 @@
 #include "monitoring/frm_exchange_log.h"
 #include "tests/e2e/e2e.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
 using monitoring::Freshness;
 
-class LinkHealthTest : public testing::WholeConsole {
+class LinkHealthTest : public WholeConsole {
  protected:
   // Runs the clock to `atMs` since start-up and refreshes the health columns there.
   void runTo(std::int64_t atMs) {
@@ -58,8 +58,8 @@ TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextRep
 
   // It answers again: fresh at the first reply of the next round.
   silence(station2, false);
-  const std::size_t sentBefore = testing::sentFrames(*line).size();
-  while (testing::sentFrames(*line).size() == sentBefore) clock.advance(ms(100));
+  const std::size_t sentBefore = sentFrames(*line).size();
+  while (sentFrames(*line).size() == sentBefore) clock.advance(ms(100));
   // The next frame is station 1's; station 2's follows a second later.
   runTo(platform::toMs(clock.now()) + 1500);
   EXPECT_EQ(scan().healthOf(2).state, Freshness::Fresh);
@@ -167,4 +167,4 @@ TEST_F(LinkHealthTest, WireViewShowsEachExchangeWithItsVerdictAndWatchesOnlyWhil
 }
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing

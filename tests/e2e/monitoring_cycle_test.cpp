@@ -4,13 +4,13 @@
 #include "monitoring/frm_real_time_monitoring.h"
 #include "tests/e2e/e2e.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
-class MonitoringCycleTest : public testing::WholeConsole {
+class MonitoringCycleTest : public WholeConsole {
  protected:
   // What the console sent, with the time its first byte went out.
-  std::vector<Sent> sent() const { return testing::sentFrames(*line); }
+  std::vector<Sent> sent() const { return sentFrames(*line); }
 };
 
 TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
@@ -112,7 +112,7 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroStopsTheScanAndAnotherValueRestart
   clock.advance(ms(19999));
   EXPECT_EQ(sent().size(), before);
   clock.advance(ms(1));
-  EXPECT_EQ(testing::sentFrames(*line, 100000), (std::vector<Sent>{{105000, frame(1, kRealTime)}}));
+  EXPECT_EQ(sentFrames(*line, 100000), (std::vector<Sent>{{105000, frame(1, kRealTime)}}));
 }
 
 TEST_F(MonitoringCycleTest, ReadIntervalOfZeroAtStartUpNeverPollsAfterDiscovery) {
@@ -125,4 +125,4 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroAtStartUpNeverPollsAfterDiscovery)
 }
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing

@@ -9,7 +9,7 @@
 #include "monitoring/frm_real_time_monitoring.h"
 #include "tests/e2e/e2e.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
 using monitoring::Freshness;
@@ -19,7 +19,7 @@ using monitoring::FrmRealTimeMonitoring;
 const QString kOne = QStringLiteral("一号站");
 const QString kTwo = QStringLiteral("二号站");
 
-class TruthTest : public testing::WholeConsole {
+class TruthTest : public WholeConsole {
  protected:
   void SetUp() override {
     WholeConsole::SetUp();
@@ -82,7 +82,7 @@ TEST_F(TruthTest, LateReplyRunningIntoTheNextExchangeIsNotTheNextStations) {
   const std::int64_t from = nowMs();
   clock.advance(ms(20000));
   // The pace on the wire is the scan's own: one request a second, as with answering stations.
-  const auto frames = testing::sentFrames(*line, from);
+  const auto frames = sentFrames(*line, from);
   ASSERT_GE(frames.size(), 2u);
   EXPECT_EQ(frames[1].atMs - frames[0].atMs, 1000);
   EXPECT_EQ(frames[0].frame + " " + frames[1].frame, frame(1, kRealTime) + " " + frame(2, kRealTime));
@@ -106,7 +106,7 @@ TEST_F(TruthTest, SilentStationChosenOnTheLiveScreenLeavesTheLineToTheScanAndSto
   // The scan goes on with its next round on that line, and station 1 stays fresh.
   const std::int64_t from = nowMs();
   clock.advance(ms(20000));
-  const auto frames = testing::sentFrames(*line, from);
+  const auto frames = sentFrames(*line, from);
   ASSERT_FALSE(frames.empty());
   EXPECT_EQ(frames[0], (Sent{34600, frame(1, kRealTime)}));
   EXPECT_EQ(verdictsOf(1, from), "正常,正常");
@@ -209,4 +209,4 @@ TEST_F(TruthTest, HistoryTellsSuccessOnlyWhenEveryDayAnswered) {
 }
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing
