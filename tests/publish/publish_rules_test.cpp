@@ -26,20 +26,14 @@ using namespace std::chrono_literals;
 // ---- Topics ---------------------------------------------------------------------------------
 
 TEST(Topics, ReservedCharactersAreEscapedAndChineseStaysReadable) {
-  // "%" is the escape character itself.
-  for (const auto& [name, level] : {std::pair{std::string("一号站"), "一号站"},
-                                    {"A/B", "A%2FB"},
-                                    {"a+b#c", "a%2Bb%23c"},
-                                    {std::string("x\0y", 3), "x%00y"},
-                                    {"100%", "100%25"},
-                                    {"", "%"}})
-    EXPECT_EQ(escapeTopicLevel(name), level) << name;
-  for (const std::string& name :
-       std::vector<std::string>{"一号站", "A/B", "%2F", "+#/%", std::string("\0\0", 2), "_x", "_", "%", "", "站/1#%"}) {
-    const std::string level = escapeTopicLevel(name);
-    EXPECT_EQ(level.find_first_of(std::string("+#/\0", 4)), std::string::npos) << name;
-    EXPECT_EQ(unescapeTopicLevel(level), name);
+  // "%" is the escape character itself; every level reads back as its name.
+  std::string levels;
+  for (const std::string& name : std::vector<std::string>{"一号站", "A/B", "a+b#c", std::string("x\0y", 3), "100%", "",
+                                                          "%2F", std::string("\0\0", 2), "_x", "站/1#%"}) {
+    levels += escapeTopicLevel(name) + " ";
+    EXPECT_EQ(unescapeTopicLevel(escapeTopicLevel(name)), name);
   }
+  EXPECT_EQ(levels, "一号站 A%2FB a%2Bb%23c x%00y 100%25 % %252F %00%00 _x 站%2F1%23%25 ");
   // Two different names never share a level.
   EXPECT_NE(escapeTopicLevel("A/B"), escapeTopicLevel("A%2FB"));
 }
