@@ -123,7 +123,7 @@ TEST_F(TruthTest, SilentStationChosenOnTheLiveScreenLeavesTheLineToTheScanAndSto
   EXPECT_EQ(link::SerialSession::waitingRequests(), 0u);
 }
 
-TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndSaysSo) {
+TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsGreyedOnBothMonitors) {
   station1->state().readings.loadOn = true;
   startAndSettle();
   live().setCombo1Text(kOne);
@@ -148,12 +148,10 @@ TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndSaysSo) {
   clock.advance(ms(600));
   EXPECT_EQ(on->isChecked(), shownOn);
   EXPECT_EQ(logCount(QStringLiteral("负载开关无应答：一号站")), 1);
-}
 
-TEST_F(TruthTest, StaleStationIsGreyedWithItsAgeOnBothMonitorsAndFreshAgainOnItsNextReply) {
-  startAndSettle();
-  live().setCombo1Text(kOne);
-  clock.advance(ms(1000));
+  // Monitoring with the station answering again; then stale, greyed with its age on both
+  // monitors, and fresh again at its next reply.
+  silence(station1, false);
   QTest::mouseClick(button(live(), "Command2"), Qt::LeftButton);
   clock.advance(ms(20000));
   QLineEdit* voltage = edit(live(), "Text9");
