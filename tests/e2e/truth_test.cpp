@@ -5,7 +5,6 @@
 #include <QRegularExpression>
 
 #include "link/exchange_log.h"
-#include "monitoring/frm_hlstory_monitoring.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "tests/e2e/e2e.h"
 
@@ -181,29 +180,6 @@ TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsG
   silence(station1, false);
   clock.advance(ms(scan().roundLengthUs() / 1000 + 2000));
   EXPECT_EQ(staleText(), "live 0 hidden, daily 0 hidden, voltage enabled=1 25.9");
-}
-
-TEST_F(TruthTest, HistoryTellsSuccessOnlyWhenEveryDayAnswered) {
-  startAndSettle();
-  mdi().show();
-  mdi().action("HlstoryMonitoring")->trigger();
-  auto& history = monitoring::FrmHlstoryMonitoring::instance();
-  QComboBox* stations = combo(history);
-  stations->setCurrentIndex(stations->findText(kOne));
-  emit stations->activated(stations->currentIndex());
-  clock.advance(ms(1000));
-  const auto read = [&] {
-    combo(history, "Combo2")->setEditText("2");
-    QTest::mouseClick(button(history, "Command5"), Qt::LeftButton);
-    clock.advance(ms(3000));
-  };
-  read();
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
-  silence(station1);
-  read();
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息完成：3 天无应答")), 1);
-  EXPECT_EQ(gridText(grid(history, "VsFList1"), {1}), "无应答\n无应答\n无应答");
 }
 
 }  // namespace
