@@ -62,8 +62,13 @@ TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextRep
   EXPECT_EQ(status().left(12), QStringLiteral("在线站点 2/2    "));
 }
 
-TEST_F(LinkHealthTest, ShareOfAnsweredRequestsFollowsAPatternOfFaults) {
+// Discovery (1 request) and round 1 (2 requests) are good; then station 1 has one round
+// each with a bad CRC, an exception reply, silence, then a good round again; station 2 has
+// an exception reply in the first of them. The wire view is opened for them.
+TEST_F(LinkHealthTest, ShareOfAnsweredRequestsAndTheWireViewFollowAPatternOfFaults) {
+  using monitoring::FrmExchangeLog;
   start();
+  mdi().show();
   // What a listener of the scan hears of each station's real-time requests: replies and misses.
   std::map<QString, std::pair<int, int>> heard;
   const auto key = [](const engine::StationRef& s) { return s.name + "@" + s.port + "#" + s.deviceId; };
@@ -74,71 +79,47 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsFollowsAPatternOfFaults) {
   };
   listener.realTimeMissed = [&](const engine::StationRef& s) { ++heard[key(s)].second; };
   scan().scanEngine().addListener(listener);
-  // Discovery (1 request) and round 1 (2 requests) are good; then one round each with a bad
-  // CRC, an exception reply, silence; then a good round again.
-  runTo(25000);
-  const std::tuple<sim::Faults, int, const char*> rounds[] = {
-      {{.badCrc = true}, 42000, "60%"},                               // 3 of 5
-      {{.exception = sim::Exception::IllegalAddress}, 59000, "43%"},  // 3 of 7
-      {{.silent = true}, 76000, "33%"},                               // 3 of 9
-      {{}, 93000, "45%"}};                                            // 5 of 11
-  for (const auto& [faults, at, share] : rounds) {
-    station1->setFaults(faults);
-    runTo(at);
-    EXPECT_EQ(table()->textMatrix(1, kShare), share) << at;
-  }
-  EXPECT_EQ(table()->textMatrix(2, kShare), QStringLiteral("100%"));
-  // Not stale: the last silent round was only one round.
-  EXPECT_EQ(scan().healthOf(1).state, Freshness::Fresh);
-  // Five rounds: station 1 missed the three faulty ones (the load mode requests are no miss).
-  EXPECT_EQ(heard, (std::map<QString, std::pair<int, int>>{{QStringLiteral("一号站@COM3,9600#1"), {2, 3}},
-                                                           {QStringLiteral("二号站@COM3,9600#2"), {5, 0}}}));
-}
-
-TEST_F(LinkHealthTest, WireViewShowsEachExchangeWithItsVerdictAndWatchesOnlyWhileOpen) {
-  using monitoring::FrmExchangeLog;
-  start();
-  mdi().show();
+  const auto shares = [&] { return table()->textMatrix(1, kShare) + " " + table()->textMatrix(2, kShare); };
   runTo(25000);
   EXPECT_FALSE(FrmExchangeLog::exists());  // nothing watches the wire before it is opened
-
   mdi().action("ExchangeLog")->trigger();
   auto& view = FrmExchangeLog::instance();
   ASSERT_TRUE(view.watching());
   EXPECT_EQ(view.windowTitle(), QStringLiteral("通讯记录"));
+
   station1->setFaults({.badCrc = true});
   station2->setFaults({.exception = sim::Exception::IllegalAddress});
-  runTo(42000);  // the second round: two requests to each station
-
+  runTo(42000);                    // the second round: two requests to each station
+  EXPECT_EQ(shares(), "60% 60%");  // 3 of 5 each
   // Port, station, verdict; the whole reply, its CRC spoiled; the time to the millisecond.
-  auto* table = grid(view, "Grid1");
-  EXPECT_EQ(gridText(table, {1, 2, 5}),
+  auto* log = grid(view, "Grid1");
+  EXPECT_EQ(gridText(log, {1, 2, 5}),
             "COM3|一号站|CRC错误\n"
             "COM3|二号站|异常应答 02\n"
             "COM3|一号站|CRC错误\n"
             "COM3|二号站|异常应答 02");
-  EXPECT_EQ(table->textMatrix(1, 3), QStringLiteral("01 03 01 00 00 23 05 EF"));
-  EXPECT_EQ(table->textMatrix(1, 4).size(), 75 * 3 - 1);
-  EXPECT_EQ(table->textMatrix(2, 4).left(8), QStringLiteral("02 83 02"));
-  EXPECT_EQ(table->cellForeColor(1, 5), QColor(200, 0, 0));
-  EXPECT_EQ(table->textMatrix(1, 0).size(), 23);
-
+  EXPECT_EQ(log->textMatrix(1, 3), QStringLiteral("01 03 01 00 00 23 05 EF"));
+  EXPECT_EQ(log->textMatrix(1, 4).size(), 75 * 3 - 1);
+  EXPECT_EQ(log->textMatrix(2, 4).left(8), QStringLiteral("02 83 02"));
+  EXPECT_EQ(log->cellForeColor(1, 5), QColor(200, 0, 0));
+  EXPECT_EQ(log->textMatrix(1, 0).size(), 23);
   // The station filter shows station 2 only; "all" brings back every row.
   auto* stations = combo(view, "StationFilter");
   stations->setCurrentIndex(stations->findText(QStringLiteral("二号站")));
-  EXPECT_EQ(gridText(table, {2}), "二号站\n二号站");
+  EXPECT_EQ(gridText(log, {2}), "二号站\n二号站");
   stations->setCurrentIndex(0);
-  EXPECT_EQ(table->rows(), 5);
+  EXPECT_EQ(log->rows(), 5);
 
   // Paused, the table stands still while the wire goes on; going on shows what came.
-  station1->setFaults({});
+  station1->setFaults({.exception = sim::Exception::IllegalAddress});
   station2->setFaults({});
   QTest::mouseClick(button(view, "Pause"), Qt::LeftButton);
   runTo(59000);
-  EXPECT_EQ(table->rows(), 5);
+  EXPECT_EQ(shares(), "43% 71%");  // 3 and 5 of 7
+  EXPECT_EQ(log->rows(), 5);
   QTest::mouseClick(button(view, "Pause"), Qt::LeftButton);
-  ASSERT_EQ(table->rows(), 9);
-  EXPECT_EQ(table->textMatrix(8, 5), QStringLiteral("正常"));
+  ASSERT_EQ(log->rows(), 9);
+  EXPECT_EQ(gridText(log, {2, 5}, 5), "一号站|异常应答 02\n二号站|正常\n一号站|异常应答 02\n二号站|正常");
 
   // Saved as CSV in the system's code page.
   const QString path = dir.path() + "/wire.csv";
@@ -157,8 +138,18 @@ TEST_F(LinkHealthTest, WireViewShowsEachExchangeWithItsVerdictAndWatchesOnlyWhil
   view.close();
   EXPECT_FALSE(view.watching());
   const std::size_t kept = view.log().size();
-  runTo(80000);
+  station1->setFaults({.silent = true});
+  runTo(76000);
   EXPECT_EQ(view.log().size(), kept);
+  EXPECT_EQ(shares(), "33% 78%");  // 3 and 7 of 9
+  station1->setFaults({});
+  runTo(93000);
+  EXPECT_EQ(shares(), "45% 82%");  // 5 and 9 of 11
+  // Not stale: the last silent round was only one round.
+  EXPECT_EQ(scan().healthOf(1).state, Freshness::Fresh);
+  // Five rounds: each station missed its faulty ones (the load mode requests are no miss).
+  EXPECT_EQ(heard, (std::map<QString, std::pair<int, int>>{{QStringLiteral("一号站@COM3,9600#1"), {2, 3}},
+                                                           {QStringLiteral("二号站@COM3,9600#2"), {4, 1}}}));
 }
 
 }  // namespace
