@@ -1,0 +1,69 @@
+#pragma once
+// Shared by the screen tests of this folder: the whole console with two stations in virtual
+// time, the wire log, and helpers that turn what a screen shows into one text to compare.
+
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPushButton>
+#include <QTest>
+#include <algorithm>
+
+#include "link/frame_codec.h"
+#include "support/hex_bytes.h"
+#include "support/two_stations.h"
+#include "support/wire_log.h"
+#include "tools/sim/bus.h"
+#include "ui/form.h"
+
+// Readable QStrings in the failures of a test.
+inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
+inline void PrintTo(const QStringList& l, std::ostream* os) { *os << '{' << l.join("\", \"").toStdString() << '}'; }
+
+namespace xl::testing {
+
+using platform::ms;
+
+// The texts of the named line boxes of `screen`, joined by "|".
+inline QString texts(const QObject& screen, std::initializer_list<const char*> names) {
+  QStringList out;
+  for (const char* n : names) out << edit(screen, n)->text();
+  return out.join('|');
+}
+
+// "+" for each enabled, "-" for each greyed widget.
+inline QString enabled(std::initializer_list<const QWidget*> widgets) {
+  QString out;
+  for (const QWidget* w : widgets) out += w->isEnabled() ? '+' : '-';
+  return out;
+}
+
+class ScreenTest : public TwoStationFixture {
+ protected:
+  // The lines of the message window that end with `tail`.
+  int logCount(const QString& tail) {
+    return static_cast<int>(
+        std::ranges::count_if(logLines(), [&](const QString& l) { return l.trimmed().endsWith(tail); }));
+  }
+  std::int64_t nowMs() const { return platform::toMs(clock.now()); }
+  // The operator picks `name` from the station list of `screen`.
+  static void choose(QWidget& screen, const QString& name) {
+    const int index = combo(screen)->findText(name);
+    ASSERT_GE(index, 0);
+    combo(screen)->setCurrentIndex(index);
+    emit combo(screen)->activated(index);
+  }
+  QStringList dialogTexts() const {
+    QStringList out;
+    for (const auto& d : dialogs.shown) out << d.text;
+    return out;
+  }
+};
+
+}  // namespace xl::testing
