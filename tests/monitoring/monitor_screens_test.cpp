@@ -84,12 +84,7 @@ TEST_F(MonitorScreensTest, StartUpListsTheStationsChoosesNoneAndStartsNothingWit
     if (w->widget() == &live()) inMiddleArea = !w->isHidden() && !live().isHidden();
   EXPECT_TRUE(inMiddleArea);
   EXPECT_EQ(live().windowTitle(), QStringLiteral("实时监控"));
-  EXPECT_EQ(QStringLiteral("%1[%2] %3[%4]")
-                .arg(combo(live())->count())
-                .arg(combo(live())->currentText())
-                .arg(combo(daily())->count())
-                .arg(combo(daily())->currentText()),
-            "2[] 2[]");
+  EXPECT_EQ(listState(combo(live())) + " " + listState(combo(daily())), "2 editable[] 2 editable[]");
   EXPECT_EQ(controls(), "+-+ +-+");
   // A stop without a station logs nothing; a start only complains; nothing starts by itself.
   live().Command9_Click();

@@ -44,6 +44,11 @@ inline QString enabled(std::initializer_list<const QWidget*> widgets) {
   return out;
 }
 
+// A station list: its entries, whether it takes typing, and its text.
+inline QString listState(const QComboBox* box) {
+  return QStringLiteral("%1%2[%3]").arg(box->count()).arg(box->isEditable() ? " editable" : "").arg(box->currentText());
+}
+
 class ScreenTest : public TwoStationFixture {
  protected:
   // The lines of the message window that end with `tail`.
