@@ -127,7 +127,7 @@ TEST_F(HistoryScreenTest, AtFirstSightRefusedStartsOnlyComplainAndTheListRebuild
   QStringList captions;
   for (const char* name : {"Command5", "Command6", "Command7", "Command8"}) captions << button(history(), name)->text();
   EXPECT_EQ(captions.join('|'), QStringLiteral("读取|曲线|柱状图|导出到excel表格"));
-  EXPECT_TRUE(edit(history(), "Text1")->isHidden() && button(history(), "Command1")->isHidden());
+  EXPECT_EQ(flags({edit(history(), "Text1")->isHidden(), button(history(), "Command1")->isHidden()}), "11");
   EXPECT_EQ(rowText(0, 1, 1) + QString::number(rows()->rows()), QStringLiteral("天前1"));
   // Closing hides; the toolbar button brings the screen back.
   history().close();
@@ -175,8 +175,9 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   click("Command5");
   // The progress box takes the days box's place exactly; nothing beside it moves.
   QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-  EXPECT_TRUE(edit(history(), "Text2")->geometry() == daysPlace &&
-              button(history(), "Command5")->geometry() == readPlace);
+  EXPECT_EQ(flags({edit(history(), "Text2")->geometry() == daysPlace,
+                   button(history(), "Command5")->geometry() == readPlace}),
+            "11");
   EXPECT_EQ(readingState(), "progress[3] read- pending 2 rows 5 pacing");
   EXPECT_EQ(logCount(QStringLiteral("正在读取历史信息，请稍等...")), 1);
   // The reading goes on while the screen is hidden.
@@ -218,7 +219,7 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
                                             "2,0.0,0.0,0.00,0.00,0,0,0,0,0.000,0.000\r\n1,"))
       << text.toStdString();
   EXPECT_EQ(text.split("\r\n").size(), 6);  // five lines and nothing behind the last CR LF
-  EXPECT_TRUE(text.split("\r\n")[4].startsWith("0,11.8,14.1,") && text.endsWith("\r\n"));
+  EXPECT_EQ(text.split("\r\n")[4].left(12) + text.right(2), "0,11.8,14.1,\r\n");
 
   // The scan was only robbed of the port: its real-time requests go on after the reading.
   clock.advance(ms(15000));
@@ -341,7 +342,7 @@ TEST_F(HistoryScreenTest, ExportEdgeCases) {
   dialogs.fileNames.push_back(name);
   click("Command8");
   EXPECT_EQ(dialogTexts(), QStringList{QStringLiteral("导出数据前先读取数据")});
-  EXPECT_TRUE(dialogs.fileNames.empty() && !QFile::exists(name + ".csv"));
+  EXPECT_EQ(flags({dialogs.fileNames.empty(), QFile::exists(name + ".csv")}), "10");
 
   chooseAndWait(kStation1);
   readDays("1", 1);
@@ -352,7 +353,7 @@ TEST_F(HistoryScreenTest, ExportEdgeCases) {
   click("Command8");
   EXPECT_EQ(dialogs.shown.size(), 3u);
   const QString text = fileText(name + ".csv");
-  EXPECT_TRUE(text.count(kHeaderLine) == 2 && text.endsWith(QStringLiteral("\r\n")));
+  EXPECT_EQ(QString::number(text.count(kHeaderLine)) + text.right(2), "2\r\n");
   // A file that cannot be written: one line in the message window with its name, no success
   // message, the file as it was.
   ASSERT_TRUE(QFile::setPermissions(name + ".csv", QFileDevice::ReadOwner));
@@ -370,7 +371,7 @@ TEST(ChartWindow, AxisTopsRowsTypesAndResizing) {
   int shown = 0;
   ui::setModalRunner([&](ui::DialogForm&) { ++shown; });
   FrmChart& chart = FrmChart::instance();
-  EXPECT_TRUE(chart.windowTitle() == QStringLiteral("图标") && chart.isModal());
+  EXPECT_EQ(chart.windowTitle() + (chart.isModal() ? " modal" : ""), QStringLiteral("图标 modal"));
   const auto seen = [&] {
     return chartText(chart.chartType(), chart.axisMaximum(), chart.values(), chart.rowLabels(), chart.legendShown(),
                      chart.title());
@@ -382,7 +383,7 @@ TEST(ChartWindow, AxisTopsRowsTypesAndResizing) {
   EXPECT_EQ(seen(), "type 3 top 56 [5 50] rows 1 2 c");
   // A long reading: labels thinned to at most 18, the first row's always among them.
   chart.showChart(std::vector<double>(100, 1.0), 100, 1, "d");
-  EXPECT_TRUE(chart.rowLabels().size() == 17 && chart.rowLabels().front() == "1");
+  EXPECT_EQ(QString::number(chart.rowLabels().size()) + " " + chart.rowLabels().front(), "17 1");
   EXPECT_EQ(shown, 3);
 
   // The chart follows the window; a window too small leaves it as it was.

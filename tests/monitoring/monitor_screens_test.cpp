@@ -105,9 +105,9 @@ TEST_F(MonitorScreensTest, StartUpListsTheStationsChoosesNoneAndStartsNothingWit
   EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &live());
   // Closing hides the screen and its frame; the screen lives on and the menu shows it again.
   live().close();
-  EXPECT_TRUE(FrmRealTimeMonitoring::exists() && live().isHidden() && live().parentWidget()->isHidden());
+  EXPECT_EQ(flags({FrmRealTimeMonitoring::exists(), live().isHidden(), live().parentWidget()->isHidden()}), "111");
   mdi().action("RealTimeMonitoring")->trigger();
-  EXPECT_FALSE(live().isHidden() || live().parentWidget()->isHidden());
+  EXPECT_EQ(flags({live().isHidden(), live().parentWidget()->isHidden()}), "00");
   mdi().RefreshAllStations_Click();  // stops both monitors
   EXPECT_EQ(logCount(QStringLiteral("停止监控")), 0);
 }
@@ -143,7 +143,7 @@ TEST_F(MonitorScreensTest, ChoiceSendsInformationThenRealTimeRequestsAndFillsBot
   for (QWidget* screen : {static_cast<QWidget*>(&live()), static_cast<QWidget*>(&daily())}) {
     for (const char* name : {"LTextBox2", "LTextBox3", "LTextBox4", "LTextBox5"}) {
       QLabel* label = ui::labelFor(edit(*screen, name));
-      EXPECT_TRUE(label && !label->text().isEmpty()) << name;
+      EXPECT_FALSE(!label || label->text().isEmpty()) << name;
     }
     QLineEdit* model = edit(*screen, "LTextBox3");
     EXPECT_GE(model->width(), model->fontMetrics().horizontalAdvance(model->text()) + 8)

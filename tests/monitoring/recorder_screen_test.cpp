@@ -142,25 +142,25 @@ TEST_F(RecorderScreenTest, AtFirstSightTheDefaultsSetThePaceAndOnlyTheAcceptButt
       captions.join('|'),
       QStringLiteral("读取间隔(秒)|保存时间间隔(小时:分钟)|文件保存路径：|行计数|临时文件大小限制(MB)|保存站点："));
   // The file columns stay out of the operator's sight.
-  EXPECT_TRUE(grid(r(), "VSFlexGrid1")->isColumnHidden(3) && grid(r(), "VSFlexGrid1")->isColumnHidden(4));
+  EXPECT_EQ(flags({grid(r(), "VSFlexGrid1")->isColumnHidden(3), grid(r(), "VSFlexGrid1")->isColumnHidden(4)}), "11");
 
   // Empty keys show the defaults; the bars follow the text, upward.
   EXPECT_EQ(boxes(), "read 10 auto- every 0:1 lines 32000 size 30 bars 5 58");
   EXPECT_EQ(edit(r(), "LTextBox2")->text(), core::programDir());
-  EXPECT_FALSE(r().Timer1.enabled() || r().engine().Timer2.enabled());
+  EXPECT_EQ(flags({r().Timer1.enabled(), r().engine().Timer2.enabled()}), "00");
   EXPECT_EQ(r().engine().saveInterval(), 60);
   EXPECT_EQ(pace(), "scan 10+ timer4 10000+ live 10 10");
 
   // Menu and toolbar show it modally; cancel and closing only hide it and write nothing.
   EXPECT_TRUE(r().isHidden());
   mdi().action("MaintenanceRecord")->trigger();
-  EXPECT_TRUE(r().isVisible() && r().windowModality() == Qt::ApplicationModal);
+  EXPECT_EQ(flags({r().isVisible(), r().windowModality() == Qt::ApplicationModal}), "11");
   QTest::mouseClick(button(r(), "Command4"), Qt::LeftButton);
   EXPECT_TRUE(r().isHidden());
   mdi().action("Data Save Seting")->trigger();
   EXPECT_TRUE(r().isVisible());
   r().close();
-  EXPECT_TRUE(r().isHidden() && FrmMaintenanceRecord::exists());
+  EXPECT_EQ(flags({r().isHidden(), FrmMaintenanceRecord::exists()}), "11");
   EXPECT_EQ(keys({"Read Interval", "Auto Saving", "Line Count"}), "Read Interval= Auto Saving= Line Count=");
   r().Command3_Click();
   EXPECT_EQ(keys({"Read Interval", "Auto Saving", "Line Count"}), "Read Interval=10 Auto Saving=0 Line Count=32000");
@@ -215,10 +215,11 @@ TEST_F(RecorderScreenTest, AcceptBoundsTheLimitsWritesEveryKeyAndAppliesThem) {
   edit(r(), "LTextBox5")->setText("99");
   // The fast scan's switch beside the read interval, off by default.
   auto* perLine = control<QCheckBox>(r(), "PerLine");
-  EXPECT_FALSE(perLine->isChecked() || scan().perLine());
+  EXPECT_EQ(flags({perLine->isChecked(), scan().perLine()}), "00");
   QTest::mouseClick(perLine, Qt::LeftButton);
   accept();
-  EXPECT_TRUE(core::readIni("Scan", "Per Line") == "1" && scan().perLine() && r().isHidden());
+  EXPECT_EQ(core::readIni("Scan", "Per Line") + QString::fromStdString(flags({scan().perLine(), r().isHidden()})),
+            "111");
   // The bounds themselves are the rule layer's; unmarked rows write their empty mark.
   EXPECT_EQ(boxes(), "read 10 auto+ every 1:30 lines 1000 size 50 bars 4 29");
   EXPECT_EQ(keys({"Auto Saving", "Save Interval H", "Save Interval M", "Line Count", "Temporary", "Roof"}),
@@ -265,7 +266,7 @@ TEST_F(RecorderScreenTest, TypingAndCancelNeverMoveTheRecorder) {
     clock.advance(ms(2000));
   }
   EXPECT_EQ(path->text(), other);
-  EXPECT_FALSE(QFile::exists(dir.path() + "/Roof") || QFile::exists(root + "/Shed"));
+  EXPECT_EQ(flags({QFile::exists(dir.path() + "/Roof"), QFile::exists(root + "/Shed")}), "00");
   EXPECT_TRUE(QDir(other).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).isEmpty());
   const int written = dataLinesOf("Roof", 1).size();
   EXPECT_GE(written, 5);
@@ -357,7 +358,7 @@ TEST_F(RecorderScreenTest, MarksSurviveARestartAndANameThatCannotBeAKeyIsNamed) 
   // "x/y" can have no folder: its lines are skipped and it is reported once, not every cycle.
   at(8000);
   EXPECT_EQ(logWith(QStringLiteral("“x/y”")).size(), 1);
-  EXPECT_FALSE(dataLinesOf("#1", 1).isEmpty() || dataLinesOf("a=b", 1).isEmpty());
+  EXPECT_EQ(flags({dataLinesOf("#1", 1).isEmpty(), dataLinesOf("a=b", 1).isEmpty()}), "00");
   EXPECT_EQ(ended, 0);
 
   // A restart: the marks that have keys come back.

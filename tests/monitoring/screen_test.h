@@ -49,6 +49,13 @@ inline QString listState(const QComboBox* box) {
   return QStringLiteral("%1%2[%3]").arg(box->count()).arg(box->isEditable() ? " editable" : "").arg(box->currentText());
 }
 
+// One digit for each truth: "1" true, "0" false.
+inline std::string flags(std::initializer_list<bool> values) {
+  std::string out;
+  for (bool b : values) out += b ? '1' : '0';
+  return out;
+}
+
 class ScreenTest : public TwoStationFixture {
  protected:
   // The lines of the message window that end with `tail`.
