@@ -27,19 +27,7 @@ class MonitorScreensTest : public ScreenTest {
   void SetUp() override {
     ScreenTest::SetUp();
     auto& r = station1->state().readings;
-    r.soc = 80;
-    r.batteryVoltage = 125;  // 12.5 V
-    r.batteryCurrent = 333;  // 3.33 A
-    r.deviceTemperature = 31;
-    r.batteryTemperature = -5;
-    r.loadVoltage = 124;
-    r.loadCurrent = 150;
-    r.loadPower = 18;
-    r.panelVoltage = 180;
-    r.panelCurrent = 250;
-    r.panelPower = 45;
-    r.chargeState = 2;
-    r.loadOn = true;
+    setReadings(r, {80, 125, 333, 31, -5, 124, 150, 18, 180, 250, 45, 2});  // 12.5 V, 3.33 A, ...
     r.today.minBatteryVoltage = 118;
     r.today.maxBatteryVoltage = 141;
   }

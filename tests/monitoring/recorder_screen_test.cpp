@@ -34,20 +34,7 @@ class RecorderScreenTest : public ScreenTest {
     root = dir.path() + "/data";
     // The values of the example reply: 00 5A, 00 82, 01 2C, 19 95, 00 80, 00 32, 00 06, 00 C8,
     // 00 FA, 00 32 from byte 3, and 80 02 00 00 in bytes 67 to 70.
-    auto& r = station1->state().readings;
-    r.soc = 90;
-    r.batteryVoltage = 130;
-    r.batteryCurrent = 300;
-    r.deviceTemperature = 25;
-    r.batteryTemperature = -21;
-    r.loadVoltage = 128;
-    r.loadCurrent = 50;
-    r.loadPower = 6;
-    r.panelVoltage = 200;
-    r.panelCurrent = 250;
-    r.panelPower = 50;
-    r.chargeState = 2;
-    r.loadOn = true;
+    setReadings(station1->state().readings, {90, 130, 300, 25, -21, 128, 50, 6, 200, 250, 50, 2});
   }
 
   FrmMaintenanceRecord& r() { return recorder(); }

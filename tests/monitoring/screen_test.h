@@ -14,6 +14,8 @@
 #include <QPushButton>
 #include <QTest>
 #include <algorithm>
+#include <array>
+#include <tuple>
 
 #include "link/frame_codec.h"
 #include "support/hex_bytes.h"
@@ -54,6 +56,20 @@ inline std::string flags(std::initializer_list<bool> values) {
   std::string out;
   for (bool b : values) out += b ? '1' : '0';
   return out;
+}
+
+// The live values of a simulated station in one row: SOC %, battery 0.1 V and 0.01 A, device
+// and battery degrees, load 0.1 V, 0.01 A and W, panel 0.1 V, 0.01 A and W, and the charge
+// state; the load is on.
+inline void setReadings(sim::Readings& r, const std::array<int, 12>& v) {
+  const auto word = [&](int i) { return static_cast<std::uint16_t>(v[static_cast<std::size_t>(i)]); };
+  r.soc = static_cast<std::uint8_t>(v[0]);
+  std::tie(r.batteryVoltage, r.batteryCurrent) = std::pair(word(1), word(2));
+  std::tie(r.deviceTemperature, r.batteryTemperature) = std::pair(v[3], v[4]);
+  std::tie(r.loadVoltage, r.loadCurrent, r.loadPower, r.panelVoltage, r.panelCurrent, r.panelPower) =
+      std::tuple(word(5), word(6), word(7), word(8), word(9), word(10));
+  r.chargeState = static_cast<std::uint8_t>(v[11]);
+  r.loadOn = true;
 }
 
 class ScreenTest : public TwoStationFixture {
