@@ -429,18 +429,18 @@ class RecorderEngineTest : public ::testing::Test {
   }
   void at(std::int64_t atMs) { clock.advance(ms(atMs) - clock.now()); }
   QString file(const QString& station, int n) const { return root + "/" + station + "/" + QString::number(n) + ".csv"; }
-  // The data lines of a file, GBK decoded, without the header and the CR LF.
-  QStringList dataLines(const QString& station, int n) const {
-    QStringList lines = platform::fromGbk(readFile(file(station, n))).split("\r\n");
-    lines.removeLast();  // after the last CR LF
-    if (!lines.isEmpty()) lines.removeFirst();
-    return lines;
-  }
-  // The times of the data lines of a file.
+  // The times of the data lines of a file, after its header.
   QString stamps(const QString& station, int n) const {
     QStringList out;
-    for (const QString& line : dataLines(station, n)) out << line.section(',', 0, 0).mid(11);
-    return out.join(' ');
+    for (const QString& line : platform::fromGbk(readFile(file(station, n))).split("\r\n").mid(1))
+      out << line.section(',', 0, 0).mid(11);
+    return out.join(' ').trimmed();
+  }
+  // A file of the header and the example line, or the line of no reply, at these times.
+  static QByteArray exampleFile(std::initializer_list<const char*> times, const QString& line = kExampleLine) {
+    QString text = headerLine() + "\r\n";
+    for (const char* t : times) text += QString(line).replace("10:30:00", t) + "\r\n";
+    return platform::toGbk(text);
   }
 
   platform::VirtualClock clock;
@@ -482,19 +482,19 @@ TEST_F(RecorderEngineTest, ConfiguredFromTheSettingsFileItRecordsTheMarkedStatio
   EXPECT_EQ(recorder->recordCounter(), 1);
   EXPECT_FALSE(QFile::exists(file("Roof", 1)));
   at(61300);
-  EXPECT_EQ(readFile(file("Roof", 1)),
-            platform::toGbk(headerLine() + "\r\n" + QString(kExampleLine).replace("10:30:00", "10:01:01") + "\r\n"));
+  EXPECT_EQ(readFile(file("Roof", 1)), exampleFile({"10:01:01"}));
   EXPECT_EQ(recorder->currentFile(1), file("Roof", 1));
   at(62500);
   EXPECT_FALSE(recorder->Timer3.enabled());
-  EXPECT_EQ(dataLines("Ghost", 1), QStringList{QStringLiteral("2026-01-05 10:01:01,Ghost,9,0.00,0.0,0,未开启充电,0.0,0,"
-                                                              "0.00,0,0.00,0,0.0,0,0,正常,正常,正常")});
+  EXPECT_EQ(readFile(file("Ghost", 1)),
+            exampleFile({"10:01:01"}, QStringLiteral("2026-01-05 10:30:00,Ghost,9,0.00,0.0,0,未开启充电,0.0,0,0.00,0,"
+                                                     "0.00,0,0.0,0,0,正常,正常,正常")));
   for (const char* unmarked : {"Shed", "file path", "Late"}) EXPECT_FALSE(QDir(root + "/" + unmarked).exists());
 
   // No fresh reply: the stored one is written again with a new time; the fourth line rolls.
   at(61000 * 4 + 1000);
-  EXPECT_EQ(stamps("Roof", 1) + " / " + stamps("Roof", 2), "10:01:01 10:02:02 10:03:03 / 10:04:04");
-  EXPECT_EQ(dataLines("Roof", 2)[0].section(',', 1), dataLines("Roof", 1)[0].section(',', 1));
+  EXPECT_EQ(readFile(file("Roof", 1)), exampleFile({"10:01:01", "10:02:02", "10:03:03"}));
+  EXPECT_EQ(readFile(file("Roof", 2)), exampleFile({"10:04:04"}));
   EXPECT_TRUE(log.isEmpty());
   recorder->configureFromSettings();
   EXPECT_EQ(recorder->appliedMark(5), "-1");
@@ -519,16 +519,17 @@ TEST_F(RecorderEngineTest, ACycleEverySecondWaitsForTheRootAndStopWritesWhatWait
   EXPECT_EQ(stamps("Roof", 1) + " / " + stamps("Shed", 1), "10:00:01 10:00:02 10:00:03 / 10:00:01 10:00:02 10:00:03");
   EXPECT_EQ(flags({recorder->Timer2.enabled(), recorder->Timer4.enabled()}), "00");
   at(4700);
-  EXPECT_EQ(dataLines("Roof", 1).size(), 3);
+  EXPECT_EQ(stamps("Roof", 1), "10:00:01 10:00:02 10:00:03");
 
   // Stopped in the middle of a pass: the pass is finished at once.
   recorder->configureFromSettings();
   at(6000);  // Timer2 ticks at 5.7 s, Roof's row at 6.0 s
   EXPECT_TRUE(recorder->Timer3.enabled());
-  EXPECT_EQ(dataLines("Shed", 1).size(), 3);
+  EXPECT_EQ(stamps("Shed", 1), "10:00:01 10:00:02 10:00:03");
   recorder->stop();
   EXPECT_FALSE(recorder->Timer3.enabled());
-  EXPECT_EQ(stamps("Roof", 1).section(' ', 3) + " / " + stamps("Shed", 1).section(' ', 3), "10:00:06 / 10:00:06");
+  EXPECT_EQ(stamps("Roof", 1) + " / " + stamps("Shed", 1),
+            "10:00:01 10:00:02 10:00:03 10:00:06 / 10:00:01 10:00:02 10:00:03 10:00:06");
   EXPECT_TRUE(log.isEmpty());
   EXPECT_EQ(recorder->droppedLines(), 0);
 }
