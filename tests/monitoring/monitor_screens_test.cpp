@@ -288,26 +288,6 @@ TEST_F(MonitorScreensTest, LoadSwitchActsOnlyInManualModeAtMostOneEveryHalfSecon
   EXPECT_EQ(switchState(), QStringLiteral("+MPPT充电|已关闭|off"));
 }
 
-TEST_F(MonitorScreensTest, DownArrowThenHoldingTheVersionLabelShowsTheSoftwareVersion) {
-  startAndDiscover();
-  live().show();
-  // The key, then a press and a release on the label: which version box shows after each.
-  QStringList seen;
-  for (int code : {Qt::Key_Down, Qt::Key_Up}) {
-    QKeyEvent key(QEvent::KeyPress, code, Qt::NoModifier);
-    QCoreApplication::sendEvent(combo(live()), &key);
-    seen << QString::number(live().downKeyFlag);
-    for (QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-      QMouseEvent e(type, QPointF(2, 2), QPointF(2, 2), Qt::LeftButton,
-                    type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
-      QCoreApplication::sendEvent(control<QLabel>(live(), "Label34"), &e);
-      seen << (edit(live(), "SoftSw")->isVisibleTo(&live()) ? "soft" : "") +
-                  QString(edit(live(), "LTextBox4")->isVisibleTo(&live()) ? "hard" : "");
-    }
-  }
-  EXPECT_EQ(seen.join(' '), "1 soft hard 0 hard hard");
-}
-
 TEST_F(MonitorScreensTest, ClearingWipesTheCurveCaptionsForGoodAndTheClockRuns) {
   const std::initializer_list<const char*> captions = {"Text2", "Text4", "Text5"};
   EXPECT_EQ(texts(daily(), captions), QStringLiteral("电压实时曲线(V)|电流实时曲线(A)|功率实时曲线(W)"));
@@ -326,7 +306,7 @@ TEST_F(MonitorScreensTest, ClearingWipesTheCurveCaptionsForGoodAndTheClockRuns) 
   EXPECT_FALSE(edit(daily(), "Text23")->text().isEmpty());
 }
 
-TEST_F(MonitorScreensTest, TypedStationNameStaysWhenTheListsFill) {
+TEST_F(MonitorScreensTest, TypedStationNameStaysWhenTheListsFillAndTheDownArrowShowsTheSoftwareVersion) {
   start();
   clock.advance(ms(3000));  // discovery runs; the lists are still empty
   live().show();
@@ -346,6 +326,23 @@ TEST_F(MonitorScreensTest, TypedStationNameStaysWhenTheListsFill) {
   type(QStringLiteral("站"));
   EXPECT_EQ(combo(live())->currentText(), kStation2);
   EXPECT_EQ(edit(live(), "LTextBox2")->text(), "2");
+  // A down arrow in the station box, then holding the version label, shows the software
+  // version instead of the hardware version: after the key, a press and a release on the
+  // label, which version box shows.
+  QStringList seen;
+  for (int code : {Qt::Key_Down, Qt::Key_Up}) {
+    QKeyEvent key(QEvent::KeyPress, code, Qt::NoModifier);
+    QCoreApplication::sendEvent(combo(live()), &key);
+    seen << QString::number(live().downKeyFlag);
+    for (QEvent::Type event : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+      QMouseEvent e(event, QPointF(2, 2), QPointF(2, 2), Qt::LeftButton,
+                    event == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+      QCoreApplication::sendEvent(control<QLabel>(live(), "Label34"), &e);
+      seen << (edit(live(), "SoftSw")->isVisibleTo(&live()) ? "soft" : "") +
+                  QString(edit(live(), "LTextBox4")->isVisibleTo(&live()) ? "hard" : "");
+    }
+  }
+  EXPECT_EQ(seen.join(' '), "1 soft hard 0 hard hard");
 }
 
 }  // namespace
