@@ -305,8 +305,17 @@ TEST_F(HistoryScreenTest, AStationChangeDuringAReadingRedirectsItAndDropsTheReco
   EXPECT_EQ(logCount(QStringLiteral("读历史信息完成：4 天无应答")), 1);
 }
 
-TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottom) {
+TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottomAndExportsAppendOrFailWhole) {
   startAndOpen();
+  const QString name = dir.path() + "/export";
+  // Cancelled dialog: nothing. No reading: the dialog first, then only the message.
+  click("Command8");
+  EXPECT_TRUE(dialogs.shown.empty());
+  dialogs.fileNames.push_back(name);
+  click("Command8");
+  EXPECT_EQ(dialogTexts(), QStringList{QStringLiteral("导出数据前先读取数据")});
+  EXPECT_EQ(flags({dialogs.fileNames.empty(), QFile::exists(name + ".csv")}), "10");
+
   chooseAndWait(kStation1);
   readDays("3", 3);
   click("Command6");  // no item chosen: nothing at all
@@ -323,29 +332,14 @@ TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottom) {
                                  QStringLiteral("type 1 top 166 [150 0] rows 3 0 最大充电功率(W)")}));
   clickRow(2);
   EXPECT_EQ(rows()->textMatrix(2, 0), "-1");
-
   // Every row unmarked: "曲线" and "柱状图" do nothing, with no message.
   for (int r : {1, 2, 4}) clickRow(r);
   EXPECT_EQ(rowText(1, 0, 0) + rowText(2, 0, 0) + rowText(3, 0, 0) + rowText(4, 0, 0), "0000");
   click("Command6");
   click("Command7");
   EXPECT_EQ(charts.size(), 2);
-  EXPECT_TRUE(dialogs.shown.empty());
-}
+  EXPECT_EQ(dialogs.shown.size(), 1u);
 
-TEST_F(HistoryScreenTest, ExportEdgeCases) {
-  startAndOpen();
-  const QString name = dir.path() + "/export";
-  // Cancelled dialog: nothing. No reading: the dialog first, then only the message.
-  click("Command8");
-  EXPECT_TRUE(dialogs.shown.empty());
-  dialogs.fileNames.push_back(name);
-  click("Command8");
-  EXPECT_EQ(dialogTexts(), QStringList{QStringLiteral("导出数据前先读取数据")});
-  EXPECT_EQ(flags({dialogs.fileNames.empty(), QFile::exists(name + ".csv")}), "10");
-
-  chooseAndWait(kStation1);
-  readDays("1", 1);
   // Two exports to one name append: one file with the header twice. The lines themselves are
   // the rule layer's.
   dialogs.fileNames = {name, name + ".csv"};  // typed without the suffix, then chosen in the list
