@@ -113,7 +113,7 @@ class RecorderScreenTest : public ScreenTest {
   QString ini, root;
 };
 
-TEST_F(RecorderScreenTest, AtFirstSightTheDefaultsSetThePaceAndOnlyTheAcceptButtonWrites) {
+TEST_F(RecorderScreenTest, AtFirstSightTheDefaultsSetThePaceAndOnlyTheAcceptButtonWritesAndPacesTheScan) {
   startRecorder();
   at(1500);
   EXPECT_EQ(r().windowTitle(), QStringLiteral("数据保存"));
@@ -161,11 +161,9 @@ TEST_F(RecorderScreenTest, AtFirstSightTheDefaultsSetThePaceAndOnlyTheAcceptButt
   edit(r(), "LTextBox5")->clear();
   QTest::keyClicks(edit(r(), "LTextBox5"), "123");
   EXPECT_EQ(boxes(), "read 10 auto- every abc:59 lines 32000 size 12 bars 5 0");
-}
 
-TEST_F(RecorderScreenTest, ReadIntervalZeroSmallAndAboveSixty) {
-  startRecorder();
-  at(25000);  // discovery and a round are over
+  // The read interval, typed and accepted once discovery and a round are over.
+  at(25000);
   // Typed 0 and accepted: the scan stops and the idle timers get 0. Below 10: the scan takes
   // it, the real-time screen's Timer3 does not.
   const std::pair<const char*, const char*> accepted[] = {{"0", "scan 0- timer4 0- live 0 0"},
