@@ -180,17 +180,17 @@ TEST(RecorderSettings, DefaultsBoundsAndTheSaveInterval) {
       {"0", "0.125", 8}, {"0", "0.375", 22}, {"1e9", "0", INT32_MAX},         {"-1e9", "0", INT32_MIN}};
   for (const auto& [h, m, s] : seconds) EXPECT_EQ(saveIntervalSeconds(h, m), s) << h << ":" << m;
 
-  using Bound = QString (*)(const QString&);
-  const std::tuple<Bound, const char*, const char*> bounds[] = {
-      {boundedLineCount, "999", "1000"},    {boundedLineCount, "abc", "1000"},
-      {boundedLineCount, "1000", "1000"},   {boundedLineCount, "32000x", "32000x"},  // in bounds by Val
-      {boundedLineCount, "60000", "60000"}, {boundedLineCount, "60000.5", "60000"},
-      {boundedSizeLimit, "", "1"},          {boundedSizeLimit, "0.5", "1"},
-      {boundedSizeLimit, "1", "1"},         {boundedSizeLimit, "50", "50"},
-      {boundedSizeLimit, "51", "50"},       {boundedReadInterval, "61", "60"},
-      {boundedReadInterval, "60", "60"},    {boundedReadInterval, "0", "0"},
-      {boundedReadInterval, "", ""}};
-  for (const auto& [bound, typed, kept] : bounds) EXPECT_EQ(bound(typed), kept) << typed;
+  // The bounds of the accept button, each typed text with what is kept ("32000x" is in bounds
+  // by Val).
+  const auto bounded = [](QString (*bound)(const QString&), std::initializer_list<const char*> typed) {
+    QStringList out;
+    for (const char* t : typed) out << bound(t);
+    return out.join(' ');
+  };
+  EXPECT_EQ(bounded(boundedLineCount, {"999", "abc", "1000", "32000x", "60000", "60000.5"}),
+            "1000 1000 1000 32000x 60000 60000");
+  EXPECT_EQ(bounded(boundedSizeLimit, {"", "0.5", "1", "50", "51"}), "1 1 1 50 50");
+  EXPECT_EQ(bounded(boundedReadInterval, {"61", "60", "0", ""}), "60 60 0 ");
 }
 
 TEST(RecorderSettings, StationNamesAsKeys) {
