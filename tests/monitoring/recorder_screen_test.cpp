@@ -87,13 +87,9 @@ class RecorderScreenTest : public ScreenTest {
         .arg(live.timer4Interval);
   }
   QString file(const QString& station, int n) const { return root + "/" + station + "/" + QString::number(n) + ".csv"; }
-  static QByteArray bytesOf(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-  }
   // The lines of a file after its header, GBK decoded, without their CR LF.
   QStringList dataLinesOf(const QString& station, int n) const {
-    QStringList l = platform::fromGbk(bytesOf(file(station, n))).split("\r\n");
+    QStringList l = platform::fromGbk(readFile(file(station, n))).split("\r\n");
     return l.size() > 2 ? l.mid(1, l.size() - 2) : QStringList();
   }
   QStringList logWith(const QString& part) { return logLines().filter(part); }
@@ -278,9 +274,9 @@ TEST_F(RecorderScreenTest, SaveCycleWritesTheExampleLineByteForByte) {
       platform::toGbk(monitoring::headerLine() + "\r\n" +
                       QStringLiteral("2026-01-05 10:01:02,Roof,1,2.50,20.0,50,MPPT充电,13.0,-21,3.00,90,0.50,6,12.8,"
                                      "1,25,正常,正常,正常\r\n"));
-  EXPECT_EQ(bytesOf(file("Roof", 1)), expected);
+  EXPECT_EQ(readFile(file("Roof", 1)), expected);
   // Every marked station's file is chosen at each flush: Shed's has its header, no line yet.
-  EXPECT_EQ(bytesOf(file("Shed", 1)), platform::toGbk(monitoring::headerLine() + "\r\n"));
+  EXPECT_EQ(readFile(file("Shed", 1)), platform::toGbk(monitoring::headerLine() + "\r\n"));
   at(62600);
   EXPECT_EQ(dataLinesOf("Shed", 1).join('\n').section(',', 0, 1), "2026-01-05 10:01:02,Shed");
   EXPECT_TRUE(r().engine().queue().empty());

@@ -2,18 +2,11 @@
 // when they roll, the settings the screen bounds and keys, and the engine that runs it all on
 // its own cycle from the settings file, in virtual time.
 
-#include <gtest/gtest.h>
-
-#include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
-#include <initializer_list>
 #include <memory>
-#include <utility>
 
-#include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/settings.h"
 #include "engine/recorder.h"
@@ -21,16 +14,14 @@
 #include "monitoring/recorder_line.h"
 #include "monitoring/recorder_settings.h"
 #include "platform/gbk.h"
-#include "platform/scheduler.h"
-#include "support/hex_bytes.h"
-
-// Readable QStrings in the failures of a test.
-inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
+#include "screen_test.h"
 
 namespace xl::monitoring {
 namespace {
 
 using platform::ms;
+using testing::flags;
+using testing::readFile;
 
 // A 73-byte real-time reply of address 1, all data zero but the bytes given as "index value".
 Bytes reply(std::initializer_list<std::pair<std::size_t, std::uint8_t>> set) {
@@ -43,16 +34,6 @@ Bytes reply(std::initializer_list<std::pair<std::size_t, std::uint8_t>> set) {
 Bytes exampleReply() {
   return testing::hexBytes("010346 005A 0082 012C 1995 0080 0032 0006 00C8 00FA 0032" + std::string(88, '0') +
                            "80020000 0000");
-}
-// One digit for each truth: "1" true, "0" false.
-std::string flags(std::initializer_list<bool> values) {
-  std::string out;
-  for (bool b : values) out += b ? '1' : '0';
-  return out;
-}
-QByteArray readFile(const QString& path) {
-  QFile file(path);
-  return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 const QDateTime kExampleTime(QDate(2026, 1, 5), QTime(10, 30, 0));
@@ -398,11 +379,7 @@ const QDateTime kBase(QDate(2026, 1, 5), QTime(10, 0, 0));
 class RecorderEngineTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    static int argc = 1;
-    static char name[] = "xinglan-test";
-    static char* argv[] = {name, nullptr};
-    static auto* app = new QCoreApplication(argc, argv);
-    (void)app;
+    testing::testApp();
     ASSERT_TRUE(dir.isValid());
     platform::setScheduler(&clock);
     core::setProgramDir(dir.path());

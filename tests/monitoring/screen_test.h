@@ -51,6 +51,12 @@ inline QString listState(const QComboBox* box) {
   return QStringLiteral("%1%2[%3]").arg(box->count()).arg(box->isEditable() ? " editable" : "").arg(box->currentText());
 }
 
+// The bytes of a file; none when it cannot be read.
+inline QByteArray readFile(const QString& path) {
+  QFile file(path);
+  return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 // One digit for each truth: "1" true, "0" false.
 inline std::string flags(std::initializer_list<bool> values) {
   std::string out;
