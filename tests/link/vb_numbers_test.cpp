@@ -2,29 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "platform/failure.h"
 
 namespace xl {
 namespace {
 
-TEST(VbNumbers, RoundingIsHalfToEven) {
-  for (const auto& [v, rounded] :
-       {std::pair{0.5, 0}, {1.5, 2}, {2.5, 2}, {-0.5, 0}, {-1.5, -2}, {2.4999, 2}, {2.5001, 3}})
-    EXPECT_EQ(roundHalfEven(v), rounded) << v;
-}
-
-TEST(VbNumbers, LenientReading) {
-  for (const auto& [text, v] : {std::pair{"", 0.0},
-                                {"abc", 0.0},
-                                {"12abc", 12.0},
-                                {"  -3.25V", -3.25},
-                                {"1e3", 1000.0},
-                                {"1e", 1.0},
-                                {"&H1F", 31.0},
-                                {".5", 0.5},
-                                {"+7", 7.0},
-                                {"-", 0.0}})
-    EXPECT_EQ(val(text), v) << text;
+TEST(VbNumbers, RoundingIsHalfToEvenAndLenientReading) {
+  std::ostringstream rounded, read;
+  // Minus zero is zero.
+  for (double v : {0.5, 1.5, 2.5, -0.5, -1.5, 2.4999, 2.5001}) rounded << roundHalfEven(v) + 0.0 << " ";
+  EXPECT_EQ(rounded.str(), "0 2 2 0 -2 2 3 ");
+  for (const char* text : {"", "abc", "12abc", "  -3.25V", "1e3", "1e", "&H1F", ".5", "+7", "-"})
+    read << val(text) << " ";
+  EXPECT_EQ(read.str(), "0 0 12 -3.25 1000 1 31 0.5 7 0 ");
 }
 
 TEST(VbNumbers, StrictReading) {
