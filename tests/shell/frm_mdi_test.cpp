@@ -26,17 +26,22 @@ namespace {
 using platform::ms;
 using testing::itemsOf;
 
-// Column `col` of a table's rows below its header.
-QStringList column(const platform::FlexGrid* g, int col) {
-  QStringList l;
-  for (int r = 1; r < g->rows(); ++r) l << g->textMatrix(r, col);
-  return l;
+// Columns `cols` of a table's rows below its header, a row a line, cells joined by blanks.
+QString rowsOf(const platform::FlexGrid* g, std::initializer_list<int> cols) {
+  QString s;
+  for (int r = 1; r < g->rows(); ++r) {
+    for (int c : cols) s += g->textMatrix(r, c) + " ";
+    s += "\n";
+  }
+  return s;
 }
 
 class MainWindowTest : public testing::ShellFixture {};
 
-TEST_F(MainWindowTest, LoadWithoutPortsShowsTheRootAndStartsAnEmptyScan) {
-  start();
+// A site without ports from the load to the exit: the tree, the scan's hand-over, menus and
+// toolbar, the global monitor's frame, the child windows' size, the panes, the exit question.
+TEST_F(MainWindowTest, AnEmptySiteFromLoadToExit) {
+  start();  // the real-time monitor opens before the main window has its size
   EXPECT_EQ(mdi().windowTitle(), QStringLiteral("星澜站点监控软件"));
   EXPECT_EQ(core::appStarted, "1");
   EXPECT_EQ(core::configPath, dir.path() + "/MSCON.DLL");
@@ -49,7 +54,8 @@ TEST_F(MainWindowTest, LoadWithoutPortsShowsTheRootAndStartsAnEmptyScan) {
   ASSERT_EQ(tree->topLevelItemCount(), 1);
   EXPECT_EQ(tree->topLevelItem(0)->text(0) + QString::number(tree->topLevelItem(0)->childCount()),
             QStringLiteral("站点资源管理器0"));
-  // Timer2 stops on its first tick and hands over to the scan on an empty table.
+  // Timer2 stops on its first tick and hands over to the scan on an empty table; the scan is
+  // shown then.
   clock.advance(ms(299));
   EXPECT_FALSE(scan().Timer4.enabled());
   clock.advance(ms(1));
@@ -57,48 +63,62 @@ TEST_F(MainWindowTest, LoadWithoutPortsShowsTheRootAndStartsAnEmptyScan) {
   clock.advance(ms(10000));
   EXPECT_TRUE(scan().Timer4.enabled());  // waits for stations, timer on
   EXPECT_EQ(testing::grid(scan(), "VsFList1")->rows(), 1);
-}
 
-TEST_F(MainWindowTest, MenusAndToolbarStandAsDesigned) {
-  start();
   // The items without a working screen are hidden; the clock and the manual are greyed out.
   for (const char* name : {"PrintSetup", "PrintPreview", "DeviceParameter", "SystemConfiguration", "DeviceInformation",
                            "ExportData", "ImportData", "sysc"})
     EXPECT_FALSE(mdi().action(name)->isVisible()) << name;
   EXPECT_TRUE(mdi().action("RealTimeClock")->isVisible() && !mdi().action("RealTimeClock")->isEnabled());
   for (QAction* a : mdi().menuBar()->actions()) EXPECT_NE(a->text(), QStringLiteral("编辑站点"));  // the pop-up
-
-  // Seven toolbar buttons by key; each runs its menu item's command.
+  // Seven toolbar buttons by key.
   QStringList keys;
   for (QAction* a : mdi().Toolbar1()->actions()) keys << a->objectName();
   EXPECT_EQ(keys, (QStringList{"User Switch", "Port Configuration", "Real Time Monitoring", "Daily Monitoring",
                                "Global Monitoring", "History Monitoring", "Data Save Seting"}));
-  scan().hide();
-  mdi().action("Global Monitoring")->trigger();
-  EXPECT_TRUE(scan().isVisibleTo(&mdi()) && mdi().mdiArea()->activeSubWindow()->widget() == &scan());
-}
 
-TEST_F(MainWindowTest, ViewChecksHideThePanesAndTheLogGoesOn) {
-  start();
-  QAction* messages = mdi().action("MessageWindow");
-  auto* pane = mdi().findChild<QDockWidget*>("Picture14");
+  // The global monitor's close box hides its frame too; the menu item and the toolbar button
+  // each bring both back.
+  QMdiSubWindow* frame = nullptr;
+  for (QMdiSubWindow* w : mdi().mdiArea()->subWindowList())
+    if (w->widget() == &scan()) frame = w;
+  ASSERT_NE(frame, nullptr);
+  ASSERT_FALSE(frame->isHidden());
+  for (const char* item : {"GlobalMonitoring", "Global Monitoring"}) {
+    frame->close();
+    EXPECT_TRUE(frame->isHidden() && scan().isHidden() && monitoring::FrmGlobalMonitoring::exists());
+    mdi().action(item)->trigger();
+    EXPECT_FALSE(frame->isHidden() || scan().isHidden()) << item;
+    EXPECT_EQ(mdi().mdiArea()->activeSubWindow(), frame) << item;
+  }
+
+  // Child windows open at one size.
   mdi().show();
+  QCoreApplication::sendPostedEvents();
+  mdi().action("HlstoryMonitoring")->trigger();
+  const auto frames = mdi().mdiArea()->subWindowList();
+  ASSERT_GE(frames.size(), 3);
+  for (QMdiSubWindow* w : frames) {
+    EXPECT_EQ(w->geometry(), frames.first()->geometry()) << w->widget()->objectName().toStdString();
+    EXPECT_GT(w->width(), 600);
+  }
+
+  // The view checks hide the panes, and the log goes on.
+  QAction* messageWindow = mdi().action("MessageWindow");
+  auto* pane = mdi().findChild<QDockWidget*>("Picture14");
   EXPECT_TRUE(pane->isVisible());
-  messages->trigger();
-  EXPECT_FALSE(messages->isChecked() || pane->isVisible());
+  messageWindow->trigger();
+  EXPECT_FALSE(messageWindow->isChecked() || pane->isVisible());
   core::appendLog("still written");
   EXPECT_TRUE(logLines().last().endsWith("]still written"));
-  messages->trigger();
+  messageWindow->trigger();
   EXPECT_TRUE(pane->isVisible());
   mdi().action("ToolBar")->trigger();
   EXPECT_FALSE(mdi().Toolbar1()->isVisible());
   mdi().action("StationExplorer")->trigger();
   EXPECT_FALSE(mdi().findChild<QDockWidget*>("Picture1")->isVisible());
   mdi().hide();
-}
 
-TEST_F(MainWindowTest, ExitAndCloseAskAndOnlyYesEnds) {
-  start();
+  // Exit and the close box ask; only Yes ends.
   dialogs.answers = {platform::kNo, platform::kYes, platform::kNo, platform::kYes};
   mdi().action("Exit")->trigger();
   EXPECT_EQ(ended, 0);
@@ -114,13 +134,19 @@ TEST_F(MainWindowTest, ExitAndCloseAskAndOnlyYesEnds) {
   for (const auto& s : dialogs.shown) EXPECT_EQ(s.style, 68);
 }
 
-TEST_F(MainWindowTest, StationsLoadPortByPortIntoTreeAndTables) {
+// Stations load port by port into the tree and both tables; the scan's outcome fills the
+// station lists of the working screens, and a refresh empties them.
+TEST_F(MainWindowTest, StationsLoadPortByPortAndTheScanFillsTheLists) {
   setPorts({"COM3,9600", "COM4,19200", "COM5,9600"});
   addStation("A", "COM3,9600", "1");
   addStation("B", "COM3,9600", "2");
   addStation("C", "COM4,19200", "7");
   addStation("Lost", "COM4,9600", "8");  // its port's baud rate changed: not listed
   start();
+  // The working screens, created by the start-up, have handed their lists to the shell.
+  QComboBox& realTime = *testing::combo(monitoring::FrmRealTimeMonitoring::instance());
+  QComboBox& load = *testing::combo(configuration::FrmGeneralGLoadConfiguration::instance());
+  QComboBox& factory = *testing::combo(configuration::FrmFactoryOperation::instance());
   QTreeWidgetItem* root = mdi().TreeView1()->topLevelItem(0);
   ASSERT_EQ(root->childCount(), 3);
   EXPECT_EQ(root->child(1)->text(0), "COM4,19200");
@@ -135,14 +161,22 @@ TEST_F(MainWindowTest, StationsLoadPortByPortIntoTreeAndTables) {
   EXPECT_FALSE(scan().Timer4.enabled());
   clock.advance(ms(300));  // past the last port: the scan takes over
   EXPECT_TRUE(scan().Timer4.enabled());
-  // Both tables hold the stations in the same order.
-  ASSERT_EQ(recorder().engine().stationCount(), 3);  // the rows the recorder saves by
-  const QStringList names = {"A", "B", "C"}, ids = {"1", "2", "7"};
-  EXPECT_EQ(column(testing::grid(scan(), "VsFList1"), 0), names);
-  EXPECT_EQ(column(testing::grid(scan(), "VsFList1"), 1), ids);
-  EXPECT_EQ(column(testing::grid(recorder(), "VSFlexGrid1"), 1), names);
-  EXPECT_EQ(column(testing::grid(recorder(), "VSFlexGrid1"), 2), ids);
-  for (int r = 1; r <= 3; ++r) EXPECT_EQ(recorder().engine().stationName(r), names[r - 1]);
+  // Both tables hold the stations in the same order, and the rows the recorder saves by.
+  EXPECT_EQ(rowsOf(testing::grid(scan(), "VsFList1"), {0, 1}), "A 1 \nB 2 \nC 7 \n");
+  EXPECT_EQ(rowsOf(testing::grid(recorder(), "VSFlexGrid1"), {1, 2}), "A 1 \nB 2 \nC 7 \n");
+  ASSERT_EQ(recorder().engine().stationCount(), 3);
+  for (int r = 1; r <= 3; ++r) EXPECT_EQ(recorder().engine().stationName(r), QString("ABC")[r - 1]);
+
+  scan().scanEngine().markAnswered(2);
+  mdi().setStationEnabled();
+  for (QComboBox* list : {&realTime, &load, &factory}) EXPECT_EQ(itemsOf(list), QStringList{"B"});
+  EXPECT_TRUE(factory.currentText().isEmpty());
+  // A refresh empties the lists until the next scan is over.
+  mdi().RefreshAllStations_Click();
+  for (QComboBox* list : {&realTime, &load, &factory}) EXPECT_EQ(list->count(), 0);
+  EXPECT_EQ(recorder().engine().stationCount(), 0);  // the rows the recorder saves by go too
+  EXPECT_EQ(mdi().portCursor, 0);
+  EXPECT_TRUE(mdi().Timer2.enabled());
 }
 
 TEST_F(MainWindowTest, CollidingKeyEndsTheListingOfItsPort) {
@@ -156,56 +190,6 @@ TEST_F(MainWindowTest, CollidingKeyEndsTheListingOfItsPort) {
   EXPECT_EQ(testing::grid(scan(), "VsFList1")->rows(), 2);
 }
 
-TEST_F(MainWindowTest, ScanOutcomeFillsTheStationListsAndARefreshEmptiesThem) {
-  setPorts({"COM3,9600"});
-  addStation("A", "COM3,9600", "1");
-  addStation("B", "COM3,9600", "2");
-  start();
-  // The working screens, created by the start-up, have handed their lists to the shell.
-  QComboBox& realTime = *testing::combo(monitoring::FrmRealTimeMonitoring::instance());
-  QComboBox& load = *testing::combo(configuration::FrmGeneralGLoadConfiguration::instance());
-  QComboBox& factory = *testing::combo(configuration::FrmFactoryOperation::instance());
-  clock.advance(ms(300));
-  scan().scanEngine().markAnswered(2);
-  mdi().setStationEnabled();
-  for (QComboBox* list : {&realTime, &load, &factory}) EXPECT_EQ(itemsOf(list), QStringList{"B"});
-  EXPECT_TRUE(factory.currentText().isEmpty());
-  // A refresh empties the lists until the next scan is over.
-  mdi().RefreshAllStations_Click();
-  for (QComboBox* list : {&realTime, &load, &factory}) EXPECT_EQ(list->count(), 0);
-  EXPECT_EQ(recorder().engine().stationCount(), 0);  // the rows the recorder saves by go too
-  EXPECT_EQ(mdi().portCursor, 0);
-  EXPECT_TRUE(mdi().Timer2.enabled());
-}
-
-TEST_F(MainWindowTest, ClosingTheGlobalMonitorHidesItsFrameToo) {
-  start();
-  clock.advance(ms(300));  // the scan is shown when discovery starts
-  QMdiSubWindow* frame = nullptr;
-  for (QMdiSubWindow* w : mdi().mdiArea()->subWindowList())
-    if (w->widget() == &scan()) frame = w;
-  ASSERT_NE(frame, nullptr);
-  ASSERT_FALSE(frame->isHidden());
-  frame->close();  // the frame's close box
-  EXPECT_TRUE(frame->isHidden() && scan().isHidden() && monitoring::FrmGlobalMonitoring::exists());
-  mdi().action("GlobalMonitoring")->trigger();
-  EXPECT_FALSE(frame->isHidden() || scan().isHidden());
-}
-
-TEST_F(MainWindowTest, ChildWindowsOpenAtOneSize) {
-  start();  // the real-time monitor opens before the main window has its size
-  clock.advance(ms(300));
-  mdi().show();
-  QCoreApplication::sendPostedEvents();
-  mdi().action("HlstoryMonitoring")->trigger();
-  const auto frames = mdi().mdiArea()->subWindowList();
-  ASSERT_GE(frames.size(), 3);
-  for (QMdiSubWindow* w : frames) {
-    EXPECT_EQ(w->geometry(), frames.first()->geometry()) << w->widget()->objectName().toStdString();
-    EXPECT_GT(w->width(), 600);
-  }
-}
-
 TEST_F(MainWindowTest, StationNamedLikeACommentKeepsItsRecorderMark) {
   setPorts({"COM3,9600"});
   addStation("#1", "COM3,9600", "1");
@@ -215,7 +199,7 @@ TEST_F(MainWindowTest, StationNamedLikeACommentKeepsItsRecorderMark) {
   start();
   clock.advance(ms(1500));  // loaded at 300 ms, the recorder applies its settings a second later
   // ';' does start a comment: that name has no key.
-  EXPECT_EQ(column(testing::grid(recorder(), "VSFlexGrid1"), 0), QStringList({"-1", ""}));
+  EXPECT_EQ(rowsOf(testing::grid(recorder(), "VSFlexGrid1"), {0}), "-1 \n \n");
 }
 
 }  // namespace
