@@ -1,8 +1,5 @@
 #include "shell/frm_mdi.h"
 
-#include <gtest/gtest.h>
-
-#include <QAction>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QDockWidget>
@@ -10,7 +7,6 @@
 #include <QMdiSubWindow>
 #include <QMenuBar>
 #include <QToolBar>
-#include <QTreeWidget>
 
 #include "configuration/frm_factory_operation.h"
 #include "configuration/frm_general_g_load_configuration.h"
@@ -22,9 +18,6 @@
 
 namespace xl::shell {
 namespace {
-
-using platform::ms;
-using testing::itemsOf;
 
 // Columns `cols` of a table's rows below its header, a row a line, cells joined by blanks.
 QString rowsOf(const platform::FlexGrid* g, std::initializer_list<int> cols) {

@@ -1,9 +1,6 @@
 // The login as the first window and as the user switch, the automatic login, the rights of
 // the two users, log-off and the password change, through the dialogs' controls.
 
-#include <gtest/gtest.h>
-
-#include <QAction>
 #include <QMenu>
 #include <QMenuBar>
 #include <QRegularExpression>
@@ -15,11 +12,6 @@
 
 namespace xl::shell {
 namespace {
-
-using platform::ms;
-using testing::button;
-using testing::combo;
-using testing::edit;
 
 class LoginTest : public testing::ShellFixture {
  protected:
