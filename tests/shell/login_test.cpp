@@ -34,7 +34,7 @@ class LoginTest : public testing::ShellFixture {
   }
 };
 
-TEST_F(LoginTest, TheUntouchedDefaultLogsTheAdministratorInAfterFiveSeconds) {
+TEST_F(LoginTest, TheUntouchedDefaultLogsInAfterFiveSecondsAndTheUserSwitchIsModal) {
   startAtLogin();
   ASSERT_TRUE(Login::exists());
   EXPECT_TRUE(login().isVisible() && !FrmMDI::exists());
@@ -50,6 +50,50 @@ TEST_F(LoginTest, TheUntouchedDefaultLogsTheAdministratorInAfterFiveSeconds) {
   clock.advance(ms(0));
   EXPECT_FALSE(Login::exists());  // unloaded after its handler
   EXPECT_TRUE(logLines()[1].endsWith(QStringLiteral("]星澜站点监控启动")));
+
+  // Log-off makes the guest.
+  mdi().LogOff_Click();
+  EXPECT_EQ(core::currentUser, "guest");
+  EXPECT_EQ(messages(), QStringList{QStringLiteral("注销成功")});
+  EXPECT_EQ(dialogs.shown.at(0).style, platform::kInformation);
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
+  EXPECT_EQ(rights(), std::vector<bool>(8, false));
+
+  // A switch that is cancelled: the guest stays guest; the dialog stays loaded and hidden.
+  drivers.push_back([&](ui::DialogForm& f) {
+    EXPECT_EQ(f.objectName(), "Login");
+    EXPECT_TRUE(login().Timer1.enabled());  // a fresh load, automatic login included
+    click(f, "Command2");
+  });
+  const int linesBefore = logLines().size();
+  mdi().action("User Switch")->trigger();
+  EXPECT_TRUE(ended == 0 && core::currentUser == "guest");
+  EXPECT_EQ(logLines().size(), linesBefore + 1);
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
+  ASSERT_TRUE(Login::exists());
+  EXPECT_FALSE(login().isVisible());
+
+  // Shown again without a load: no timer, the last text stays; the button logs in.
+  drivers.push_back([&](ui::DialogForm& f) {
+    EXPECT_FALSE(login().Timer1.enabled());
+    clock.advance(ms(6000));
+    EXPECT_TRUE(f.isVisible());
+    click(f, "Command1");
+  });
+  mdi().UserSwitch_Click();
+  EXPECT_EQ(core::currentUser, "administrator");
+  EXPECT_EQ(rights(), std::vector<bool>(8, true));
+  EXPECT_FALSE(Login::exists());
+
+  // A switch by the five seconds, inside the modal dialog.
+  drivers.push_back([&](ui::DialogForm& f) {
+    clock.advance(ms(5000));
+    EXPECT_FALSE(f.isVisible());
+  });
+  mdi().LogOff_Click();
+  mdi().UserSwitch_Click();
+  EXPECT_EQ(core::currentUser, "administrator");
+  EXPECT_EQ(modals, (QStringList{"Login", "Login", "Login"}));
 }
 
 TEST_F(LoginTest, AChangedPasswordWaitsForTheButtonWithItsMessages) {
@@ -108,56 +152,7 @@ TEST_F(LoginTest, TypingInTheUserBoxStopsTheTimerAndCancelEndsTheProgram) {
   EXPECT_EQ(ended, 1);
 }
 
-TEST_F(LoginTest, UserSwitchIsModalAndLogsEvenWhenCancelled) {
-  startAtLogin();
-  clock.advance(ms(5000));
-  ASSERT_TRUE(mainWindowUp());
-  clock.advance(ms(0));
-  mdi().LogOff_Click();
-  EXPECT_EQ(core::currentUser, "guest");
-  EXPECT_EQ(messages(), QStringList{QStringLiteral("注销成功")});
-  EXPECT_EQ(dialogs.shown.at(0).style, platform::kInformation);
-  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
-  EXPECT_EQ(rights(), std::vector<bool>(8, false));
-
-  // A switch that is cancelled: the guest stays guest; the dialog stays loaded and hidden.
-  drivers.push_back([&](ui::DialogForm& f) {
-    EXPECT_EQ(f.objectName(), "Login");
-    EXPECT_TRUE(login().Timer1.enabled());  // a fresh load, automatic login included
-    click(f, "Command2");
-  });
-  const int linesBefore = logLines().size();
-  mdi().action("User Switch")->trigger();
-  EXPECT_TRUE(ended == 0 && core::currentUser == "guest");
-  EXPECT_EQ(logLines().size(), linesBefore + 1);
-  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
-  ASSERT_TRUE(Login::exists());
-  EXPECT_FALSE(login().isVisible());
-
-  // Shown again without a load: no timer, the last text stays; the button logs in.
-  drivers.push_back([&](ui::DialogForm& f) {
-    EXPECT_FALSE(login().Timer1.enabled());
-    clock.advance(ms(6000));
-    EXPECT_TRUE(f.isVisible());
-    click(f, "Command1");
-  });
-  mdi().UserSwitch_Click();
-  EXPECT_EQ(core::currentUser, "administrator");
-  EXPECT_EQ(rights(), std::vector<bool>(8, true));
-  EXPECT_FALSE(Login::exists());
-
-  // A switch by the five seconds, inside the modal dialog.
-  drivers.push_back([&](ui::DialogForm& f) {
-    clock.advance(ms(5000));
-    EXPECT_FALSE(f.isVisible());
-  });
-  mdi().LogOff_Click();
-  mdi().UserSwitch_Click();
-  EXPECT_EQ(core::currentUser, "administrator");
-  EXPECT_EQ(modals, (QStringList{"Login", "Login", "Login"}));
-}
-
-TEST_F(LoginTest, PasswordChangeWithItsThreeMessagesAndThePlainFile) {
+TEST_F(LoginTest, PasswordChangeAboutTheIdleScreensAndNoDeadItem) {
   start();
   drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_EQ(f.windowTitle(), QStringLiteral("修改密码"));
@@ -177,10 +172,8 @@ TEST_F(LoginTest, PasswordChangeWithItsThreeMessagesAndThePlainFile) {
   // Plain in the file, GBK on disk.
   EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\xd0\xc2pw\r\n"));
   EXPECT_EQ(core::getPassword(), QStringLiteral("新pw"));
-}
 
-TEST_F(LoginTest, AboutAndTheIdleScreensAndNoDeadItem) {
-  start();
+  // About, the clock and the idle screens, each a modal dialog of its own.
   drivers.push_back([&](ui::DialogForm& f) {
     EXPECT_FALSE(f.windowIcon().isNull());
     const auto labels = f.findChildren<QLabel*>();
@@ -198,8 +191,8 @@ TEST_F(LoginTest, AboutAndTheIdleScreensAndNoDeadItem) {
   for (auto open : {&FrmMDI::SystemConfiguration_Click, &FrmMDI::DeviceInformation_Click,
                     &FrmMDI::DeviceParameter_Click, &FrmMDI::PrintSetup_Click, &FrmMDI::PrintPreview_Click})
     (mdi().*open)();
-  EXPECT_EQ(modals, (QStringList{"FrmAbout", "FrmRealTimeClock", "FrmSystemConfiguration", "FrmDeviceInformation",
-                                 "FrmDeviceParameter", "FrmPrintSetup", "FrmPrintPreview"}));
+  EXPECT_EQ(modals, (QStringList{"FrmChangePassword", "FrmAbout", "FrmRealTimeClock", "FrmSystemConfiguration",
+                                 "FrmDeviceInformation", "FrmDeviceParameter", "FrmPrintSetup", "FrmPrintPreview"}));
 
   // Every visible, enabled item of the menus has a command.
   QStringList dead;
