@@ -478,30 +478,21 @@ class SiteListsModelTest : public SiteEditorsTest {
     ini += "[" + kRecorder + "]\r\nRead Interval=10\r\nLine Count=32000\r\n";
     for (const Row& r : m.rows)
       if (m.marks.contains(r.name.toLower())) ini += r.name + "=" + m.marks.at(r.name.toLower()) + "\r\n";
-    QFile::setPermissions((dir.path() + "/MSCON.DLL"), QFile::ReadOwner | QFile::WriteOwner);
-    QFile file((dir.path() + "/MSCON.DLL"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(platform::toGbk(ini));
-    file.close();
+    lock(1, false);
+    writeSettings(platform::toGbk(ini));
     // The store in one transaction: thousands of sequences start from a state of their own.
-    if (!core::checkDatabase()) {
-      ASSERT_TRUE(core::createStore());
-    }
+    ASSERT_TRUE(core::checkDatabase() || core::createStore());
+    QString statements = "begin; delete from Station;";
+    for (const Row& r : m.rows)
+      statements += QString("insert into Station values ('%1', '%2', '%3', '', '', '', '', '', '', '', '', '', '');")
+                        .arg(r.name, r.port, r.id);
+    sql(statements + "commit;");
+  }
+  // Runs `statements` on the station store.
+  void sql(const QString& statements) {
     sqlite3* db = nullptr;
     ASSERT_EQ(sqlite3_open(core::stationStorePath().toUtf8().constData(), &db), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(db, "begin; delete from Station", nullptr, nullptr, nullptr), SQLITE_OK);
-    for (const Row& r : m.rows) {
-      sqlite3_stmt* insert = nullptr;
-      sqlite3_prepare_v2(db, "insert into Station values (?, ?, ?, '', '', '', '', '', '', '', '', '', '')", -1,
-                         &insert, nullptr);
-      for (int i = 0; const QString* text : {&r.name, &r.port, &r.id}) {
-        const QByteArray utf8 = text->toUtf8();
-        sqlite3_bind_text(insert, ++i, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
-      }
-      EXPECT_EQ(sqlite3_step(insert), SQLITE_DONE);
-      sqlite3_finalize(insert);
-    }
-    ASSERT_EQ(sqlite3_exec(db, "commit", nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, statements.toUtf8().constData(), nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(db);
   }
 
@@ -532,16 +523,12 @@ class SiteListsModelTest : public SiteEditorsTest {
   // 0: every change of the store fails (a trigger), 1: the settings file is read-only; else none.
   void lock(int which, bool locked) {
     if (which == 1)
-      QFile::setPermissions((dir.path() + "/MSCON.DLL"),
+      QFile::setPermissions(dir.path() + "/MSCON.DLL",
                             locked ? QFile::ReadOwner : QFile::ReadOwner | QFile::WriteOwner);
     if (which != 0) return;
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(core::stationStorePath().toUtf8().constData(), &db), SQLITE_OK);
-    const char* sql = locked ? "create trigger lock1 before insert on Station begin select raise(abort, 'locked'); end;"
-                               "create trigger lock2 before delete on Station begin select raise(abort, 'locked'); end;"
-                             : "drop trigger lock1; drop trigger lock2;";
-    ASSERT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK);
-    sqlite3_close(db);
+    sql(locked ? "create trigger lock1 before insert on Station begin select raise(abort, 'locked'); end;"
+                 "create trigger lock2 before delete on Station begin select raise(abort, 'locked'); end;"
+               : "drop trigger lock1; drop trigger lock2;");
   }
   static QString lockNote(int which) { return which == 0 ? " (store locked)" : which == 1 ? " (settings locked)" : ""; }
 
@@ -622,11 +609,9 @@ class SiteListsModelTest : public SiteEditorsTest {
         std::erase_if(m.rows, [&](const Row& r) { return same(r.name, opened); });
         m.rows.push_back(s);
         if (!same(opened, s.name)) {
-          const auto mark = m.marks.find(opened.toLower());
-          std::optional<QString> moved;
-          if (mark != m.marks.end()) moved = mark->second, m.marks.erase(mark);
+          auto mark = m.marks.extract(opened.toLower());
           m.marks.erase(s.name.toLower());
-          if (moved) m.marks[s.name.toLower()] = *moved;
+          if (mark) m.marks[s.name.toLower()] = mark.mapped();
         }
         opened = s.name;
       }
