@@ -117,6 +117,17 @@ class ShellFixture : public ConsoleFixture {
     return m;
   }
   void click(const QObject& form, const char* name) { QTest::mouseClick(button(form, name), Qt::LeftButton); }
+  // The station tree in one text: each port entry with the station nodes loaded under it.
+  QString treeText() {
+    QTreeWidgetItem* root = mdi().TreeView1()->topLevelItem(0);
+    QString s = root->text(0) + ":";
+    for (int i = 0; i < root->childCount(); ++i) {
+      s += " " + root->child(i)->text(0) + " [";
+      for (int j = 0; j < root->child(i)->childCount(); ++j) s += root->child(i)->child(j)->text(0) + ";";
+      s += "]";
+    }
+    return s;
+  }
 
   std::deque<Driver> drivers;
   QStringList modals;
