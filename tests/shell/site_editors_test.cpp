@@ -59,6 +59,19 @@ class SiteEditorsTest : public testing::ShellFixture {
     clickNode(station);
     mdi().action(item)->trigger();
   }
+  // The station editor in one text: its title, the buttons that act (添加, 更新, 删除), which
+  // of name, ID, port and remarks take input, then name, ID, the chosen port and the port list.
+  QString editorText(const QObject& f) {
+    QString s = static_cast<const QWidget&>(f).windowTitle() + " |";
+    for (const char* b : {"Command1", "Command3", "Command4"})
+      s += " " + (button(f, b)->isEnabled() ? button(f, b)->text() : "-");
+    s += " | ";
+    for (QWidget* w : std::initializer_list<QWidget*>{edit(f, "StationNameSS"), edit(f, "DeviceID"), combo(f, "Port"),
+                                                      edit(f, "Remarks")})
+      s += w->isEnabled() ? "+" : "-";
+    return s + " " + edit(f, "StationNameSS")->text() + " " + edit(f, "DeviceID")->text() + " [" +
+           combo(f, "Port")->currentText() + "] " + itemsOf(combo(f, "Port")).join(' ');
+  }
   QListWidget* list(const QObject& f) { return control<QListWidget>(f, "List1"); }
   QLineEdit* address(const QObject& f) { return control<QLineEdit>(f, "GatewayAddress"); }
   // The port list dialog in one text: the ports found with the one in the box, the entries as
@@ -82,71 +95,11 @@ class SiteEditorsTest : public testing::ShellFixture {
 using AddStationTest = SiteEditorsTest;
 using PortConfigurationTest = SiteEditorsTest;
 
-TEST_F(AddStationTest, AddChecksInOrderThenStoresAllThirteenFields) {
-  startAndLoad();
-  drivers.push_back([&](ui::DialogForm& f) {
-    EXPECT_EQ(f.windowTitle(), QStringLiteral("添加站点"));
-    EXPECT_TRUE(button(f, "Command1")->isEnabled());
-    EXPECT_FALSE(button(f, "Command3")->isEnabled() || button(f, "Command4")->isEnabled());
-    // The port list holds the configured entries; nothing is chosen yet.
-    QComboBox* port = combo(f, "Port");
-    EXPECT_EQ(testing::itemsOf(port), (QStringList{"COM3,9600", "COM4,4800"}));
-    EXPECT_EQ(port->currentText(), "");
-    EXPECT_EQ(QStringList({testing::labelText(edit(f, "StationNameSS")), testing::labelText(edit(f, "DeviceID")),
-                           testing::labelText(port), testing::labelText(edit(f, "Capacity"))}),
-              QStringList({"设置站点名称", "绑定的设备ID", "选择通讯端口", "容量(Ah)"}));
-    // Everything empty: only the name is asked for.
-    click(f, "Command1");
-    type(edit(f, "StationNameSS"), "O'Brien 站");
-    click(f, "Command1");
-    type(edit(f, "DeviceID"), "7");
-    click(f, "Command1");
-    for (const auto& [box, text] :
-         {std::pair{"Port", "COM4,4800"}, {"ArraysType", "Thin-Film"}, {"BatteryType", "LI"}, {"LoadType", "AC+DC"}})
-      testing::choose(combo(f, box), text);
-    for (const auto& [box, text] : {std::pair{"PeakPower", "250"},
-                                    {"Voc", "44.5"},
-                                    {"Vmp", "36"},
-                                    {"Capacity", "100"},
-                                    {"Voltage", "24"},
-                                    {"Power", "60"},
-                                    {"Remarks", "屋顶, 东"}})
-      type(edit(f, box), QString::fromUtf8(text));
-    click(f, "Command1");
-    // The dialog stays with its fields; a second add of the name is a duplicate.
-    EXPECT_TRUE(f.isVisible());
-    click(f, "Command1");
-    click(f, "Command2");
-  });
-  mdi().action("AddStation")->trigger();
-  EXPECT_EQ(messages(),
-            (QStringList{"必须填写站点名称", "必须填写设备ID", "必须填写端口", "添加站点成功", "站点名称重复"}));
-  const core::Station want{"O'Brien 站", "COM4,4800", "7",  "Thin-Film", "250", "44.5",    "36",
-                           "LI",         "100",       "24", "AC+DC",     "60",  "屋顶, 东"};
-  EXPECT_EQ(core::getStations("COM4,4800"), std::vector<core::Station>{want});
-  EXPECT_EQ(logLines().filter(QStringLiteral("]添加 O'Brien 站 站点成功")).size(), 1);
-  // Cancel unloaded the dialog, and the full refresh rebuilt the tree and loads again.
-  EXPECT_FALSE(FrmAddStation::exists());
-  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("刷新所有站点，请稍等...")));
-  clock.advance(ms(900));
-  EXPECT_NE(mdi().node("COM4,4800,7"), nullptr);
-}
-
-TEST_F(AddStationTest, AStillLoadedFormKeepsItsFieldsForTheNextAdd) {
-  startAndLoad();
-  drivers.push_back([&](ui::DialogForm& f) {
-    type(edit(f, "StationNameSS"), "A");
-    f.hide();  // closed without unloading (as by the window system)
-  });
-  drivers.push_back([&](ui::DialogForm& f) { EXPECT_EQ(edit(f, "StationNameSS")->text(), "A"); });
-  mdi().AddStation_Click();
-  ASSERT_TRUE(FrmAddStation::exists());
-  mdi().AddStation_Click();
-}
-
-// Every refusal of add and update, in the editor's order; none changes the store or the
-// settings file.
-TEST_F(AddStationTest, RefusalsChangeNeitherTheStoreNorTheSettings) {
+// The editor from the menu and from the tree's pop-up: every refusal of add and update, in the
+// editor's order, none changing the store or the settings file; an add with its checks in order
+// storing all thirteen fields; the preview where nothing but cancel acts; a form still loaded;
+// the guest's way in.
+TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
   addStation("S1", "COM3,9600", "1");
   addStation("S2", "COM3,9600", "2");
   startAndLoad();
@@ -184,40 +137,76 @@ TEST_F(AddStationTest, RefusalsChangeNeitherTheStoreNorTheSettings) {
   }
   EXPECT_EQ(core::getStations("COM3,9600"), rows);
   EXPECT_EQ(settingsBytes(), settings);
-}
 
-TEST_F(AddStationTest, ViewShowsTheStationAndNothingButCancelActs) {
-  addStation("S1", "COM3,9600", "1");
-  startAndLoad();
+  // An add: everything empty, only the name is asked for; then the ID, then the port.
   drivers.push_back([&](ui::DialogForm& f) {
-    EXPECT_EQ(edit(f, "DeviceID")->text(), "1");
-    for (const char* b : {"Command1", "Command3", "Command4"}) {
-      EXPECT_FALSE(button(f, b)->isEnabled()) << b;
-      click(f, b);
-    }
-    for (const char* box : {"StationNameSS", "DeviceID", "Remarks"}) {
-      EXPECT_FALSE(edit(f, box)->isEnabled()) << box;
-      testing::typeText(edit(f, box), "x");
-    }
-    EXPECT_FALSE(combo(f, "Port")->isEnabled());
-    EXPECT_EQ(edit(f, "StationNameSS")->text(), "S1");
+    // Nothing chosen in the port list yet.
+    EXPECT_EQ(editorText(f), "添加站点 | 添加 - - | ++++   [] COM3,9600 COM4,4800");
+    EXPECT_EQ(QStringList({testing::labelText(edit(f, "StationNameSS")), testing::labelText(edit(f, "DeviceID")),
+                           testing::labelText(combo(f, "Port")), testing::labelText(edit(f, "Capacity"))}),
+              QStringList({"设置站点名称", "绑定的设备ID", "选择通讯端口", "容量(Ah)"}));
+    click(f, "Command1");
+    type(edit(f, "StationNameSS"), "O'Brien 站");
+    click(f, "Command1");
+    type(edit(f, "DeviceID"), "7");
+    click(f, "Command1");
+    for (const auto& [box, text] :
+         {std::pair{"Port", "COM4,4800"}, {"ArraysType", "Thin-Film"}, {"BatteryType", "LI"}, {"LoadType", "AC+DC"}})
+      testing::choose(combo(f, box), text);
+    const QStringList typed = {"PeakPower", "250",     "Voc", "44.5",  "Vmp", "36",      "Capacity",
+                               "100",       "Voltage", "24",  "Power", "60",  "Remarks", "屋顶, 东"};
+    for (int i = 0; i < typed.size(); i += 2) type(edit(f, typed[i].toLatin1().constData()), typed[i + 1]);
+    click(f, "Command1");
+    // The dialog stays with its fields; a second add of the name is a duplicate.
+    EXPECT_TRUE(f.isVisible());
+    click(f, "Command1");
     click(f, "Command2");
   });
-  const int before = logLines().size();
+  mdi().action("AddStation")->trigger();
+  EXPECT_EQ(messages().mid(9),
+            (QStringList{"必须填写站点名称", "必须填写设备ID", "必须填写端口", "添加站点成功", "站点名称重复"}));
+  const core::Station want{"O'Brien 站", "COM4,4800", "7",  "Thin-Film", "250", "44.5",    "36",
+                           "LI",         "100",       "24", "AC+DC",     "60",  "屋顶, 东"};
+  EXPECT_EQ(core::getStations("COM4,4800"), std::vector<core::Station>{want});
+  EXPECT_EQ(logLines().filter(QStringLiteral("]添加 O'Brien 站 站点成功")).size(), 1);
+  // Cancel unloaded the dialog, and the full refresh rebuilt the tree and loads again.
+  EXPECT_FALSE(FrmAddStation::exists());
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("刷新所有站点，请稍等...")));
+  clock.advance(ms(900));
+  EXPECT_NE(mdi().node("COM4,4800,7"), nullptr);
+
+  // The preview: the station shown, nothing but cancel acts, typing included.
+  drivers.push_back([&](ui::DialogForm& f) {
+    for (const char* b : {"Command1", "Command3", "Command4"}) click(f, b);
+    for (const char* box : {"StationNameSS", "DeviceID", "Remarks"}) testing::typeText(edit(f, box), "x");
+    EXPECT_EQ(editorText(f), "添加站点 | - - - | ---- S1 1 [COM3,9600] COM3,9600 COM4,4800");
+    click(f, "Command2");
+  });
+  const int lines = logLines().size(), boxes = messages().size();
   popup("S1", "ViewStation");
-  EXPECT_TRUE(dialogs.shown.empty() && core::getStations("COM3,9600").size() == 1u);
+  EXPECT_EQ(messages().size(), boxes);
+  EXPECT_EQ(core::getStations("COM3,9600"), rows);
   // Looking at a station rescans the bus as well.
-  EXPECT_EQ(logLines().size(), before + 1);
+  EXPECT_EQ(logLines().size(), lines + 1);
   // A double click on the node is a preview too.
   drivers.push_back([&](ui::DialogForm& f) { EXPECT_FALSE(button(f, "Command1")->isEnabled()); });
   clock.advance(ms(900));
+  int opened = modals.size();
   clickNode("S1", true);
-  EXPECT_EQ(modals.size(), 2);
-}
+  EXPECT_EQ(modals.size(), opened + 1);
 
-TEST_F(AddStationTest, TheGuestReachesTheEditorThroughThePopupOnly) {
-  addStation("S1", "COM3,9600", "1");
-  startAndLoad();
+  // Closed without unloading (as by the window system), the form keeps its fields for the next add.
+  drivers.push_back([&](ui::DialogForm& f) {
+    type(edit(f, "StationNameSS"), "A");
+    f.hide();
+  });
+  drivers.push_back([&](ui::DialogForm& f) { EXPECT_EQ(edit(f, "StationNameSS")->text(), "A"); });
+  mdi().AddStation_Click();
+  ASSERT_TRUE(FrmAddStation::exists());
+  mdi().AddStation_Click();
+  clock.advance(ms(900));
+
+  // The guest: the menu's item is grey, the pop-up's items open the editor.
   mdi().LogOff_Click();
   EXPECT_FALSE(mdi().action("AddStation")->isEnabled());
   for (const char* item : {"ViewStation", "AddStation1", "EditStation1", "DeleteStation"})
@@ -227,11 +216,12 @@ TEST_F(AddStationTest, TheGuestReachesTheEditorThroughThePopupOnly) {
   clock.advance(ms(900));
   drivers.push_back([&](ui::DialogForm& f) { EXPECT_TRUE(button(f, "Command3")->isEnabled()); });
   popup("S1", "EditStation1");
-  EXPECT_EQ(modals, (QStringList{"FrmAddStation", "FrmAddStation"}));
   // A node that is no station (a port) opens nothing.
   clock.advance(ms(900));
+  opened = modals.size();
   popup("COM3,9600", "EditStation1");
-  EXPECT_EQ(modals.size(), 2);
+  EXPECT_EQ(modals.size(), opened);
+  EXPECT_TRUE(drivers.empty());
 }
 
 TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
