@@ -23,41 +23,42 @@ class LoginTest : public testing::ShellFixture {
   bool mainWindowUp() { return !core::appStarted.isEmpty() && FrmMDI::exists() && mdi().isVisible(); }
   // Who works in the main window; "-" while it is not up.
   QString loggedIn() { return mainWindowUp() ? core::currentUser : QStringLiteral("-"); }
-  // The eight items of the administrator, enabled or not, by name.
-  std::vector<bool> rights() {
-    std::vector<bool> on;
-    for (const char* n : {"LogOff", "ChangePassword", "AddStation", "Port Configuration", "Data Save Seting"})
-      on.push_back(mdi().action(n)->isEnabled());
-    for (const char* n : {"Communication", "Parameter", "Maintenance"})
-      on.push_back(mdi().findChild<QMenu*>(n)->menuAction()->isEnabled());
-    return on;
+  // Who works in the main window, which of the administrator's eight items are enabled, and the
+  // login dialog: "shown", "hidden" or "gone"; "-" for what is not there.
+  QString state() {
+    QString rights = "-";
+    if (mainWindowUp()) {
+      rights.clear();
+      for (const char* n : {"LogOff", "ChangePassword", "AddStation", "Port Configuration", "Data Save Seting"})
+        rights += mdi().action(n)->isEnabled() ? "1" : "0";
+      for (const char* n : {"Communication", "Parameter", "Maintenance"})
+        rights += mdi().findChild<QMenu*>(n)->menuAction()->isEnabled() ? "1" : "0";
+    }
+    return loggedIn() + " " + rights + " " + (!Login::exists() ? "gone" : login().isVisible() ? "shown" : "hidden");
   }
 };
 
 TEST_F(LoginTest, TheUntouchedDefaultLogsInAfterFiveSecondsAndTheUserSwitchIsModal) {
   startAtLogin();
-  ASSERT_TRUE(Login::exists());
-  EXPECT_TRUE(login().isVisible() && !FrmMDI::exists());
+  EXPECT_FALSE(FrmMDI::exists());
+  EXPECT_EQ(state(), "- - shown");
   EXPECT_EQ(QStringList({login().windowTitle(), combo(login())->currentText(), edit(login(), "Text1")->text()}),
             QStringList({QStringLiteral("登录"), "administrator", "426813"}));
   // Typing in the password box does not hold the five seconds back.
   testing::typeText(edit(login(), "Text1"), "9");
   clock.advance(ms(4999));
-  EXPECT_FALSE(mainWindowUp());
+  EXPECT_EQ(state(), "- - shown");
   clock.advance(ms(1));
-  EXPECT_EQ(loggedIn(), "administrator");
-  EXPECT_EQ(rights(), std::vector<bool>(8, true));
-  clock.advance(ms(0));
-  EXPECT_FALSE(Login::exists());  // unloaded after its handler
+  clock.advance(ms(0));  // unloaded after its handler
+  EXPECT_EQ(state(), "administrator 11111111 gone");
   EXPECT_TRUE(logLines()[1].endsWith(QStringLiteral("]星澜站点监控启动")));
 
   // Log-off makes the guest.
   mdi().LogOff_Click();
-  EXPECT_EQ(core::currentUser, "guest");
+  EXPECT_EQ(state(), "guest 00000000 gone");
   EXPECT_EQ(messages(), QStringList{QStringLiteral("注销成功")});
   EXPECT_EQ(dialogs.shown.at(0).style, platform::kInformation);
   EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
-  EXPECT_EQ(rights(), std::vector<bool>(8, false));
 
   // A switch that is cancelled: the guest stays guest; the dialog stays loaded and hidden.
   drivers.push_back([&](ui::DialogForm& f) {
@@ -67,11 +68,10 @@ TEST_F(LoginTest, TheUntouchedDefaultLogsInAfterFiveSecondsAndTheUserSwitchIsMod
   });
   const int linesBefore = logLines().size();
   mdi().action("User Switch")->trigger();
-  EXPECT_TRUE(ended == 0 && core::currentUser == "guest");
+  EXPECT_EQ(ended, 0);
+  EXPECT_EQ(state(), "guest 00000000 hidden");
   EXPECT_EQ(logLines().size(), linesBefore + 1);
   EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
-  ASSERT_TRUE(Login::exists());
-  EXPECT_FALSE(login().isVisible());
 
   // Shown again without a load: no timer, the last text stays; the button logs in.
   drivers.push_back([&](ui::DialogForm& f) {
@@ -81,9 +81,7 @@ TEST_F(LoginTest, TheUntouchedDefaultLogsInAfterFiveSecondsAndTheUserSwitchIsMod
     click(f, "Command1");
   });
   mdi().UserSwitch_Click();
-  EXPECT_EQ(core::currentUser, "administrator");
-  EXPECT_EQ(rights(), std::vector<bool>(8, true));
-  EXPECT_FALSE(Login::exists());
+  EXPECT_EQ(state(), "administrator 11111111 gone");
 
   // A switch by the five seconds, inside the modal dialog.
   drivers.push_back([&](ui::DialogForm& f) {
@@ -92,7 +90,7 @@ TEST_F(LoginTest, TheUntouchedDefaultLogsInAfterFiveSecondsAndTheUserSwitchIsMod
   });
   mdi().LogOff_Click();
   mdi().UserSwitch_Click();
-  EXPECT_EQ(core::currentUser, "administrator");
+  EXPECT_EQ(state(), "administrator 11111111 gone");
   EXPECT_EQ(modals, (QStringList{"Login", "Login", "Login"}));
 }
 
@@ -101,18 +99,18 @@ TEST_F(LoginTest, AChangedPasswordWaitsForTheButtonWithItsMessages) {
   startAtLogin();
   EXPECT_EQ(edit(login(), "Text1")->text(), "");
   clock.advance(ms(60000));
-  EXPECT_TRUE(!mainWindowUp() && login().isVisible());
+  EXPECT_EQ(state(), "- - shown");
   testing::typeOver(combo(login()), "Administrator");
   click(login(), "Command1");
   testing::typeOver(combo(login()), "administrator");
   click(login(), "Command1");
   testing::typeText(edit(login(), "Text1"), "secret");
   click(login(), "Command1");
-  EXPECT_FALSE(mainWindowUp());
+  EXPECT_EQ(state(), "- - shown");
   testing::retype(edit(login(), "Text1"), "Secret");
   click(login(), "Command1");
   EXPECT_EQ(messages(), (QStringList{"请选择登陆用户名！", "密码不能为空！", "密码错误，请重新输入！"}));
-  EXPECT_EQ(loggedIn(), "administrator");
+  EXPECT_EQ(state(), "administrator 11111111 hidden");
 }
 
 TEST_F(LoginTest, ATouchOfTheUserBoxOrAClickInThePasswordBoxStopsTheTimer) {
@@ -120,9 +118,10 @@ TEST_F(LoginTest, ATouchOfTheUserBoxOrAClickInThePasswordBoxStopsTheTimer) {
   startAtLogin();
   QTest::mouseClick(edit(login(), "Text1"), Qt::LeftButton);
   clock.advance(ms(10000));
-  EXPECT_FALSE(mainWindowUp());
+  EXPECT_EQ(state(), "- - shown");
   click(login(), "Command1");
-  EXPECT_TRUE(mainWindowUp() && messages().isEmpty());
+  EXPECT_EQ(state(), "administrator 11111111 hidden");
+  EXPECT_TRUE(messages().isEmpty());
 }
 
 TEST_F(LoginTest, ChoosingTheGuestStopsTheTimerAndTheGuestNeedsNoPassword) {
@@ -130,11 +129,10 @@ TEST_F(LoginTest, ChoosingTheGuestStopsTheTimerAndTheGuestNeedsNoPassword) {
   testing::activate(combo(login()), 1);
   EXPECT_FALSE(login().Timer1.enabled());
   clock.advance(ms(10000));
-  EXPECT_FALSE(mainWindowUp());
+  EXPECT_EQ(state(), "- - shown");
   edit(login(), "Text1")->clear();
   click(login(), "Command1");
-  EXPECT_EQ(loggedIn(), "guest");
-  EXPECT_EQ(rights(), std::vector<bool>(8, false));
+  EXPECT_EQ(state(), "guest 00000000 hidden");
   // Everything else stays for the guest.
   for (const char* n : {"UserSwitch", "Exit", "RealTimeMonitoring", "GlobalMonitoring", "About", "User Switch",
                         "Real Time Monitoring", "Daily Monitoring", "Global Monitoring", "History Monitoring"})
