@@ -167,27 +167,22 @@ TEST_F(MainWindowTest, StationsLoadPortByPortAndTheScanFillsTheLists) {
   EXPECT_TRUE(mdi().Timer2.enabled());
 }
 
-TEST_F(MainWindowTest, CollidingKeyEndsTheListingOfItsPort) {
-  setPorts({"COM3,9600"});
-  addStation("A", "COM3,9600", "1");
-  addStation("Twin", "COM3,9600", "1");
-  addStation("C", "COM3,9600", "3");
-  start();
-  clock.advance(ms(300));
-  EXPECT_EQ(treeText(), "站点资源管理器: COM3,9600 [A;]");
-  EXPECT_EQ(testing::grid(scan(), "VsFList1")->rows(), 2);
-}
-
-TEST_F(MainWindowTest, StationNamedLikeACommentKeepsItsRecorderMark) {
+// A station whose port and ID another one listed before it has ends the listing of its port;
+// names like comments of the settings file keep their recorder marks, where they can have one.
+TEST_F(MainWindowTest, CollidingKeyEndsTheListingAndCommentLikeNamesKeepTheirMarks) {
   setPorts({"COM3,9600"});
   addStation("#1", "COM3,9600", "1");
   addStation(";2", "COM3,9600", "2");
-  const QString ini = dir.path() + "/MSCON.DLL";
-  core::writeIniFile("Maintenance Record", "#1", "-1", ini);
+  addStation("Twin", "COM3,9600", "1");
+  addStation("C", "COM3,9600", "3");
+  core::writeIniFile("Maintenance Record", "#1", "-1", dir.path() + "/MSCON.DLL");
   start();
-  clock.advance(ms(1500));  // loaded at 300 ms, the recorder applies its settings a second later
+  clock.advance(ms(300));
+  EXPECT_EQ(treeText(), "站点资源管理器: COM3,9600 [#1;;2;]");
+  clock.advance(ms(1200));  // the recorder applies its settings a second after the load
   // ';' does start a comment: that name has no key.
-  EXPECT_EQ(rowsOf(testing::grid(recorder(), "VSFlexGrid1"), {0}), "-1 \n \n");
+  EXPECT_EQ(rowsOf(testing::grid(scan(), "VsFList1"), {0, 1}), "#1 1 \n;2 2 \n");
+  EXPECT_EQ(rowsOf(testing::grid(recorder(), "VSFlexGrid1"), {0, 1}), "-1 #1 \n ;2 \n");
 }
 
 }  // namespace
