@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "link/vb_numbers.h"
 #include "platform/failure.h"
 #include "support/hex_bytes.h"
 
@@ -143,6 +144,26 @@ TEST(FrameCodec, NumberHelpers) {
   EXPECT_EQ(failureOf([] { byteToHex("99999999999"); }), Failure::Overflow);
   // An address of 256 makes the frame text odd; the frame is still built, one byte longer.
   EXPECT_EQ(requestFrame(256, " 03 0100 0023").size(), 9u);
+}
+
+TEST(VbNumbers, RoundingIsHalfToEvenAndLenientReading) {
+  std::ostringstream rounded, read;
+  // Minus zero is zero.
+  for (double v : {0.5, 1.5, 2.5, -0.5, -1.5, 2.4999, 2.5001}) rounded << roundHalfEven(v) + 0.0 << " ";
+  EXPECT_EQ(rounded.str(), "0 2 2 0 -2 2 3 ");
+  for (const char* text : {"", "abc", "12abc", "  -3.25V", "1e3", "1e", "&H1F", ".5", "+7", "-"})
+    read << val(text) << " ";
+  EXPECT_EQ(read.str(), "0 0 12 -3.25 1000 1 31 0.5 7 0 ");
+}
+
+TEST(VbNumbers, StrictReading) {
+  EXPECT_EQ(toNumber(" 12.5 "), 12.5);
+  for (const auto& [text, v] : {std::pair{"2.5", 2}, {"3.5", 4}, {"-7", -7}}) EXPECT_EQ(toLong(text), v) << text;
+  for (const char* bad : {"", " ", "12abc", "abc", "1 2", "--1"})
+    EXPECT_EQ(failureOf([&] { toNumber(bad); }), Failure::TypeMismatch) << bad;
+  EXPECT_THROW(toLong("3000000000"), RuntimeFailure);
+  for (double v : {256.0, -1.0}) EXPECT_THROW(toByte(v), RuntimeFailure) << v;
+  EXPECT_EQ(std::pair(toByte(255.4), toByte(-0.5)), (std::pair<std::uint8_t, std::uint8_t>(255, 0)));
 }
 
 }  // namespace
