@@ -44,16 +44,24 @@ TEST(Startup, MainPreparesTheStoreAndSettingsPathThenShowsTheFirstWindow) {
   const auto before = QFileInfo(dir.path() + "/MSCONS.DLL").size();
   Main([] {});
   EXPECT_EQ(QFileInfo(dir.path() + "/MSCONS.DLL").size(), before);
+
+  // A broken store does not stop the start.
+  QTemporaryDir broken;
+  setProgramDir(broken.path());
+  QFile junk(broken.path() + "/MSCONS.DLL");
+  ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write("this is not a database") > 0);
+  junk.close();
+  shown = false;
+  Main([&] { shown = true; });
+  EXPECT_TRUE(shown);
   setProgramDir({});
 }
 
-TEST(Startup, DoubledSeparatorIsRepaired) {
-  // A program in the root directory.
-  EXPECT_EQ(pathBeside("/", "MSCON.DLL"), "/MSCON.DLL");
-  EXPECT_EQ(pathBeside("/opt/xinglan", "MSCON.DLL"), "/opt/xinglan/MSCON.DLL");
-}
-
-TEST(Startup, InstalledOrReadOnlyProgramGetsItsDirectoryInTheDataFolder) {
+// The files beside the program, without a doubled separator for a program in the root directory;
+// an installed or read-only program gets its directory in the data folder.
+TEST(Startup, ProgramDirectories) {
+  EXPECT_EQ(pathBeside("/", "MSCON.DLL") + " " + pathBeside("/opt/xinglan", "MSCON.DLL"),
+            "/MSCON.DLL /opt/xinglan/MSCON.DLL");
   QTemporaryDir exe, data;
   const QString own = data.path() + "/xinglan";
   // A build tree keeps its files beside the executable.
@@ -65,18 +73,6 @@ TEST(Startup, InstalledOrReadOnlyProgramGetsItsDirectoryInTheDataFolder) {
     EXPECT_TRUE(QFileInfo(own).isDir());
   }
   EXPECT_EQ(programDirFor(exe.path() + "/missing", "", data.path()), own);
-}
-
-TEST(Startup, BrokenStoreDoesNotStopTheStart) {
-  QTemporaryDir dir;
-  setProgramDir(dir.path());
-  QFile junk(dir.path() + "/MSCONS.DLL");
-  ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write("this is not a database") > 0);
-  junk.close();
-  bool shown = false;
-  Main([&] { shown = true; });
-  EXPECT_TRUE(shown);
-  setProgramDir({});
 }
 
 TEST(Startup, BrowseFolderGivesTheChoiceOrNothing) {
