@@ -108,7 +108,7 @@ TEST(Config, DurationsAndRuntimeChanges) {
     EXPECT_EQ(parseDuration(text), ms(d));
   for (const char* text : {"-1ms", "soon"}) EXPECT_THROW(parseDuration(text), ConfigError) << text;
 
-  Controller c(testing::frozenStation());
+  Controller c(frozenStation());
   for (const auto& [key, value] : {std::pair{"split", "150ms"}, {"split_at", "4"}, {"Reply_Address", "7"}})
     applyRuntimeKey(c, key, value);
   EXPECT_EQ(describeFaults(c.faults()), "reply address 7, split 150ms after 4 bytes");
@@ -138,7 +138,7 @@ TEST(Config, TheExampleBusOfTheReadmeRuns) {
 
   // Station 3 reports its forced over-temperature in both fault words and has no load output.
   Controller three(bus.stations[2].options);
-  const Bytes r = testing::verified(three.handle(requestFrame(3, " 03 0100 0023"), ms(0)));
+  const Bytes r = verified(three.handle(requestFrame(3, " 03 0100 0023"), ms(0)));
   ASSERT_EQ(r.size(), 73u);
   EXPECT_TRUE((r[70] & fault::kDeviceOverTemperature) && (r[72] & fault::kDeviceOverTemperature));
   EXPECT_EQ(r[67] & 0x80, 0);

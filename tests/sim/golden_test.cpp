@@ -6,11 +6,6 @@
 namespace xl::sim {
 namespace {
 
-using testing::at;
-using testing::frozenStation;
-using testing::hex;
-using testing::verified;
-
 // The reply of `c` to a request printed with its CRC; empty when none comes.
 Bytes ask(Controller& c, std::string_view request) { return c.handle(hex(request), at(0)).value_or(Bytes{}); }
 // The reply without its CRC to a request given without one.

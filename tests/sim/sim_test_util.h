@@ -38,3 +38,10 @@ inline Bytes verified(const std::optional<Bytes>& reply) {
 }
 
 }  // namespace xl::sim::testing
+
+namespace xl::sim {
+using testing::at;
+using testing::frozenStation;
+using testing::hex;
+using testing::verified;
+}  // namespace xl::sim
