@@ -1,6 +1,8 @@
 // The example frames of the system's description, answered by the device model exactly as
 // printed; plus the byte layout of every block and the exception replies.
 
+#include <random>
+
 #include "sim_test_util.h"
 
 namespace xl::sim {
@@ -200,13 +202,7 @@ TEST(ExceptionReplies, SilenceForOtherAddressesBadFramesAndBroadcasts) {
 TEST(ExceptionReplies, AnyFrameGetsNothingOrAWellFormedReply) {
   Controller c(frozenStation(3));
   c.setRestartSilence(Duration::zero());
-  std::uint64_t x = 0x9E3779B97F4A7C15ull;
-  auto next = [&x] {
-    x ^= x << 13;
-    x ^= x >> 7;
-    x ^= x << 17;
-    return x;
-  };
+  std::mt19937_64 next(0x9E3779B97F4A7C15ull);
   const std::uint8_t functions[] = {0x03, 0x06, 0x10, 0x78, 0x79, 0x04, 0x2B};
   int answered = 0;
   for (int i = 0; i < 20000; ++i) {
