@@ -134,23 +134,21 @@ TEST(LiveModel, LoadModesLightControlLightAndHoursManualAndFrozenStations) {
   Controller c(o);
   const Readings& r = c.state().readings;
   ASSERT_FALSE(r.loadOn);
-  // Light control: 18:00, still light; 20:00, dark for long enough; 05:00; 07:00, bright. Then
-  // light and hours: on at dusk (20:00), off after the two hours of the mode (22:30). Then always
-  // on. A command goes out at the time of the step before.
-  const std::tuple<const char*, Duration, bool> steps[] = {{"", hours(6), false},
-                                                           {"", hours(8), true},
-                                                           {"", hours(17), true},
-                                                           {"", hours(19), false},
-                                                           {" 06 E01D 0002", hours(32), true},
-                                                           {"", hours(34) + minutes(30), false},
-                                                           {" 06 E01D 0011", hours(34) + minutes(31), true}};
-  Duration now = Duration::zero();
-  for (const auto& [command, at, on] : steps) {
-    if (*command) c.handle(requestFrame(1, command), now);
+  // 18:00, still light; 20:00, dark for long enough; 05:00; 07:00, bright.
+  for (const auto& [at, on] : {std::pair{hours(6), false}, {hours(8), true}, {hours(17), true}, {hours(19), false}}) {
     c.advanceTo(at);
-    now = at;
-    EXPECT_EQ(r.loadOn, on) << command << " " << platform::toMs(at);
+    EXPECT_EQ(r.loadOn, on) << at.count();
   }
+  // Light and hours: on at dusk (20:00), off after the two hours of the mode (22:30).
+  c.handle(requestFrame(1, " 06 E01D 0002"), hours(19));
+  c.advanceTo(hours(32));
+  EXPECT_TRUE(r.loadOn);
+  c.advanceTo(hours(34) + minutes(30));
+  EXPECT_FALSE(r.loadOn);
+  // Always on.
+  c.handle(requestFrame(1, " 06 E01D 0011"), hours(34) + minutes(30));
+  c.advanceTo(hours(34) + minutes(31));
+  EXPECT_TRUE(r.loadOn);
 
   // Manual: the load follows the switch.
   Controller m(station(0));
