@@ -18,8 +18,6 @@ set -euo pipefail
 
 source "$(dirname "$0")/x_lib.sh"
 
-keys() { for k in "$@"; do xsend key "$k"; sleep 0.4; done; }
-
 # The place of a window by its caption: "X Y W H".
 place() {
   local g
@@ -38,10 +36,7 @@ click_from_corner() {
 if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3
   start_session "$bin"
-  for _ in $(seq 1 60); do
-    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
-    sleep 1
-  done
+  wait_for "$MAIN_WINDOW" 60 || true
   sleep 10  # the discovery fills the station lists
 
   # 参数 > 负载配置 > 负载输出模式; the first station; 读取.
@@ -78,15 +73,8 @@ if [ "${1:-}" = "--inside-x" ]; then
   sleep 3
   import -window root "$out/deviceid.png"
 
-  status=0
-  end_session || status=1
-  exit $status
+  end_session
+  exit
 fi
 
-out=$(realpath -m "$2")
-mkdir -p "$out"
-demo_program_dir "$1"
-
-xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out"
-
-cp "$bin/sim.log" "$bin/console.log" "$out/"
+screenshot_main "$0" "$1" "$2"

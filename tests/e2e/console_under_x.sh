@@ -9,46 +9,22 @@
 # Fails when the console does not stay up or the picture is blank.
 set -euo pipefail
 
+source "$(dirname "$0")/x_lib.sh"
+
 if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3 wait_s=$4 with_sim=$5
   # The window manager draws the caption for the picture of the console alone. The long run
   # with the simulator goes without one: openbox now and then withdraws the window there after
   # some twenty seconds, which would photograph an empty screen.
-  wm=""
-  if [ "$with_sim" = 0 ]; then
-    openbox >/dev/null 2>&1 &
-    wm=$!
-  fi
-  sim=""
-  if [ "$with_sim" = 1 ]; then
-    "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
-    sim=$!
-    for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
-  else
-    sleep 1
-  fi
-  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
-  app=$!
+  if [ "$with_sim" = 1 ]; then start_session "$bin" --no-wm; else start_session "$bin"; fi
   sleep "$wait_s"
+  console_alive && import -window root "$out"
   status=0
-  # A process that has died but not been reaped still answers kill -0: ask for its state.
-  if [ -n "$(ps -o stat= -p "$app" | grep -v Z)" ]; then
-    import -window root "$out"
-  else
-    echo "the console exited early:" >&2
-    cat "$bin/console.log" >&2
+  end_session || status=1
+  if [ "$with_sim" = 1 ] && [ -e "$bin/ports/COM3" ]; then
+    echo "the simulator left its link behind" >&2
     status=1
   fi
-  kill "$app" 2>/dev/null || true
-  if [ -n "$sim" ]; then
-    kill -INT "$sim" 2>/dev/null || true
-    wait "$sim" 2>/dev/null || true
-    if [ -e "$bin/ports/COM3" ]; then
-      echo "the simulator left its link behind" >&2
-      status=1
-    fi
-  fi
-  [ -n "$wm" ] && kill "$wm" 2>/dev/null || true
   exit $status
 fi
 
@@ -58,13 +34,12 @@ wait_s=$3
 with_sim=0
 [ "${4:-}" = "--with-simulator" ] && with_sim=1
 mkdir -p "$(dirname "$out")"
-bin=$(mktemp -d)
-trap 'rm -rf "$bin"' EXIT
-cp "$src_bin/xinglan" "$bin/"
 if [ "$with_sim" = 1 ]; then
-  cp "$src_bin/xinglan-sim" "$bin/"
-  mkdir -p "$bin/ports"
-  "$src_bin/xinglan-seed-demo" "$bin"
+  demo_program_dir "$src_bin"
+else
+  bin=$(mktemp -d)
+  trap 'rm -rf "$bin"' EXIT
+  cp "$src_bin/xinglan" "$bin/"
 fi
 
 xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out" "$wait_s" "$with_sim"
@@ -74,7 +49,4 @@ if [ "$with_sim" = 1 ] && ! grep -qi '01 03 01 00 00 23' "$bin/sim.log"; then
   tail -n 40 "$bin/sim.log" >&2
   exit 1
 fi
-# A blank or nearly blank screen has only a handful of colours.
-colours=$(convert "$out" -format %k info:)
-echo "screenshot $out: $colours colours"
-[ "$colours" -gt 50 ]
+check_picture "$out"

@@ -37,10 +37,7 @@ if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3
   start_session "$bin"
   status=0
-  for _ in $(seq 1 60); do
-    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
-    sleep 1
-  done
+  wait_for "$MAIN_WINDOW" 60 || true
   sleep 10  # the discovery
   window_origin "星澜站点监控软件"
   at() { echo $((wx + $1)) $((wy + $2)); }
@@ -94,16 +91,4 @@ if [ "${1:-}" = "--inside-x" ]; then
   exit $status
 fi
 
-out=$(realpath -m "$2")
-mkdir -p "$out"
-demo_program_dir "$1"
-
-xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out" || status=$?
-
-cp "$bin/sim.log" "$bin/console.log" "$out/"
-for png in "$out"/*.png; do
-  colours=$(convert "$png" -format %k info:)
-  echo "screenshot $png: $colours colours"
-  [ "$colours" -gt 50 ]
-done
-exit "${status:-0}"
+screenshot_main "$0" "$1" "$2"

@@ -13,55 +13,30 @@ set -euo pipefail
 
 source "$(dirname "$0")/x_lib.sh"
 
-# xkeys KEY...: keys one after another, with a pause for the dialogs after each.
-xkeys() { for k in "$@"; do xsend key "$k"; sleep 0.4; done; }
-
-window_up() { xwininfo -name "$1" >/dev/null 2>&1; }
-
-# wait_for NAME SECONDS: true as soon as a window of that name exists.
-wait_for() {
-  local name=$1 limit=$2 i
-  for i in $(seq 1 $((limit * 10))); do
-    window_up "$name" && return 0
-    sleep 0.1
-  done
-  return 1
-}
-
 # shoot_dialog KEYS... -- NAME FILE: opens a dialog from the keyboard, photographs it, cancels it.
 shoot_dialog() {
   local keys=()
   while [ "$1" != "--" ]; do keys+=("$1"); shift; done
   local name=$2 file=$3
-  xkeys "${keys[@]}"
+  keys "${keys[@]}"
   if ! wait_for "$name" 5; then
     echo "the dialog $name did not open" >&2
     return 1
   fi
   sleep 1
   import -window root "$out/$file"
-  xkeys Escape
+  keys Escape
   sleep 1
 }
 
 if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3 changed=$4
-  openbox >/dev/null 2>&1 &
-  wm=$!
-  sim=""
-  if [ "$changed" = 0 ]; then
-    "$bin/xinglan-sim" --ports-dir "$bin/ports" >"$bin/sim.log" 2>&1 &
-    sim=$!
-    for _ in $(seq 1 50); do [ -e "$bin/ports/COM3" ] && break; sleep 0.1; done
-  fi
-  sleep 1
-  QT_QPA_PLATFORM=xcb "$bin/xinglan" >"$bin/console.log" 2>&1 &
-  app=$!
+  start_session "$bin"
   status=0
   if ! wait_for "登录" 10; then
     echo "no login window" >&2
     status=1
-  elif window_up "星澜站点监控软件"; then
+  elif window_up "$MAIN_WINDOW"; then
     echo "the main window came before the login" >&2
     status=1
   fi
@@ -69,7 +44,7 @@ if [ "${1:-}" = "--inside-x" ]; then
   if [ $status = 0 ] && [ "$changed" = 0 ]; then
     sleep 1
     import -window root "$out/login.png"
-    if ! wait_for "星澜站点监控软件" 6; then
+    if ! wait_for "$MAIN_WINDOW" 6; then
       echo "no main window within six seconds of the login" >&2
       status=1
     else
@@ -85,22 +60,12 @@ if [ "${1:-}" = "--inside-x" ]; then
   elif [ $status = 0 ]; then
     sleep 8
     import -window root "$out/login_changed.png"
-    if window_up "星澜站点监控软件" || ! window_up "登录"; then
+    if window_up "$MAIN_WINDOW" || ! window_up "登录"; then
       echo "with a changed password the main window came by itself" >&2
       status=1
     fi
   fi
-  if [ -z "$(ps -o stat= -p "$app" | grep -v Z)" ]; then
-    echo "the console exited:" >&2
-    cat "$bin/console.log" >&2
-    status=1
-  fi
-  kill "$app" 2>/dev/null || true
-  if [ -n "$sim" ]; then
-    kill -INT "$sim" 2>/dev/null || true
-    wait "$sim" 2>/dev/null || true
-  fi
-  kill "$wm" 2>/dev/null || true
+  end_session || status=1
   exit $status
 fi
 

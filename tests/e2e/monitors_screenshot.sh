@@ -26,10 +26,7 @@ if [ "${1:-}" = "--inside-x" ]; then
   start_session "$bin"
   status=0
   # The main window can take a while to show under Xvfb; then the discovery must be over.
-  for _ in $(seq 1 60); do
-    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
-    sleep 1
-  done
+  wait_for "$MAIN_WINDOW" 60 || true
   sleep 10
   # The choice: the real-time screen to the front (its station box takes the focus) and the
   # Down arrow. The window manager may still
@@ -62,15 +59,4 @@ if [ "${1:-}" = "--inside-x" ]; then
   exit $status
 fi
 
-out=$(realpath -m "$2")
-mkdir -p "$out"
-demo_program_dir "$1"
-
-xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out"
-
-cp "$bin/sim.log" "$bin/console.log" "$out/"
-for png in "$out"/*.png; do
-  colours=$(convert "$png" -format %k info:)
-  echo "screenshot $png: $colours colours"
-  [ "$colours" -gt 50 ]
-done
+screenshot_main "$0" "$1" "$2"

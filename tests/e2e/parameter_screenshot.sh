@@ -23,40 +23,27 @@ if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3
   start_session "$bin"
   status=0
-  for _ in $(seq 1 60); do
-    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
-    sleep 1
-  done
+  wait_for "$MAIN_WINDOW" 60 || true
   sleep 10  # the discovery fills the station lists
   for _ in 1 2 3; do
-    geometry=$(xwininfo -name "星澜站点监控软件")
-    mx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
-    my=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
-    xsend click $((mx + MENU_DX)) $((my + MENU_DY))
+    click_in "$MAIN_WINDOW" $MENU_DX $MENU_DY
     sleep 0.7
-    xsend key Down  # "设备参数"
-    sleep 0.3
-    xsend key Down  # "控制参数"
-    sleep 0.3
-    xsend key Return
-    sleep 1.5
-    xwininfo -name "控制参数" >/dev/null 2>&1 && break
+    keys Down Down Return  # "设备参数", "控制参数"
+    sleep 1.1
+    window_up "控制参数" && break
     xsend key Escape
     sleep 0.5
   done
-  if ! xwininfo -name "控制参数" >/dev/null 2>&1; then
+  if ! window_up "控制参数"; then
     echo "the control parameter screen did not open" >&2
     status=1
   fi
   xsend key Down  # the station box has the focus: the first station
   sleep 3
   import -window root "$out/parameter-chosen.png"
-  geometry=$(xwininfo -name "控制参数" || true)
-  echo "$geometry" >"$out/geometry.txt"
-  wx=$(echo "$geometry" | sed -n 's/.*Absolute upper-left X: *//p')
-  wy=$(echo "$geometry" | sed -n 's/.*Absolute upper-left Y: *//p')
+  xwininfo -name "控制参数" >"$out/geometry.txt" || true
   if [ "$READ_DX" -gt 0 ]; then
-    xsend click $((wx + READ_DX)) $((wy + READ_DY))
+    click_in "控制参数" "$READ_DX" "$READ_DY"
     sleep 3
     import -window root "$out/parameter-read.png"
   fi
@@ -64,9 +51,4 @@ if [ "${1:-}" = "--inside-x" ]; then
   exit $status
 fi
 
-out=$(realpath -m "$2")
-mkdir -p "$out"
-demo_program_dir "$1"
-
-xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out"
-cp "$bin/sim.log" "$bin/console.log" "$out/"
+screenshot_main "$0" "$1" "$2"

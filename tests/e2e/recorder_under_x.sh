@@ -25,10 +25,7 @@ if [ "${1:-}" = "--inside-x" ]; then
   bin=$2 out=$3
   start_session "$bin"
   status=0
-  for _ in $(seq 1 60); do
-    xwininfo -name "星澜站点监控软件" >/dev/null 2>&1 && break
-    sleep 1
-  done
+  wait_for "$MAIN_WINDOW" 60 || true
   one="$bin/data/东山一号站/1.csv"
   two="$bin/data/东山二号站/1.csv"
   # The files appear with the first save cycle, a second or two after the start.
@@ -65,43 +62,24 @@ if [ "${1:-}" = "--inside-x" ]; then
 
   # The window manager may still move the window, so its place is read anew for each try.
   for _ in 1 2 3 4 5; do
-    window_origin "星澜站点监控软件"
-    xsend click $((wx + RECORD_DX)) $((wy + RECORD_DY))
+    click_in "$MAIN_WINDOW" $RECORD_DX $RECORD_DY
     sleep 2
-    xwininfo -name "数据保存" >/dev/null 2>&1 && break
+    window_up "数据保存" && break
   done
-  if ! xwininfo -name "数据保存" >/dev/null 2>&1; then
+  if ! window_up "数据保存"; then
     echo "the toolbar button did not open the recorder (window at $wx,$wy)" >&2
     status=1
   fi
   import -window root "$out/recorder.png"
-  if [ -z "$(ps -o stat= -p "$app" | grep -v Z)" ]; then
-    echo "the console exited early:" >&2
-    cat "$bin/console.log" >&2
-    status=1
-  fi
-  kill "$app" 2>/dev/null || true
-  kill -INT "$sim" 2>/dev/null || true
-  wait "$sim" 2>/dev/null || true
-  kill "$wm" 2>/dev/null || true
+  end_session || status=1
   exit $status
 fi
 
-src_bin=$(cd "$1" && pwd)
+demo_program_dir "$1"
 out=$(realpath -m "$2")
-mkdir -p "$out"
-bin=$(mktemp -d)
-trap 'rm -rf "$bin"' EXIT
-cp "$src_bin/xinglan" "$src_bin/xinglan-sim" "$bin/"
-mkdir -p "$bin/ports" "$bin/data"
-"$src_bin/xinglan-seed-demo" "$bin"
+mkdir -p "$out" "$bin/data"
 # The recorder's settings, in the settings file's GBK with CR LF.
 printf '[Maintenance Record]\r\nRead Interval=10\r\nAuto Saving=1\r\nFile Path=%s\r\nSave Interval H=0\r\nSave Interval M=0\r\n东山一号站=-1\r\n东山二号站=-1\r\n' \
   "$bin/data" | iconv -f UTF-8 -t GBK >>"$bin/MSCON.DLL"
-
-xvfb-run -a -s "-screen 0 1280x800x24" "$0" --inside-x "$bin" "$out"
-
-cp "$bin/sim.log" "$bin/console.log" "$out/"
-colours=$(convert "$out/recorder.png" -format %k info:)
-echo "screenshot $out/recorder.png: $colours colours"
-[ "$colours" -gt 50 ]
+run_under_x "$0" "$out"
+check_picture "$out/recorder.png"

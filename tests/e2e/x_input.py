@@ -3,6 +3,7 @@
 real-window checks of the console.
 
     x_input.py click X Y              a left click at the screen position X, Y
+    x_input.py move X Y               the pointer to the screen position X, Y (a tooltip's rest)
     x_input.py key KEY [KEY...]        keys one after another; a KEY is a keysym ("Down",
                                        "Return", "3") or a chord of keysyms held together and
                                        released in reverse ("Alt_L+p")
@@ -23,7 +24,9 @@ d = x11.XOpenDisplay(None)
 if not d:
     sys.exit("no display")
 dp = ctypes.c_void_p(d)
-if sys.argv[1] == "click":
+if sys.argv[1] == "move":
+    xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
+elif sys.argv[1] == "click":
     xtst.XTestFakeMotionEvent(dp, -1, int(sys.argv[2]), int(sys.argv[3]), ctypes.c_ulong(0))
     x11.XFlush(dp)
     time.sleep(0.2)
