@@ -219,7 +219,8 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
                     "LTextBox19=13.80 -LTextBox12"));
   EXPECT_TRUE(list("Combo2")->currentIndex() == -1 && list("Combo1")->currentText() == kStation);
   EXPECT_TRUE(screen().blockState().dataRead);
-  // With SetChargeCurr empty "设置" refuses.
+  // "恢复默认值" leaves SetChargeCurr empty without a rated current, and "设置" refuses.
+  clickButton("Command3");
   t0 = clickButton("Command2");
   EXPECT_EQ(lastShown(), QStringLiteral("请先读数据"));
   EXPECT_TRUE(writes(t0).empty());
