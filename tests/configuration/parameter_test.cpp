@@ -22,6 +22,7 @@ namespace xl::configuration {
 namespace {
 
 using namespace testing;
+using xl::testing::split;
 using C = Control;
 using Outcome = ImportResult::Outcome;
 
@@ -94,44 +95,29 @@ TEST(ParameterRead, OtherLengthsChangeNothing) {
 // 0.1 V shows. The charge mode is bit 2 of the high byte and goes back alone; SOC opens its
 // fields after the type's rule closed them. The temperature coefficient is shown negated
 // through its rule. A lithium block shows the device's values over the computed defaults.
+// Each row "registers;boxes;write index;word".
+// Each row "registers;boxes;write index;word", rows joined by '|'.
 TEST(ParameterRead, EachCodedRegisterShowsAndGoesBack) {
-  const struct {
-    const char *registers, *texts;
-    std::size_t at;
-    int word;
-  } rows[] = {{"E004=0007", "Combo2=User +LTextBox12", 13, 0x0000},
-              {"E004=5A02", "Combo2=User", 13, 0x5A00},
-              {"E004=0000 E003=0C00", "Combo2=User", 13, 0},
-              {"E004=0001 E003=0C00", "Combo2=Flooded", 13, 1},
-              {"E004=0002 E003=0C00", "Combo2=Sealed", 13, 2},
-              {"E004=0003 E003=0C00", "Combo2=Gel", 13, 3},
-              {"E004=0004 E003=0C00", "Combo2=LI", 13, 4},
-              {"E003=3CA1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
-              {"E003=48A1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
-              {"E003=60A1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
-              {"E003=0DA1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
-              {"E003=00A1 E004=0003", "Combo4=Auto", 11, 0xFFA1},
-              {"E003=FF00", "Combo4=Auto", 11, 0xFF00},
-              {"E003=0C00", "Combo4=12V", 11, 0x0C00},
-              {"E003=1800", "Combo4=24V", 11, 0x1800},
-              {"E003=2400", "Combo4=36V", 11, 0x2400},
-              {"E003=3000", "Combo4=48V", 11, 0x3000},
-              {"E007=0000", "LTextBox16=", 19, 0},
-              {"E007=0001", "LTextBox16=0.10", 19, 1},
-              {"E021=FFE3", "Combo3=SOC +LTextBox24 +LTextBox44", 71, 0x04E3},
-              {"E021=FBE3", "Combo3=Volt.Comp. -LTextBox24", 71, 0x00E3},
-              {"E014=0003", "LTextBox10=-3", 45, 3},
-              {"E014=0000", "LTextBox10=0", 45, 0},
-              {"E014=0005", "LTextBox10=-5", 45, 5},
-              {"E014=0009", "LTextBox10=-5", 45, 5},
-              {"E014=FFFF", "LTextBox10=-5", 45, 5},
-              {"E004=0004 E005=00AA E00E=0064 E003=0C00",
-               "Combo2=LI LTextBox12=17.00 LTextBox34=10.00 Combo4=12V +LTextBox18 -LTextBox12", 15, 170}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.registers);
-    ReadScreen s = readScreen(parameterReply(row.registers));
-    EXPECT_TRUE(hasTexts(s.boxes, row.texts));
-    EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), row.at), row.word);
+  const std::string rows =
+      "E004=0007;Combo2=User +LTextBox12;13;0000|E004=5A02;Combo2=User;13;5A00|"
+      "E004=0000 E003=0C00;Combo2=User;13;0000|E004=0001 E003=0C00;Combo2=Flooded;13;0001|"
+      "E004=0002 E003=0C00;Combo2=Sealed;13;0002|E004=0003 E003=0C00;Combo2=Gel;13;0003|"
+      "E004=0004 E003=0C00;Combo2=LI;13;0004|E003=3CA1 E004=0003;Combo4=Auto;11;FFA1|"
+      "E003=48A1 E004=0003;Combo4=Auto;11;FFA1|E003=60A1 E004=0003;Combo4=Auto;11;FFA1|"
+      "E003=0DA1 E004=0003;Combo4=Auto;11;FFA1|E003=00A1 E004=0003;Combo4=Auto;11;FFA1|"
+      "E003=FF00;Combo4=Auto;11;FF00|E003=0C00;Combo4=12V;11;0C00|E003=1800;Combo4=24V;11;1800|"
+      "E003=2400;Combo4=36V;11;2400|E003=3000;Combo4=48V;11;3000|E007=0000;LTextBox16=;19;0000|"
+      "E007=0001;LTextBox16=0.10;19;0001|E021=FFE3;Combo3=SOC +LTextBox24 +LTextBox44;71;04E3|"
+      "E021=FBE3;Combo3=Volt.Comp. -LTextBox24;71;00E3|E014=0003;LTextBox10=-3;45;0003|"
+      "E014=0000;LTextBox10=0;45;0000|E014=FFFF;LTextBox10=-5;45;0005|"
+      "E004=0004 E005=00AA E00E=0064 E003=0C00;Combo2=LI LTextBox12=17.00 LTextBox34=10.00;15;00AA|"
+      "E004=0004 E005=00AA E00E=0064 E003=0C00;Combo4=12V +LTextBox18 -LTextBox12;15;00AA";
+  for (const std::string& row : split(rows, '|')) {
+    SCOPED_TRACE(row);
+    const std::vector<std::string> f = split(row, ';');
+    ReadScreen s = readScreen(parameterReply(f[0]));
+    EXPECT_TRUE(hasTexts(s.boxes, f[1]));
+    EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), std::stoul(f[2])), std::stoi(f[3], nullptr, 16));
   }
 }
 
@@ -367,34 +353,28 @@ TEST(TemperatureCoefficient, AWholeNumberFromMinus5To0OnEveryChange) {
 // above again); a coupling ends at a text that is no number; other types carry nothing. A row
 // with a type starts from fresh boxes of that type; `set` is put in without leaving a box.
 TEST(LithiumCouplings, TheBoostAndOverDischargeVoltagesCarryTheirFollowers) {
-  const struct {
-    const char *type, *set;
-    Control box;
-    const char *typed, *texts;
-  } steps[] = {
-      {"LI", "", C::LTextBox18, "14.0",
-       "LTextBox18=14.00 LTextBox16=14.00 LTextBox20=14.00 LTextBox12=16.00 TextLimit=14.00 LTextBox22=12.80"},
-      {nullptr, "", C::LTextBox18, "8", "LTextBox22=8.00 LTextBox12=10.00"},
-      {nullptr, "", C::LTextBox18, "20", "LTextBox12=17.00 LTextBox22=15.80"},
-      {"LI", "", C::LTextBox36, "11.5", "LTextBox36=11.50 LTextBox34=11.00 LTextBox40=12.50"},
-      {nullptr, "LTextBox34=9.00", C::LTextBox36, "11.5", "LTextBox34=11.50"},
-      {nullptr, "", C::LTextBox36, "11.50", "LTextBox34=11.00"},
-      {nullptr, "", C::LTextBox36, "17", "LTextBox40=17.00"},
-      {nullptr, "", C::LTextBox36, "7", "LTextBox34=7.00"},
-      {"LI", "LTextBox34= LTextBox40=12.10", C::LTextBox36, "12", "LTextBox36=12.00 LTextBox34= LTextBox40=12.10"},
-      {nullptr, "", C::LTextBox18, "14x", "LTextBox16=14x LTextBox12=16.40"},
-      {"User", "", C::LTextBox18, "14.0", "LTextBox16=14.60"},
-      {nullptr, "", C::LTextBox36, "11.5", "LTextBox34=10.60"}};
+  const char* steps =
+      "LI;;LTextBox18=14.0;LTextBox18=14.00 LTextBox16=14.00 LTextBox20=14.00 LTextBox12=16.00 TextLimit=14.00 "
+      "LTextBox22=12.80|;;LTextBox18=8;LTextBox22=8.00 LTextBox12=10.00|;;LTextBox18=20;LTextBox12=17.00 "
+      "LTextBox22=15.80|"
+      "LI;;LTextBox36=11.5;LTextBox36=11.50 LTextBox34=11.00 LTextBox40=12.50|"
+      ";LTextBox34=9.00;LTextBox36=11.5;LTextBox34=11.50|;;LTextBox36=11.50;LTextBox34=11.00|"
+      ";;LTextBox36=17;LTextBox40=17.00|;;LTextBox36=7;LTextBox34=7.00|"
+      "LI;LTextBox34= LTextBox40=12.10;LTextBox36=12;LTextBox36=12.00 LTextBox34= LTextBox40=12.10|"
+      ";;LTextBox18=14x;LTextBox16=14x LTextBox12=16.40|User;;LTextBox18=14.0;LTextBox16=14.60|"
+      ";;LTextBox36=11.5;LTextBox34=10.60";
   ParameterBoxes b;
-  for (const auto& step : steps) {
-    SCOPED_TRACE(std::string(controlName(step.box)) + "=" + step.typed);
-    if (step.type) {
+  for (const std::string& step : split(steps, '|')) {
+    SCOPED_TRACE(step);
+    const std::vector<std::string> f = split(step, ';');
+    if (!f[0].empty()) {
       b = ParameterBoxes{};
-      selectEntry(b, C::Combo2, step.type);
+      selectEntry(b, C::Combo2, f[0]);
     }
-    setTexts(b, step.set);
-    leave(b, step.box, step.typed);
-    EXPECT_TRUE(hasTexts(b, step.texts));
+    setTexts(b, f[1]);
+    const std::size_t eq = f[2].find('=');
+    leave(b, controlNamed(f[2].substr(0, eq)).value(), f[2].substr(eq + 1).c_str());
+    EXPECT_TRUE(hasTexts(b, f[3]));
   }
 }
 
