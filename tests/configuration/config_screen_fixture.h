@@ -57,7 +57,7 @@ class ConfigScreenFixture : public ConsoleFixture {
   QString lastShown() const { return dialogs.shown.empty() ? QString() : dialogs.shown.back().text; }
 
   // The controls of `screen` named in `expected` as one text: "Name=text" for a box's or
-  // list's text or a caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled
+  // list's text, a label's or a push button's caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled
   // or disabled control.
   static ::testing::AssertionResult shows(const QWidget& screen, std::string_view expected) {
     return describedAs(expected, [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
@@ -67,7 +67,8 @@ class ConfigScreenFixture : public ConsoleFixture {
       if (auto* e = qobject_cast<const QLineEdit*>(w)) value = e->text();
       if (auto* c = qobject_cast<const QComboBox*>(w)) value = c->currentText();
       if (auto* l = qobject_cast<const QLabel*>(w)) value = l->text();
-      if (auto* b = qobject_cast<const QAbstractButton*>(w)) value = b->isChecked() ? "1" : "0";
+      if (auto* b = qobject_cast<const QAbstractButton*>(w))
+        value = !b->isCheckable() ? b->text() : b->isChecked() ? "1" : "0";
       return std::pair(value.toStdString(), w->isEnabled());
     });
   }

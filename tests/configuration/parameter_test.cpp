@@ -289,41 +289,34 @@ TEST(BatteryType, NoTypeOnlyFormatsTheTenVoltageBoxesAndSocOpensTheTwoLevelBoxes
   EXPECT_FALSE(selectEntry(b, C::Combo3, "soc"));
 }
 
-// The text after the cursor leaves `box`, typed as `typed`, under `type`.
-std::string afterLeaving(Control box, const char* typed, const char* type = "User", bool soc = false) {
-  ParameterBoxes b;
-  selectEntry(b, C::Combo2, type);
-  if (soc) selectEntry(b, C::Combo3, "SOC");
-  b.setEnabled(box, true);
-  b.setText(C::LTextBox4, "20.00");
-  leave(b, box, typed);
-  return b.text(box);
-}
-
-// "Box=typed" (or only what is typed into `box`) left under `type` (and SOC): what stands in
-// the box then.
-auto leaving(const char* type, bool soc = false, std::optional<Control> box = {}) {
-  return [=](const std::string& typed) {
-    const std::size_t eq = box ? std::string::npos : typed.find('=');
-    return box ? afterLeaving(*box, typed.c_str(), type, soc)
-               : afterLeaving(controlNamed(typed.substr(0, eq)).value(), typed.c_str() + eq + 1, type, soc);
-  };
-}
-
+// "Type/Box=typed" ("Type+SOC/..." with SOC chosen) and the cursor leaves the box, enabled
+// whatever the type: what stands in the box then. A numeric prefix passes the voltage limits;
+// a text that is no number is not formatted; the discharge limit's low limit is 0, so an empty
+// box stays empty; outside "User" the full-charge level always snaps back, the discharge limit
+// does not.
 TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimalsAndWholeNumbersByTheirOwnRules) {
-  // A numeric prefix passes the limits; a text that is no number is not formatted.
-  for (Control c : {C::LTextBox12, C::TextLimit, C::LTextBox16, C::LTextBox18, C::LTextBox20, C::LTextBox22,
-                    C::LTextBox34, C::LTextBox36, C::LTextBox38, C::LTextBox40})
-    EXPECT_TRUE(mapsTo(leaving("User", false, c), "18>17.00|6.9>7.00|7>7.00|17>17.00|>7.00|13.456>13.46|13V>13V"))
-        << controlName(c);
-  // The discharge limit's low limit is 0: an empty box stays empty.
-  EXPECT_TRUE(mapsTo(leaving("User"),
-                     "LTextBox8=>100|LTextBox8=5000>3000|LTextBox8=150.5>150.5|LTextBox29=5>10|LTextBox29=601>600|"
-                     "LTextBox32=300>255|LTextBox32=>|LTextBox44=90>80|LTextBox44=-1>0|LTextBox45=0>1|"
-                     "LTextBox45=31>30|LTextBox28=700>600|LTextBox24=150>100|LTextBox24=90>90"));
-  EXPECT_TRUE(mapsTo(leaving("Gel"), "LTextBox28=700>120|LTextBox28=0>120|LTextBox16=14.2>15.20|LTextBox16=3>15.20"));
-  // Outside "User" the full-charge level always snaps back; the discharge limit does not.
-  EXPECT_TRUE(mapsTo(leaving("Sealed", true), "LTextBox24=90>100|LTextBox44=90>80|LTextBox44=50>50"));
+  const auto leaving = [](const std::string& typed) {
+    const std::size_t slash = typed.find('/'), eq = typed.find('=');
+    ParameterBoxes b;
+    selectEntry(b, C::Combo2, typed.substr(0, std::min(slash, typed.find('+'))));
+    if (typed.find("+SOC") < slash) selectEntry(b, C::Combo3, "SOC");
+    const Control box = controlNamed(typed.substr(slash + 1, eq - slash - 1)).value();
+    b.setEnabled(box, true);
+    b.setText(C::LTextBox4, "20.00");
+    return leave(b, box, typed.substr(eq + 1).c_str());
+  };
+  for (const char* box : {"LTextBox12", "TextLimit", "LTextBox16", "LTextBox18", "LTextBox20", "LTextBox22",
+                          "LTextBox34", "LTextBox36", "LTextBox38", "LTextBox40"}) {
+    for (const char* c : {"18>17.00", "6.9>7.00", "7>7.00", "17>17.00", ">7.00", "13.456>13.46", "13V>13V"})
+      EXPECT_TRUE(mapsTo(leaving, std::string("User/") + box + "=" + c));
+  }
+  EXPECT_TRUE(mapsTo(leaving,
+                     "User/LTextBox8=>100|User/LTextBox8=5000>3000|User/LTextBox8=150.5>150.5|User/LTextBox29=5>10|"
+                     "User/LTextBox29=601>600|User/LTextBox32=300>255|User/LTextBox32=>|User/LTextBox44=90>80|"
+                     "User/LTextBox44=-1>0|User/LTextBox45=0>1|User/LTextBox45=31>30|User/LTextBox28=700>600|"
+                     "User/LTextBox24=150>100|User/LTextBox24=90>90|Gel/LTextBox28=700>120|Gel/LTextBox28=0>120|"
+                     "Gel/LTextBox16=14.2>15.20|Gel/LTextBox16=3>15.20|Sealed+SOC/LTextBox24=90>100|"
+                     "Sealed+SOC/LTextBox44=90>80|Sealed+SOC/LTextBox44=50>50"));
 }
 
 TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {

@@ -36,15 +36,6 @@ inline void putHiddenStretches(Bytes& reply) {
   reply[68] = 0xE3;
 }
 
-// Register values written as "E004=5A02 E003=0C00" (hex), for a reply.
-inline std::vector<std::pair<std::uint16_t, std::uint16_t>> registers(std::string_view text) {
-  std::vector<std::pair<std::uint16_t, std::uint16_t>> out;
-  for (std::size_t at = 0; at + 9 <= text.size(); at += 10)
-    out.emplace_back(std::stoi(std::string(text.substr(at, 4)), nullptr, 16),
-                     std::stoi(std::string(text.substr(at + 5, 4)), nullptr, 16));
-  return out;
-}
-
 // The parameter reply of a device at address 1 with the values of the screen's reference
 // column (sealed, automatic system voltage, voltage compensation), `centiAmps` as charge
 // current, distinct hidden bytes and then `changed` ("E007=0000 ..."); passed through the
@@ -61,7 +52,10 @@ inline Bytes parameterReply(std::string_view changed = {}, std::uint16_t centiAm
   r[7] = 0xFF;  // automatic system voltage
   r[10] = 2;    // sealed
   r[67] = 0x00;
-  for (const auto& [reg, value] : registers(changed)) putRegister(r, reg, value);
+  // `changed` as "E004=5A02 E003=0C00" (hex).
+  for (std::size_t at = 0; at + 9 <= changed.size(); at += 10)
+    putRegister(r, std::stoi(std::string(changed.substr(at, 4)), nullptr, 16),
+                std::stoi(std::string(changed.substr(at + 5, 4)), nullptr, 16));
   const auto verified = verifyFrame(hexText(appendCrc(r)));
   EXPECT_TRUE(verified.has_value());
   return verified.value_or(Bytes{});
@@ -109,13 +103,9 @@ inline ::testing::AssertionResult hasTexts(const ParameterBoxes& b, std::string_
 
 // Puts texts into boxes, written as "Name=text Name=text".
 inline void setTexts(ParameterBoxes& b, std::string_view texts) {
-  for (std::size_t at = 0; at < texts.size();) {
-    const std::size_t end = std::min(texts.find(' ', at), texts.size());
-    const std::string_view token = texts.substr(at, end - at);
-    const std::size_t eq = token.find('=');
-    b.setText(controlNamed(token.substr(0, eq)).value(), std::string(token.substr(eq + 1)));
-    at = end + 1;
-  }
+  if (texts.empty()) return;
+  for (const std::string& token : xl::testing::split(texts, ' '))
+    b.setText(controlNamed(token.substr(0, token.find('='))).value(), token.substr(token.find('=') + 1));
 }
 
 // The register at write index `at` (high byte first).

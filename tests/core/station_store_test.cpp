@@ -61,6 +61,12 @@ TEST_F(StationStore, AMissingFileIsNotCreatedTheInstallerMakesItOnceAndAFileOfJu
                deleteStation("S1") || updateStation("S1", station("S1", "COM3,9600", "1")));
   EXPECT_EQ(getStationPort("S1") + getStationDeviceID("S1"), "");
   EXPECT_TRUE(getStations("COM3,9600").empty() && !QFile::exists(path_));
+  // Without a path of its own the store lies in the program directory, also when that is the root.
+  setStationStorePath(QString());
+  for (const auto& [programDir, path] : {std::pair{dir_.path(), path_}, {"/", "/MSCONS.DLL"}})
+    EXPECT_EQ((setProgramDir(programDir), stationStorePath()), path);
+  setProgramDir(QString());
+  setStationStorePath(path_);
 
   // The installer makes the table once and never alters it.
   ASSERT_TRUE(createStore() && checkDatabase() && insertStation(station("S1", "COM3,9600", "1")));
@@ -77,13 +83,6 @@ TEST_F(StationStore, AMissingFileIsNotCreatedTheInstallerMakesItOnceAndAFileOfJu
   EXPECT_EQ(getStationPort("S1"), "");
   ASSERT_TRUE(junk.open(QIODevice::ReadOnly));
   EXPECT_EQ(junk.readAll(), QByteArray(4096, 'x'));
-}
-
-TEST_F(StationStore, TheStoreLiesInTheProgramDirectory) {
-  setStationStorePath(QString());
-  for (const auto& [programDir, path] : {std::pair{dir_.path(), dir_.path() + "/MSCONS.DLL"}, {"/", "/MSCONS.DLL"}})
-    EXPECT_EQ((setProgramDir(programDir), stationStorePath()), path);
-  setProgramDir(QString());
 }
 
 TEST_F(StationStore, EveryColumnKeepsItsOwnValueAndQuotesAreJustText) {
