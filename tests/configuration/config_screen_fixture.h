@@ -54,7 +54,6 @@ class ConfigScreenFixture : public ConsoleFixture {
     for (const auto& s : dialogs.shown) out << s.text;
     return out.join(" | ");
   }
-  QString lastShown() const { return dialogs.shown.empty() ? QString() : dialogs.shown.back().text; }
 
   // The controls of `screen` named in `expected` as one text: "Name=text" for a box's or
   // list's text, a label's or a push button's caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled
@@ -73,8 +72,24 @@ class ConfigScreenFixture : public ConsoleFixture {
     });
   }
 
+  // What happened since the last look: the frames sent that are not the scan's own reads, and
+  // the messages shown ("frame, frame / message | message").
+  std::string since() {
+    const auto sent = testing::sentFrames(*line);
+    std::string frames, messages;
+    for (; framesSeen_ < sent.size(); ++framesSeen_) {
+      const std::string head = sent[framesSeen_].frame.substr(2, 10);
+      if (head == "0301000023" || head == "03E01D0001") continue;
+      frames += (frames.empty() ? "" : ", ") + sent[framesSeen_].frame;
+    }
+    for (; shownSeen_ < dialogs.shown.size(); ++shownSeen_)
+      messages += (messages.empty() ? "" : " | ") + dialogs.shown[shownSeen_].text.toStdString();
+    return frames + " / " + messages;
+  }
+
   sim::Bus bus{driver};
   platform::SimLine* line = nullptr;
+  std::size_t framesSeen_ = 0, shownSeen_ = 0;
 };
 
 }  // namespace xl::testing

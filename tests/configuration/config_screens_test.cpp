@@ -77,22 +77,6 @@ class ConfigScreensTest : public testing::ConfigScreenFixture {
     for (const Sent& s : sentFrom(fromMs)) n += s.frame == frame;
     return n;
   }
-
-  // What happened since the last look: the frames sent that are not the scan's own reads, and
-  // the messages shown ("frame, frame / message | message").
-  std::string since() {
-    const auto sent = testing::sentFrames(*line);
-    std::string frames, messages;
-    for (; framesSeen_ < sent.size(); ++framesSeen_) {
-      const std::string head = sent[framesSeen_].frame.substr(2, 10);
-      if (head == "0301000023" || head == "03E01D0001") continue;
-      frames += (frames.empty() ? "" : ", ") + sent[framesSeen_].frame;
-    }
-    for (; shownSeen_ < dialogs.shown.size(); ++shownSeen_)
-      messages += (messages.empty() ? "" : " | ") + dialogs.shown[shownSeen_].text.toStdString();
-    return frames + " / " + messages;
-  }
-  std::size_t framesSeen_ = 0, shownSeen_ = 0;
 };
 
 // --- Load configuration ---------------------------------------------------------------------
