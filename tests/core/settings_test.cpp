@@ -207,55 +207,40 @@ TEST_F(SettingsFile, AnyValueTheDialogsAcceptReadsBackAsTyped) {
 
 }  // namespace
 
-TEST_F(SettingsFile, AMissingFileReadsEmptyAndComesIntoBeingWithTheFirstWrite) {
+// A missing file reads empty and comes into being with the first write; every call goes to the
+// file: a change made behind the routines' back is seen by the next read and kept by the next
+// write, which keeps the file's permissions; a file that cannot be written keeps its contents.
+TEST_F(SettingsFile, EveryCallGoesToTheFileAndAFailedWriteChangesNothing) {
   EXPECT_TRUE(readIni("COMS", "ListCount").isEmpty() && readIniInt("COMS", "ListCount") == 0);
   EXPECT_EQ(getPassword(), "426813");
   EXPECT_FALSE(QFile::exists(path_));  // reading creates nothing
-
-  writeIni("COMS", "ListCount", "2");
-  EXPECT_EQ(bytes(), "[COMS]\r\nListCount=2\r\n");
-}
-
-TEST_F(SettingsFile, EveryCallGoesToTheFile) {
   writeIni("Main", "config", "1111");
-  EXPECT_EQ(getPassword(), "1111");
-
-  // A change made behind the routines' back is seen by the next read and kept by the next write.
-  setBytes("[Main]\r\nconfig=2222\r\n; kept\r\n[Other]\r\nx = 1\r\n");
-  EXPECT_EQ(getPassword(), "2222");
-  writeIni("MAIN", "Config", "3333");
-  EXPECT_EQ(bytes(), "[Main]\r\nconfig=3333\r\n; kept\r\n[Other]\r\nx = 1\r\n");
-
-  // An all-blank password is no password.
-  writeIni("Main", "config", "   ");
-  EXPECT_EQ(getPassword(), "426813");
-}
-
-TEST_F(SettingsFile, AFileThatCannotBeWrittenKeepsItsContents) {
-  setBytes("[Main]\r\nconfig=1111\r\n");
-  ASSERT_TRUE(QFile::setPermissions(path_, QFileDevice::ReadOwner | QFileDevice::ReadGroup));
-  writeIni("Main", "config", "2222"), writeIni("New", "k", "v");
   EXPECT_EQ(bytes(), "[Main]\r\nconfig=1111\r\n");
   EXPECT_EQ(getPassword(), "1111");
 
-  // A missing directory is not made.
-  const QString nowhere = dir_.filePath("no/such/dir/MSCON.DLL");
+  setBytes("[Main]\r\nconfig=2222\r\n; kept\r\n[Other]\r\nx = 1\r\n");
+  EXPECT_EQ(getPassword(), "2222");
+  const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
+  ASSERT_TRUE(QFile::setPermissions(path_, mode));
+  writeIni("MAIN", "Config", "3333");
+  EXPECT_EQ(bytes(), "[Main]\r\nconfig=3333\r\n; kept\r\n[Other]\r\nx = 1\r\n");
+  // Owner, group and other bits; the user bits depend on who runs the test.
+  EXPECT_EQ(QFile::permissions(path_) & 0xF0FF, mode);
+
+  ASSERT_TRUE(QFile::setPermissions(path_, QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+  writeIni("Main", "config", "4444"), writeIni("New", "k", "v");
+  EXPECT_EQ(bytes(), "[Main]\r\nconfig=3333\r\n; kept\r\n[Other]\r\nx = 1\r\n");
+  ASSERT_TRUE(QFile::setPermissions(path_, mode));
+  // An all-blank password is no password.
+  writeIni("Main", "config", "   ");
+  EXPECT_EQ(getPassword(), "426813");
+
+  // A missing directory is not made; a directory in the file's place reads as empty and is left
+  // alone.
+  const QString nowhere = dir_.filePath("no/such/dir/MSCON.DLL"), folder = dir_.filePath("folder");
   writeIniFile("Main", "config", "2222", nowhere);
   EXPECT_TRUE(!QDir(dir_.filePath("no")).exists() && readIniFile("Main", "config", nowhere).isEmpty());
-
-  // A directory in the file's place reads as empty and is left alone.
-  const QString folder = dir_.filePath("folder");
   ASSERT_TRUE(QDir(dir_.path()).mkdir("folder"));
   writeIniFile("Main", "config", "2222", folder);
   EXPECT_TRUE(readIniFile("Main", "config", folder).isEmpty() && QFileInfo(folder).isDir());
-}
-
-TEST_F(SettingsFile, AWriteKeepsTheFilesPermissions) {
-  setBytes("[Main]\r\n");
-  const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
-  ASSERT_TRUE(QFile::setPermissions(path_, mode));
-  writeIni("Main", "config", "1");
-  // Owner, group and other bits; the user bits depend on who runs the test.
-  EXPECT_EQ(QFile::permissions(path_) & 0xF0FF, mode);
-  EXPECT_EQ(bytes(), "[Main]\r\nconfig=1\r\n");
 }
