@@ -16,8 +16,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <map>
 #include <random>
@@ -32,196 +30,156 @@ namespace {
 
 using platform::ms;
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kAsan = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
+#ifdef __SANITIZE_ADDRESS__
 constexpr bool kAsan = true;
 #else
 constexpr bool kAsan = false;
 #endif
-#else
-constexpr bool kAsan = false;
-#endif
 
-const QDateTime kBase(QDate(2026, 1, 5), QTime(0, 0, 0));
-
+// A positive number from the environment, else `fallback`.
 double envNumber(const char* name, double fallback) {
-  const char* v = std::getenv(name);
-  if (!v || !*v) return fallback;
-  char* end = nullptr;
-  const double d = std::strtod(v, &end);
-  return end && *end == '\0' && d > 0 ? d : fallback;
+  const double d = qEnvironmentVariable(name).toDouble();
+  return d > 0 ? d : fallback;
 }
 
 long residentKb() {
   QFile f("/proc/self/status");
-  if (!f.open(QIODevice::ReadOnly)) return 0;
-  for (const QByteArray& line : f.readAll().split('\n'))
-    if (line.startsWith("VmRSS:")) return line.mid(6).trimmed().split(' ').value(0).toLong();
-  return 0;
+  const QByteArray status = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+  return status.mid(status.indexOf("VmRSS:") + 6).trimmed().split(' ').value(0).toLong();
 }
 
 // Bytes the program holds on the heap (what a leak grows; resident memory also holds what the
 // allocator keeps in reserve after fragmentation).
 long heapInUseKb() { return static_cast<long>(mallinfo2().uordblks / 1024); }
 
-class RecorderSoakTest : public testing::ConsoleFixture {};
+using RecorderSoakTest = testing::ConsoleFixture;
 
 TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
   const double hours = envNumber("XL_SOAK_HOURS", 6);
   const auto seed = static_cast<unsigned>(envNumber("XL_SOAK_SEED", 1));
-  const std::int64_t totalSeconds = static_cast<std::int64_t>(hours * 3600);
   std::mt19937 random(seed);
+  std::uniform_real_distribution<double> chance(0, 1);
+  const auto between = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
 
-  // Two lines of three stations each, all marked, a cycle every 61 s.
-  const QString ini = dir.path() + "/MSCON.DLL";
-  const QString root = dir.path() + "/data";
-  const QString away = dir.path() + "/data-away";
+  // Two lines of three stations each, all marked, a cycle every 61 s; 50 lines a file, so
+  // files roll within the hour.
+  const QString ini = dir.path() + "/MSCON.DLL", root = dir.path() + "/data", away = dir.path() + "/data-away";
   ASSERT_TRUE(QDir().mkpath(root));
   setPorts({"COM3,9600", "COM4,9600"});
   sim::Bus bus(driver);
-  struct Station {
-    QString name;
-    sim::Controller* controller;
-  };
-  std::vector<Station> stations;
+  std::vector<std::pair<QString, sim::Controller*>> stations;
   for (const char* port : {"COM3", "COM4"}) {
     for (std::uint8_t address = 1; address <= 3; ++address) {
-      const QString name = QStringLiteral("%1站%2").arg(QString::fromLatin1(port)).arg(address);
-      addStation(name, QString::fromLatin1(port) + ",9600", QString::number(address));
+      const QString name = QStringLiteral("%1站%2").arg(port).arg(address);
+      addStation(name, QString(port) + ",9600", QString::number(address));
       core::writeIniFile("Maintenance Record", name, "-1", ini);
-      stations.push_back({name, &bus.add(port, address)});
+      stations.emplace_back(name, &bus.add(port, address));
     }
   }
-  core::writeIniFile("Maintenance Record", "Auto Saving", "1", ini);
-  core::writeIniFile("Maintenance Record", "File Path", root, ini);
-  core::writeIniFile("Maintenance Record", "Save Interval H", "0", ini);
-  core::writeIniFile("Maintenance Record", "Save Interval M", "1", ini);
-  core::writeIniFile("Maintenance Record", "Line Count", "50", ini);  // rolls files within the hour
-
+  for (const auto& [key, value] : {std::pair<QString, QString>{"Auto Saving", "1"},
+                                   {"File Path", root},
+                                   {"Save Interval H", "0"},
+                                   {"Save Interval M", "1"},
+                                   {"Line Count", "50"}})
+    core::writeIniFile("Maintenance Record", key, value, ini);
   start();
   recorder().engine().setTimeSource(
-      [this] { return kBase.addMSecs(std::chrono::duration_cast<std::chrono::milliseconds>(clock.now()).count()); });
+      [this] { return QDateTime(QDate(2026, 1, 5), QTime(0, 0)).addMSecs(platform::toMs(clock.now())); });
 
-  // Faults end at a time of their own; the root folder and the unplugged station likewise.
-  std::map<std::size_t, std::int64_t> faultEnds;  // station -> second the fault ends
+  // Faults end at a time of their own (station -> second); the root folder likewise.
+  std::map<std::size_t, std::int64_t> faultEnds;
   std::int64_t rootBackAt = -1;
   int rootRemovals = 0, unplugs = 0, faultsInjected = 0;
   long rssAfterDay = 0, heapAfterDay = 0;
-  std::uniform_int_distribution<std::size_t> anyStation(0, stations.size() - 1);
-  std::uniform_real_distribution<double> chance(0, 1);
-
-  for (std::int64_t minute = 1; minute * 60 <= totalSeconds; ++minute) {
+  const auto takeRootAway = [&](std::int64_t back) {
+    EXPECT_TRUE(QDir().rename(root, away));
+    rootBackAt = back;
+    ++rootRemovals;
+  };
+  const auto inject = [&](std::size_t s, const sim::Faults& f, std::int64_t end) {
+    stations[s].second->setFaults(f);
+    faultEnds[s] = end;
+    ++faultsInjected;
+  };
+  for (std::int64_t now = 60; now <= hours * 3600; now += 60) {
     clock.advance(ms(60000));
-    const std::int64_t now = minute * 60;
     // The simulated lines keep a log of every frame for tests that look at the wire; this one
     // does not, and the log is not the console's memory.
     for (const char* port : {"COM3", "COM4"}) driver.line(port)->clearWire();
-    for (auto it = faultEnds.begin(); it != faultEnds.end();) {
-      if (it->second <= now) {
-        stations[it->first].controller->setFaults({});
-        it = faultEnds.erase(it);
-      } else {
-        ++it;
-      }
-    }
+    std::erase_if(faultEnds, [&](const auto& e) {
+      if (e.second <= now) stations[e.first].second->setFaults({});
+      return e.second <= now;
+    });
     if (rootBackAt >= 0 && rootBackAt <= now) {
       ASSERT_TRUE(QDir().rename(away, root));
       rootBackAt = -1;
     }
     // In every run, however short: the root folder away for 25 minutes from minute 20, and the
     // first station unplugged for an hour from minute 50.
-    if (minute == 20) {
-      ASSERT_TRUE(QDir().rename(root, away));
-      rootBackAt = now + 25 * 60;
-      ++rootRemovals;
-    }
-    if (minute == 50 && !faultEnds.contains(0)) {
-      stations[0].controller->setFaults({.silent = true});
-      faultEnds[0] = now + 3600;
+    if (now == 20 * 60) takeRootAway(now + 25 * 60);
+    if (now == 50 * 60 && !faultEnds.contains(0)) {
+      inject(0, {.silent = true}, now + 3600);
       ++unplugs;
     }
-    if (chance(random) < 0.08) {
-      const std::size_t s = anyStation(random);
-      if (!faultEnds.contains(s)) {
-        sim::Faults f;
-        const double kind = chance(random);
-        std::int64_t length = 60 * std::uniform_int_distribution<int>(1, 15)(random);
-        if (kind < 0.3) {
-          f.silent = true;
-        } else if (kind < 0.55) {
-          f.badCrc = true;
-        } else if (kind < 0.85) {
-          // A gap shorter or longer than the receive window: whole, or cut in two.
-          f.splitGap = ms(std::uniform_int_distribution<int>(10, 400)(random));
-        } else if (kind < 0.95) {
-          f.delay = ms(std::uniform_int_distribution<int>(50, 1500)(random));
-        } else {
-          f.silent = true;  // unplugged for hours
-          length = 3600 * std::uniform_int_distribution<int>(1, 3)(random);
-          ++unplugs;
-        }
-        stations[s].controller->setFaults(f);
-        faultEnds[s] = now + length;
-        ++faultsInjected;
+    const auto s = chance(random) < 0.08 ? static_cast<std::size_t>(between(0, 5)) : stations.size();
+    if (s < stations.size() && !faultEnds.contains(s)) {
+      const double kind = chance(random);
+      sim::Faults f;
+      std::int64_t length = 60 * between(1, 15);
+      if (kind < 0.3) {
+        f.silent = true;
+      } else if (kind < 0.55) {
+        f.badCrc = true;
+      } else if (kind < 0.85) {
+        f.splitGap = ms(between(10, 400));  // shorter or longer than the receive window: whole, or cut in two
+      } else if (kind < 0.95) {
+        f.delay = ms(between(50, 1500));
+      } else {
+        f.silent = true;  // unplugged for hours
+        length = 3600 * between(1, 3);
+        ++unplugs;
       }
+      inject(s, f, now + length);
     }
-    if (rootBackAt < 0 && chance(random) < 0.004) {
-      ASSERT_TRUE(QDir().rename(root, away));
-      rootBackAt = now + 60 * std::uniform_int_distribution<int>(5, 60)(random);
-      ++rootRemovals;
-    }
+    if (rootBackAt < 0 && chance(random) < 0.004) takeRootAway(now + 60 * between(5, 60));
     if (now == 24 * 3600) {
       rssAfterDay = residentKb();
       heapAfterDay = heapInUseKb();
     }
   }
   // Everything back in place, and one more cycle to write out what is queued.
-  for (auto& [s, end] : faultEnds) stations[s].controller->setFaults({});
-  if (rootBackAt >= 0) {
-    ASSERT_TRUE(QDir().rename(away, root));
-  }
+  for (const auto& [s, end] : faultEnds) stations[s].second->setFaults({});
+  ASSERT_TRUE(rootBackAt < 0 || QDir().rename(away, root));
   clock.advance(ms(62000));
-  const std::int64_t endSeconds = std::chrono::duration_cast<std::chrono::seconds>(clock.now()).count();
-
   EXPECT_TRUE(recorder().engine().queue().empty());
   EXPECT_EQ(recorder().engine().droppedLines(), 0);
   EXPECT_EQ(ended, 0);
 
-  // The first cycle starts at 62 s; the rows of a pass are 0.3 s apart.
-  const std::int64_t cycles = (endSeconds - 2 - 62) / 61 + 1;
+  // The first cycle starts at 62 s; the rows of a pass are 0.3 s apart. Each file: its header,
+  // at most 50 lines, CR LF after each; each line: 19 fields, its station, 61 s after the last.
+  const std::int64_t cycles = (platform::toMs(clock.now()) / 1000 - 2 - 62) / 61 + 1;
   std::int64_t files = 0;
-  for (const Station& station : stations) {
+  for (const auto& [name, controller] : stations) {
+    SCOPED_TRACE(name.toStdString());
     QStringList lines;
-    for (int n = 1;; ++n) {
-      QFile f(root + "/" + station.name + "/" + QString::number(n) + ".csv");
+    for (int n = 1;; ++n, ++files) {
+      QFile f(QStringLiteral("%1/%2/%3.csv").arg(root, name).arg(n));
       if (!f.open(QIODevice::ReadOnly)) break;
-      ++files;
-      QString text = platform::fromGbk(f.readAll());
-      ASSERT_TRUE(text.endsWith("\r\n")) << station.name.toStdString() << " " << n;
-      text.chop(2);
-      QStringList fileLines = text.split("\r\n");
-      ASSERT_EQ(fileLines.value(0), monitoring::headerLine()) << station.name.toStdString() << " " << n;
-      fileLines.removeFirst();
-      ASSERT_LE(fileLines.size(), 50) << station.name.toStdString() << " " << n;  // the line limit
+      QStringList fileLines = platform::fromGbk(f.readAll()).split("\r\n");
+      ASSERT_EQ(fileLines.takeLast(), "");
+      ASSERT_EQ(fileLines.takeFirst(), monitoring::headerLine());
+      ASSERT_LE(fileLines.size(), 50);
       lines += fileLines;
     }
-    ASSERT_EQ(lines.size(), cycles) << station.name.toStdString();
-    QDateTime previous;
-    for (const QString& line : lines) {
-      ASSERT_EQ(line.split(',').size(), 19) << line.toStdString();
-      EXPECT_EQ(line.section(',', 1, 1), station.name);
-      const QDateTime stamp = QDateTime::fromString(line.section(',', 0, 0), "yyyy-MM-dd HH:mm:ss");
-      ASSERT_TRUE(stamp.isValid()) << line.toStdString();
-      if (previous.isValid()) {
-        ASSERT_EQ(previous.secsTo(stamp), 61) << line.toStdString();
-      }
-      previous = stamp;
+    ASSERT_EQ(lines.size(), cycles);
+    const QDateTime first = QDateTime::fromString(lines.value(0).section(',', 0, 0), "yyyy-MM-dd HH:mm:ss");
+    ASSERT_TRUE(first.isValid()) << lines.value(0).toStdString();
+    for (int i = 0; i < lines.size(); ++i) {
+      ASSERT_EQ(QStringLiteral("%1 %2").arg(lines[i].split(',').size()).arg(lines[i].section(',', 0, 1)),
+                QStringLiteral("19 %1,%2").arg(first.addSecs(61 * i).toString("yyyy-MM-dd HH:mm:ss"), name));
     }
   }
-  const long rssEnd = residentKb();
-  const long heapEnd = heapInUseKb();
+  const long rssEnd = residentKb(), heapEnd = heapInUseKb();
   std::cout << "soak: " << hours << " simulated hours, seed " << seed << ", " << cycles << " cycles x "
             << stations.size() << " stations, " << files << " files, " << faultsInjected << " faults (" << unplugs
             << " unplugged for hours), root folder away " << rootRemovals << " times; RSS " << rssAfterDay

@@ -2,48 +2,31 @@
 // controllers with faults (another address, a slow reply, silence), checked on the wire, in the
 // record of the exchanges and on the screens.
 
-#include <gtest/gtest.h>
+#include <QRegularExpression>
 
-#include <QLabel>
-#include <QRadioButton>
-#include <QTest>
-
-#include "link/frame_codec.h"
-#include "link/serial_session.h"
-#include "monitoring/frm_hlstory_monitoring.h"
+#include "link/exchange_log.h"
 #include "monitoring/frm_real_time_monitoring.h"
-#include "support/two_stations.h"
-#include "support/wire_log.h"
-#include "tools/sim/bus.h"
+#include "tests/e2e/e2e.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
-using link::Verdict;
 using monitoring::Freshness;
-using monitoring::FrmHlstoryMonitoring;
 using monitoring::FrmMonitoring1;
 using monitoring::FrmRealTimeMonitoring;
-using platform::ms;
-using testing::edit;
-using testing::grid;
-using testing::Sent;
 
 const QString kOne = QStringLiteral("一号站");
 const QString kTwo = QStringLiteral("二号站");
 
-class TruthTest : public testing::TwoStationFixture {
+class TruthTest : public WholeConsole {
  protected:
   void SetUp() override {
-    TwoStationFixture::SetUp();
-    station1->state().readings.totalWhGenerated = 53960;
-    station2->state().readings.totalWhGenerated = 19410;
-    line = driver.line("COM3");
+    WholeConsole::SetUp();
     observer = link::addExchangeObserver([this](const link::Exchange& e) { exchanges.push_back(e); });
   }
   void TearDown() override {
     link::removeExchangeObserver(observer);
-    ConsoleFixture::TearDown();
+    WholeConsole::TearDown();
   }
 
   // Start-up, discovery of both stations and the first round.
@@ -52,43 +35,45 @@ class TruthTest : public testing::TwoStationFixture {
     clock.advance(ms(25000));
     ASSERT_TRUE(scan().answered(1) && scan().answered(2));
   }
-  std::vector<Verdict> verdictsOf(int address, std::int64_t fromMs = 0) const {
-    std::vector<Verdict> out;
+  // The verdicts of the exchanges with one address sent at `fromMs` or later, in order.
+  std::string verdictsOf(int address, std::int64_t fromMs = 0) const {
+    std::string out;
     for (const auto& e : exchanges)
-      if (e.address == address && e.sentUs >= fromMs * 1000) out.push_back(e.verdict);
+      if (e.address == address && e.sentUs >= fromMs * 1000) out += (out.empty() ? "" : ",") + link::verdictText(e);
     return out;
-  }
-  static void silence(sim::Controller* c, bool on) {
-    sim::Faults f;
-    f.silent = on;
-    c->setFaults(f);
   }
   FrmRealTimeMonitoring& live() { return FrmRealTimeMonitoring::instance(); }
   std::int64_t nowMs() const { return platform::toMs(clock.now()); }
-  int logCount(const QString& part) {
-    const QStringList lines = logLines();
-    return static_cast<int>(
-        std::count_if(lines.begin(), lines.end(), [&](const QString& l) { return l.contains(part); }));
-  }
 
+  // The requests of the round after the first, a second apart, whoever answers.
+  const std::vector<Sent> secondRound{{34600, frame(1, kRealTime)},
+                                      {35600, frame(2, kRealTime)},
+                                      {37600, frame(1, kLoadMode)},
+                                      {38600, frame(2, kLoadMode)}};
   std::vector<link::Exchange> exchanges;
   int observer = 0;
 };
 
 TEST_F(TruthTest, RepliesOfAnotherStationAreNeverBookedToTheStationAsked) {
-  // Station 2 answers from address 9: "地址不符", never answered, nothing shown for it.
+  // Station 2 answers from address 9: "地址不符" in each of the three discovery passes, never
+  // answered, nothing shown for it.
   sim::Faults other;
   other.replyAddress = 9;
   station2->setFaults(other);
   start();
-  clock.advance(ms(25000));
-  const auto two = verdictsOf(2);
-  ASSERT_EQ(two.size(), 3u);  // three discovery passes
-  for (Verdict v : two) EXPECT_EQ(v, Verdict::AddressMismatch);
-  EXPECT_EQ(link::verdictText(Verdict::AddressMismatch), "地址不符");
-  EXPECT_FALSE(scan().answered(2));
-  EXPECT_EQ(mdi().nodeImage("COM3,9600,2"), 3);
+  clock.advance(ms(2000));
+  scan().refreshHealth();
+  EXPECT_EQ(rowText(2), "|| colours - - -");  // not asked yet: nothing to say
+  clock.advance(ms(23000));
+  scan().refreshHealth();
+  EXPECT_EQ(verdictsOf(2), "地址不符,地址不符,地址不符");
+  EXPECT_EQ(stationsText({"COM3,9600,1", "COM3,9600,2"}),
+            "一号站 answered=1 image=2 status=1 block=73 stored=73\n"
+            "二号站 answered=0 image=3 status=0 block=0 stored=0");
   EXPECT_EQ(scan().stationHealth(kTwo).state, Freshness::NeverAnswered);
+  EXPECT_EQ(rowText(2), "|无应答|0% colours #969696 #969696 #c80000");
+  EXPECT_EQ(tooltipOf("COM3,9600,2"), QStringLiteral("无应答"));
+  EXPECT_EQ(control<QLabel>(mdi(), "HealthStatus")->text().left(12), QStringLiteral("在线站点 1/2    "));
 }
 
 TEST_F(TruthTest, LateReplyRunningIntoTheNextExchangeIsNotTheNextStations) {
@@ -96,28 +81,20 @@ TEST_F(TruthTest, LateReplyRunningIntoTheNextExchangeIsNotTheNextStations) {
   // station 2 is asked. It is not station 2's: the row keeps station 2's own block, and both
   // stations have a failure booked.
   startAndSettle();
-  auto* table = grid(scan(), "VsFList1");
-  ASSERT_EQ(table->cellData(2, 0).toByteArray().size(), 73);
-  sim::Faults slow;
-  slow.delay = ms(1200);
-  station1->setFaults(slow);
-  silence(station2, true);
+  station1->setFaults({.delay = ms(1200)});
+  silence(station2);
   const std::int64_t from = nowMs();
   clock.advance(ms(20000));
   // The pace on the wire is the scan's own: one request a second, as with answering stations.
-  const auto frames = testing::sentFrames(*line, from);
-  ASSERT_GE(frames.size(), 2u);
-  EXPECT_EQ(frames[1].atMs - frames[0].atMs, 1000);
-  EXPECT_EQ(frames[0].frame, hexText(requestFrame(1, " 03 0100 0023")));
-  EXPECT_EQ(frames[1].frame, hexText(requestFrame(2, " 03 0100 0023")));
-  EXPECT_EQ(verdictsOf(1, from).front(), Verdict::NoReply);
-  EXPECT_EQ(verdictsOf(2, from).front(), Verdict::AddressMismatch);
-  EXPECT_EQ(static_cast<std::uint8_t>(table->cellData(2, 0).toByteArray()[0]), 2);
+  EXPECT_EQ(sentFrames(*line, from), secondRound);
+  EXPECT_EQ(verdictsOf(1, from) + " / " + verdictsOf(2, from), "无应答,无应答 / 地址不符,地址不符");
+  const QByteArray kept = grid(scan(), "VsFList1")->cellData(2, 0).toByteArray();
+  EXPECT_EQ(kept.left(1).toHex() + " " + QByteArray::number(kept.size()), "02 73");
 }
 
 TEST_F(TruthTest, SilentStationChosenOnTheLiveScreenLeavesTheLineToTheScanAndStopReleasesAtOnce) {
   startAndSettle();
-  silence(station2, true);
+  silence(station2);
   // The device information, 300 ms later the real-time block, and at 900 ms the daily screen's.
   live().setCombo1Text(kTwo);
   clock.advance(ms(50));
@@ -126,34 +103,32 @@ TEST_F(TruthTest, SilentStationChosenOnTheLiveScreenLeavesTheLineToTheScanAndSto
   // Each request ended at its silence limit: nothing holds the port.
   EXPECT_FALSE(line->isOpen());
   EXPECT_FALSE(link::SerialSession::exchangeOnLine(3));
-  EXPECT_EQ(verdictsOf(2, 25000), std::vector<Verdict>(3, Verdict::NoReply));
+  EXPECT_EQ(verdictsOf(2, 25000), "无应答,无应答,无应答");
   // The scan goes on with its next round on that line, and station 1 stays fresh.
   const std::int64_t from = nowMs();
   clock.advance(ms(20000));
-  const auto frames = testing::sentFrames(*line, from);
-  ASSERT_FALSE(frames.empty());
-  EXPECT_EQ(frames[0], (Sent{34600, hexText(requestFrame(1, " 03 0100 0023"))}));
-  EXPECT_EQ(verdictsOf(1, from).front(), Verdict::Ok);
+  EXPECT_EQ(sentFrames(*line, from), secondRound);
+  EXPECT_EQ(verdictsOf(1, from), "正常,正常");
   EXPECT_EQ(scan().stationHealth(kOne).state, Freshness::Fresh);
 
   // 停止监控 with a load command out: the line is free at once, nothing waits.
-  QTest::mouseClick(testing::button(live(), "Command2"), Qt::LeftButton);
-  QTest::mouseClick(testing::control<QRadioButton>(live(), "Option2"), Qt::LeftButton);
+  QTest::mouseClick(button(live(), "Command2"), Qt::LeftButton);
+  QTest::mouseClick(control<QRadioButton>(live(), "Option2"), Qt::LeftButton);
   clock.advance(ms(20));
   ASSERT_TRUE(link::SerialSession::exchangeOnLine(3) || link::SerialSession::waitingRequests() > 0);
-  QTest::mouseClick(testing::button(live(), "Command9"), Qt::LeftButton);
+  QTest::mouseClick(button(live(), "Command9"), Qt::LeftButton);
   const auto after = link::SerialSession::exchangeOnLine(3);
   EXPECT_TRUE(!after || after->address != 2);  // the scan's, if any
   EXPECT_EQ(link::SerialSession::waitingRequests(), 0u);
 }
 
-TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndSaysSo) {
+TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsGreyedOnBothMonitors) {
   station1->state().readings.loadOn = true;
   startAndSettle();
   live().setCombo1Text(kOne);
   clock.advance(ms(1000));
-  auto* on = testing::control<QRadioButton>(live(), "Option1");
-  auto* off = testing::control<QRadioButton>(live(), "Option2");
+  auto* on = control<QRadioButton>(live(), "Option1");
+  auto* off = control<QRadioButton>(live(), "Option2");
   ASSERT_TRUE(on->isChecked());
   // Answered: the switch stays where the operator put it, no line.
   QTest::mouseClick(off, Qt::LeftButton);
@@ -166,70 +141,46 @@ TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndSaysSo) {
   clock.advance(ms(1000));
   ASSERT_TRUE(on->isChecked() || off->isChecked());
   const bool shownOn = on->isChecked();
-  silence(station1, true);
+  silence(station1);
   QTest::mouseClick(shownOn ? off : on, Qt::LeftButton);
-  EXPECT_EQ((shownOn ? off : on)->isChecked(), true);
+  EXPECT_TRUE((shownOn ? off : on)->isChecked());
   clock.advance(ms(600));
   EXPECT_EQ(on->isChecked(), shownOn);
   EXPECT_EQ(logCount(QStringLiteral("负载开关无应答：一号站")), 1);
-}
 
-TEST_F(TruthTest, StaleStationIsGreyedWithItsAgeOnBothMonitorsAndFreshAgainOnItsNextReply) {
-  startAndSettle();
-  live().setCombo1Text(kOne);
-  clock.advance(ms(1000));
-  QTest::mouseClick(testing::button(live(), "Command2"), Qt::LeftButton);
+  // Monitoring with the station answering again; then stale, greyed with its age on both
+  // monitors, and fresh again at its next reply.
+  silence(station1, false);
+  QTest::mouseClick(button(live(), "Command2"), Qt::LeftButton);
   clock.advance(ms(20000));
   QLineEdit* voltage = edit(live(), "Text9");
-  const QString shown = voltage->text();
-  ASSERT_FALSE(shown.isEmpty());
-  EXPECT_FALSE(live().showsStale());
-  EXPECT_TRUE(voltage->isEnabled());
+  // Both monitors' stale mark and label (digits as N), and the live screen's voltage box.
+  const auto staleText = [&] {
+    const auto label = [](const QWidget& screen) {
+      const auto* l = control<QLabel>(screen, "StaleLabel");
+      return l->isHidden() ? QStringLiteral("hidden") : QString(l->text()).replace(QRegularExpression("\\d+"), "N");
+    };
+    auto& daily = FrmMonitoring1::instance();
+    return QStringLiteral("live %1 %2, daily %3 %4, voltage enabled=%5 %6")
+        .arg(live().showsStale())
+        .arg(label(live()))
+        .arg(daily.showsStale())
+        .arg(label(daily))
+        .arg(voltage->isEnabled())
+        .arg(voltage->text())
+        .toStdString();
+  };
+  EXPECT_EQ(staleText(), "live 0 hidden, daily 0 hidden, voltage enabled=1 25.9");
 
-  silence(station1, true);
+  // Greyed, nothing cleared.
+  silence(station1);
   clock.advance(ms(2 * scan().roundLengthUs() / 1000 + 20000));
-  for (QWidget* screen : std::initializer_list<QWidget*>{&live(), &FrmMonitoring1::instance()}) {
-    auto* label = testing::control<QLabel>(*screen, "StaleLabel");
-    EXPECT_FALSE(label->isHidden());
-    EXPECT_TRUE(label->text().startsWith(QStringLiteral("最后应答 ")) &&
-                label->text().endsWith(QStringLiteral(" 秒前")))
-        << label->text().toStdString();
-  }
-  EXPECT_TRUE(live().showsStale());
-  EXPECT_TRUE(FrmMonitoring1::instance().showsStale());
-  EXPECT_FALSE(voltage->isEnabled());
-  EXPECT_EQ(voltage->text(), shown);  // nothing is cleared
+  EXPECT_EQ(staleText(), "live 1 最后应答 N 秒前, daily 1 最后应答 N 秒前, voltage enabled=0 25.9");
 
   silence(station1, false);
   clock.advance(ms(scan().roundLengthUs() / 1000 + 2000));
-  EXPECT_FALSE(live().showsStale());
-  EXPECT_FALSE(FrmMonitoring1::instance().showsStale());
-  EXPECT_TRUE(voltage->isEnabled());
-  EXPECT_TRUE(testing::control<QLabel>(live(), "StaleLabel")->isHidden());
-}
-
-TEST_F(TruthTest, HistoryTellsSuccessOnlyWhenEveryDayAnswered) {
-  startAndSettle();
-  mdi().show();
-  mdi().action("HlstoryMonitoring")->trigger();
-  auto& history = FrmHlstoryMonitoring::instance();
-  QComboBox* stations = testing::combo(history);
-  stations->setCurrentIndex(stations->findText(kOne));
-  emit stations->activated(stations->currentIndex());
-  clock.advance(ms(1000));
-  const auto read = [&] {
-    testing::combo(history, "Combo2")->setEditText("2");
-    QTest::mouseClick(testing::button(history, "Command5"), Qt::LeftButton);
-    clock.advance(ms(3000));
-  };
-  read();
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
-  silence(station1, true);
-  read();
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息完成：3 天无应答")), 1);
-  for (int r = 1; r <= 3; ++r) EXPECT_EQ(grid(history, "VsFList1")->textMatrix(r, 1), QStringLiteral("无应答")) << r;
+  EXPECT_EQ(staleText(), "live 0 hidden, daily 0 hidden, voltage enabled=1 25.9");
 }
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing

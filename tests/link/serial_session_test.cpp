@@ -1,7 +1,14 @@
+// The serial session on a simulated line, and the record of the wire: the verdict on each reply,
+// the ring of exchanges, and what a session reports (and that it reports nothing and posts
+// nothing while nobody watches).
+
 #include "link/serial_session.h"
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
+#include "link/exchange_log.h"
 #include "link/frame_codec.h"
 #include "platform/sim_bus.h"
 #include "platform/timer.h"
@@ -15,6 +22,13 @@ using platform::ms;
 using std::chrono::microseconds;
 
 const Bytes kRead1 = requestFrame(1, " 03 0100 0023");
+
+Bytes realTimePayload(std::uint8_t address) {
+  Bytes p = {address, 0x03, 0x46};
+  for (int i = 0; i < 70; ++i) p.push_back(static_cast<std::uint8_t>(i));
+  return p;
+}
+Bytes realTimeReply(std::uint8_t address) { return appendCrc(realTimePayload(address)); }
 
 // A simulated line COM3 at 9600 baud with one scripted device, under a virtual clock.
 class SessionTest : public ::testing::Test {
@@ -30,6 +44,10 @@ class SessionTest : public ::testing::Test {
   void TearDown() override {
     SerialSession::setScanControl(nullptr);
     platform::setPortTrace({});
+    if (observer) removeExchangeObserver(observer);
+  }
+  void watch() {
+    observer = addExchangeObserver([this](const Exchange& e) { seen.push_back(e); });
   }
 
   // A reply as the device would send it: payload plus CRC, after `latency`.
@@ -41,35 +59,25 @@ class SessionTest : public ::testing::Test {
     clock.advance(ms(wait));
   }
 
-  static Bytes realTimePayload(std::uint8_t address) {
-    Bytes p = {address, 0x03, 0x46};
-    for (int i = 0; i < 70; ++i) p.push_back(static_cast<std::uint8_t>(i));
-    return p;
-  }
-
   platform::VirtualClock clock;
   platform::SimBusDriver driver;
   platform::SimLine* line = nullptr;
   std::shared_ptr<testing::ScriptedDevice> device;
 
   std::vector<std::pair<Duration, Bytes>> replies;
-  std::vector<std::string> texts;
+  std::vector<Exchange> seen;
+  int observer = 0;
   SerialSession session{"Screen.MSComm1", SessionOptions{},
                         [this](Bytes& data, const std::string&) { replies.emplace_back(clock.now(), data); }};
 };
 
 TEST_F(SessionTest, PortTextIsTakenApart) {
   // "COM3" has no comma; "COM" is removed as written only.
-  for (const auto& [text, port] : {std::pair{"COM3,9600", 3},
-                                   {"COM12,19200", 12},
-                                   {"COMCOM5,9600", 5},
-                                   {"COM3", 0},
-                                   {"com3,9600", 0},
-                                   {"COMx,9600", 0},
-                                   {"", 0}})
-    EXPECT_EQ(getCommPort(text), port) << text;
-  for (const auto& [text, baud] : {std::pair{"COM3,9600", "9600"}, {"COM3,9600,x", "9600,x"}, {"COM3,", ""}})
-    EXPECT_EQ(getBaudRate(text), baud) << text;
+  std::string got;
+  for (const char* text : {"COM3,9600", "COM12,19200", "COMCOM5,9600", "COM3", "com3,9600", "COMx,9600", ""})
+    got += std::to_string(getCommPort(text)) + " ";
+  for (const char* text : {"COM3,9600", "COM3,9600,x", "COM3,"}) got += "/" + getBaudRate(text);
+  EXPECT_EQ(got, "3 12 5 0 0 0 0 /9600/9600,x/");
 }
 
 TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
@@ -79,25 +87,23 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   scan.sendRequest("COM3,9600", kRead1);
   ASSERT_TRUE(scan.control().portOpen());
 
-  std::vector<std::string> ops;
+  // What is done to the controls: the screen's own by its property names alone; any other
+  // control would show its name.
+  std::string ops;
   platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
-    ops.push_back(control + "." + op + "=" + value);
+    ops += (control == "Screen.MSComm1" ? "" : control + ".") + op + "=" + value + " ";
   });
   // The scan's exchange on COM3 is under way: a send on COM4 leaves it alone.
   session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
   EXPECT_TRUE(scan.control().portOpen());
-  ASSERT_FALSE(ops.empty());
-  EXPECT_EQ(ops[0], "Screen.MSComm1.CommPort=4");
+  EXPECT_TRUE(ops.starts_with("CommPort=4 ")) << ops;
   // At their silence limit both exchanges end and both ports close.
   clock.advance(ms(SerialSession::kSilenceLimitMs));
   EXPECT_FALSE(scan.control().portOpen());
   EXPECT_FALSE(session.control().portOpen());
   ops.clear();
   session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
-  // The screen's own control by its property names alone; any other control would show its name.
-  std::string all;
-  for (const std::string& op : ops) all += (op.rfind("Screen.MSComm1.", 0) == 0 ? op.substr(15) : op) + " ";
-  EXPECT_EQ(all,
+  EXPECT_EQ(ops,
             "CommPort=4 Settings=9600,N,8,1 InputMode=1 InputLen=0 InBufferSize=1024 OutBufferSize=512 "
             "PortOpen=True SThreshold=0 RThreshold=1 InBufferCount=0 OutBufferCount=0 "
             "Output=02 03 01 00 00 23 05 DC ");
@@ -110,28 +116,7 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
   EXPECT_TRUE(ops.empty());
   clock.advance(ms(SerialSession::kSilenceLimitMs));
-  ASSERT_GE(ops.size(), 2u);
-  EXPECT_EQ(ops[0] + " " + ops[1], "Screen.MSComm1.PortOpen=False Screen.MSComm1.CommPort=4");
-}
-
-TEST_F(SessionTest, GoodReplyIsReadAtTheEndOfTheWindowAndThePortCloses) {
-  replyWith(realTimePayload(1));
-  session.sendRequest("COM3,9600", kRead1);
-  // The 8-byte request takes 8333 us; the device answers 5 ms later; its first byte is in
-  // after one more byte time; the window then runs 100 ms.
-  const Duration firstByte = microseconds(8333 + 5000 + 1041);
-  clock.advance(firstByte + ms(99));
-  EXPECT_TRUE(replies.empty());
-  EXPECT_TRUE(session.control().portOpen());
-  clock.advance(ms(2));
-  ASSERT_EQ(replies.size(), 1u);
-  EXPECT_EQ(replies[0].first, firstByte + ms(100));
-  EXPECT_EQ(replies[0].second, realTimePayload(1));
-  EXPECT_EQ(replies[0].second.size() - 1, 72u);  // the upper index a handler insists on
-  EXPECT_FALSE(session.control().portOpen());
-  // The 75 bytes of the reply took 78 ms on the wire.
-  ASSERT_EQ(line->wire().size(), 2u);
-  EXPECT_EQ(platform::toMs(line->wire()[1].end - line->wire()[1].start), 78);
+  EXPECT_TRUE(ops.starts_with("PortOpen=False CommPort=4 ")) << ops;
 }
 
 TEST_F(SessionTest, SilenceEndsTheExchangeAndALateReplyIsNeverRead) {
@@ -147,16 +132,6 @@ TEST_F(SessionTest, SilenceEndsTheExchangeAndALateReplyIsNeverRead) {
   EXPECT_TRUE(replies.empty());
 }
 
-// The answer of another station is never handed on (the whole console's truth tests); an
-// exception of the station asked is, as its three bytes.
-TEST_F(SessionTest, ExceptionReplyIsDispatchedAsThreeBytes) {
-  replyWith(Bytes{0x01, 0x83, 0x02});
-  exchange(session, "COM3,9600", kRead1, 300);
-  ASSERT_EQ(replies.size(), 1u);
-  EXPECT_EQ(replies[0].second, (Bytes{0x01, 0x83, 0x02}));
-  EXPECT_FALSE(session.control().portOpen());
-}
-
 TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
   Bytes wrongCrc = appendCrc(realTimePayload(1));
   std::swap(wrongCrc[73], wrongCrc[74]);
@@ -167,19 +142,29 @@ TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
       {"split by 150 ms", {{ms(5), head}, {ms(150), tail}}},
       {"address 0", {{ms(5), appendCrc(Bytes{0x00, 0x03, 0x02, 0x00, 0x01})}}},
       {"too short to read", {{ms(5), Bytes{0x01, 0x03}}}},
+      {"wrong baud rate", {{ms(5), appendCrc(realTimePayload(1))}}},
   };
   for (const auto& [name, reply] : cases) {
     replies.clear();
+    device->received.clear();
     device->reply = reply;
-    exchange(session, "COM3,9600", kRead1, 400);
+    const bool wrongBaud = std::string_view(name) == "wrong baud rate";
+    exchange(session, wrongBaud ? "COM3,19200" : "COM3,9600", kRead1, 400);
     EXPECT_TRUE(replies.empty()) << name;
     EXPECT_FALSE(session.control().portOpen()) << name;
+    EXPECT_EQ(device->received.empty(), wrongBaud) << name;  // at the wrong rate it hears noise only
   }
   // After the split reply, a good one is not mixed with the lost tail.
   replyWith(realTimePayload(2));
   exchange(session, "COM3,9600", requestFrame(2, " 03 0100 0023"), 400);
-  ASSERT_EQ(replies.size(), 1u);
+  // The answer of another station is never handed on (the whole console's truth tests); an
+  // exception of the station asked is, as its three bytes.
+  replyWith(Bytes{0x01, 0x83, 0x02});
+  exchange(session, "COM3,9600", kRead1, 300);
+  ASSERT_EQ(replies.size(), 2u);
   EXPECT_EQ(replies[0].second, realTimePayload(2));
+  EXPECT_EQ(replies[1].second, (Bytes{0x01, 0x83, 0x02}));
+  EXPECT_FALSE(session.control().portOpen());
 }
 
 TEST_F(SessionTest, FailedSendsWriteNothing) {
@@ -198,13 +183,6 @@ TEST_F(SessionTest, FailedSendsWriteNothing) {
   replyWith(realTimePayload(1));
   exchange(session, "COM3,9600", kRead1, 300);
   EXPECT_EQ(replies.size(), 1u);
-}
-
-TEST_F(SessionTest, WrongBaudRateIsSilence) {
-  replyWith(realTimePayload(1));
-  exchange(session, "COM3,19200", kRead1, 500);
-  EXPECT_TRUE(replies.empty());
-  EXPECT_TRUE(device->received.empty());
 }
 
 TEST_F(SessionTest, EmptyPortTextLeavesAtOnceOnlyWhereTheScreenSaysSo) {
@@ -250,15 +228,31 @@ TEST_F(SessionTest, ReplyTextGoesToTheHiddenBoxBeforeTheCheck) {
   EXPECT_EQ(shown, (std::vector<std::string>{hexText(wrong), ""}));
 }
 
-TEST_F(SessionTest, TimerTicksWaitForTheReceiveWindow) {
-  // A timer due every 30 ms keeps ticking, but none of its ticks is served inside the window:
-  // those that fall due there run right after the reply handler, merged into one.
+// A good reply is read at the end of the receive window and the port closes. A timer due every
+// 30 ms keeps ticking, but none of its ticks is served inside the window: those that fall due
+// there run right after the reply handler, merged into one.
+TEST_F(SessionTest, GoodReplyIsReadAtTheEndOfTheWindowWhileTimerTicksWait) {
   std::vector<std::int64_t> ticks;
   platform::Timer timer(30, [&] { ticks.push_back(clock.now().count()); });
   timer.setEnabled(true);
   replyWith(realTimePayload(1));
-  exchange(session, "COM3,9600", kRead1, 250);
+  session.sendRequest("COM3,9600", kRead1);
+  // The 8-byte request takes 8333 us; the device answers 5 ms later; its first byte is in
+  // after one more byte time; the window then runs 100 ms.
+  const Duration firstByte = microseconds(8333 + 5000 + 1041);
+  clock.advance(firstByte + ms(99));
+  EXPECT_TRUE(replies.empty());
+  EXPECT_TRUE(session.control().portOpen());
+  clock.advance(ms(150));
   ASSERT_EQ(replies.size(), 1u);
+  EXPECT_EQ(replies[0].first, firstByte + ms(100));
+  EXPECT_EQ(replies[0].second, realTimePayload(1));
+  EXPECT_EQ(replies[0].second.size() - 1, 72u);  // the upper index a handler insists on
+  EXPECT_FALSE(session.control().portOpen());
+  // The 75 bytes of the reply took 78 ms on the wire.
+  ASSERT_EQ(line->wire().size(), 2u);
+  EXPECT_EQ(platform::toMs(line->wire()[1].end - line->wire()[1].start), 78);
+
   const std::int64_t windowStart = (replies[0].first - ms(100)).count();
   const std::int64_t windowEnd = replies[0].first.count();
   for (std::int64_t t : ticks) EXPECT_FALSE(t > windowStart && t < windowEnd) << "tick at " << t << " us";
@@ -305,6 +299,99 @@ TEST_F(SessionTest, ARequestWaitsForTheExchangeUnderWayOnItsLine) {
   exchange(session, "COM3,9600", requestFrame(2, " 06 001A 0005"), 1000);
   ASSERT_EQ(line->wire().size(), 6u);  // request, reply, write, echo, silent request, write
   EXPECT_EQ(line->wire()[5].start, sent + ms(SerialSession::kSilenceLimitMs));
+}
+
+TEST(Verdict, EachReplyShapeGetsItsVerdict) {
+  const Bytes rt = requestFrame(1, " 03 0100 0023"), lm = requestFrame(1, " 03 E0 1D 0001");
+  int code = -1;
+  EXPECT_EQ(judgeReply(rt, realTimeReply(1)), Verdict::Ok);
+  // The answer of another station, or to another function, answers another request.
+  EXPECT_EQ(judgeReply(rt, realTimeReply(2)), Verdict::AddressMismatch);
+  EXPECT_EQ(judgeReply(rt, appendCrc({0x01, 0x04, 0x02, 0x00, 0x0F})), Verdict::AddressMismatch);
+  EXPECT_EQ(judgeReply(rt, {}), Verdict::NoReply);
+  Bytes spoiled = realTimeReply(1);
+  spoiled.back() ^= 0xFF;
+  EXPECT_EQ(judgeReply(rt, spoiled), Verdict::CrcError);
+  // A reply cut by a gap: the first part alone has no right CRC.
+  const Bytes whole = realTimeReply(1);
+  EXPECT_EQ(judgeReply(rt, Bytes(whole.begin(), whole.begin() + 40)), Verdict::CrcError);
+  EXPECT_EQ(judgeReply(rt, {0x01}), Verdict::CrcError);
+  // More than a frame can hold (a line full of noise) is no frame either, and never a failure.
+  EXPECT_EQ(judgeReply(rt, Bytes(600, 0x55)), Verdict::CrcError);
+  Bytes longest(255, 0x11);
+  longest[0] = 1, longest[1] = 0x78;
+  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), appendCrc(longest)), Verdict::Ok);
+  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), Bytes(258, 0x11)), Verdict::CrcError);
+  // A right frame of the wrong length: the load mode reply to a real-time request.
+  EXPECT_EQ(judgeReply(rt, appendCrc({0x01, 0x03, 0x02, 0x00, 0x0F})), Verdict::LengthMismatch);
+  EXPECT_EQ(judgeReply(lm, appendCrc({0x01, 0x03, 0x02, 0x00, 0x0F})), Verdict::Ok);
+  EXPECT_EQ(judgeReply(lm, appendCrc({0x01, 0x83, 0x02}), &code), Verdict::Exception);
+  EXPECT_EQ(code, 2);
+  // Writes are echoed in 8 bytes; functions of the factory have no fixed length.
+  EXPECT_EQ(judgeReply(requestFrame(1, " 06 010A 0001"), requestFrame(1, " 06 010A 0001")), Verdict::Ok);
+  EXPECT_EQ(judgeReply(requestFrame(1, " 06 010A 0001"), appendCrc({1, 6, 1, 0x0A, 0})), Verdict::LengthMismatch);
+  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), appendCrc({1, 0x78, 0, 0, 0, 0})), Verdict::Ok);
+  EXPECT_EQ(verdictText(Verdict::Exception, 2), "异常应答 02");
+  for (const char* text : {"COM3,9600", "COM3"}) EXPECT_EQ(portNameOf(text), "COM3") << text;
+}
+
+TEST(ExchangeLogRing, KeepsTheNewestAndCountsAll) {
+  ExchangeLog log(3);
+  for (int i = 1; i <= 5; ++i) {
+    Exchange e;
+    e.address = i;
+    log.push(e);
+  }
+  ASSERT_EQ(log.size(), 3u);
+  EXPECT_EQ(std::tuple(log.at(0).address, log.at(2).address, log.total()), std::tuple(3, 5, 5u));
+  log.clear();
+  EXPECT_EQ(std::tuple(log.size(), log.total()), std::tuple(0u, 5u));
+  EXPECT_EQ(ExchangeLog(0).capacity(), 1u);
+}
+
+TEST_F(SessionTest, NobodyWatchingPostsNothing) {
+  device->reply = {{ms(5), realTimeReply(1)}};
+  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  // Only the wire's own tasks: no silence limit is posted for the record.
+  const std::size_t tasks = clock.pending();
+  clock.advance(ms(1000));
+  EXPECT_EQ(replies.size(), 1u);
+  SerialSession other{"Other.MSComm1", SessionOptions{}, [](Bytes&, const std::string&) {}};
+  watch();
+  other.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  EXPECT_EQ(clock.pending(), tasks + 1);
+}
+
+// Each exchange is reported once, and its owner told once, whether answered or silent.
+TEST_F(SessionTest, ReportsGoodAndSilentExchanges) {
+  watch();
+  int ended = 0;
+  session.setOnExchangeEnded([&] { ++ended; });
+  device->reply = {{ms(5), realTimeReply(1)}};
+  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  clock.advance(ms(1000));
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(std::tuple(seen[0].verdict, seen[0].port, seen[0].address), std::tuple(Verdict::Ok, "COM3", 1));
+  EXPECT_EQ(seen[0].request, requestFrame(1, " 03 0100 0023"));
+  EXPECT_EQ(seen[0].reply, realTimeReply(1));
+  // The record ends when the receive window has closed: 8 bytes out, 5 ms, the first byte
+  // back, then the 100 ms window.
+  EXPECT_NEAR(static_cast<double>(seen[0].endedUs - seen[0].sentUs), 9 * 1041.7 + 5000 + 100000, 200);
+
+  // Silence: unanswered at the limit, not at the next request.
+  device->reply = {};
+  const auto sent = clock.now().count();
+  session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  clock.advance(ms(299));
+  EXPECT_EQ(seen.size(), 1u);
+  clock.advance(ms(1));
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_EQ(std::tuple(seen[1].verdict, seen[1].endedUs - sent), std::tuple(Verdict::NoReply, 300000));
+  // A refused send (a port text without its rate) is no exchange.
+  session.sendRequest("COM3", requestFrame(3, " 03 0100 0023"));
+  clock.advance(ms(1000));
+  EXPECT_EQ(seen.size(), 2u);
+  EXPECT_EQ(ended, 2);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The history screen's rules: requests and countdown, the row of a reply, the day count box,
-// marks and chart values, and the export lines.
+// marks and chart values, and the export lines. The frames of a reading, the cells of a reply
+// and the charts of marked rows are checked in the whole console by the screen's test.
 
 #include "monitoring/history_record.h"
 
@@ -17,14 +18,17 @@ using xl::testing::hexBytes;
 
 // The reply of the example to the request for 0xF003, as verifyFrame hands it on.
 Bytes exampleReply() {
-  const auto v =
-      verifyFrame(hexText(hexBytes("01 03 14 00 7C 00 90 01 F4 00 C8 00 96 00 3C 00 0A 00 05 00 78 00 32 28 09")));
-  return v.value();
+  return verifyFrame(hexText(hexBytes("01 03 14 00 7C 00 90 01 F4 00 C8 00 96 00 3C 00 0A 00 05 00 78 00 32 28 09")))
+      .value();
+}
+// A tick as text: the frame in hex or "-", "end" when the reading is over, the progress, "log".
+std::string describe(const HistoryTick& t) {
+  return (t.frame ? hexText(*t.frame) : "-") + (t.finished ? " end " : " ") + t.progress +
+         (t.failureLog.empty() ? "" : " log");
 }
 
-// The frames of a three-day reading and their countdown are checked on the wire by the
-// screen's test; here the countdown of a longer one and a tick after the end.
-TEST(HistoryRequests, TheCountdownTakesTheDayBoxAsItStandsAndNothingFollowsTheEnd) {
+TEST(HistoryRequests, CountdownLimitsAndTheAddressReadAtEveryTick) {
+  // The countdown takes the day box as it stands; nothing follows the end.
   HistoryReading reading;
   reading.start(10);
   EXPECT_EQ(reading.gridRows(), 12);
@@ -33,16 +37,12 @@ TEST(HistoryRequests, TheCountdownTakesTheDayBoxAsItStandsAndNothingFollowsTheEn
   while (reading.reading()) reading.tick("1", "10");
   EXPECT_EQ(reading.historyDay(), -1);
   EXPECT_FALSE(reading.tick("1", "10").frame);
-}
-
-TEST(HistoryRequests, LimitsOfTheDayAndTheAddress) {
   // One day: 0xF001 and 0xF000, three grid rows.
   HistoryReading one;
   one.start(1);
   EXPECT_EQ(one.gridRows(), 3);
   EXPECT_EQ(*one.tick("1", "1").frame, hexBytes("01 03 F0 01 00 0A A7 0D"));
   EXPECT_TRUE(one.tick("1", "1").finished);
-
   EXPECT_EQ(historyRequest(0x22, kHistoryLastDay), appendCrc(hexBytes("22 03 FF FF 00 0A")));
   for (int day : {kHistoryLastDay + 1, -1}) EXPECT_THROW(historyRequest(1, day), RuntimeFailure) << day;
 
@@ -51,50 +51,41 @@ TEST(HistoryRequests, LimitsOfTheDayAndTheAddress) {
             (std::vector<std::uint8_t>{2, 255, 0}));
   HistoryReading r;
   r.start(3);
-  EXPECT_EQ((*r.tick("7", "3").frame)[0], 7);
-  const HistoryTick bad = r.tick("256", "3");  // the station was edited meanwhile
-  EXPECT_TRUE(!bad.frame && bad.finished && !bad.failureLog.empty() && !r.reading());
+  EXPECT_EQ(describe(r.tick("7", "3")), "0703F003000A06AB 3(2)");
+  EXPECT_EQ(describe(r.tick("256", "3")), "- end  log");  // the station was edited meanwhile
+  EXPECT_FALSE(r.reading());
   EXPECT_EQ(r.historyDay(), 2);  // nothing was sent for day 2
   EXPECT_FALSE(r.tick("1", "3").frame);
 }
 
-// The cells of the example are checked in the screen's grid; here the row a reply lands in.
-TEST(HistoryRows, EachReplyLandsInTheRowOfItsDay) {
+TEST(HistoryRows, EachReplyLandsInTheRowOfItsDayAndOnlyTwentyThreeBytesCount) {
   HistoryReading reading;
   reading.start(3);
   reading.tick("1", "3");  // the request for 0xF003 has gone; historyDay is 2 now
-  const auto landing = [&] {
-    const auto row = reading.showHistoryDay(exampleReply(), reading.gridRows());
+  const auto landing = [&](const Bytes& reply, int gridRows) {
+    const auto row = reading.showHistoryDay(reply, gridRows);
     return row ? std::to_string(row->row) + " " + row->label : std::string("none");
   };
-  EXPECT_EQ(landing(), "1 3");
+  EXPECT_EQ(landing(exampleReply(), reading.gridRows()), "1 3");
   // A reply that comes after the next tick lands in the next row with the next label.
   reading.tick("1", "3");
-  EXPECT_EQ(landing(), "2 2");
-  // The reply to the last request, after the reading has ended, goes to row N + 1, day 0.
+  EXPECT_EQ(landing(exampleReply(), reading.gridRows()), "2 2");
+  // The reply to the last request, after the reading has ended, goes to row N + 1, day 0; a
+  // grid without that row (cut back by a refused start, or one short) takes no late reply.
   reading.tick("1", "3");
   reading.tick("1", "3");
-  EXPECT_EQ(landing(), "4 0");
-  // A grid without that row (cut back to its header row by a refused start, or one short) takes no late reply.
-  EXPECT_FALSE(reading.showHistoryDay(exampleReply(), 1) || reading.showHistoryDay(exampleReply(), 4));
-}
-
-TEST(HistoryRows, OnlyTwentyThreeBytesAndEveryWordUnsigned) {
-  HistoryReading reading;
-  reading.start(1);
-  reading.tick("1", "1");
-  Bytes reply = exampleReply();
+  EXPECT_EQ(
+      landing(exampleReply(), reading.gridRows()) + " " + landing(exampleReply(), 1) + " " + landing(exampleReply(), 4),
+      "4 0 none none");
+  // Any other length, or an exception reply of the device (three bytes after verifyFrame).
   for (std::size_t n : {0u, 1u, 3u, 5u, 22u, 24u, 37u})
-    EXPECT_FALSE(reading.showHistoryDay(Bytes(n, 0x01), 10) || historyValueTexts(Bytes(n, 0x01))) << n;
-  // An exception reply of the device: three bytes after verifyFrame.
-  EXPECT_FALSE(reading.showHistoryDay(hexBytes("01 83 02"), 10));
-
+    EXPECT_EQ(landing(Bytes(n, 0x01), 10) + (historyValueTexts(Bytes(n, 0x01)) ? " values" : ""), "none") << n;
+  EXPECT_EQ(landing(hexBytes("01 83 02"), 10), "none");
+  // Every word unsigned; bytes 0 to 2 are not looked at.
   EXPECT_EQ(*historyValueTexts(Bytes(23, 0xFF)),
             (std::array<std::string, 10>{"6553.5", "6553.5", "655.35", "655.35", "65535", "65535", "65535", "65535",
                                          "65.535", "65.535"}));
-  EXPECT_EQ(*historyValueTexts(Bytes(23, 0)),
-            (std::array<std::string, 10>{"0.0", "0.0", "0.00", "0.00", "0", "0", "0", "0", "0.000", "0.000"}));
-  // Bytes 0 to 2 are not looked at.
+  Bytes reply = exampleReply();
   reply[0] = 9;
   reply[2] = 0;
   EXPECT_EQ((*historyValueTexts(reply))[0], "12.4");
@@ -105,20 +96,20 @@ TEST(HistoryDayCount, TheBoxClampsWhenLeftAndTheStartRoundsHalfToEven) {
       {"3000", "1825"}, {"1825.5", "1825"}, {"1825", "1825"}, {"abc", "1"},   {"", "1"},
       {"0", "1"},       {"0.5", "1"},       {"-20", "1"},     {"2.5", "2.5"}, {"12 Tage", "12 Tage"}};
   for (const auto& [typed, shown] : left) EXPECT_EQ(clampDayCountText(typed), shown) << typed;
-  const std::pair<const char*, int> days[] = {{"2.5", 2}, {"3.5", 4}, {"100", 100}, {"0.5", 0}, {"4095", 4095}};
-  for (const auto& [typed, n] : days) EXPECT_EQ(HistoryReading::dayCount(typed).days, n) << typed;
-  EXPECT_TRUE(HistoryReading::dayCount("4095").message.empty());
-  for (const char* none : {"0", "abc", "-3", ""}) {
-    const HistoryStart s = HistoryReading::dayCount(none);
-    EXPECT_TRUE(!s.days && s.message == kChooseDaysText && s.failureLog.empty()) << none;
-  }
-  // Beyond the last register (only when the box was not left, so not clamped): no reading.
-  for (const char* many : {"4096", "1e300"}) {
-    const HistoryStart s = HistoryReading::dayCount(many);
-    EXPECT_TRUE(!s.days && s.message.empty() && !s.failureLog.empty()) << many;
+  // The days, or the message, or (beyond the last register, only when the box was not left,
+  // so not clamped) a line for the message window and no reading.
+  const std::pair<const char*, std::string> starts[] = {{"2.5", "2||"},       {"3.5", "4||"},      {"100", "100||"},
+                                                        {"0.5", "0||"},       {"4095", "4095||"},  {"0", "-|choose|"},
+                                                        {"abc", "-|choose|"}, {"-3", "-|choose|"}, {"", "-|choose|"},
+                                                        {"4096", "-||log"},   {"1e300", "-||log"}};
+  for (const auto& [typed, expected] : starts) {
+    const HistoryStart s = HistoryReading::dayCount(typed);
+    EXPECT_EQ((s.days ? std::to_string(*s.days) : "-") + "|" + (s.message == kChooseDaysText ? "choose" : s.message) +
+                  "|" + (s.failureLog.empty() ? "" : "log"),
+              expected)
+        << typed;
   }
   EXPECT_THROW(HistoryReading().start(4096), RuntimeFailure);
-
   // 2.5 read as 2 days: three requests.
   HistoryReading r;
   r.start(*HistoryReading::dayCount("2.5").days);
@@ -127,72 +118,47 @@ TEST(HistoryDayCount, TheBoxClampsWhenLeftAndTheStartRoundsHalfToEven) {
   EXPECT_EQ(sent, 3);
 }
 
-TEST(HistoryCharts, MarkedRowsOfTheChosenColumnOldestFirst) {
+TEST(HistoryCharts, MarkedRowsOnlyMarksToggleAndTheAxisTop) {
   GridRows grid{{historyHeaders().begin(), historyHeaders().end()}};
   grid.push_back({"-1", "3", "12.4", "14.4", "5.00", "2.00", "150", "60", "10", "5", "0.120", "0.050"});
   grid.push_back({"0", "2", "12.0", "14.0", "4.00", "1.00", "999", "50", "9", "4", "0.100", "0.040"});
   grid.push_back({});  // a lost reply: no mark at all
   grid.push_back({"-1", "0", "12.8", "14.6", "6.00", "2.50", "180", "70", "12", "6", "0.140", "0.060"});
-
-  const auto c = chartRequest(grid, "最大充电功率(W)", kLineChart);
+  const auto c = chartRequest(grid, "放电量(KWh)", kBarChart);
   ASSERT_TRUE(c);
-  EXPECT_EQ(c->values, (std::vector<double>{150, 180}));
+  EXPECT_EQ(c->values, (std::vector<double>{0.05, 0.06}));
   EXPECT_EQ(c->days, (std::vector<std::string>{"3", "0"}));
-  EXPECT_TRUE(c->chartType == kLineChart && c->title == "最大充电功率(W)" &&
-              c->axisTop == 199);  // 180 x 1.1 = 198, plus 1
-  const auto bars = chartRequest(grid, "放电量(KWh)", kBarChart);
-  EXPECT_TRUE(bars->values == (std::vector<double>{0.05, 0.06}) && bars->chartType == kBarChart);
-
-  // Every item of Combo3 names its own column.
-  const auto items = historyItems();
-  ASSERT_EQ(items.size(), 10u);
-  for (std::size_t i = 0; i < items.size(); ++i) EXPECT_EQ(historyItemColumn(items[i]), static_cast<int>(i) + 2);
-  EXPECT_FALSE(historyItemColumn("天前") || historyItemColumn("选择"));
-
-  // No item, an unknown item, or nothing marked: no chart at all.
-  EXPECT_FALSE(chartRequest(grid, "", kLineChart) || chartRequest(grid, "天前", kLineChart));
+  EXPECT_EQ(c->chartType, kBarChart);
+  // No item, an unknown item, or nothing marked: no chart at all; the header row is never
+  // taken, whatever its column 0 says.
+  EXPECT_FALSE(chartRequest(grid, "", kLineChart));
+  EXPECT_FALSE(chartRequest(grid, "天前", kLineChart));
   for (auto& row : grid)
     if (!row.empty() && isMarked(row[0])) row[0] = toggledMark(row[0]);
   EXPECT_FALSE(chartRequest(grid, "最大充电功率(W)", kLineChart));
-  // The header row is never taken, whatever its column 0 says.
   grid[0][0] = "-1";
   EXPECT_FALSE(chartRequest(grid, "最大充电功率(W)", kLineChart));
-}
 
-TEST(HistoryCharts, MarksToggleAndTheAxisTop) {
   for (const auto& [mark, toggled] : {std::pair{"-1", "0"}, {"0", "-1"}, {"", "-1"}, {"x", "-1"}})
     EXPECT_EQ(toggledMark(mark), toggled) << mark;
-  EXPECT_TRUE(isMarked("-1") && isMarked("-1.0") && !isMarked("0") && !isMarked(""));
-
-  // A negative value lies below the axis.
+  for (const auto& [mark, marked] : {std::pair{"-1", true}, {"-1.0", true}, {"0", false}, {"", false}})
+    EXPECT_EQ(isMarked(mark), marked) << mark;
+  // A negative value lies below the axis; the top leaves at least ten per cent above the value.
   const std::pair<std::vector<double>, int> axisTops[] = {
       {{0, 0, 0}, 1}, {{100}, 111}, {{12.5, -40, 10}, 14}, {{-5}, 0}};
   for (const auto& [values, top] : axisTops) EXPECT_EQ(chartAxisTop(values), top) << values[0];
-  // The top leaves at least ten per cent above the value.
   const std::pair<double, int> tops[] = {{0, 1},   {10, 12}, {12.5, 14},          {30, 34},
                                          {0.9, 1}, {1, 2},   {1e300, 2147483647}, {std::nan(""), 0}};
   for (const auto& [value, top] : tops) EXPECT_EQ(jiashi(value), top) << value;
 }
 
-TEST(HistoryExport, HeaderAndRowLinesByteForByte) {
+TEST(HistoryExport, LinesAndFileNames) {
   GridRows grid{{historyHeaders().begin(), historyHeaders().end()}};
-  HistoryReading reading;
-  reading.start(3);
-  reading.tick("1", "3");
-  grid.push_back(reading.showHistoryDay(exampleReply(), reading.gridRows())->cells());
   grid.push_back(std::vector<std::string>(12));  // a row whose reply never came
-
-  EXPECT_EQ(exportText(grid),
-            "天前,蓄电池最低电压(V),蓄电池最高电压(V),最大充电电流(A),最大放电电流(A),最大充电功率(W),"
-            "最大放电功率(W),充电安时数(Ah),放电安时数(Ah),发电量(KWh),放电量(KWh)\r\n"
-            "3,12.4,14.4,5.00,2.00,150,60,10,5,0.120,0.050\r\n"
-            ",,,,,,,,,,\r\n");
-
+  EXPECT_TRUE(exportText(grid).ends_with("放电量(KWh)\r\n,,,,,,,,,,\r\n"));
   // A comma inside a cell goes out as the full-width comma; the mark column is never written.
-  const std::vector<std::string> row{"-1,x", "3", "1,5", "a,b,c"};
-  EXPECT_EQ(exportLine(row), "3,1，5,a，b，c,,,,,,,,");  // eleven cells, ten commas
+  EXPECT_EQ(exportLine({"-1,x", "3", "1,5", "a,b,c"}), "3,1，5,a，b，c,,,,,,,,");  // eleven cells, ten commas
   EXPECT_EQ(csvCell(",,"), "，，");
-
   const std::pair<const char*, const char*> names[] = {{"C:\\data\\day", "C:\\data\\day.csv"},
                                                        {"day.csv", "day.csv"},
                                                        {"DAY.CSV", "DAY.CSV"},

@@ -2,38 +2,18 @@
 // in virtual time: the requests of a reading on the wire tick by tick, the rows of the replies,
 // the day count box, the marks, the charts and the export file byte for byte.
 
-#include <gtest/gtest.h>
-
 #include <QChartView>
-#include <QComboBox>
-#include <QFile>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMdiArea>
-#include <QMdiSubWindow>
-#include <QPushButton>
-#include <QTest>
 
-#include "link/frame_codec.h"
 #include "monitoring/frm_chart.h"
 #include "monitoring/frm_hlstory_monitoring.h"
 #include "platform/gbk.h"
-#include "support/two_stations.h"
-#include "support/wire_log.h"
-#include "tools/sim/bus.h"
-#include "ui/form.h"
+#include "screen_test.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
 using monitoring::FrmChart;
 using monitoring::FrmHlstoryMonitoring;
-using platform::ms;
-using testing::button;
-using testing::combo;
-using testing::edit;
-using testing::grid;
-using testing::Sent;
 
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号站");
@@ -41,20 +21,21 @@ const QString kHeaderLine = QStringLiteral(
     "天前,蓄电池最低电压(V),蓄电池最高电压(V),最大充电电流(A),最大放电电流(A),最大充电功率(W),"
     "最大放电功率(W),充电安时数(Ah),放电安时数(Ah),发电量(KWh),放电量(KWh)");
 
-// What the chart window showed each time it was opened.
-struct ChartSeen {
-  short type = 0;
-  QList<double> values;
-  double axisMin = -1, axisMax = -1;
-  bool legend = true;
-  QStringList rowLabels;
-  QString title;
-};
+// What a chart window shows: type, axis, values, row labels, legend and title.
+QString chartText(short type, double axisMax, const QList<double>& values, const QStringList& labels, bool legend,
+                  const QString& title) {
+  QStringList v;
+  for (double d : values) v << QString::number(d);
+  return QStringLiteral("type %1 top %2 [%3] rows %4%5 %6")
+      .arg(type)
+      .arg(axisMax)
+      .arg(v.join(' '), labels.join(' '), legend ? " legend" : "", title);
+}
 
-class HistoryScreenTest : public testing::TwoStationFixture {
+class HistoryScreenTest : public ScreenTest {
  protected:
   void SetUp() override {
-    TwoStationFixture::SetUp();
+    ScreenTest::SetUp();
     // The record of the example, three days ago: its reply is
     // 01 03 14 00 7C 00 90 01 F4 00 C8 00 96 00 3C 00 0A 00 05 00 78 00 32 28 09.
     station1->state().setRecord(3, {124, 144, 500, 200, 150, 60, 10, 5, 120, 50});
@@ -64,8 +45,7 @@ class HistoryScreenTest : public testing::TwoStationFixture {
     station2->state().setRecord(1, {130, 150, 100, 100, 20, 20, 3, 3, 40, 40});
     ui::setModalRunner([this](ui::DialogForm& form) {
       const auto& c = static_cast<FrmChart&>(form);
-      charts.push_back(
-          {c.chartType(), c.values(), c.axisMinimum(), c.axisMaximum(), c.legendShown(), c.rowLabels(), c.title()});
+      charts << chartText(c.chartType(), c.axisMaximum(), c.values(), c.rowLabels(), c.legendShown(), c.title());
     });
   }
   void TearDown() override { ui::setModalRunner({}), ConsoleFixture::TearDown(); }
@@ -81,26 +61,20 @@ class HistoryScreenTest : public testing::TwoStationFixture {
     clock.advance(ms(8000));
     mdi().action("HlstoryMonitoring")->trigger();
   }
-  void choose(const QString& name) {
-    const int index = combo(history())->findText(name);
-    ASSERT_GE(index, 0);
-    combo(history())->setCurrentIndex(index);
-    emit combo(history())->activated(index);
-  }
   // A station chosen and its device information read.
   void chooseAndWait(const QString& name) {
-    choose(name);
+    choose(history(), name);
     clock.advance(ms(400));
   }
-  QStringList shownTexts() const {
-    QStringList out;
-    for (const auto& d : dialogs.shown) out << d.text;
-    return out;
-  }
-  QStringList boxTexts(std::initializer_list<const char*> names) {
-    QStringList out;
-    for (const char* n : names) out << edit(history(), n)->text();
-    return out;
+  // The reading's controls: the day box or the progress box with its text, "读取", the reply
+  // awaited, the grid's rows and the request pacer.
+  QString readingState() {
+    return QStringLiteral("%1%2[%3] read%4 pending %5 rows %6%7")
+        .arg(days()->isHidden() ? "" : "days", edit(history(), "Text2")->isHidden() ? "" : "progress",
+             edit(history(), "Text2")->text(), enabled({button(history(), "Command5")}))
+        .arg(history().pendingRead)
+        .arg(rows()->rows())
+        .arg(history().Timer2.enabled() ? " pacing" : "");
   }
   // The text of an exported file, as written in GBK.
   static QString fileText(const QString& path) {
@@ -114,29 +88,22 @@ class HistoryScreenTest : public testing::TwoStationFixture {
   }
   // A click on a cell of the grid, as the operator makes it.
   void clickRow(int row, int column = 3) {
-    auto* g = rows();
-    const QModelIndex index = g->model()->index(row - 1, column);
-    g->scrollTo(index);
-    const QRect cell = g->visualRect(index);
-    QTest::mouseClick(g->viewport(), Qt::LeftButton, {}, cell.center());
+    const QModelIndex index = rows()->model()->index(row - 1, column);
+    rows()->scrollTo(index);
+    QTest::mouseClick(rows()->viewport(), Qt::LeftButton, {}, rows()->visualRect(index).center());
   }
-
   // The history requests on the wire from `fromMs` on (the scan's requests left out).
   std::vector<Sent> historyFrames(std::int64_t fromMs) const {
     std::vector<Sent> out;
-    for (const Sent& s : testing::sentFrames(*line, fromMs))
+    for (const Sent& s : sentFrames(*line, fromMs))
       if (s.frame.size() == 16 && s.frame.substr(2, 3) == "03F") out.push_back(s);
     return out;
   }
-  std::int64_t nowMs() const { return platform::toMs(clock.now()); }
-  QStringList rowTexts(int row) {
+  // Cells `from` to `to` of grid row `row`, joined by "|"; column 0 is the mark.
+  QString rowText(int row, int from = 0, int to = 11) {
     QStringList out;
-    for (int c = 0; c < 12; ++c) out << rows()->textMatrix(row, c);
-    return out;
-  }
-  int logCount(const QString& tail) {
-    return static_cast<int>(
-        std::ranges::count_if(logLines(), [&](const QString& l) { return l.trimmed().endsWith(tail); }));
+    for (int c = from; c <= to; ++c) out << rows()->textMatrix(row, c);
+    return out.join('|');
   }
   // A reading of `text` days, to its end and the last reply.
   void readDays(const QString& text, int dayCount) {
@@ -145,40 +112,60 @@ class HistoryScreenTest : public testing::TwoStationFixture {
     clock.advance(ms(150 * (dayCount + 1) + 200));
   }
 
-  std::vector<ChartSeen> charts;
+  QStringList charts;
 };
 
-TEST_F(HistoryScreenTest, TheListsTakeTheirCaptionsAndChooseNothingAndTheToolbarBringsTheScreenBack) {
+TEST_F(HistoryScreenTest, AtFirstSightRefusedStartsOnlyComplainAndTheListRebuildEmptiesTheIdentity) {
   startAndOpen();
   EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &history());
   EXPECT_EQ(history().windowTitle(), QStringLiteral("历史监控"));
-  // The stations that answered, none chosen.
-  EXPECT_TRUE(combo(history())->count() == 2 && combo(history())->currentText().isEmpty());
-  EXPECT_EQ(ui::labelFor(days())->text(), QStringLiteral("读取历史数据"));
-  EXPECT_TRUE(days()->count() == 100 && days()->itemText(99) == "100");
-  EXPECT_TRUE(days()->isEditable() && days()->currentText().isEmpty());
-  EXPECT_EQ(ui::labelFor(combo(history(), "Combo3"))->text(), QStringLiteral("项目选择"));
-  EXPECT_TRUE(!combo(history(), "Combo3")->isEditable() && combo(history(), "Combo3")->currentText().isEmpty());
-  const QStringList captions{"读取", "曲线", "柱状图", "导出到excel表格"};
-  for (int i = 0; i < 4; ++i)
-    EXPECT_EQ(button(history(), ("Command" + std::to_string(i + 5)).c_str())->text(), captions[i]);
-  EXPECT_TRUE(edit(history(), "Text1")->isHidden() && button(history(), "Command1")->isHidden());
-  EXPECT_TRUE(rows()->rows() == 1 && rows()->textMatrix(0, 1) == QStringLiteral("天前"));
+  // The stations that answered, none chosen; the lists with their captions.
+  EXPECT_EQ(listState(combo(history())) + " " + listState(days()) + " " + listState(combo(history(), "Combo3")),
+            "2 editable[] 100 editable[] 10[]");
+  EXPECT_EQ(days()->itemText(99) + ui::labelFor(days())->text() + ui::labelFor(combo(history(), "Combo3"))->text(),
+            QStringLiteral("100读取历史数据项目选择"));
+  QStringList captions;
+  for (const char* name : {"Command5", "Command6", "Command7", "Command8"}) captions << button(history(), name)->text();
+  EXPECT_EQ(captions.join('|'), QStringLiteral("读取|曲线|柱状图|导出到excel表格"));
+  EXPECT_EQ(flags({edit(history(), "Text1")->isHidden(), button(history(), "Command1")->isHidden()}), "11");
+  EXPECT_EQ(rowText(0, 1, 1) + QString::number(rows()->rows()), QStringLiteral("天前1"));
   // Closing hides; the toolbar button brings the screen back.
   history().close();
   EXPECT_TRUE(history().isHidden());
   mdi().action("History Monitoring")->trigger();
   EXPECT_FALSE(history().isHidden());
+
+  // No station: only the message.
+  days()->setEditText("3");
+  click("Command5");
+  chooseAndWait(kStation1);
+  readDays("2", 2);
+  EXPECT_EQ(readingState(), "days[] read+ pending 2 rows 4");
+  // No days: the grid is cut back, the message comes, nothing is sent.
+  const std::int64_t t0 = nowMs();
+  days()->setEditText("");
+  click("Command5");
+  EXPECT_EQ(dialogTexts(), (QStringList{QStringLiteral("选择一个可用的站点名"), QStringLiteral("读取前先选择天数")}));
+  EXPECT_EQ(readingState(), "days[] read+ pending 2 rows 1");
+  clock.advance(ms(1000));
+  EXPECT_TRUE(historyFrames(t0).empty());
+
+  // The list rebuild empties the identity; the hidden button fills a column.
+  mdi().RefreshAllStations_Click();
+  EXPECT_EQ(texts(history(), {"LTextBox1", "LTextBox6", "LTextBox7", "LTextBox8"}), "|||");
+  EXPECT_EQ(combo(history())->count(), 0);
+  history().Command1_Click();
+  EXPECT_EQ(rows()->rows(), 100);
+  EXPECT_EQ(rows()->textMatrix(1, 2) + "|" + rows()->textMatrix(10, 2) + "|" + rows()->textMatrix(11, 2), "1|10|");
 }
 
 TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile) {
   startAndOpen();
-  choose(kStation1);
+  choose(history(), kStation1);
   const std::int64_t chosen = nowMs();
   clock.advance(ms(400));
-  EXPECT_EQ(testing::sentFrames(*line, chosen).front(), (Sent{chosen, "0103000A0011A5C4"}));
-  EXPECT_EQ(boxTexts({"LTextBox1", "LTextBox6", "LTextBox7", "LTextBox8"}),
-            (QStringList{"1", "XL-MPPT4820", "V2.1.0", "16050023"}));
+  EXPECT_EQ(sentFrames(*line, chosen).front(), (Sent{chosen, "0103000A0011A5C4"}));
+  EXPECT_EQ(texts(history(), {"LTextBox1", "LTextBox6", "LTextBox7", "LTextBox8"}), "1|XL-MPPT4820|V2.1.0|16050023");
   EXPECT_TRUE(history().Timer1.enabled());
 
   days()->setEditText("3");
@@ -188,16 +175,13 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   click("Command5");
   // The progress box takes the days box's place exactly; nothing beside it moves.
   QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-  EXPECT_TRUE(edit(history(), "Text2")->geometry() == daysPlace &&
-              button(history(), "Command5")->geometry() == readPlace);
-  EXPECT_TRUE(history().pendingRead == 2 && rows()->rows() == 5);
-  EXPECT_FALSE(button(history(), "Command5")->isEnabled());
-  EXPECT_TRUE(days()->isHidden() && !edit(history(), "Text2")->isHidden());
-  EXPECT_EQ(edit(history(), "Text2")->text(), "3");
+  EXPECT_EQ(flags({edit(history(), "Text2")->geometry() == daysPlace,
+                   button(history(), "Command5")->geometry() == readPlace}),
+            "11");
+  EXPECT_EQ(readingState(), "progress[3] read- pending 2 rows 5 pacing");
   EXPECT_EQ(logCount(QStringLiteral("正在读取历史信息，请稍等...")), 1);
   // The reading goes on while the screen is hidden.
   history().close();
-
   clock.advance(ms(160));
   EXPECT_EQ(edit(history(), "Text2")->text(), "3(2)");
   // A greyed "读取" does nothing.
@@ -205,16 +189,13 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   EXPECT_EQ(history().reading().historyDays(), 3);
   clock.advance(ms(290));
   EXPECT_EQ(edit(history(), "Text2")->text(), "3(0)");
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 0);
   clock.advance(ms(150));
   // The last request has left: idle again; the message waits for the last reply.
   EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 0);
-  EXPECT_TRUE(rows()->textMatrix(4, 1).isEmpty() && button(history(), "Command5")->isEnabled());
+  EXPECT_EQ(rowText(4, 1, 1) + enabled({button(history(), "Command5")}), "+");
   clock.advance(ms(150));
   EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 1);
-  EXPECT_TRUE(!days()->isHidden() && edit(history(), "Text2")->isHidden() &&
-              edit(history(), "Text2")->text().isEmpty());
-  EXPECT_FALSE(history().Timer2.enabled());
+  EXPECT_EQ(readingState(), "days[] read+ pending 2 rows 5");
   clock.advance(ms(300));
 
   const std::vector<Sent> expected = {{t0 + 150, "0103F003000A06CD"},
@@ -222,28 +203,28 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
                                       {t0 + 450, "0103F001000AA70D"},
                                       {t0 + 600, "0103F000000AF6CD"}};
   EXPECT_EQ(historyFrames(t0), expected);
-  EXPECT_EQ(rowTexts(1),
-            QStringList({"-1", "3", "12.4", "14.4", "5.00", "2.00", "150", "60", "10", "5", "0.120", "0.050"}));
-  EXPECT_EQ(rowTexts(2), QStringList({"-1", "2", "0.0", "0.0", "0.00", "0.00", "0", "0", "0", "0", "0.000", "0.000"}));
-  EXPECT_EQ(rowTexts(4).mid(1, 3), (QStringList{"0", "11.8", "14.1"}));  // today: the running day values
-  EXPECT_EQ(edit(history(), "Text1")->text().left(6), "010314");         // the hex text of the last reply
+  EXPECT_EQ(rowText(1), "-1|3|12.4|14.4|5.00|2.00|150|60|10|5|0.120|0.050");
+  EXPECT_EQ(rowText(2), "-1|2|0.0|0.0|0.00|0.00|0|0|0|0|0.000|0.000");
+  EXPECT_EQ(rowText(4, 1, 3), "0|11.8|14.1");                     // today: the running day values
+  EXPECT_EQ(edit(history(), "Text1")->text().left(6), "010314");  // the hex text of the last reply
 
   mdi().action("HlstoryMonitoring")->trigger();
   // The export: the header and every row, GBK, CR LF, ".csv" added.
   dialogs.fileNames.push_back(dir.path() + "/days");
   click("Command8");
-  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("导出数据成功")});
+  EXPECT_EQ(dialogTexts(), QStringList{QStringLiteral("导出数据成功")});
   EXPECT_EQ(logCount(QStringLiteral("保存历史信息成功")), 1);
-  const QStringList lines = fileText(dir.path() + "/days.csv").split('\n');
-  ASSERT_EQ(lines.size(), 6);  // five lines and nothing behind the last CR LF
-  EXPECT_EQ(lines.mid(0, 3), (QStringList{kHeaderLine + "\r", "3,12.4,14.4,5.00,2.00,150,60,10,5,0.120,0.050\r",
-                                          "2,0.0,0.0,0.00,0.00,0,0,0,0,0.000,0.000\r"}));
-  EXPECT_TRUE(lines[4].startsWith("0,11.8,14.1,") && lines[5].isEmpty());
+  const QString text = fileText(dir.path() + "/days.csv");
+  EXPECT_TRUE(text.startsWith(kHeaderLine + "\r\n3,12.4,14.4,5.00,2.00,150,60,10,5,0.120,0.050\r\n"
+                                            "2,0.0,0.0,0.00,0.00,0,0,0,0,0.000,0.000\r\n1,"))
+      << text.toStdString();
+  EXPECT_EQ(text.split("\r\n").size(), 6);  // five lines and nothing behind the last CR LF
+  EXPECT_EQ(text.split("\r\n")[4].left(12) + text.right(2), "0,11.8,14.1,\r\n");
 
   // The scan was only robbed of the port: its real-time requests go on after the reading.
   clock.advance(ms(15000));
-  EXPECT_TRUE(std::ranges::any_of(testing::sentFrames(*line, t0 + 700),
-                                  [](const Sent& s) { return s.frame == "01030100002305EF"; }));
+  EXPECT_TRUE(
+      std::ranges::any_of(sentFrames(*line, t0 + 700), [](const Sent& s) { return s.frame == "01030100002305EF"; }));
 }
 
 TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwentySevenRows) {
@@ -254,7 +235,7 @@ TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwenty
   click("Command5");
   EXPECT_EQ(rows()->rows(), 1827);
   clock.advance(ms(150 * 1825));
-  EXPECT_TRUE(history().Timer2.enabled() && edit(history(), "Text2")->text() == "1825(0)");
+  EXPECT_EQ(readingState(), "progress[1825(0)] read- pending 2 rows 1827 pacing");
   clock.advance(ms(150 + 300));
   EXPECT_FALSE(history().Timer2.enabled());
   const std::vector<Sent> sent = historyFrames(t0);
@@ -276,10 +257,9 @@ TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwenty
     late += sent[i].atMs != due;
   }
   EXPECT_LE(late, 150 * 1826 / 1000);
-  EXPECT_EQ(rows()->rows(), 1827);
-  EXPECT_EQ((QStringList{rows()->textMatrix(1, 1), rows()->textMatrix(1823, 1), rows()->textMatrix(1823, 2),
-                         rows()->textMatrix(1826, 1)}),
-            (QStringList{"1825", "3", "12.4", "0"}));
+  EXPECT_EQ(
+      rowText(1, 1, 1) + "|" + rowText(1823, 1, 2) + "|" + rowText(1826, 1, 1) + "|" + QString::number(rows()->rows()),
+      "1825|3|12.4|0|1827");
   int filled = 0;
   for (int r = 1; r < rows()->rows(); ++r) filled += rows()->textMatrix(r, 0) == "-1";
   EXPECT_EQ(filled, 1826);
@@ -289,36 +269,15 @@ TEST_F(HistoryScreenTest, TheDayCountBoxIsClampedWhenTheCursorLeavesIt) {
   startAndOpen();
   mdi().activateWindow();
   ASSERT_TRUE(QTest::qWaitForWindowActive(&mdi()));
-  const auto typeAndLeave = [&](const char* typed) {
+  // The clamping itself is the rule layer's; here only that leaving runs it.
+  for (const auto& [typed, kept] : {std::pair{"3000", "1825"}, {"abc", "1"}}) {
     days()->setFocus();
     days()->lineEdit()->selectAll();
     QTest::keyClicks(days(), typed);
     combo(history(), "Combo3")->setFocus();  // the cursor goes elsewhere
-    return days()->currentText();
-  };
-  // The clamping itself is the rule layer's (history_record_test); here only that leaving runs it.
-  EXPECT_EQ(typeAndLeave("3000"), "1825");
-  EXPECT_EQ(typeAndLeave("abc"), "1");
+    EXPECT_EQ(days()->currentText(), kept);
+  }
   EXPECT_TRUE(dialogs.shown.empty());
-}
-
-TEST_F(HistoryScreenTest, RefusedStartsOnlyComplain) {
-  startAndOpen();
-  // No station: only the message.
-  days()->setEditText("3");
-  click("Command5");
-  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("选择一个可用的站点名")});
-  chooseAndWait(kStation1);
-  readDays("2", 2);
-  ASSERT_EQ(rows()->rows(), 4);
-  // No days: the grid is cut back, the message comes, nothing is sent.
-  const std::int64_t t0 = nowMs();
-  days()->setEditText("");
-  click("Command5");
-  EXPECT_EQ(shownTexts(), (QStringList{QStringLiteral("选择一个可用的站点名"), QStringLiteral("读取前先选择天数")}));
-  EXPECT_TRUE(rows()->rows() == 1 && history().pendingRead == 2 && button(history(), "Command5")->isEnabled());
-  clock.advance(ms(1000));
-  EXPECT_TRUE(historyFrames(t0).empty());
 }
 
 TEST_F(HistoryScreenTest, AStationChangeDuringAReadingRedirectsItAndDropsTheRecords) {
@@ -330,62 +289,23 @@ TEST_F(HistoryScreenTest, AStationChangeDuringAReadingRedirectsItAndDropsTheReco
   clock.advance(ms(150 * 3 + 120));  // three requests out, their replies in
   EXPECT_EQ(rows()->textMatrix(3, 1), "4");
   const std::int64_t changed = nowMs();
-  choose(kStation2);
-  EXPECT_TRUE(history().pendingRead == 1 && edit(history(), "LTextBox1")->text() == "2");
+  choose(history(), kStation2);
+  EXPECT_EQ(QString::number(history().pendingRead) + texts(history(), {"LTextBox1"}), "12");
   clock.advance(ms(1000));
-  const std::vector<Sent> after = testing::sentFrames(*line, changed);
-  ASSERT_FALSE(after.empty());
-  EXPECT_EQ(after.front().frame,
-            hexText(requestFrame(2, " 03 000A 0011")));  // the device information of the new station
-  const std::vector<Sent> records = historyFrames(t0);
-  ASSERT_EQ(records.size(), 7u);
-  EXPECT_EQ(records[2].frame.substr(0, 2), "01");
-  for (std::size_t i = 3; i < records.size(); ++i) EXPECT_EQ(records[i].frame.substr(0, 2), "02") << i;
+  // The device information of the new station first, then its records.
+  ASSERT_FALSE(sentFrames(*line, changed).empty());
+  EXPECT_EQ(sentFrames(*line, changed).front().frame, hexText(requestFrame(2, " 03 000A 0011")));
+  QString addresses;
+  for (const Sent& s : historyFrames(t0)) addresses += QString::fromStdString(s.frame.substr(0, 2)) + " ";
+  EXPECT_EQ(addresses, "01 01 01 02 02 02 02 ");
   // The new station's records have the wrong length for a device information block. Those four
   // days did not answer the reading: it says so, and marks their rows.
-  for (int r = 4; r <= 7; ++r) EXPECT_EQ(rowTexts(r).mid(0, 2), (QStringList{"", QStringLiteral("无应答")})) << r;
+  for (int r = 4; r <= 7; ++r) EXPECT_EQ(rowText(r, 0, 1), QStringLiteral("|无应答")) << r;
   EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 0);
   EXPECT_EQ(logCount(QStringLiteral("读历史信息完成：4 天无应答")), 1);
 }
 
-TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottom) {
-  startAndOpen();
-  chooseAndWait(kStation1);
-  readDays("3", 3);
-
-  // No item chosen: nothing at all.
-  click("Command6");
-  EXPECT_TRUE(charts.empty());
-
-  pickItem(QStringLiteral("蓄电池最低电压(V)"));
-  click("Command6");
-  ASSERT_EQ(charts.size(), 1u);
-  EXPECT_EQ(charts[0].values, (QList<double>{12.4, 0, 0, 11.8}));
-  // 12.4 x 1.1 = 13.64; the labels are the rows' days ago.
-  EXPECT_TRUE(charts[0].type == 3 && charts[0].axisMax == 14 && charts[0].title == QStringLiteral("蓄电池最低电压(V)"));
-  EXPECT_EQ(charts[0].rowLabels, (QStringList{"3", "2", "1", "0"}));
-
-  // A click anywhere in a row toggles its mark; unmarked rows stay out.
-  clickRow(2, 0);
-  clickRow(3, 7);
-  EXPECT_EQ(rows()->textMatrix(2, 0), "0");
-  pickItem(QStringLiteral("最大充电功率(W)"));
-  click("Command7");
-  ASSERT_EQ(charts.size(), 2u);
-  EXPECT_TRUE(charts[1].type == 1 && charts[1].values == (QList<double>{150, 0}));
-  EXPECT_EQ(charts[1].rowLabels, (QStringList{"3", "0"}));
-  clickRow(2);
-  EXPECT_EQ(rows()->textMatrix(2, 0), "-1");
-
-  // Every row unmarked: "曲线" and "柱状图" do nothing, with no message.
-  for (int r : {1, 2, 4}) clickRow(r);
-  for (int r = 1; r <= 4; ++r) EXPECT_EQ(rows()->textMatrix(r, 0), "0") << r;
-  click("Command6");
-  click("Command7");
-  EXPECT_TRUE(charts.size() == 2u && dialogs.shown.empty());
-}
-
-TEST_F(HistoryScreenTest, ExportEdgeCases) {
+TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottomAndExportsAppendOrFailWhole) {
   startAndOpen();
   const QString name = dir.path() + "/export";
   // Cancelled dialog: nothing. No reading: the dialog first, then only the message.
@@ -393,19 +313,41 @@ TEST_F(HistoryScreenTest, ExportEdgeCases) {
   EXPECT_TRUE(dialogs.shown.empty());
   dialogs.fileNames.push_back(name);
   click("Command8");
-  EXPECT_EQ(shownTexts(), QStringList{QStringLiteral("导出数据前先读取数据")});
-  EXPECT_TRUE(dialogs.fileNames.empty() && !QFile::exists(name + ".csv"));
+  EXPECT_EQ(dialogTexts(), QStringList{QStringLiteral("导出数据前先读取数据")});
+  EXPECT_EQ(flags({dialogs.fileNames.empty(), QFile::exists(name + ".csv")}), "10");
 
   chooseAndWait(kStation1);
-  readDays("1", 1);
+  readDays("3", 3);
+  click("Command6");  // no item chosen: nothing at all
+  pickItem(QStringLiteral("蓄电池最低电压(V)"));
+  click("Command6");
+  // A click anywhere in a row toggles its mark; unmarked rows stay out.
+  clickRow(2, 0);
+  clickRow(3, 7);
+  EXPECT_EQ(rows()->textMatrix(2, 0), "0");
+  pickItem(QStringLiteral("最大充电功率(W)"));
+  click("Command7");
+  // 12.4 x 1.1 = 13.64; the labels are the rows' days ago.
+  EXPECT_EQ(charts, (QStringList{QStringLiteral("type 3 top 14 [12.4 0 0 11.8] rows 3 2 1 0 蓄电池最低电压(V)"),
+                                 QStringLiteral("type 1 top 166 [150 0] rows 3 0 最大充电功率(W)")}));
+  clickRow(2);
+  EXPECT_EQ(rows()->textMatrix(2, 0), "-1");
+  // Every row unmarked: "曲线" and "柱状图" do nothing, with no message.
+  for (int r : {1, 2, 4}) clickRow(r);
+  EXPECT_EQ(rowText(1, 0, 0) + rowText(2, 0, 0) + rowText(3, 0, 0) + rowText(4, 0, 0), "0000");
+  click("Command6");
+  click("Command7");
+  EXPECT_EQ(charts.size(), 2);
+  EXPECT_EQ(dialogs.shown.size(), 1u);
+
   // Two exports to one name append: one file with the header twice. The lines themselves are
-  // the rule layer's (history_record_test).
+  // the rule layer's.
   dialogs.fileNames = {name, name + ".csv"};  // typed without the suffix, then chosen in the list
   click("Command8");
   click("Command8");
   EXPECT_EQ(dialogs.shown.size(), 3u);
   const QString text = fileText(name + ".csv");
-  EXPECT_TRUE(text.count(kHeaderLine) == 2 && text.endsWith(QStringLiteral("\r\n")));
+  EXPECT_EQ(QString::number(text.count(kHeaderLine)) + text.right(2), "2\r\n");
   // A file that cannot be written: one line in the message window with its name, no success
   // message, the file as it was.
   ASSERT_TRUE(QFile::setPermissions(name + ".csv", QFileDevice::ReadOwner));
@@ -417,45 +359,25 @@ TEST_F(HistoryScreenTest, ExportEdgeCases) {
   EXPECT_EQ(fileText(name + ".csv"), text);
 }
 
-TEST_F(HistoryScreenTest, TheListRebuildEmptiesTheIdentityAndTheHiddenButtonFillsAColumn) {
-  startAndOpen();
-  chooseAndWait(kStation1);
-  EXPECT_FALSE(edit(history(), "LTextBox6")->text().isEmpty());
-  mdi().RefreshAllStations_Click();
-  EXPECT_EQ(boxTexts({"LTextBox1", "LTextBox6", "LTextBox7", "LTextBox8"}), QStringList(4, ""));
-  EXPECT_EQ(combo(history())->count(), 0);
-
-  history().Command1_Click();
-  EXPECT_EQ(rows()->rows(), 100);
-  EXPECT_EQ(rows()->textMatrix(1, 2) + "|" + rows()->textMatrix(10, 2) + "|" + rows()->textMatrix(11, 2), "1|10|");
-}
-
 // The chart window alone.
-class ChartWindowTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    testing::testApp();
-    ui::setModalRunner([this](ui::DialogForm&) { ++shown; });
-  }
-  void TearDown() override { ui::setModalRunner({}), ui::discardAll(); }
+TEST(ChartWindow, AxisTopsRowsTypesAndResizing) {
+  testApp();
   int shown = 0;
-};
-
-TEST_F(ChartWindowTest, AxisTopsRowsTypesAndResizing) {
+  ui::setModalRunner([&](ui::DialogForm&) { ++shown; });
   FrmChart& chart = FrmChart::instance();
-  EXPECT_TRUE(chart.windowTitle() == QStringLiteral("图标") && chart.isModal());
-
+  EXPECT_EQ(chart.windowTitle() + (chart.isModal() ? " modal" : ""), QStringLiteral("图标 modal"));
+  const auto seen = [&] {
+    return chartText(chart.chartType(), chart.axisMaximum(), chart.values(), chart.rowLabels(), chart.legendShown(),
+                     chart.title());
+  };
   chart.showChart({100}, 1, 1, "b");
-  EXPECT_TRUE(chart.axisMaximum() == 111 && chart.values() == QList<double>{100} && chart.chartType() == 1 &&
-              chart.title() == "b");
-  // Only `count` values are drawn.
+  EXPECT_EQ(seen(), "type 1 top 111 [100] rows 1 b");
+  // Only `count` values are drawn; no labels given: the rows' numbers.
   chart.showChart({5, 50, 500}, 2, 3, "c");
-  EXPECT_EQ(chart.values(), (QList<double>{5, 50}));
-  EXPECT_TRUE(chart.axisMaximum() == 56 && !chart.legendShown());
-  EXPECT_EQ(chart.rowLabels(), (QStringList{"1", "2"}));  // no labels given: the rows' numbers
+  EXPECT_EQ(seen(), "type 3 top 56 [5 50] rows 1 2 c");
   // A long reading: labels thinned to at most 18, the first row's always among them.
   chart.showChart(std::vector<double>(100, 1.0), 100, 1, "d");
-  EXPECT_TRUE(chart.rowLabels().size() == 17 && chart.rowLabels().front() == "1");
+  EXPECT_EQ(QString::number(chart.rowLabels().size()) + " " + chart.rowLabels().front(), "17 1");
   EXPECT_EQ(shown, 3);
 
   // The chart follows the window; a window too small leaves it as it was.
@@ -467,7 +389,9 @@ TEST_F(ChartWindowTest, AxisTopsRowsTypesAndResizing) {
   chart.resize(20, 20);
   EXPECT_EQ(view->width(), 900 - 2 * view->x());
   chart.hide();
+  ui::setModalRunner({});
+  ui::discardAll();
 }
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing

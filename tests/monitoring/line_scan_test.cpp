@@ -38,6 +38,17 @@ class LineScanTest : public ::testing::Test {
   static LineScan::Request request(int row, const char* port, int address) {
     return {row, port, requestFrame(address, " 03 E0 1D 0001")};
   }
+  // What went out on a line, "ms:address" per request, and the replies booked, "row@ms".
+  static std::string timeline(const platform::SimLine& line) {
+    std::string out;
+    for (const auto& s : testing::sentFrames(line)) out += std::to_string(s.atMs) + ":" + s.frame.substr(0, 2) + " ";
+    return out;
+  }
+  std::string booked() const {
+    std::string out;
+    for (const auto& [row, atMs] : replies) out += std::to_string(row) + "@" + std::to_string(atMs) + " ";
+    return out;
+  }
 
   platform::VirtualClock clock;
   platform::SimBusDriver driver;
@@ -65,25 +76,14 @@ TEST_F(LineScanTest, LinesRunSideBySideAndEachGoesOnWhenItsExchangeEnds) {
     screen.setSettings("9600,N,8,1");
     EXPECT_NO_THROW(screen.setPortOpen(true));
   }
-  const auto on3 = testing::sentFrames(*com3), on4 = testing::sentFrames(*com4);
-  ASSERT_EQ(on3.size(), 4u);
-  ASSERT_EQ(on4.size(), 3u);
-  EXPECT_EQ(on3[0].atMs, 0);
-  EXPECT_EQ(on4[0].atMs, 0);
-  // 8 bytes out, 5 ms, the 7 bytes of the reply: read as soon as they are in, and the next
-  // request goes at once.
-  EXPECT_EQ(on3[1].atMs, 21);
-  EXPECT_EQ(on3[2].atMs, 42);
-  // Address 9 is silent: the next request waits for the silence limit only.
-  EXPECT_EQ(on3[3].atMs, 42 + 300);
-  EXPECT_EQ(on3[3].frame, hexText(requestFrame(4, " 03 E0 1D 0001")));
-  // A reply shorter than asked (an exception) is read at the end of the 100 ms window that
-  // its first byte opened.
-  EXPECT_EQ(on4[1].atMs, 21);
-  EXPECT_EQ(on4[2].atMs, 21 + 14 + 100);
-  // Each reply is booked to its own row, whatever the other line does.
-  const std::vector<std::pair<int, std::int64_t>> expected = {{1, 21}, {3, 21}, {2, 42}, {6, 135}, {7, 156}, {5, 363}};
-  EXPECT_EQ(replies, expected);
+  // Both lines start at once. 8 bytes out, 5 ms, the 7 bytes of the reply: read as soon as
+  // they are in, and the next request goes at once. Address 9 is silent: the next request
+  // waits for the silence limit only. A reply shorter than asked (an exception) is read at the
+  // end of the 100 ms window that its first byte opened. Each reply is booked to its own row,
+  // whatever the other line does.
+  EXPECT_EQ(timeline(*com3) + "| " + timeline(*com4), "0:01 21:02 42:09 342:04 | 0:03 21:08 135:05 ");
+  EXPECT_EQ(testing::sentFrames(*com3).back().frame, hexText(requestFrame(4, " 03 E0 1D 0001")));
+  EXPECT_EQ(booked(), "1@21 3@21 2@42 6@135 7@156 5@363 ");
 }
 
 TEST_F(LineScanTest, ALineStaysOpenFromOneExchangeToTheNext) {
@@ -125,14 +125,10 @@ TEST_F(LineScanTest, ARefusedPortCountsAsSilenceAndAForegroundSendTakesTheLine) 
   screen.sendRequest("COM3,9600", requestFrame(7, " 03 E0 1D 0001"));
   clock.advance(ms(2000));
   EXPECT_EQ(done, 2);
-  std::vector<int> rows;
-  for (const auto& r : replies) rows.push_back(r.first);
-  EXPECT_EQ(rows, (std::vector<int>{1, 3, 2}));
-  const auto on3 = testing::sentFrames(*com3);
-  ASSERT_EQ(on3.size(), 3u);
-  EXPECT_EQ(on3[1].frame, hexText(requestFrame(7, " 03 E0 1D 0001")));
-  EXPECT_EQ(on3[1].atMs, 621);  // row 1's reply read
-  EXPECT_EQ(on3[2].atMs, 735);  // the screen's reply read at the end of its window
+  EXPECT_EQ(booked(), "1@621 3@621 2@756 ");
+  // Row 1's reply read, then the screen's; the scan's next waits for the end of its window.
+  EXPECT_EQ(timeline(*com3), "600:01 621:07 735:02 ");
+  EXPECT_EQ(testing::sentFrames(*com3)[1].frame, hexText(requestFrame(7, " 03 E0 1D 0001")));
 }
 
 }  // namespace

@@ -11,6 +11,7 @@ namespace xl::monitoring {
 namespace {
 
 constexpr std::int64_t kSec = 1'000'000;
+constexpr std::int64_t kRound = 17 * kSec;
 
 link::Exchange exchange(int address, link::Verdict verdict, std::int64_t atUs, const char* port = "COM3") {
   link::Exchange e;
@@ -23,43 +24,37 @@ link::Exchange exchange(int address, link::Verdict verdict, std::int64_t atUs, c
   return e;
 }
 
-TEST(LinkHealth, BooksEachExchangeToItsStation) {
+// What the health columns show of one station at `nowUs`: its state, age and share.
+std::string shown(const LinkHealth& health, int address, std::int64_t nowUs, const char* port = "COM3") {
+  const HealthTexts t = healthTexts(health.find(port, address), nowUs, kRound);
+  const char* const states[] = {"unknown", "never", "fresh", "stale"};
+  return std::string(states[static_cast<int>(t.state)]) + " " + t.age + " " + t.share;
+}
+
+TEST(LinkHealth, BooksEachExchangeToItsStationAndTurnsStaleAfterTwoRounds) {
   LinkHealth health;
-  EXPECT_EQ(freshness(health.find("COM3", 1), 0, 17 * kSec), Freshness::Unknown);
+  EXPECT_EQ(shown(health, 1, 0), "unknown  ");
   health.record(exchange(1, link::Verdict::Ok, 2 * kSec));
   health.record(exchange(2, link::Verdict::NoReply, 3 * kSec));
   health.record(exchange(1, link::Verdict::Ok, 4 * kSec, "COM4"));  // another line, same address
-  const StationHealth* one = health.find("COM3", 1);
-  ASSERT_NE(one, nullptr);
-  EXPECT_EQ(one->lastGoodUs, 2 * kSec);
-  EXPECT_EQ(one->requests, 1u);
-  EXPECT_EQ(health.find("COM4", 1)->lastGoodUs, 4 * kSec);
-  // Asked, never answered: "无应答"; a station never asked says nothing.
-  EXPECT_EQ(freshness(health.find("COM3", 2), 3 * kSec, 17 * kSec), Freshness::NeverAnswered);
-  EXPECT_EQ(healthTexts(health.find("COM3", 2), 3 * kSec, 17 * kSec).age, "无应答");
-  EXPECT_EQ(health.find("COM3", 3), nullptr);
-  // A broadcast belongs to nobody.
+  // Asked, never answered: "无应答"; a station never asked says nothing; a broadcast belongs to
+  // nobody.
   health.record(exchange(0, link::Verdict::NoReply, 5 * kSec));
-  EXPECT_EQ(health.find("COM3", 0), nullptr);
-}
+  EXPECT_EQ(shown(health, 1, 5 * kSec) + "|" + shown(health, 1, 5 * kSec, "COM4") + "|" + shown(health, 2, 5 * kSec) +
+                "|" + shown(health, 3, 5 * kSec) + "|" + shown(health, 0, 5 * kSec),
+            "fresh 3秒 100%|fresh 1秒 100%|never 无应答 0%|unknown  |unknown  ");
+  EXPECT_EQ(health.find("COM3", 1)->requests, 1u);
 
-TEST(LinkHealth, StaleAfterTwoRoundsFreshAtTheNextGoodReply) {
-  LinkHealth health;
-  const std::int64_t round = pacedRoundUs(2, 10);
-  EXPECT_EQ(round, 17 * kSec);  // 3 s real-time pass, 3 s load mode pass, 11 s rest
-  health.record(exchange(1, link::Verdict::Ok, 20 * kSec));
-  const auto* h = health.find("COM3", 1);
-  EXPECT_EQ(freshness(h, 20 * kSec + 2 * round, round), Freshness::Fresh);
-  EXPECT_EQ(freshness(h, 20 * kSec + 2 * round + 1, round), Freshness::Stale);
-  // Faults do not refresh it; any good reply does.
+  // 3 s real-time pass, 3 s load mode pass, 11 s rest. Faults do not refresh; any good reply does.
+  EXPECT_EQ(pacedRoundUs(2, 10), kRound);
+  EXPECT_EQ(shown(health, 1, 2 * kSec + 2 * kRound), "fresh 34秒 100%");
+  EXPECT_EQ(shown(health, 1, 2 * kSec + 2 * kRound + 1), "stale 34秒 100%");
   health.record(exchange(1, link::Verdict::CrcError, 60 * kSec));
   health.record(exchange(1, link::Verdict::Exception, 61 * kSec));
-  EXPECT_EQ(freshness(h, 62 * kSec, round), Freshness::Stale);
+  EXPECT_EQ(shown(health, 1, 62 * kSec), "stale 1分00秒 33%");
   health.record(exchange(1, link::Verdict::Ok, 63 * kSec));
-  EXPECT_EQ(freshness(h, 63 * kSec, round), Freshness::Fresh);
-  const HealthTexts t = healthTexts(h, 71 * kSec, round);
-  EXPECT_EQ(t.age, "8秒");
-  EXPECT_EQ(t.ageUs, 8 * kSec);
+  EXPECT_EQ(shown(health, 1, 71 * kSec), "fresh 8秒 50%");
+  EXPECT_EQ(healthTexts(health.find("COM3", 1), 71 * kSec, kRound).ageUs, 8 * kSec);
 }
 
 TEST(LinkHealth, ShareCountsOnlyGoodRepliesOverTheWindow) {
@@ -81,18 +76,15 @@ TEST(LinkHealth, ShareCountsOnlyGoodRepliesOverTheWindow) {
   late.address = -1;
   late.reply = {1, 3};
   health.record(late);
-  EXPECT_EQ(health.find("COM3", 1)->lastGoodUs, t);
-  EXPECT_EQ(shareText(health.find("COM3", 1)), "95%");
+  EXPECT_EQ(shown(health, 1, t), "fresh 0秒 95%");
   EXPECT_EQ(shareText(nullptr), "");
-}
-
-TEST(LinkHealth, AgeTexts) {
-  EXPECT_EQ(ageText(0), "0秒");
-  EXPECT_EQ(ageText(59 * kSec + 999'999), "59秒");
-  EXPECT_EQ(ageText(125 * kSec), "2分05秒");
-  EXPECT_EQ(ageText(3 * 3600 * kSec + 120 * kSec), "3小时02分");
-  EXPECT_EQ(ageText((2 * 86400 + 3 * 3600) * kSec), "2天03小时");
-  EXPECT_EQ(ageText(-5), "0秒");
+  const std::pair<std::int64_t, const char*> ages[] = {{0, "0秒"},
+                                                       {59 * kSec + 999'999, "59秒"},
+                                                       {125 * kSec, "2分05秒"},
+                                                       {3 * 3600 * kSec + 120 * kSec, "3小时02分"},
+                                                       {(2 * 86400 + 3 * 3600) * kSec, "2天03小时"},
+                                                       {-5, "0秒"}};
+  for (const auto& [us, text] : ages) EXPECT_EQ(ageText(us), text) << us;
 }
 
 }  // namespace

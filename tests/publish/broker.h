@@ -7,72 +7,46 @@
 // ends by itself even if the test dies. stop() ends it with SIGTERM (it saves its store).
 
 #include <mosquitto.h>
-#include <netinet/in.h>
 #include <pwd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <QByteArray>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QString>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QThread>
-#include <chrono>
-#include <functional>
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <vector>
 
 namespace xl::testing {
 
-inline sockaddr_in loopback(int port) {
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  a.sin_port = htons(static_cast<uint16_t>(port));
-  return a;
-}
-
-inline int freeLoopbackPort() {
-  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in a = loopback(0);
-  socklen_t len = sizeof a;
-  ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
-  ::close(fd);
-  return ntohs(a.sin_port);
-}
-
-inline bool portAccepts(int port) {
-  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  const sockaddr_in a = loopback(port);
-  const bool ok = ::connect(fd, reinterpret_cast<const sockaddr*>(&a), sizeof a) == 0;
-  ::close(fd);
-  return ok;
-}
-
 class Broker {
  public:
   // `users`: "name:password" pairs; with any, anonymous logins are refused.
-  explicit Broker(std::vector<std::pair<QString, QString>> users = {}) : port_(freeLoopbackPort()) {
+  explicit Broker(std::vector<std::pair<QString, QString>> users = {}) {
+    QTcpServer probe;  // a free port
+    probe.listen(QHostAddress::LocalHost);
+    port_ = probe.serverPort();
+    probe.close();
     // Run as whoever runs the test (as root, mosquitto would switch to its own user, which
     // cannot write the test's folder).
     const passwd* me = ::getpwuid(::geteuid());
     QString conf =
         QStringLiteral(
-            "listener %1 127.0.0.1\npersistence true\npersistence_location %2/\nuser %3\nmax_queued_messages 100000\n")
+            "listener %1 127.0.0.1\npersistence true\npersistence_location %2/\nuser %3\n"
+            "max_queued_messages 100000\nallow_anonymous %4\n")
             .arg(port_)
-            .arg(dir_.path(), QString::fromLocal8Bit(me ? me->pw_name : "root"));
-    if (users.empty()) {
-      conf += "allow_anonymous true\n";
-    } else {
+            .arg(dir_.path(), QString::fromLocal8Bit(me ? me->pw_name : "root"), users.empty() ? "true" : "false");
+    if (!users.empty()) {
       const QString pw = dir_.path() + "/passwd";
       QFile(pw).open(QIODevice::WriteOnly);
       for (const auto& [u, p] : users) QProcess::execute("mosquitto_passwd", {"-b", pw, u, p});
-      conf += "allow_anonymous false\npassword_file " + pw + "\n";
+      conf += "password_file " + pw + "\n";
     }
     QFile f(dir_.path() + "/mosquitto.conf");
     if (f.open(QIODevice::WriteOnly)) f.write(conf.toUtf8());
@@ -90,18 +64,21 @@ class Broker {
     process_.setStandardErrorFile(QProcess::nullDevice());
     process_.start("timeout", {"-s", "TERM", "90", "mosquitto", "-c", dir_.path() + "/mosquitto.conf"});
     process_.waitForStarted(5000);
-    for (int i = 0; i < 200 && !portAccepts(port_); ++i) QThread::msleep(10);
+    for (int i = 0; i < 200; ++i, QThread::msleep(10)) {
+      QTcpSocket s;
+      s.connectToHost(QHostAddress::LocalHost, static_cast<quint16>(port_));
+      if (s.waitForConnected(100)) break;
+    }
   }
   void stop() {
     if (process_.state() == QProcess::NotRunning) return;
     process_.terminate();
     if (!process_.waitForFinished(5000)) process_.kill(), process_.waitForFinished(2000);
   }
-  bool running() const { return process_.state() == QProcess::Running; }
 
  private:
   QTemporaryDir dir_;
-  int port_;
+  int port_ = 0;
   QProcess process_;
 };
 
@@ -153,6 +130,11 @@ class Subscriber {
     for (const auto& m : messages())
       if (m.topic == topic && !(live && m.retained)) out.push_back(m.payload);
     return out;
+  }
+  // The last payload of a topic as text; "(none)" before the first.
+  QString last(const std::string& topic) const {
+    const auto v = on(topic);
+    return v.empty() ? QStringLiteral("(none)") : QString::fromUtf8(v.back());
   }
   bool subscribed() const { return subscribed_; }
 

@@ -3,11 +3,16 @@
 // is handed to the next driver in `drivers` (none left: it is closed at once), and its object
 // name is recorded in `modals`.
 
+#include <gtest/gtest.h>
+
+#include <QAction>
 #include <QComboBox>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QTest>
+#include <QTreeWidget>
 #include <deque>
 #include <functional>
 
@@ -55,6 +60,22 @@ inline QStringList itemsOf(const QComboBox* box) {
   return l;
 }
 
+// A choice from a list that takes no typing: Home, then Down to the entry.
+inline void choose(QComboBox* list, const QString& text) {
+  const int i = list->findText(text);
+  ASSERT_GE(i, 0) << text.toStdString();
+  QTest::keyClick(list, Qt::Key_Home);
+  for (int k = 0; k < i; ++k) QTest::keyClick(list, Qt::Key_Down);
+  ASSERT_EQ(list->currentIndex(), i);
+}
+
+// A click on row `row` of a list.
+inline void clickRow(QListWidget* list, int row) {
+  QListWidgetItem* item = list->item(row);
+  list->scrollToItem(item);
+  QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
+}
+
 // The caption of a box: the text of the label whose buddy it is.
 inline QString labelText(const QWidget* box) {
   QLabel* label = ui::labelFor(box);
@@ -96,9 +117,29 @@ class ShellFixture : public ConsoleFixture {
     return m;
   }
   void click(const QObject& form, const char* name) { QTest::mouseClick(button(form, name), Qt::LeftButton); }
+  // The station tree in one text: each port entry with the station nodes loaded under it.
+  QString treeText() {
+    QTreeWidgetItem* root = mdi().TreeView1()->topLevelItem(0);
+    QString s = root->text(0) + ":";
+    for (int i = 0; i < root->childCount(); ++i) {
+      s += " " + root->child(i)->text(0) + " [";
+      for (int j = 0; j < root->child(i)->childCount(); ++j) s += root->child(i)->child(j)->text(0) + ";";
+      s += "]";
+    }
+    return s;
+  }
 
   std::deque<Driver> drivers;
   QStringList modals;
 };
 
 }  // namespace xl::testing
+
+namespace xl::shell {
+using platform::ms;
+using testing::button;
+using testing::combo;
+using testing::control;
+using testing::edit;
+using testing::itemsOf;
+}  // namespace xl::shell

@@ -1,13 +1,145 @@
-// The plain rules beside the shell's dialogs: the port list's match, the probe of the ports,
-// the station editor's checks, the login's decisions and the users' rights.
+// The plain rules beside the shell's dialogs and the start-up: the port list's match, the probe
+// of the ports, the station editor's checks, the login's decisions and the users' rights, the
+// message window's lines, the program's directories, the Chinese of Qt's own buttons. And any
+// text typed into the station editor and the port list, through their handlers: random inputs
+// with a fixed seed and hand-picked nasty ones (the checks are in fuzz/dialog_fields.h; a failed
+// check stops the program).
 
-#include <gtest/gtest.h>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <random>
+#include <string>
 
+#include "core/message_log.h"
+#include "core/startup.h"
+#include "fuzz/dialog_fields.h"
 #include "platform/scheduler.h"
 #include "platform/sim_bus.h"
 #include "shell/login_rules.h"
 #include "shell/port_list.h"
 #include "shell/station_form.h"
+#include "shell_fixture.h"
+#include "ui/translations.h"
+
+namespace xl::core {
+namespace {
+
+TEST(Startup, MainPreparesTheStoreAndSettingsPathThenShowsTheFirstWindow) {
+  QTemporaryDir dir;
+  setProgramDir(dir.path());
+  bool shown = false;
+  Main([&] {
+    // By the time the first window shows, the store exists and configPath is set.
+    shown = true;
+    EXPECT_TRUE(QFile::exists(dir.path() + "/MSCONS.DLL"));
+    EXPECT_EQ(configPath, dir.path() + "/MSCON.DLL");
+  });
+  EXPECT_TRUE(shown);
+  EXPECT_TRUE(checkDatabase());
+  // The settings file is not made by start-up; it comes with the first write.
+  EXPECT_FALSE(QFile::exists(configPath));
+  // A second start finds the store and leaves it as it is.
+  const auto before = QFileInfo(dir.path() + "/MSCONS.DLL").size();
+  Main([] {});
+  EXPECT_EQ(QFileInfo(dir.path() + "/MSCONS.DLL").size(), before);
+
+  // A broken store does not stop the start.
+  QTemporaryDir broken;
+  setProgramDir(broken.path());
+  QFile junk(broken.path() + "/MSCONS.DLL");
+  ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write("this is not a database") > 0);
+  junk.close();
+  shown = false;
+  Main([&] { shown = true; });
+  EXPECT_TRUE(shown);
+  setProgramDir({});
+}
+
+// The files beside the program, without a doubled separator for a program in the root directory;
+// an installed or read-only program gets its directory in the data folder.
+TEST(Startup, ProgramDirectories) {
+  EXPECT_EQ(pathBeside("/", "MSCON.DLL") + " " + pathBeside("/opt/xinglan", "MSCON.DLL"),
+            "/MSCON.DLL /opt/xinglan/MSCON.DLL");
+  QTemporaryDir exe, data;
+  const QString own = data.path() + "/xinglan";
+  // A build tree keeps its files beside the executable.
+  EXPECT_EQ(programDirFor(exe.path(), "/usr/bin", data.path()), exe.path());
+  EXPECT_FALSE(QFileInfo::exists(own));
+  // The installed binary directory (writable for root) and a directory that cannot be written.
+  for (const QString& dir : {exe.path(), exe.path() + "/missing"}) {
+    EXPECT_EQ(programDirFor(dir, exe.path(), data.path()), own) << dir.toStdString();
+    EXPECT_TRUE(QFileInfo(own).isDir());
+  }
+  EXPECT_EQ(programDirFor(exe.path() + "/missing", "", data.path()), own);
+}
+
+TEST(Startup, BrowseFolderGivesTheChoiceOrNothing) {
+  testing::ScriptedDialogs dialogs;
+  platform::setDialogs(&dialogs);
+  dialogs.fileNames = {"/srv/records", "", QString(600, 'x')};
+  EXPECT_EQ(browseFolder(), "/srv/records");
+  EXPECT_EQ(browseFolder(QStringLiteral("选择文件夹")), "");  // cancelled
+  EXPECT_EQ(browseFolder().size(), 511);                      // the path buffer's limit
+  platform::setDialogs(nullptr);
+}
+
+const QDateTime kWhen(QDate(2026, 11, 22), QTime(9, 5, 7));
+
+TEST(MessageLog, LinesAreStampedAndOnlyTheTailIsKept) {
+  EXPECT_EQ(logStamp(kWhen), "2026-11-22 09:05:07");
+  // The first writer of a run leaves out the line break in an empty box; others do not.
+  QString box = appendLogText("", QStringLiteral("刷新所有站点，请稍等..."), kWhen, true);
+  EXPECT_EQ(box, QStringLiteral("[2026-11-22 09:05:07]刷新所有站点，请稍等..."));
+  box = appendLogText(box, QStringLiteral("星澜站点监控启动"), kWhen);
+  EXPECT_EQ(box,
+            QStringLiteral("[2026-11-22 09:05:07]刷新所有站点，请稍等...\r\n[2026-11-22 09:05:07]星澜站点监控启动"));
+  EXPECT_EQ(appendLogText("", "x", kWhen), "\r\n[2026-11-22 09:05:07]x");
+  EXPECT_EQ(appendLogText("old", "x", kWhen, true), "old\r\n[2026-11-22 09:05:07]x");
+
+  // The box keeps its last 1000 characters plus the new line, whatever the line breaks.
+  QString big;
+  for (int i = 0; i < 300; ++i) big += QString("line %1\r\n").arg(i, 4, 10, QChar('0'));  // 11 characters a line
+  const QString next = appendLogText(big, "new", kWhen);
+  EXPECT_EQ(next.size(), 1000 + 2 + 21 + 3);
+  EXPECT_TRUE(next.startsWith(big.right(1000)));
+  // The oldest kept line may start in its middle.
+  EXPECT_FALSE(next.startsWith("line"));
+}
+
+TEST(MessageLog, AppendLogWritesThroughTheInstalledBox) {
+  QString text;
+  int writes = 0;
+  appendLog("nowhere");  // no box yet: nothing happens
+  setLogBox({[&] { return text; }, [&](const QString& t) { text = t, ++writes; }});
+  appendLog("first", true);
+  appendLog("second");
+  EXPECT_EQ(writes, 2);
+  EXPECT_TRUE(text.startsWith("[") && text.endsWith("]second")) << text.toStdString();
+  EXPECT_EQ(text.count("\r\n"), 1);
+  setLogBox({});
+}
+
+}  // namespace
+}  // namespace xl::core
+
+namespace xl::ui {
+namespace {
+
+TEST(QtChinese, ButtonsOfMessageBoxesReadInChinese) {
+  ASSERT_TRUE(installQtChinese(testing::testApp()));
+  QMessageBox box;
+  box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Ok | QMessageBox::Cancel);
+  for (const auto& [button, text] : {std::pair{QMessageBox::Yes, "是"},
+                                     {QMessageBox::No, "否"},
+                                     {QMessageBox::Ok, "确定"},
+                                     {QMessageBox::Cancel, "取消"}})
+    EXPECT_TRUE(box.button(button)->text().startsWith(QString::fromUtf8(text))) << text;
+}
+
+}  // namespace
+}  // namespace xl::ui
 
 namespace xl::shell {
 namespace {
@@ -97,6 +229,46 @@ TEST(LoginRules, TheButtonDecidesByExactNamesAndPassword) {
   EXPECT_TRUE(hasAdministratorRights("administrator"));
   for (const char* other : {"guest", "Administrator", "", "administrator "})
     EXPECT_FALSE(hasAdministratorRights(other));
+}
+
+std::string input(std::uint8_t mode, std::initializer_list<std::string> texts) {
+  std::string s(1, char(mode));
+  bool first = true;
+  for (const std::string& t : texts) {
+    if (!first) s += '\0';
+    s += t;
+    first = false;
+  }
+  return s;
+}
+
+TEST(DialogFields, NoTypedTextCrashesTheEditorOrThePortList) {
+  testing::testApp();
+  fuzzing::DialogConsole console;
+  const std::vector<std::string> picked = {
+      "",
+      input(0x18, {"O'Brien\"; drop table Station; --", "1", "", "c-Si", "", "", "", "", "", "", "", "", "", "COM3",
+                   "9600", "COM3,9600"}),
+      input(0x18, {" line COUNT", "1", "", "", "", "", "", "", "", "", "", "", "", "COM3", "9600", "COM3,9600"}),
+      input(0x2d, {"甲站", "300", "", "", "-1", "1e309", "NaN", "", "\r\n", "=", "[COMS]", ";", "#", "COM1", "",
+                   "COM10,9600", "com1,4800", "COM1,9600"}),
+      input(0x0c, {std::string(5000, 'x'), std::string(600, '9'), "", "", "", "", "", "", "", "", "", "", "",
+                   std::string(600, 'C'), std::string(600, '1'), std::string(600, 'P')}),
+      input(0xff, {"\xff\xfe\x80", "\xc3", "", "", "", "", "", "", "", "", "", "", "😀🇨🇳", "COM\n3", "96\r00",
+                   "COM3,9600\r\n[Main]", "ListCount=0", "=", "\t"}),
+      input(0x08,
+            {"a", "b", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", ""}),
+  };
+  for (const std::string& p : picked) console.run(reinterpret_cast<const std::uint8_t*>(p.data()), p.size());
+
+  std::mt19937 rng(20261123);
+  const char alphabet[] = "COM,0123456789 '\"=[];#\r\n\t\xe7\x94\xb2\xff\x00";
+  for (int n = 0; n < 150; ++n) {
+    std::string s(1 + rng() % 200, '\0');
+    for (char& c : s) c = alphabet[rng() % (sizeof alphabet - 1)];
+    s[0] = char(rng());
+    console.run(reinterpret_cast<const std::uint8_t*>(s.data()), s.size());
+  }
 }
 
 }  // namespace

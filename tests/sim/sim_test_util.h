@@ -1,13 +1,17 @@
 #pragma once
 // Helpers of the simulator's tests.
 
-#include <cctype>
+#include <gtest/gtest.h>
+
+#include <optional>
 #include <string_view>
 
+#include "link/frame_codec.h"
 #include "platform/bytes.h"
 #include "platform/scheduler.h"
 #include "support/hex_bytes.h"
 #include "tools/sim/controller.h"
+#include "tools/sim/register_map.h"
 
 namespace xl::sim::testing {
 
@@ -25,4 +29,19 @@ inline StationOptions frozenStation(std::uint8_t address = 1) {
 
 inline platform::Duration at(int milliseconds) { return platform::ms(milliseconds); }
 
+// The controller's reply without its CRC, as the console's receive routine hands it on;
+// empty when the CRC does not match or nothing came.
+inline Bytes verified(const std::optional<Bytes>& reply) {
+  if (!reply) return {};
+  auto v = verifyFrame(hexText(*reply));
+  return v && v->size() > 1 ? *v : Bytes{};
+}
+
 }  // namespace xl::sim::testing
+
+namespace xl::sim {
+using testing::at;
+using testing::frozenStation;
+using testing::hex;
+using testing::verified;
+}  // namespace xl::sim

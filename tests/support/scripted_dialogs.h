@@ -22,25 +22,24 @@ class ScriptedDialogs : public platform::Dialogs {
 
   int msgBox(const QString& text, int style, const QString&) override {
     shown.push_back({text, style});
-    if (answers.empty()) return platform::kOk;
-    const int a = answers.front();
-    answers.pop_front();
-    return a;
+    return next<int>(answers, platform::kOk);
   }
-  QString openFileName(const QString&, const QString&) override { return next(); }
-  QString saveFileName(const QString&, const QString&) override { return next(); }
-  QString chooseFolder(const QString&) override { return next(); }
+  QString openFileName(const QString&, const QString&) override { return next(fileNames, QString()); }
+  QString saveFileName(const QString&, const QString&) override { return next(fileNames, QString()); }
+  QString chooseFolder(const QString&) override { return next(fileNames, QString()); }
   QString chooseFolderIn(const QString&, const QString& startIn) override {
     folderStart = startIn;
-    return next();
+    return next(fileNames, QString());
   }
 
  private:
-  QString next() {
-    if (fileNames.empty()) return {};
-    QString f = fileNames.front();
-    fileNames.pop_front();
-    return f;
+  // The next answer of `queue`, or `none` when it is empty.
+  template <class T>
+  static T next(std::deque<T>& queue, T none) {
+    if (queue.empty()) return none;
+    T front = queue.front();
+    queue.pop_front();
+    return front;
   }
 };
 

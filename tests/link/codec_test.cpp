@@ -1,0 +1,523 @@
+// The frame codec (the golden frames, the CRC, the spellings of a request text and the numbers
+// of a frame) and the decoders of the blocks a controller sends back.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <initializer_list>
+#include <sstream>
+#include <string>
+
+#include "link/device_data_map.h"
+#include "link/frame_codec.h"
+#include "link/vb_numbers.h"
+#include "platform/failure.h"
+#include "support/hex_bytes.h"
+
+namespace xl::link {
+namespace {
+
+constexpr Reader kReaders[] = {Reader::RealTime, Reader::Scan, Reader::Recorder};
+
+const char* nameOf(Reader r) {
+  switch (r) {
+    case Reader::RealTime: return "real-time";
+    case Reader::Scan: return "scan";
+    case Reader::Recorder: return "recorder";
+  }
+  return "?";
+}
+
+// A reply as the receive routine delivers it: address 1, function 3, the byte count, zeros with
+// the bytes of the hex text `set` from index `at`, sent through the codec and verified back.
+Bytes reply(std::size_t length, std::size_t at = 3, std::string_view set = "") {
+  Bytes data(length, 0);
+  data[0] = 0x01;
+  data[1] = 0x03;
+  data[2] = static_cast<std::uint8_t>(length - 3);
+  std::ranges::copy(testing::hexBytes(set), data.begin() + static_cast<std::ptrdiff_t>(at));
+  const auto verified = verifyFrame(hexText(appendCrc(data)));
+  EXPECT_EQ(verified, data);
+  return verified.value_or(data);
+}
+
+Bytes realTime(std::size_t at = 3, std::string_view set = "") { return reply(73, at, set); }
+
+RealTimeBlock decoded(const Bytes& bytes, Reader reader) {
+  auto block = decodeRealTime(bytes, reader);
+  EXPECT_TRUE(block.has_value());
+  return block.value_or(RealTimeBlock{});
+}
+
+// The information block's values in one text: ratings, model, versions, serial number.
+std::string infoText(const std::optional<DeviceInfo>& i) {
+  if (!i) return "(none)";
+  return std::to_string(i->maxSystemVoltage) + " " + std::to_string(i->ratedChargeCurrent) + " " +
+         std::to_string(i->ratedLoadCurrent) + "|" + i->model + "|" + i->softwareVersion + "|" + i->deviceVersion +
+         "|" + i->serialNumber;
+}
+
+// The four groups in one text: battery, panel, device, load.
+std::string joined(const StatusTexts& t) { return t.battery + " " + t.panel + " " + t.device + " " + t.load; }
+
+// The whole decoded block in one text: each value's display text (its number in brackets where
+// it is not the number the text reads), the grid texts, charge and load state, flags, groups.
+std::string describe(const RealTimeBlock& b) {
+  std::string out;
+  for (const Shown* s : {&b.chargeLevel,
+                         &b.batteryVoltage,
+                         &b.batteryCurrent,
+                         &b.deviceTemperature,
+                         &b.batteryTemperature,
+                         &b.loadVoltage,
+                         &b.loadCurrent,
+                         &b.loadPower,
+                         &b.panelVoltage,
+                         &b.panelCurrent,
+                         &b.panelPower,
+                         &b.dayMinBatteryVoltage,
+                         &b.dayMaxBatteryVoltage,
+                         &b.dayMaxChargeCurrent,
+                         &b.dayMaxDischargeCurrent,
+                         &b.dayMaxChargePower,
+                         &b.dayMaxDischargePower,
+                         &b.dayChargeAh,
+                         &b.dayDischargeAh,
+                         &b.dayEnergyGenerated,
+                         &b.dayEnergyUsed,
+                         &b.daysInOperation,
+                         &b.overDischargeCount,
+                         &b.fullChargeCount,
+                         &b.totalChargeAh,
+                         &b.totalDischargeAh,
+                         &b.totalEnergyGenerated,
+                         &b.totalEnergyUsed}) {
+    out += s->text;
+    const double read = std::strtod(s->text.c_str(), nullptr);
+    if (std::abs(read - s->value) > 1e-12 * std::max(1.0, std::abs(read))) out += "(" + numberText(s->value) + ")";
+    out += " ";
+  }
+  return out + "| " + b.totalEnergyGeneratedGrid + " " + b.totalEnergyUsedGrid + " | " + std::to_string(b.chargeState) +
+         " " + b.chargeStateText + " | " + (b.loadOn ? "on " : "off ") + b.loadStateText + " | " + b.statusFlags +
+         " | " + joined(b.status);
+}
+
+// 32 flag characters with the given positions (1 = leftmost) set.
+std::string flagsWith(std::initializer_list<int> positions) {
+  std::string flags(32, '0');
+  for (int p : positions) flags[p - 1] = '1';
+  return flags;
+}
+
+TEST(DeviceDataMap, DeviceInformationBlock) {
+  // Ratings, the model " ML4820 MPPT    ", versions 1.0.12 and 2.1.0 (byte 27 unread), serial.
+  Bytes bytes = reply(37, 3,
+                      "30 28 14 AA BB 20 4D 4C 34 38 32 30 20 4D 50 50 54 20 20 20 20 "
+                      "01 00 0C EE 02 01 00 10 05 00 17 12 34");
+  // Blanks cut at both ends of the model, the inner one kept.
+  EXPECT_EQ(infoText(decodeDeviceInfo(bytes)), "48 40 20|ML4820 MPPT|V1.0.12|V2.1.0|16050023");
+
+  // Sixteen blanks, zero versions, a serial with three-digit bytes.
+  std::fill(bytes.begin() + 8, bytes.begin() + 24, ' ');
+  std::fill(bytes.begin() + 24, bytes.begin() + 31, 0);
+  std::ranges::copy(testing::hexBytes("64 FF 09 63"), bytes.begin() + 31);
+  EXPECT_EQ(infoText(decodeDeviceInfo(bytes)), "48 40 20||V0.0.0|V0.0.0|1002550999");
+
+  // One character a byte, read as Latin-1; only blanks are cut, NUL padding stays.
+  std::ranges::copy(testing::hexBytes("41 B0 43 00"), bytes.begin() + 8);
+  EXPECT_EQ(decodeDeviceInfo(bytes)->model, std::string("A\xC2\xB0\x43\0", 5));
+  bytes[23] = 'Z';
+  EXPECT_EQ(decodeDeviceInfo(bytes)->model.size(), 17u);  // "A", two bytes for 0xB0, "C", NUL, 11 blanks, "Z"
+
+  // Any other length is refused.
+  for (std::size_t length : {0u, 1u, 36u, 38u, 73u}) {
+    Bytes other = bytes;
+    other.resize(length);
+    EXPECT_FALSE(decodeDeviceInfo(other).has_value()) << length;
+  }
+}
+
+// Every value of the block with a distinct content, and its display text.
+TEST(DeviceDataMap, RealTimeBlockEveryValue) {
+  // From byte 3: not read, charge level; battery voltage, current; temperatures; load voltage,
+  // current, power; panel voltage, current, power; load switch; the day's ten values; days,
+  // over-discharges, full charges; the four 32-bit totals; load state, charge state; fault words.
+  const Bytes bytes = realTime(
+      3,
+      "EE 57 00 85 04 D2 85 19 00 7F 00 05 01 2C 01 90 02 9A 0A 6B 00 01 00 78 00 91 07 D0 00 07 01 F4 00 64 "
+      "00 2D 00 0C 04 D2 00 05 01 6D 00 03 00 C8 00 01 E2 40 00 00 30 39 00 12 D6 87 00 00 07 D0 80 02 00 00 00 01");
+  const RealTimeBlock b = decoded(bytes, Reader::Scan);
+  // Register 0x0121 is clean.
+  EXPECT_EQ(describe(b),
+            "87 13.3 12.34 -5.0 25.0 12.7 0.05 300 40.0 6.66 2667 12.0 14.5 20.00 0.07 500 100 45 12 1.234 0.005 365 "
+            "3 200 123456 12345 1234.567 2 | 1234.567 2 | 2 MPPT充电 | on 已打开 | 10000000000000100000000000000000 | "
+            "正常 正常 正常 已打开");
+  // The live screen: same numbers, same words here.
+  EXPECT_EQ(describe(decoded(bytes, Reader::RealTime)), describe(b));
+
+  // The daily screen's ten boxes, in its order, and as far as a short frame reaches.
+  const std::vector<std::string> day = {"12.0", "14.5", "20.00", "0.07", "500", "100", "45", "12", "1.234", "0.005"};
+  EXPECT_EQ(dayValueTexts(bytes), day);
+  for (std::size_t length : {45u, 44u, 43u, 28u, 27u, 26u, 0u}) {
+    Bytes cut = bytes;
+    cut.resize(length);
+    const std::size_t boxes = length < 27 ? 0 : (length - 25) / 2;
+    EXPECT_EQ(dayValueTexts(cut), std::vector<std::string>(day.begin(), day.begin() + std::min<std::size_t>(boxes, 10)))
+        << length;
+  }
+  // Wrong lengths are refused on every reader.
+  for (Reader r : kReaders) {
+    for (std::size_t length : {0u, 37u, 72u, 74u}) {
+      Bytes other = bytes;
+      other.resize(length);
+      EXPECT_FALSE(decodeRealTime(other, r).has_value()) << nameOf(r) << " " << length;
+    }
+  }
+}
+
+TEST(DeviceDataMap, Temperatures) {
+  // The byte, its value, its text on the screens and in the recorder.
+  std::string got;
+  for (std::uint8_t byte : {129, 128, 0, 0x85, 0x19, 0x95, 255, 127}) {
+    EXPECT_EQ(temperatureText(byte, Reader::RealTime), temperatureText(byte, Reader::Scan)) << int(byte);
+    got += std::to_string(temperatureValue(byte)) + " " + temperatureText(byte, Reader::Scan) + " " +
+           temperatureText(byte, Reader::Recorder) + ", ";
+  }
+  EXPECT_EQ(got,
+            "-1 -1.0 -1, 128 128.0 128, 0 0.0 0, -5 -5.0 -5, 25 25.0 25, -21 -21.0 -21, -127 -127.0 -127, "
+            "127 127.0 127, ");
+}
+
+// The scan's 32-bit totals: a first byte from 128 up enters the sum unshifted.
+TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
+  std::string got;
+  for (const char* text :
+       {"00 00 00 00", "01 00 00 00", "12 34 56 78", "7F FF FF FF", "80 00 00 00", "80 01 02 03", "FF FF FF FF"}) {
+    const Bytes t = testing::hexBytes(text);
+    got += std::to_string(totalValue(t[0], t[1], t[2], t[3])) + " ";
+  }
+  // 0x80010203 is 128 + 65536 + 2 * 256 + 3; 0xFFFFFFFF is 255 + 0xFF0000 + 0xFF00 + 0xFF.
+  EXPECT_EQ(got, "0 16777216 305419896 2147483647 128 66179 16777470 ");
+
+  const RealTimeBlock b = decoded(realTime(51, "81 00 01 00 7F FF FF FF 80 00 00 00 7F FF FF FF"), Reader::Scan);
+  // 385 is 129 + 256.
+  EXPECT_EQ(b.totalChargeAh.text + " " + b.totalDischargeAh.text, "385 2147483647");
+  EXPECT_EQ(b.totalEnergyGenerated.text + " " + b.totalEnergyGeneratedGrid, "0.128 0.128");
+  EXPECT_EQ(b.totalEnergyUsed.text + " " + b.totalEnergyUsedGrid, "2147483.647 2147483.647");
+
+  // The grid format "0.###" against the plain text of the cell.
+  got.clear();
+  for (const char* low : {"00 00", "00 01", "00 0A", "05 DC", "03 E8", "04 D2"}) {
+    const RealTimeBlock e = decoded(realTime(65, low), Reader::Scan);
+    got += e.totalEnergyUsed.text + "/" + e.totalEnergyUsedGrid + " ";
+  }
+  EXPECT_EQ(got, "0/0 0.001/0.001 0.01/0.01 1.5/1.5 1/1 1.234/1.234 ");
+}
+
+TEST(DeviceDataMap, NumberTexts) {
+  std::string got;
+  for (double v : {300.0, 0.0, -0.0, -21.0, 0.128, 65535.0}) got += numberText(v) + " ";
+  for (const auto& [v, places] : {std::pair{30.0, 1}, {0.29, 2}, {65.535, 3}, {6553.5, 1}, {-0.0001, 2}})
+    got += fixedText(v, places) + " ";
+  for (double v : {5.0, 0.1, 0.0004}) got += upToThreePlacesText(v) + " ";
+  EXPECT_EQ(got, "300 0 0 -21 0.128 65535 30.0 0.29 65.535 6553.5 0.00 5 0.1 0 ");
+  // Every 16-bit register shows exactly under each scale, with no rounding error.
+  const auto places = [](int v, int n) {
+    std::string s = std::to_string(v);
+    return std::string(n - s.size(), '0') + s;
+  };
+  for (int raw : {1, 7, 29, 99, 101, 255, 1005, 4097, 65535}) {
+    const auto hi = static_cast<std::uint8_t>(raw >> 8), lo = static_cast<std::uint8_t>(raw & 0xFF);
+    for (int n = 1, scale = 10; n <= 3; ++n, scale *= 10)
+      EXPECT_EQ(fixedText(regValue(hi, lo, scale), n), std::to_string(raw / scale) + "." + places(raw % scale, n))
+          << raw << " / " << scale;
+  }
+}
+
+TEST(DeviceDataMap, ChargeAndLoadState) {
+  const char* names[] = {"未开启充电", "开始充电", "MPPT充电", "均衡充电", "提升充电", "浮充充电", "限流充电"};
+  for (std::uint8_t s = 0; s <= 6; ++s) {
+    EXPECT_EQ(chargeStateName(s), names[s]);
+    for (Reader r : kReaders) {
+      const Bytes bytes = realTime(68, hexText(Bytes{s}));
+      EXPECT_EQ(decoded(bytes, r).chargeStateText, names[s]) << nameOf(r);
+    }
+  }
+  // Above 6: nothing on the live screen and in the recorder, the flag digits on the scan.
+  for (std::uint8_t s : {7, 8, 255}) {
+    EXPECT_EQ(chargeStateName(s), "");
+    const Bytes bytes = realTime(67, "80 " + hexText(Bytes{s}) + " 12 01");
+    const std::string flags = "10000000" + byteToBits(s) + "0001001000000001";
+    EXPECT_EQ(decoded(bytes, Reader::RealTime).chargeStateText, "");
+    EXPECT_EQ(decoded(bytes, Reader::Recorder).chargeStateText, "");
+    EXPECT_EQ(decoded(bytes, Reader::Scan).chargeStateText, flags);
+    EXPECT_EQ(decoded(bytes, Reader::Scan).statusFlags, flags);
+  }
+
+  // Load state: bit 7 of byte 67 alone.
+  std::string on;
+  for (std::uint8_t byte : {0x80, 0xFF, 0xC1, 0x00, 0x7F, 0x01}) on += loadIsOn(byte) ? "1" : "0";
+  EXPECT_EQ(on, "111000");
+  const RealTimeBlock off = decoded(realTime(67, "7F"), Reader::RealTime);
+  EXPECT_FALSE(off.loadOn);
+  EXPECT_EQ(off.status.load, "已关闭");
+}
+
+TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
+  // Fault word 0x0121 says over-discharge (bit 0); 0x0122 says reverse polarity (bit 12); the
+  // load is off.
+  Bytes bytes = realTime(67, "00 05 00 01 10 00");
+  const Bytes original = bytes;
+  EXPECT_EQ(statusFlagsOf(bytes), "00000000000001010000000000000001");
+
+  // The scan and the recorder read register 0x0121.
+  EXPECT_EQ(joined(decoded(bytes, Reader::Scan).status), "过放 正常 正常 已关闭");
+  EXPECT_EQ(decoded(bytes, Reader::Recorder).status.battery, "蓄电池过放");
+
+  // The live screen exchanges first, in the caller's array, and reads register 0x0122.
+  exchangeFaultWords(bytes);
+  EXPECT_EQ(hexText(bytes).substr(2 * 67), "000510000001");
+  const RealTimeBlock screen = decoded(bytes, Reader::RealTime);
+  EXPECT_EQ(joined(screen.status), "正常 太阳板反接 正常 已关闭");
+  EXPECT_EQ(screen.chargeStateText, "浮充充电");  // byte 68 is not moved
+  // The scan, decoding the same array after the live screen, shows register 0x0122 too.
+  EXPECT_EQ(joined(decoded(bytes, Reader::Scan).status), "正常 太阳能板反接 正常 已关闭");
+
+  // A second exchange puts the words back; a short array is left alone.
+  exchangeFaultWords(bytes);
+  EXPECT_EQ(bytes, original);
+  Bytes shortReply(72, 7);
+  shortReply[69] = 1;
+  exchangeFaultWords(shortReply);
+  EXPECT_EQ(shortReply[69], 1);
+  EXPECT_EQ(statusFlagsOf(Bytes(70, 0)), "");
+  EXPECT_EQ(statusFlagsOf(Bytes(71, 0xFF)), std::string(32, '1'));
+}
+// Each tested position alone, then positions together, where the order of the tests decides.
+// The recorder's own words are the recorder line's tests.
+TEST(DeviceDataMap, StatusGroups) {
+  // The groups on the live screen and on the scan ("=": as on the live screen, "-": not tried).
+  struct Case {
+    std::initializer_list<int> positions;
+    const char* rt;
+    const char* scan;
+  };
+  const Case cases[] = {
+      {{32}, "过放 正常 正常 已打开", "="},
+      {{31}, "超压 正常 正常 已打开", "="},
+      {{30}, "欠压警告 正常 正常 已打开", "="},
+      {{29}, "正常 正常 正常 负载短路", "="},
+      {{28}, "正常 正常 正常 负载过流", "="},
+      {{27}, "正常 正常 设备超温 已打开", "="},
+      {{26}, "蓄电池超温 正常 正常 已打开", "正常 正常 正常 已打开"},
+      {{25}, "正常 超功率 正常 已打开", "正常 太阳能板功率过大 正常 已打开"},
+      {{24}, "正常 正常 正常 已打开", "="},
+      {{23}, "正常 超压 正常 已打开", "正常 太阳能板超压 正常 已打开"},
+      {{20}, "正常 太阳板反接 正常 已打开", "正常 太阳能板反接 正常 已打开"},
+      // Over-discharge hides under-voltage; over-voltage overwrites both.
+      {{32, 30}, "过放 正常 正常 已打开", "="},
+      {{32, 31}, "-", "超压 正常 正常 已打开"},
+      // The live screen's battery over-temperature comes last.
+      {{32, 31, 26}, "蓄电池超温 正常 正常 已打开", "超压 正常 正常 已打开"},
+      // Over-power hides panel over-voltage; position 24 wipes both on the scan.
+      {{25, 23}, "正常 超功率 正常 已打开", "正常 太阳能板功率过大 正常 已打开"},
+      {{25, 23, 24}, "正常 超功率 正常 已打开", "正常 正常 正常 已打开"},
+      {{23, 24}, "正常 超压 正常 已打开", "正常 正常 正常 已打开"},
+      // Reverse polarity comes after the wipe.
+      {{25, 24, 20}, "-", "正常 太阳能板反接 正常 已打开"},
+      {{25, 20}, "正常 太阳板反接 正常 已打开", "-"},
+      {{27, 26}, "蓄电池超温 正常 设备超温 已打开", "正常 正常 设备超温 已打开"},
+      // Short circuit wins over over-current.
+      {{28, 29}, "正常 正常 正常 负载短路", "="},
+      // Positions no reader tests change nothing, even all at once.
+      {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 21, 22}, "正常 正常 正常 已打开", "="},
+  };
+  for (const Case& c : cases) {
+    std::string label;
+    for (int p : c.positions) label += " " + std::to_string(p);
+    for (const auto& [reader, want] : {std::pair{Reader::RealTime, c.rt}, {Reader::Scan, c.scan}}) {
+      if (std::string_view(want) == "-") continue;
+      const StatusTexts t = applyStatusGroups(flagsWith(c.positions), {"old", "old", "old", "已打开"}, reader);
+      EXPECT_EQ(joined(t), std::string_view(want) == "=" ? c.rt : want) << nameOf(reader) << label;
+    }
+  }
+  // Through a reply: position p is bit (32 - p) of the fault word in bytes 69, 70.
+  EXPECT_EQ(decoded(realTime(69, "10 00"), Reader::Scan).status.panel, "太阳能板反接");
+  EXPECT_EQ(decoded(realTime(69, "00 20"), Reader::RealTime).status.device, "设备超温");
+
+  // A flag text that is not 32 characters leaves every group as it was, load included.
+  const StatusTexts before{"过放", "超功率", "设备超温", "负载短路"};
+  for (Reader r : kReaders)
+    for (const std::string& flags : {std::string(), std::string(31, '1'), std::string(33, '1'), std::string(33, '0')})
+      EXPECT_EQ(joined(applyStatusGroups(flags, before, r)), joined(before)) << nameOf(r) << " " << flags.size();
+}
+
+TEST(DeviceDataMap, LoadModeReply) {
+  // Manual is 15 in byte 4; byte 3 is not looked at.
+  std::string got;
+  for (const char* set : {"00 0F", "00 0E", "00 10", "00 00", "FF 0F", "01 0F"}) {
+    const std::optional<bool> manual = loadModeIsManual(reply(5, 3, set));
+    got += !manual ? "-" : *manual ? "1" : "0";
+  }
+  EXPECT_EQ(got, "100011");
+  for (std::size_t length : {0u, 4u, 6u, 11u, 73u})
+    EXPECT_FALSE(loadModeIsManual(Bytes(length, 15)).has_value()) << length;
+}
+
+Failure failureOf(const std::function<void()>& fn) {
+  try {
+    fn();
+  } catch (const RuntimeFailure& f) {
+    return f.kind();
+  }
+  ADD_FAILURE() << "no failure raised";
+  return Failure::InvalidValue;
+}
+
+// Every frame the console's documentation prints, as request text and as wire bytes.
+TEST(FrameCodec, GoldenRequestFrames) {
+  struct Golden {
+    const char* text;
+    const char* wire;
+  };
+  const Golden golden[] = {
+      {"01 03 0100 0023", "01 03 01 00 00 23 05 EF"},   // real-time block
+      {"01 03 000A 0011", "01 03 00 0A 00 11 A5 C4"},   // device information
+      {"01 03 E0 1D 0001", "01 03 E0 1D 00 01 23 CC"},  // load mode register
+      {"01 06 010A 0001", "01 06 01 0A 00 01 69 F4"},   // load on
+      {"01 06 010A 0000", "01 06 01 0A 00 00 A8 34"},   // load off
+      {"01 03 F003 000A", "01 03 F0 03 00 0A 06 CD"},   // history, 3 days ago
+      {"01 03 F000 000A", "01 03 F0 00 00 0A F6 CD"},   // history, today
+      {"01 03 000A 0001", "01 03 00 0A 00 01 A4 08"},   // address poll
+      {"01 06 001A 0005", "01 06 00 1A 00 05 68 0E"},   // new address 5
+      {"01 78 0000 0001", "01 78 00 00 00 01 60 00"},   // factory settings
+      {"01 79 0000 0001", "01 79 00 00 00 01 5D C0"},   // clear history
+      {"01 06 E327 0000", "01 06 E3 27 00 00 0E 45"},  {"01 06 E327 0001", "01 06 E3 27 00 01 CF 85"},
+      {"01 06 DF01 0001", "01 06 DF 01 00 01 22 1E"},  // restart
+  };
+  for (const auto& g : golden) {
+    // The same bytes built from the text, with the CRC appended to the payload, and verified back.
+    const Bytes wire = testing::hexBytes(g.wire), payload(wire.begin(), wire.begin() + 6);
+    ASSERT_EQ(wire.size(), 8u);
+    EXPECT_EQ(hexText(buildFrame(g.text)), hexText(wire)) << g.text;
+    EXPECT_EQ(appendCrc(payload), wire) << g.text;
+    EXPECT_EQ(verifyFrame(hexText(wire)), payload) << g.text;
+  }
+  // Requests composed as screens compose them: address text plus literal.
+  for (const auto& [literal, wire] : {std::pair{" 03 0100 0023", "01 03 01 00 00 23 05 EF"},
+                                      {" 03 000A 0011", "01 03 00 0A 00 11 A5 C4"},
+                                      {" 03 E0 1D 0001", "01 03 E0 1D 00 01 23 CC"},
+                                      {" 78 0000 0001", "01 78 00 00 00 01 60 00"},
+                                      {"06E3270000", "01 06 E3 27 00 00 0E 45"}})
+    EXPECT_EQ(requestFrame(1, literal), testing::hexBytes(wire)) << literal;
+}
+
+TEST(FrameCodec, CrcTablesAndCompute) {
+  // Every entry of both tables is the reflected polynomial 0xA001 run over its index.
+  for (int i = 0; i < 256; ++i) {
+    unsigned crc = static_cast<unsigned>(i);
+    for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ ((crc & 1) ? 0xA001u : 0u);
+    EXPECT_EQ(crcHiTable(i), crc & 0xFF) << i;
+    EXPECT_EQ(crcLoTable(i), crc >> 8) << i;
+  }
+  // The check value of CRC-16/MODBUS over "123456789" is 0x4B37, low byte first.
+  const Bytes check = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+  EXPECT_EQ(crcCompute(check, 9), 0);
+  EXPECT_EQ(crcBytes, (std::array<std::uint8_t, 2>{0x37, 0x4B}));
+  crcCompute(check, 0);
+  EXPECT_EQ(crcBytes, (std::array<std::uint8_t, 2>{0xFF, 0xFF}));
+  EXPECT_EQ(failureOf([&] { crcCompute(Bytes(300, 0), 256); }), Failure::Overflow);
+  EXPECT_EQ(failureOf([&] { crcCompute(check, 10); }), Failure::Bounds);
+}
+
+TEST(FrameCodec, BuildFrameSpellingsAndFailures) {
+  // Blanks anywhere, either case.
+  EXPECT_EQ(buildFrame("0103 01000023"), buildFrame("01 03 0100 0023"));
+  EXPECT_EQ(buildFrame(" 0 1 0 3 0 1 0 0 0 0 2 3 "), buildFrame("01 03 0100 0023"));
+  EXPECT_EQ(buildFrame("01 03 e0 1d 0001"), buildFrame("01 03 E0 1D 0001"));
+  // Odd texts: five digits give three payload bytes, the last from one digit.
+  const Bytes five = buildFrame("01035");
+  EXPECT_EQ(Bytes(five.begin(), five.begin() + 3), testing::hexBytes("01 03 05"));
+  EXPECT_EQ(five.size(), 5u);
+  // Seven digits: n rounds from 2.5 to 2, and the fourth pair has no room.
+  EXPECT_EQ(failureOf([] { buildFrame("0103050"); }), Failure::Bounds);
+  // Nine digits: n is 3.5 -> 4, fits.
+  EXPECT_EQ(buildFrame("010305001").size(), 7u);
+  for (const char* text : {"", "   "}) EXPECT_EQ(failureOf([&] { buildFrame(text); }), Failure::Overflow) << text;
+  for (const char* text : {"01 G3", "01\t03"}) EXPECT_EQ(failureOf([&] { buildFrame(text); }), Failure::TypeMismatch);
+  // 510 digits is the longest that works; 512 fails at the CRC, 514 at once.
+  EXPECT_EQ(buildFrame(std::string(510, 'A')).size(), 257u);
+  for (int n : {512, 514}) EXPECT_EQ(failureOf([&] { buildFrame(std::string(n, 'A')); }), Failure::Overflow) << n;
+  // A 512-digit text with a bad digit at its end fails on that digit first: the arrays are
+  // filled before the CRC step.
+  EXPECT_EQ(failureOf([] { buildFrame(std::string(511, 'A') + "Z"); }), Failure::TypeMismatch);
+}
+
+TEST(FrameCodec, AppendCrcLimits) {
+  EXPECT_EQ(appendCrc(Bytes(255, 1)).size(), 257u);
+  for (int n : {256, 257}) EXPECT_EQ(failureOf([&] { appendCrc(Bytes(n, 1)); }), Failure::Overflow) << n;
+  EXPECT_EQ(appendCrc(Bytes{0x01}).size(), 3u);
+}
+
+TEST(FrameCodec, VerifyFrameOutcomes) {
+  // Correct CRC: the frame without it; swapped CRC bytes or one flipped payload bit: the single
+  // element 0.
+  EXPECT_EQ(verifyFrame("0103000A0011A5C4"), testing::hexBytes("01 03 00 0A 00 11"));
+  EXPECT_EQ(verifyFrame("01 03 00 0a 00 11 a5 c4"), testing::hexBytes("01 03 00 0A 00 11"));
+  EXPECT_EQ(verifyFrame("0103000A0011C4A5"), Bytes{0});
+  EXPECT_EQ(verifyFrame("0103000B0011A5C4"), Bytes{0});
+  // Unset results: too short, not hexadecimal, too long (516 digits reach a count of 256), odd
+  // (seven digits need a second payload byte that has no room).
+  for (const std::string& text : {std::string(), std::string("01FF"), std::string("0G03000A0011A5C4"),
+                                  std::string("0103000A0011A5CG"), std::string(516, '0'), std::string("0103A5C")})
+    EXPECT_FALSE(verifyFrame(text).has_value()) << text;
+  // Six digits are the shortest text that gets a CRC test; 255 payload bytes (514 digits) the most.
+  EXPECT_EQ(verifyFrame(hexText(appendCrc(Bytes{0x07}))), Bytes{0x07});
+  EXPECT_EQ(verifyFrame(hexText(appendCrc(Bytes(255, 0x11)))), Bytes(255, 0x11));
+  // Address 0 with a correct CRC passes here; the receive routine drops it.
+  EXPECT_EQ((*verifyFrame(hexText(appendCrc(testing::hexBytes("00 03 02 00 01")))))[0], 0);
+  // A five-byte exception reply verifies as three bytes.
+  EXPECT_EQ(verifyFrame(hexText(appendCrc(testing::hexBytes("01 83 02"))))->size(), 3u);
+}
+
+TEST(FrameCodec, NumberHelpers) {
+  // A divisor below 1 reads as 1; no signed reading.
+  std::ostringstream values;
+  values.precision(15);  // 15 digits: a value off by more than its last bits shows
+  for (int divisor : {10, 0, -5, 1}) values << regValue(0x01, 0x2C, divisor) << " ";
+  values << regValue(0xFF, 0xFF, 1) << " " << regValue(0x80, 0x00, 1) << " " << regValue(0x04, 0xD2, 1000);
+  EXPECT_EQ(values.str(), "30 300 300 300 65535 32768 1.234");
+  std::string got;
+  for (int value : {5, 0, 255, 128, 511, -1}) got += byteToBits(value) + " ";
+  // Rounding half to even.
+  for (const char* text : {"1", "10", "255", "256", "0", " 17 ", "2.5", "3.5"}) got += byteToHex(text) + " ";
+  EXPECT_EQ(got, "00000101 00000000 11111111 10000000 111111111  01 0A FF 100 00 11 02 04 ");
+  for (const char* text : {"", "abc"}) EXPECT_EQ(failureOf([&] { byteToHex(text); }), Failure::TypeMismatch) << text;
+  EXPECT_EQ(failureOf([] { byteToHex("99999999999"); }), Failure::Overflow);
+  // An address of 256 makes the frame text odd; the frame is still built, one byte longer.
+  EXPECT_EQ(requestFrame(256, " 03 0100 0023").size(), 9u);
+}
+
+TEST(VbNumbers, RoundingIsHalfToEvenAndLenientReading) {
+  std::ostringstream rounded, read;
+  read.precision(15);
+  // Minus zero is zero.
+  for (double v : {0.5, 1.5, 2.5, -0.5, -1.5, 2.4999, 2.5001}) rounded << roundHalfEven(v) + 0.0 << " ";
+  EXPECT_EQ(rounded.str(), "0 2 2 0 -2 2 3 ");
+  for (const char* text : {"", "abc", "12abc", "  -3.25V", "1e3", "1e", "&H1F", ".5", "+7", "-"})
+    read << val(text) << " ";
+  EXPECT_EQ(read.str(), "0 0 12 -3.25 1000 1 31 0.5 7 0 ");
+}
+
+TEST(VbNumbers, StrictReading) {
+  EXPECT_EQ(toNumber(" 12.5 "), 12.5);
+  for (const auto& [text, v] : {std::pair{"2.5", 2}, {"3.5", 4}, {"-7", -7}}) EXPECT_EQ(toLong(text), v) << text;
+  for (const char* bad : {"", " ", "12abc", "abc", "1 2", "--1"})
+    EXPECT_EQ(failureOf([&] { toNumber(bad); }), Failure::TypeMismatch) << bad;
+  EXPECT_THROW(toLong("3000000000"), RuntimeFailure);
+  for (double v : {256.0, -1.0}) EXPECT_THROW(toByte(v), RuntimeFailure) << v;
+  EXPECT_EQ(std::pair(toByte(255.4), toByte(-0.5)), (std::pair<std::uint8_t, std::uint8_t>(255, 0)));
+}
+
+}  // namespace
+}  // namespace xl::link

@@ -1,0 +1,515 @@
+// The recorder without a screen: the line of one reply byte for byte, the files it goes to and
+// when they roll, the settings the screen bounds and keys, and the engine that runs it all on
+// its own cycle from the settings file, in virtual time.
+
+#include <QDir>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <memory>
+
+#include "core/message_log.h"
+#include "core/settings.h"
+#include "engine/recorder.h"
+#include "monitoring/recorder_files.h"
+#include "monitoring/recorder_line.h"
+#include "monitoring/recorder_settings.h"
+#include "platform/gbk.h"
+#include "screen_test.h"
+
+namespace xl::monitoring {
+namespace {
+
+using platform::ms;
+using testing::flags;
+using testing::readFile;
+
+// A 73-byte real-time reply of address 1, all data zero but the bytes given as "index value".
+Bytes reply(std::initializer_list<std::pair<std::size_t, std::uint8_t>> set) {
+  Bytes data = testing::hexBytes("010346" + std::string(140, '0'));
+  for (const auto& [index, value] : set) data[index] = value;
+  return data;
+}
+// The station of the example: bytes 3.. 00 5A 00 82 01 2C 19 95 00 80 00 32 00 06 00 C8 00 FA
+// 00 32, bytes 67..70 80 02 00 00.
+Bytes exampleReply() {
+  return testing::hexBytes("010346 005A 0082 012C 1995 0080 0032 0006 00C8 00FA 0032" + std::string(88, '0') +
+                           "80020000 0000");
+}
+
+const QDateTime kExampleTime(QDate(2026, 1, 5), QTime(10, 30, 0));
+const QString kExampleLine =
+    QStringLiteral("2026-01-05 10:30:00,Roof,1,2.50,20.0,50,MPPT充电,13.0,-21,3.00,90,0.50,6,12.8,1,25,正常,正常,正常");
+
+ReadingRow parsed(const std::optional<Bytes>& bytes, const QString& name = QStringLiteral("Roof"),
+                  const QString& id = QStringLiteral("1")) {
+  const auto row = parseReading(bytes, name, id, kExampleTime, 7);
+  EXPECT_TRUE(row.has_value());
+  return row.value_or(ReadingRow{});
+}
+// The given cells of a row, joined by "|".
+QString cells(const ReadingRow& row, std::initializer_list<int> columns) {
+  QStringList out;
+  for (int c : columns) out << row[c];
+  return out.join('|');
+}
+
+TEST(RecorderLine, ExampleAndHeaderLinesByteForByte) {
+  // GBK of the Chinese words, written out so the test does not trust the converter:
+  // 充电 B3E4 B5E7, 正常 D5FD B3A3, ℃ A1E6.
+  const ReadingRow row = parsed(exampleReply());
+  EXPECT_EQ(row[0], "7");
+  EXPECT_EQ(lineBytes(csvLine(row)),
+            QByteArray("2026-01-05 10:30:00,Roof,1,2.50,20.0,50,MPPT\xB3\xE4\xB5\xE7,13.0,-21,3.00,90,0.50,6,12.8,1,25,"
+                       "\xD5\xFD\xB3\xA3,\xD5\xFD\xB3\xA3,\xD5\xFD\xB3\xA3\r\n"));
+  EXPECT_EQ(lineBytes(headerLine()),
+            QByteArray("Date Time,Station Name,Device ID,Array Current(A),Array Voltage(V),Array Power(W),Working "
+                       "State,Battery Voltage(V),Battery Temp.(\xA1\xE6),Battery Current(A),Battery SOC(%),Load "
+                       "Current(A),Load Power(W),Load Voltage(V),Load State,Device Temp.(\xA1\xE6),Battery "
+                       "State,Charging State,Controller Working State\r\n"));
+  EXPECT_EQ(readingHeaders()[0], "autoid");
+  // A comma inside a cell goes out as the full-width comma (A3AC); the header has none.
+  const QString line = csvLine(parsed(exampleReply(), QStringLiteral("Roof,East"), QStringLiteral("1,2")));
+  EXPECT_TRUE(line.startsWith(QStringLiteral("2026-01-05 10:30:00,Roof，East,1，2,2.50,")));
+  EXPECT_EQ(line.count(u','), 18);
+  EXPECT_TRUE(
+      lineBytes(line).contains("Roof\xA3\xAC"
+                               "East"));
+  EXPECT_EQ(headerLine().count(u','), 18);
+  EXPECT_FALSE(headerLine().contains(u'，'));
+}
+
+TEST(RecorderLine, NoReplyGivesTheZeroReadingAndAnotherLengthNoRow) {
+  // No cell data at all, an empty array, or no array: no reply yet.
+  for (const QVariant& cell : {QVariant(), QVariant(QByteArray()), QVariant(QStringLiteral("x"))})
+    EXPECT_EQ(
+        csvLine(parsed(storedReplyOf(cell), QStringLiteral("Far"), QStringLiteral("9"))),
+        QStringLiteral("2026-01-05 10:30:00,Far,9,0.00,0.0,0,未开启充电,0.0,0,0.00,0,0.00,0,0.0,0,0,正常,正常,正常"));
+  // A stored array is used as it is.
+  const Bytes bytes = exampleReply();
+  EXPECT_EQ(storedReplyOf(QVariant(QByteArray(reinterpret_cast<const char*>(bytes.data()), 73))), bytes);
+  for (std::size_t length : {1u, 5u, 37u, 72u, 74u})
+    EXPECT_FALSE(parseReading(Bytes(length, 0x11), "A", "1", kExampleTime, 0).has_value()) << length;
+}
+
+TEST(RecorderLine, ValueRulesAndStatusBitsInTheirOrder) {
+  // Array current "0.00" whenever the array voltage is not above 0; temperatures sign and
+  // magnitude with the one-sided test; working state names up to 6; load digit from bit 7 of
+  // byte 67; SOC from byte 4 only.
+  const std::pair<Bytes, const char*> values[] = {
+      {reply({{19, 0x01}, {20, 0x2C}}), "0.00|0|0|未开启充电|0|0"},
+      {reply({{17, 0x00}, {18, 0x01}, {19, 0x01}, {20, 0x2C}}), "3.00|0|0|未开启充电|0|0"},
+      {reply({{9, 0x80}, {10, 0x81}}), "0.00|128|-1|未开启充电|0|0"},
+      {reply({{9, 0xFF}, {10, 0x00}}), "0.00|-127|0|未开启充电|0|0"},
+      {reply({{68, 6}}), "0.00|0|0|限流充电|0|0"},
+      {reply({{68, 7}}), "0.00|0|0||0|0"},
+      {reply({{68, 0xFF}, {67, 0x7F}}), "0.00|0|0||0|0"},
+      {reply({{3, 0xFF}, {4, 100}}), "0.00|0|0|未开启充电|0|100"}};
+  for (const auto& [bytes, expected] : values)
+    EXPECT_EQ(cells(parsed(bytes), {4, 16, 9, 7, 15, 11}), QString::fromUtf8(expected)) << expected;
+
+  // Status texts by bytes 67, 69 and 70: load, battery, panel, device. Bytes 71, 72, the fault
+  // word of the live screen, are all ones in every case and play no part. In order: bit 2 is an
+  // else of bit 1, 3 overwrites 1; 5 is an else of 4, 6 wipes 4 and 5, 7 comes after 6; 9 is an
+  // else of 8; a load fault replaces the on digit, and 11 comes after 10.
+  QStringList seen;
+  for (const char* bytes :
+       {"00 00 00", "00 00 01", "00 00 04", "00 00 05", "00 00 07", "00 00 80", "00 02 00", "00 02 80", "00 03 80",
+        "00 13 80", "00 00 20", "00 00 40", "00 00 60", "80 00 10", "80 00 08", "00 00 18", "80 00 00"}) {
+    const Bytes b = testing::hexBytes(bytes);
+    seen << cells(parsed(reply({{67, b[0]}, {69, b[1]}, {70, b[2]}, {71, 0xFF}, {72, 0xFF}})), {15, 17, 18, 19});
+  }
+  EXPECT_EQ(seen.join(' '), QStringLiteral("0|正常|正常|正常 0|蓄电池过放|正常|正常 0|蓄电池欠压警告|正常|正常 "
+                                           "0|蓄电池过放|正常|正常 0|蓄电池超压|正常|正常 0|正常|太阳能板超功率|正常 "
+                                           "0|正常|太阳能板超电压|正常 0|正常|太阳能板超功率|正常 0|正常|正常|正常 "
+                                           "0|正常|太阳能板反接|正常 0|正常|正常|设备超温 0|正常|正常|蓄电池超温 "
+                                           "0|正常|正常|设备超温 负载过载|正常|正常|正常 负载短路|正常|正常|正常 "
+                                           "负载短路|正常|正常|正常 1|正常|正常|正常"));
+}
+
+TEST(RecorderLine, PathsAndLinesThatCannotBeWritten) {
+  QTemporaryDir dir;
+  ASSERT_TRUE(dir.isValid());
+  EXPECT_FALSE(appendLine(dir.path(), "x"));  // a folder
+  EXPECT_FALSE(appendLine(dir.filePath("missing/1.csv"), "x"));
+  EXPECT_FALSE(appendLine(QString(), "x"));
+  EXPECT_EQ(stationFolder("/r", "Roof") + " " + stationFolder("/r/", "Roof") + " " + numberedFile("/r/Roof", 12),
+            "/r/Roof /r/Roof /r/Roof/12.csv");
+  for (const QString& bad : {QString(), QStringLiteral("."), QStringLiteral(".."), QStringLiteral("a/b"),
+                             QStringLiteral("/"), QString(QChar(u'\0'))})
+    EXPECT_FALSE(isFolderName(bad)) << bad.toStdString();
+  for (const QString& good : {QStringLiteral("Roof"), QStringLiteral("站点 1"), QStringLiteral("#1"),
+                              QStringLiteral("..a"), QStringLiteral("a,b")})
+    EXPECT_TRUE(isFolderName(good)) << good.toStdString();
+  EXPECT_EQ(flags({isMarkedCell("-1"), isMarkedCell("1"), isMarkedCell(" -1"), isMarkedCell("")}), "1000");
+}
+
+TEST(RecorderSettings, DefaultsBoundsAndTheSaveInterval) {
+  // A stored value stands, bounds or not; the interval keys only together.
+  const auto interval = [](const char* h, const char* m) {
+    const SaveIntervalTexts t = saveIntervalOrDefault(h, m);
+    return t.hours + ":" + t.minutes;
+  };
+  EXPECT_EQ(QStringList({readIntervalOrDefault(""), readIntervalOrDefault("0"), lineCountOrDefault(""),
+                         lineCountOrDefault("500"), sizeLimitOrDefault(""), sizeLimitOrDefault("99"),
+                         filePathOrDefault("", "/prog"), filePathOrDefault("/data", "/prog"), interval("", ""),
+                         interval("2", ""), interval("", "0")})
+                .join(' '),
+            "10 0 32000 500 30 99 /prog /data 0:1 2: :0");
+  // Seconds: 0 is a cycle every second; halves to even; beyond int the ends of int.
+  const std::tuple<const char*, const char*, int> seconds[] = {
+      {"0", "1", 60},    {"0", "0", 0},      {"5", "59", 5 * 3600 + 59 * 60}, {"", "abc", 0},
+      {"0", "0.125", 8}, {"0", "0.375", 22}, {"1e9", "0", INT32_MAX},         {"-1e9", "0", INT32_MIN}};
+  for (const auto& [h, m, s] : seconds) EXPECT_EQ(saveIntervalSeconds(h, m), s) << h << ":" << m;
+
+  // The bounds of the accept button, each typed text with what is kept ("32000x" is in bounds
+  // by Val).
+  const auto bounded = [](QString (*bound)(const QString&), std::initializer_list<const char*> typed) {
+    QStringList out;
+    for (const char* t : typed) out << bound(t);
+    return out.join(' ');
+  };
+  EXPECT_EQ(bounded(boundedLineCount, {"999", "abc", "1000", "32000x", "60000", "60000.5"}),
+            "1000 1000 1000 32000x 60000 60000");
+  EXPECT_EQ(bounded(boundedSizeLimit, {"", "0.5", "1", "50", "51"}), "1 1 1 50 50");
+  EXPECT_EQ(bounded(boundedReadInterval, {"61", "60", "0", ""}), "60 60 0 ");
+}
+
+TEST(RecorderSettings, StationNamesAsKeys) {
+  using K = KeyProblem;
+  const std::pair<QString, KeyProblem> cases[] = {{"Roof", K::None},
+                                                  {"#1", K::None},
+                                                  {QStringLiteral("站点一"), K::None},
+                                                  {"a;b[c]", K::None},
+                                                  {" Roof ", K::None},
+                                                  {"FilePath", K::None},
+                                                  {"a=b", K::EqualsSign},
+                                                  {"=", K::EqualsSign},
+                                                  {";x", K::LeadingSemicolon},
+                                                  {"  ;x", K::LeadingSemicolon},
+                                                  {"[x]", K::LeadingBracket},
+                                                  {"", K::Empty},
+                                                  {"   ", K::Empty},
+                                                  {"a\nb", K::LineBreak},
+                                                  {"a\rb", K::LineBreak},
+                                                  {QString("a") + QChar(u'\0'), K::LineBreak},
+                                                  {QStringLiteral("Roof ☀"), K::NotGbk}};
+  for (const auto& [name, problem] : cases) EXPECT_EQ(stationKeyProblem(name), problem) << name.toStdString();
+  // The recorder's own keys, found as the file finds keys: any case, blanks around.
+  ASSERT_EQ(recorderKeyNames().size(), 7);
+  for (const QString& key : recorderKeyNames()) {
+    for (const QString& name : {key, key.toUpper(), " " + key.toLower() + "\t"})
+      EXPECT_EQ(stationKeyProblem(name), KeyProblem::RecorderKey) << name.toStdString();
+    EXPECT_EQ(stationKeyProblem(key + "1"), KeyProblem::None);
+  }
+  EXPECT_FALSE(stationKeyLogLine("#1").has_value());
+  EXPECT_TRUE(stationKeyLogLine("a=b").value_or("").contains("“a=b”"));
+}
+
+// One set of files over a temporary root, with the screen's counter and queue.
+class RecorderFilesTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(dir.isValid()); }
+
+  QString root() const { return dir.path(); }
+  QString file(const QString& station, int n) const { return numberedFile(stationFolder(root(), station), n); }
+  void makeFolder(const QString& station) { ASSERT_TRUE(QDir().mkpath(stationFolder(root(), station))); }
+  static void writeFile(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    ASSERT_EQ(file.write(bytes), bytes.size());
+  }
+  // The header and the lines `texts` of a file, each with its CR LF.
+  static QByteArray lines(std::initializer_list<const char*> texts) {
+    QByteArray out = lineBytes(headerLine());
+    for (const char* t : texts) out += QByteArray(t) + "\r\n";
+    return out;
+  }
+  // The numbered files of a station's folder: "1=H;a1; 2=H;a2;" with the header as H and each
+  // CR LF as ";".
+  QString filesOf(const QString& station) const {
+    QStringList out;
+    for (int n = 1; n <= 5; ++n)
+      if (QFileInfo::exists(file(station, n)))
+        out << QString::number(n) + "=" +
+                   QString::fromLatin1(readFile(file(station, n)).replace(lineBytes(headerLine()), "H\r\n"))
+                       .replace("\r\n", ";");
+    return out.join(' ');
+  }
+  FlushReport flush(std::initializer_list<std::pair<QString, QString>> rows) {
+    for (const auto& [name, text] : rows) queue.push_back({name, text});
+    return files.flushReadings(root(), stations, queue, limits, recordCounter);
+  }
+
+  QTemporaryDir dir;
+  RecorderFiles files;
+  std::vector<RecorderStation> stations;
+  std::deque<PendingRow> queue;
+  RecorderLimits limits;
+  std::int32_t recordCounter = 0;
+};
+
+TEST_F(RecorderFilesTest, SizeLimitRollsExactlyAtTheLimit) {
+  limits.sizeLimitMb = 1;  // 10^6 bytes, not 2^20
+  stations = {{"Roof", true, {}}};
+  makeFolder("Roof");
+  writeFile(file("Roof", 1), QByteArray(999'999, 'x'));
+  flush({{"Roof", "keep"}});
+  EXPECT_EQ(stations[0].file, file("Roof", 1));
+  writeFile(file("Roof", 1), QByteArray(1'000'000, 'x'));
+  recordCounter = 5;
+  flush({{"Roof", "roll"}});
+  EXPECT_EQ(stations[0].file, file("Roof", 2));
+  EXPECT_EQ(readFile(file("Roof", 2)), lines({"roll"}));
+  EXPECT_EQ(QFileInfo(file("Roof", 1)).size(), 1'000'000);
+  EXPECT_EQ(recordCounter, 0);  // any roll resets the shared counter
+}
+
+// Each station's file rolls by its own data lines, counted from the file itself the first time
+// (a restart), whatever the shared save-cycle counter says.
+TEST_F(RecorderFilesTest, LineLimitRollsEachStationByTheLinesOfItsOwnFile) {
+  limits.lineLimit = 2;
+  stations = {{"A", true, {}}, {"B", true, {}}, {"C", true, {}}, {"D", true, {}}};
+  for (const char* full : {"C", "D"}) {  // full before the start; D has no line to write
+    makeFolder(full);
+    writeFile(file(full, 1), lines({"0", "1"}));
+  }
+  makeFolder("B");
+  writeFile(file("B", 1), lines({"b0"}));  // one line of room
+  recordCounter = 7;
+  flush({{"A", "a1"}, {"B", "b1"}, {"C", "c2"}});
+  EXPECT_EQ(filesOf("A") + " " + filesOf("B") + " " + filesOf("C") + " " + filesOf("D"),
+            "1=H;a1; 1=H;b0;b1; 1=H;0;1; 2=H;c2; 1=H;0;1; 2=H;");
+  EXPECT_EQ(recordCounter, 0);  // any roll starts the count of save cycles again
+
+  // Lines that waited (root missing) for one station: the file rolls between them, in order,
+  // and none is lost. A hand-written line without its line end counts as a line.
+  writeFile(file("A", 1), lines({"a1"}) + "half");
+  flush({{"A", "a2"}, {"A", "a3"}, {"A", "a4"}, {"B", "b2"}});
+  EXPECT_EQ(filesOf("A") + " " + filesOf("B"), "1=H;a1;half 2=H;a2;a3; 3=H;a4; 1=H;b0;b1; 2=H;b2;");
+  EXPECT_EQ(stations[0].file, file("A", 3));
+  EXPECT_TRUE(queue.empty());
+  EXPECT_EQ(countDataLines(file("A", 2)) * 10 + countDataLines(root() + "/none.csv"), 20);
+}
+
+TEST_F(RecorderFilesTest, DeletedFilesChooseTheNextFileAndStationsOfOneNameShareTheFirstsFile) {
+  stations = {{"Roof", true, {}}, {"Roof", true, {}}};
+  makeFolder("Roof");
+  for (const char* n : {"1", "2", "3"}) writeFile(file("Roof", QString(n).toInt()), lines({n}));
+  // The highest file gone: the one below it is current again.
+  QFile::remove(file("Roof", 3));
+  flush({{"Roof", "x"}, {"Roof", "x2"}});
+  EXPECT_EQ(filesOf("Roof"), "1=H;1; 2=H;2;x;x2;");
+  EXPECT_EQ(stations[0].file, stations[1].file);
+  // 1.csv gone while 2.csv exists: 1.csv is made again with a header, 2.csv is left behind.
+  QFile::remove(file("Roof", 1));
+  flush({{"Roof", "y"}});
+  EXPECT_EQ(filesOf("Roof"), "1=H;y; 2=H;2;x;x2;");
+  EXPECT_EQ(stations[0].file, file("Roof", 1));
+
+  // The first of the name decides, marked or not: here it holds an older path.
+  const QString older = dir.filePath("older.csv");
+  stations = {{"Roof", false, older}, {"Roof", true, {}}};
+  flush({{"Roof", "third"}});
+  EXPECT_EQ(readFile(older), "third\r\n");
+  EXPECT_EQ(filesOf("Roof"), "1=H;y; 2=H;2;x;x2;");
+}
+
+TEST_F(RecorderFilesTest, MissingRootTouchesNothingAndARootEndingInASeparatorWorks) {
+  const QString later = root() + "/later";
+  stations = {{"Roof", true, {}}};
+  queue.push_back({"Roof", "1"});
+  for (const QString& missing : {later, QString()}) {  // an empty text names no folder
+    const FlushReport report = files.flushReadings(missing, stations, queue, limits, recordCounter);
+    EXPECT_EQ(flags({report.rootMissing, report.written + report.dropped == 0}), "11");
+  }
+  EXPECT_EQ(queue.size(), 1u);
+  EXPECT_TRUE(stations[0].file.isEmpty());
+  ASSERT_TRUE(QDir().mkdir(later));
+  EXPECT_EQ(files.flushReadings(later + "/", stations, queue, limits, recordCounter).written, 1);
+  EXPECT_EQ(readFile(later + "/Roof/1.csv"), lines({"1"}));
+}
+
+TEST_F(RecorderFilesTest, FolderOrFileThatCannotBeMadeIsReportedOnceAndSkipped) {
+  // "a/b" is no folder name; "Blocked" is taken by a plain file.
+  writeFile(stationFolder(root(), "Blocked"), "not a folder");
+  stations = {{"a/b", true, {}}, {"Blocked", true, {}}, {"Roof", true, {}}};
+  const auto report = [](const FlushReport& r) {
+    return QStringLiteral("written %1 dropped %2 [%3]").arg(r.written).arg(r.dropped).arg(r.log.join('|'));
+  };
+  const QString told = report(flush({{"a/b", "1"}, {"Blocked", "1"}, {"Roof", "1"}}));
+  EXPECT_EQ(told, QStringLiteral("written 1 dropped 2 [数据保存：无法建立站点“a/b”的文件夹，该站点的数据没有保存。|"
+                                 "数据保存：无法建立站点“Blocked”的文件夹，该站点的数据没有保存。]"));
+  EXPECT_EQ(flags({queue.empty(), stations[0].file.isEmpty(), QFileInfo::exists(dir.filePath("a"))}), "110");
+  // Later cycles: no new line for the message window, the other station goes on.
+  EXPECT_EQ(report(flush({{"a/b", "2"}, {"Blocked", "2"}, {"Roof", "2"}})), "written 1 dropped 2 []");
+  EXPECT_EQ(filesOf("Roof"), "1=H;1;2;");
+  // Its lines are skipped even where an unmarked first row of the same name holds an old path.
+  const QString older = dir.filePath("older.csv");
+  stations.insert(stations.begin(), {"Blocked", false, older});
+  EXPECT_EQ(report(flush({{"Blocked", "2b"}})), "written 0 dropped 1 []");
+  EXPECT_FALSE(QFileInfo::exists(older));
+  stations.erase(stations.begin());
+  // Once the folder can be made it is written; a new failure after that is reported again.
+  QFile::remove(stationFolder(root(), "Blocked"));
+  EXPECT_EQ(report(flush({{"Blocked", "3"}})), "written 1 dropped 0 []");
+  EXPECT_EQ(filesOf("Blocked"), "1=H;3;");
+  ASSERT_TRUE(QDir(stationFolder(root(), "Blocked")).removeRecursively());
+  writeFile(stationFolder(root(), "Blocked"), "again");
+  EXPECT_EQ(flush({{"Blocked", "4"}}).log.size(), 1);
+
+  // A line that cannot be written is dropped alone: Yard's current "file" is a folder, a name
+  // with no row, a row without a file.
+  stations = {{"Roof", true, {}}, {"Yard", true, {}}, {"Gone", false, {}}};
+  makeFolder("Yard");
+  ASSERT_TRUE(QDir().mkdir(file("Yard", 1)));
+  EXPECT_EQ(report(flush({{"Roof", "r1"}, {"Yard", "y1"}, {"Nobody", "n1"}, {"Gone", "g1"}, {"Roof", "r2"}})),
+            "written 2 dropped 3 []");
+  EXPECT_EQ(filesOf("Roof"), "1=H;1;2;r1;r2;");
+}
+
+}  // namespace
+
+namespace {
+
+const QDateTime kBase(QDate(2026, 1, 5), QTime(10, 0, 0));
+
+// The engine alone: no widget, a QCoreApplication and a virtual clock. Fed replies as the scan
+// feeds them, configured from the settings file, it writes the marked stations' files on its
+// own cycle, and a stop writes what waits.
+class RecorderEngineTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    testing::testApp();
+    ASSERT_TRUE(dir.isValid());
+    platform::setScheduler(&clock);
+    core::setProgramDir(dir.path());
+    core::configPath = dir.filePath("MSCON.DLL");
+    root = dir.filePath("data");
+    core::setLogBox({[this] { return log; }, [this](const QString& text) { log = text; }});
+    recorder = std::make_unique<engine::Recorder>();
+    recorder->setTimeSource([this] { return kBase.addMSecs(platform::toMs(clock.now())); });
+  }
+  void TearDown() override {
+    recorder.reset();
+    core::setLogBox({});
+    core::setProgramDir({});
+    core::configPath.clear();
+  }
+
+  // Keys of the recorder's section, as pairs of key and value.
+  static void set(std::initializer_list<std::pair<const char*, QString>> keys) {
+    for (const auto& [key, value] : keys) core::writeIni("Maintenance Record", QString::fromUtf8(key), value);
+  }
+  void store(int row) {
+    const Bytes b = exampleReply();
+    recorder->storeReply(row, QByteArray(reinterpret_cast<const char*>(b.data()), 73));
+  }
+  void at(std::int64_t atMs) { clock.advance(ms(atMs) - clock.now()); }
+  QString file(const QString& station, int n) const { return root + "/" + station + "/" + QString::number(n) + ".csv"; }
+  // The times of the data lines of a file, after its header.
+  QString stamps(const QString& station, int n) const {
+    QStringList out;
+    for (const QString& line : platform::fromGbk(readFile(file(station, n))).split("\r\n").mid(1))
+      out << line.section(',', 0, 0).mid(11);
+    return out.join(' ').trimmed();
+  }
+  // A file of the header and the example line, or the line of no reply, at these times.
+  static QByteArray exampleFile(std::initializer_list<const char*> times, const QString& line = kExampleLine) {
+    QString text = headerLine() + "\r\n";
+    for (const char* t : times) text += QString(line).replace("10:30:00", t) + "\r\n";
+    return platform::toGbk(text);
+  }
+
+  platform::VirtualClock clock;
+  QTemporaryDir dir;
+  QString root, log;
+  std::unique_ptr<engine::Recorder> recorder;
+};
+
+TEST_F(RecorderEngineTest, ConfiguredFromTheSettingsFileItRecordsTheMarkedStations) {
+  // A stored line count is taken as it stands.
+  set({{"Auto Saving", "1"}, {"File Path", root}, {"Read Interval", "75"}, {"Line Count", "3"}});
+  set({{"Roof", "-1"}, {"Shed", "0"}, {"Ghost", "-1"}});
+  ASSERT_TRUE(QDir().mkpath(root));
+  const char* const stations[][2] = {{"Roof", "1"}, {"Shed", "2"}, {"Ghost", "9"}, {"file path", "4"}};
+  for (const auto& [name, id] : stations) recorder->appendStation(name, id);
+  store(1);
+  store(2);
+  store(5);  // no such row
+  recorder->configureFromSettings();
+  // The read interval as the box bounds it; both interval keys empty: 0 h 1 min. A station
+  // named like one of the recorder's own keys has no mark of its own.
+  const auto state = [&] {
+    return QStringLiteral("read %1 %2 timer4 %3 save %4%5 marks %6|%7|%8|%9")
+        .arg(recorder->config().readInterval)
+        .arg(recorder->readIntervalSeconds())
+        .arg(recorder->Timer4.interval())
+        .arg(recorder->saveInterval())
+        .arg(recorder->Timer2.enabled() ? "+" : "-")
+        .arg(recorder->appliedMark(1), recorder->appliedMark(2), recorder->appliedMark(3), recorder->appliedMark(4));
+  };
+  EXPECT_EQ(state(), "read 60 60 timer4 60000 save 60+ marks -1|0|-1|");
+  // A station appended later is unmarked until the configuration is applied again.
+  recorder->appendStation("Late", "5");
+  set({{"Late", "-1"}});
+  EXPECT_EQ(recorder->appliedMark(5), "");
+
+  // Timer2's 61st tick starts the cycle; its rows follow 300 ms apart.
+  at(61000);
+  EXPECT_EQ(recorder->recordCounter(), 1);
+  EXPECT_FALSE(QFile::exists(file("Roof", 1)));
+  at(61300);
+  EXPECT_EQ(readFile(file("Roof", 1)), exampleFile({"10:01:01"}));
+  EXPECT_EQ(recorder->currentFile(1), file("Roof", 1));
+  at(62500);
+  EXPECT_FALSE(recorder->Timer3.enabled());
+  EXPECT_EQ(readFile(file("Ghost", 1)),
+            exampleFile({"10:01:01"}, QStringLiteral("2026-01-05 10:30:00,Ghost,9,0.00,0.0,0,未开启充电,0.0,0,0.00,0,"
+                                                     "0.00,0,0.0,0,0,正常,正常,正常")));
+  for (const char* unmarked : {"Shed", "file path", "Late"}) EXPECT_FALSE(QDir(root + "/" + unmarked).exists());
+
+  // No fresh reply: the stored one is written again with a new time; the fourth line rolls.
+  at(61000 * 4 + 1000);
+  EXPECT_EQ(readFile(file("Roof", 1)), exampleFile({"10:01:01", "10:02:02", "10:03:03"}));
+  EXPECT_EQ(readFile(file("Roof", 2)), exampleFile({"10:04:04"}));
+  EXPECT_TRUE(log.isEmpty());
+  recorder->configureFromSettings();
+  EXPECT_EQ(recorder->appliedMark(5), "-1");
+}
+
+TEST_F(RecorderEngineTest, ACycleEverySecondWaitsForTheRootAndStopWritesWhatWaits) {
+  set({{"Auto Saving", "1"}, {"File Path", root}, {"Save Interval H", "0"}, {"Save Interval M", "0"}});
+  set({{"Roof", "-1"}, {"Shed", "-1"}});  // the root is not there yet
+  recorder->appendStation("Roof", "1");
+  recorder->appendStation("Shed", "2");
+  store(1);
+  recorder->configureFromSettings();
+  EXPECT_EQ(recorder->saveInterval(), 0);
+
+  // Cycles at 1 s, 2 s and 3 s, their rows queued while the root is missing; nothing said.
+  at(3700);
+  EXPECT_EQ(recorder->queue().size(), 6u);
+  EXPECT_FALSE(recorder->Timer3.enabled());
+  ASSERT_TRUE(QDir().mkpath(root));
+  recorder->stop();
+  EXPECT_TRUE(recorder->queue().empty());
+  EXPECT_EQ(stamps("Roof", 1) + " / " + stamps("Shed", 1), "10:00:01 10:00:02 10:00:03 / 10:00:01 10:00:02 10:00:03");
+  EXPECT_EQ(flags({recorder->Timer2.enabled(), recorder->Timer4.enabled()}), "00");
+  at(4700);
+  EXPECT_EQ(stamps("Roof", 1), "10:00:01 10:00:02 10:00:03");
+
+  // Stopped in the middle of a pass: the pass is finished at once.
+  recorder->configureFromSettings();
+  at(6000);  // Timer2 ticks at 5.7 s, Roof's row at 6.0 s
+  EXPECT_TRUE(recorder->Timer3.enabled());
+  EXPECT_EQ(stamps("Shed", 1), "10:00:01 10:00:02 10:00:03");
+  recorder->stop();
+  EXPECT_FALSE(recorder->Timer3.enabled());
+  EXPECT_EQ(stamps("Roof", 1) + " / " + stamps("Shed", 1),
+            "10:00:01 10:00:02 10:00:03 10:00:06 / 10:00:01 10:00:02 10:00:03 10:00:06");
+  EXPECT_TRUE(log.isEmpty());
+  EXPECT_EQ(recorder->droppedLines(), 0);
+}
+
+}  // namespace
+}  // namespace xl::monitoring

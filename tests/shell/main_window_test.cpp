@@ -1,0 +1,394 @@
+// The main window and the login. The main window: its load with and without stations, menus
+// and toolbar, panes, child windows, the exit question, the station lists of the working
+// screens. The login as the first window and as the user switch, the automatic login, the
+// rights of the two users, log-off and the password change, through the dialogs' controls.
+
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDockWidget>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenu>
+#include <QMenuBar>
+#include <QRegularExpression>
+#include <QToolBar>
+
+#include "configuration/frm_factory_operation.h"
+#include "configuration/frm_general_g_load_configuration.h"
+#include "core/app_state.h"
+#include "core/message_log.h"
+#include "core/settings.h"
+#include "monitoring/frm_real_time_monitoring.h"
+#include "shell/frm_mdi.h"
+#include "shell/idle_screens.h"
+#include "shell/login.h"
+#include "shell_fixture.h"
+#include "ui/station_box.h"
+
+namespace xl::shell {
+namespace {
+
+// Columns `cols` of a table's rows below its header, a row a line, cells joined by blanks.
+QString rowsOf(const platform::FlexGrid* g, std::initializer_list<int> cols) {
+  QString s;
+  for (int r = 1; r < g->rows(); ++r) {
+    for (int c : cols) s += g->textMatrix(r, c) + " ";
+    s += "\n";
+  }
+  return s;
+}
+
+class MainWindowTest : public testing::ShellFixture {};
+
+// A site without ports from the load to the exit: the tree, the scan's hand-over, menus and
+// toolbar, the global monitor's frame, the child windows' size, the panes, the exit question.
+TEST_F(MainWindowTest, AnEmptySiteFromLoadToExit) {
+  start();  // the real-time monitor opens before the main window has its size
+  EXPECT_EQ(mdi().windowTitle(), QStringLiteral("星澜站点监控软件"));
+  EXPECT_EQ(core::appStarted, "1");
+  EXPECT_EQ(core::configPath, dir.path() + "/MSCON.DLL");
+  // The refresh writes the first line, without a leading break; the load writes the second;
+  // a site without ports gets a third that tells the operator where to begin.
+  const QStringList lines = logLines();
+  ASSERT_EQ(lines.size(), 3);
+  EXPECT_TRUE(lines[2].contains(QStringLiteral("端口配置"))) << lines[2].toStdString();
+  ASSERT_EQ(mdi().TreeView1()->topLevelItemCount(), 1);
+  EXPECT_EQ(treeText(), "站点资源管理器:");
+  // Timer2 stops on its first tick and hands over to the scan on an empty table; the scan is
+  // shown then.
+  clock.advance(ms(299));
+  EXPECT_FALSE(scan().Timer4.enabled());
+  clock.advance(ms(1));
+  EXPECT_TRUE(!mdi().Timer2.enabled() && scan().Timer4.enabled());
+  clock.advance(ms(10000));
+  EXPECT_TRUE(scan().Timer4.enabled());  // waits for stations, timer on
+  EXPECT_EQ(testing::grid(scan(), "VsFList1")->rows(), 1);
+
+  // The items without a working screen are hidden; the clock and the manual are greyed out.
+  for (const char* name : {"PrintSetup", "PrintPreview", "DeviceParameter", "SystemConfiguration", "DeviceInformation",
+                           "ExportData", "ImportData", "sysc"})
+    EXPECT_FALSE(mdi().action(name)->isVisible()) << name;
+  EXPECT_TRUE(mdi().action("RealTimeClock")->isVisible() && !mdi().action("RealTimeClock")->isEnabled());
+  for (QAction* a : mdi().menuBar()->actions()) EXPECT_NE(a->text(), QStringLiteral("编辑站点"));  // the pop-up
+  // Seven toolbar buttons by key.
+  QStringList keys;
+  for (QAction* a : mdi().Toolbar1()->actions()) keys << a->objectName();
+  EXPECT_EQ(keys, (QStringList{"User Switch", "Port Configuration", "Real Time Monitoring", "Daily Monitoring",
+                               "Global Monitoring", "History Monitoring", "Data Save Seting"}));
+
+  // The global monitor's close box hides its frame too; the menu item and the toolbar button
+  // each bring both back.
+  QMdiSubWindow* frame = nullptr;
+  for (QMdiSubWindow* w : mdi().mdiArea()->subWindowList())
+    if (w->widget() == &scan()) frame = w;
+  ASSERT_NE(frame, nullptr);
+  ASSERT_FALSE(frame->isHidden());
+  for (const char* item : {"GlobalMonitoring", "Global Monitoring"}) {
+    frame->close();
+    EXPECT_TRUE(frame->isHidden() && scan().isHidden() && monitoring::FrmGlobalMonitoring::exists());
+    mdi().action(item)->trigger();
+    EXPECT_FALSE(frame->isHidden() || scan().isHidden()) << item;
+    EXPECT_EQ(mdi().mdiArea()->activeSubWindow(), frame) << item;
+  }
+
+  // Child windows open at one size.
+  mdi().show();
+  QCoreApplication::sendPostedEvents();
+  mdi().action("HlstoryMonitoring")->trigger();
+  const auto frames = mdi().mdiArea()->subWindowList();
+  ASSERT_GE(frames.size(), 3);
+  for (QMdiSubWindow* w : frames) {
+    EXPECT_EQ(w->geometry(), frames.first()->geometry()) << w->widget()->objectName().toStdString();
+    EXPECT_GT(w->width(), 600);
+  }
+
+  // The view checks hide the panes, and the log goes on.
+  QAction* messageWindow = mdi().action("MessageWindow");
+  auto* pane = mdi().findChild<QDockWidget*>("Picture14");
+  EXPECT_TRUE(pane->isVisible());
+  messageWindow->trigger();
+  EXPECT_FALSE(messageWindow->isChecked() || pane->isVisible());
+  core::appendLog("still written");
+  EXPECT_TRUE(logLines().last().endsWith("]still written"));
+  messageWindow->trigger();
+  EXPECT_TRUE(pane->isVisible());
+  mdi().action("ToolBar")->trigger();
+  EXPECT_FALSE(mdi().Toolbar1()->isVisible());
+  mdi().action("StationExplorer")->trigger();
+  EXPECT_FALSE(mdi().findChild<QDockWidget*>("Picture1")->isVisible());
+  mdi().hide();
+
+  // Exit and the close box ask; only Yes ends.
+  dialogs.answers = {platform::kNo, platform::kYes, platform::kNo, platform::kYes};
+  mdi().action("Exit")->trigger();
+  EXPECT_EQ(ended, 0);
+  mdi().action("Exit")->trigger();
+  EXPECT_EQ(ended, 1);
+  QCloseEvent no;
+  QApplication::sendEvent(&mdi(), &no);
+  EXPECT_FALSE(no.isAccepted());
+  QCloseEvent yes;
+  QApplication::sendEvent(&mdi(), &yes);
+  EXPECT_EQ(ended, 2);
+  EXPECT_EQ(messages(), QStringList({"确定退出?", "确定退出?", "确定要退出?", "确定要退出?"}));
+  for (const auto& s : dialogs.shown) EXPECT_EQ(s.style, 68);
+}
+
+// Stations load port by port into the tree and both tables; the scan's outcome fills the
+// station lists of the working screens, and a refresh empties them.
+TEST_F(MainWindowTest, StationsLoadPortByPortAndTheScanFillsTheLists) {
+  setPorts({"COM3,9600", "COM4,19200", "COM5,9600"});
+  addStation("A", "COM3,9600", "1");
+  addStation("B", "COM3,9600", "2");
+  addStation("C", "COM4,19200", "7");
+  addStation("Lost", "COM4,9600", "8");  // its port's baud rate changed: not listed
+  start();
+  // The working screens, created by the start-up, have handed their lists to the shell.
+  QComboBox& realTime = *testing::combo(monitoring::FrmRealTimeMonitoring::instance());
+  QComboBox& load = *testing::combo(configuration::FrmGeneralGLoadConfiguration::instance());
+  QComboBox& factory = *testing::combo(configuration::FrmFactoryOperation::instance());
+  EXPECT_EQ(treeText(), "站点资源管理器: COM3,9600 [] COM4,19200 [] COM5,9600 []");  // before the first tick
+  clock.advance(ms(300));
+  EXPECT_EQ(treeText(), "站点资源管理器: COM3,9600 [A;B;] COM4,19200 [] COM5,9600 []");
+  clock.advance(ms(300));
+  EXPECT_EQ(treeText(), "站点资源管理器: COM3,9600 [A;B;] COM4,19200 [C;] COM5,9600 []");
+  EXPECT_EQ(std::pair(mdi().nodeImage("COM4,19200,7"), mdi().nodeImage("COM4,9600,8")), std::pair(2, 0));
+  clock.advance(ms(300));  // COM5 has no stations
+  EXPECT_EQ(treeText(), "站点资源管理器: COM3,9600 [A;B;] COM4,19200 [C;] COM5,9600 []");
+  EXPECT_FALSE(scan().Timer4.enabled());
+  clock.advance(ms(300));  // past the last port: the scan takes over
+  EXPECT_TRUE(scan().Timer4.enabled());
+  // Both tables hold the stations in the same order, and the rows the recorder saves by.
+  EXPECT_EQ(rowsOf(testing::grid(scan(), "VsFList1"), {0, 1}), "A 1 \nB 2 \nC 7 \n");
+  EXPECT_EQ(rowsOf(testing::grid(recorder(), "VSFlexGrid1"), {1, 2}), "A 1 \nB 2 \nC 7 \n");
+  ASSERT_EQ(recorder().engine().stationCount(), 3);
+  for (int r = 1; r <= 3; ++r) EXPECT_EQ(recorder().engine().stationName(r), QString("ABC")[r - 1]);
+
+  scan().scanEngine().markAnswered(2);
+  mdi().setStationEnabled();
+  for (QComboBox* list : {&realTime, &load, &factory}) EXPECT_EQ(itemsOf(list), QStringList{"B"});
+  EXPECT_TRUE(factory.currentText().isEmpty());
+  // A refresh empties the lists until the next scan is over.
+  mdi().RefreshAllStations_Click();
+  for (QComboBox* list : {&realTime, &load, &factory}) EXPECT_EQ(list->count(), 0);
+  EXPECT_EQ(recorder().engine().stationCount(), 0);  // the rows the recorder saves by go too
+  EXPECT_EQ(mdi().portCursor, 0);
+  EXPECT_TRUE(mdi().Timer2.enabled());
+}
+
+// A station whose port and ID another one listed before it has ends the listing of its port;
+// names like comments of the settings file keep their recorder marks, where they can have one.
+TEST_F(MainWindowTest, CollidingKeyEndsTheListingAndCommentLikeNamesKeepTheirMarks) {
+  setPorts({"COM3,9600"});
+  addStation("#1", "COM3,9600", "1");
+  addStation(";2", "COM3,9600", "2");
+  addStation("Twin", "COM3,9600", "1");
+  addStation("C", "COM3,9600", "3");
+  core::writeIniFile("Maintenance Record", "#1", "-1", dir.path() + "/MSCON.DLL");
+  start();
+  clock.advance(ms(300));
+  EXPECT_EQ(treeText(), "站点资源管理器: COM3,9600 [#1;;2;]");
+  clock.advance(ms(1200));  // the recorder applies its settings a second after the load
+  // ';' does start a comment: that name has no key.
+  EXPECT_EQ(rowsOf(testing::grid(scan(), "VsFList1"), {0, 1}), "#1 1 \n;2 2 \n");
+  EXPECT_EQ(rowsOf(testing::grid(recorder(), "VSFlexGrid1"), {0, 1}), "-1 #1 \n ;2 \n");
+}
+
+class LoginTest : public testing::ShellFixture {
+ protected:
+  // The program's start: Main shows Login first.
+  void startAtLogin() {
+    core::Main([] { showFirstWindow(); });
+  }
+  Login& login() { return Login::instance(); }
+  bool mainWindowUp() { return !core::appStarted.isEmpty() && FrmMDI::exists() && mdi().isVisible(); }
+  // Who works in the main window; "-" while it is not up.
+  QString loggedIn() { return mainWindowUp() ? core::currentUser : QStringLiteral("-"); }
+  // Who works in the main window, which of the administrator's eight items are enabled, and the
+  // login dialog: "shown", "hidden" or "gone"; "-" for what is not there.
+  QString state() {
+    QString rights = "-";
+    if (mainWindowUp()) {
+      rights.clear();
+      for (const char* n : {"LogOff", "ChangePassword", "AddStation", "Port Configuration", "Data Save Seting"})
+        rights += mdi().action(n)->isEnabled() ? "1" : "0";
+      for (const char* n : {"Communication", "Parameter", "Maintenance"})
+        rights += mdi().findChild<QMenu*>(n)->menuAction()->isEnabled() ? "1" : "0";
+    }
+    return loggedIn() + " " + rights + " " + (!Login::exists() ? "gone" : login().isVisible() ? "shown" : "hidden");
+  }
+};
+
+TEST_F(LoginTest, TheUntouchedDefaultLogsInAfterFiveSecondsAndTheUserSwitchIsModal) {
+  startAtLogin();
+  EXPECT_FALSE(FrmMDI::exists());
+  EXPECT_EQ(state(), "- - shown");
+  EXPECT_EQ(QStringList({login().windowTitle(), combo(login())->currentText(), edit(login(), "Text1")->text()}),
+            QStringList({QStringLiteral("登录"), "administrator", "426813"}));
+  // Typing in the password box does not hold the five seconds back.
+  testing::typeText(edit(login(), "Text1"), "9");
+  clock.advance(ms(4999));
+  EXPECT_EQ(state(), "- - shown");
+  clock.advance(ms(1));
+  clock.advance(ms(0));  // unloaded after its handler
+  EXPECT_EQ(state(), "administrator 11111111 gone");
+  EXPECT_TRUE(logLines()[1].endsWith(QStringLiteral("]星澜站点监控启动")));
+
+  // Log-off makes the guest.
+  mdi().LogOff_Click();
+  EXPECT_EQ(state(), "guest 00000000 gone");
+  EXPECT_EQ(messages(), QStringList{QStringLiteral("注销成功")});
+  EXPECT_EQ(dialogs.shown.at(0).style, platform::kInformation);
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
+
+  // A switch that is cancelled: the guest stays guest; the dialog stays loaded and hidden.
+  drivers.push_back([&](ui::DialogForm& f) {
+    EXPECT_EQ(f.objectName(), "Login");
+    EXPECT_TRUE(login().Timer1.enabled());  // a fresh load, automatic login included
+    click(f, "Command2");
+  });
+  const int linesBefore = logLines().size();
+  mdi().action("User Switch")->trigger();
+  EXPECT_EQ(ended, 0);
+  EXPECT_EQ(state(), "guest 00000000 hidden");
+  EXPECT_EQ(logLines().size(), linesBefore + 1);
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("]切换用户成功")));
+
+  // Shown again without a load: no timer, the last text stays; the button logs in.
+  drivers.push_back([&](ui::DialogForm& f) {
+    EXPECT_FALSE(login().Timer1.enabled());
+    clock.advance(ms(6000));
+    EXPECT_TRUE(f.isVisible());
+    click(f, "Command1");
+  });
+  mdi().UserSwitch_Click();
+  EXPECT_EQ(state(), "administrator 11111111 gone");
+
+  // A switch by the five seconds, inside the modal dialog.
+  drivers.push_back([&](ui::DialogForm& f) {
+    clock.advance(ms(5000));
+    EXPECT_FALSE(f.isVisible());
+  });
+  mdi().LogOff_Click();
+  mdi().UserSwitch_Click();
+  EXPECT_EQ(state(), "administrator 11111111 gone");
+  EXPECT_EQ(modals, (QStringList{"Login", "Login", "Login"}));
+}
+
+TEST_F(LoginTest, AChangedPasswordWaitsForTheButtonWithItsMessages) {
+  writeSettings("[Main]\r\nconfig=Secret\r\n");
+  startAtLogin();
+  EXPECT_EQ(edit(login(), "Text1")->text(), "");
+  clock.advance(ms(60000));
+  EXPECT_EQ(state(), "- - shown");
+  testing::typeOver(combo(login()), "Administrator");
+  click(login(), "Command1");
+  testing::typeOver(combo(login()), "administrator");
+  click(login(), "Command1");
+  testing::typeText(edit(login(), "Text1"), "secret");
+  click(login(), "Command1");
+  EXPECT_EQ(state(), "- - shown");
+  testing::retype(edit(login(), "Text1"), "Secret");
+  click(login(), "Command1");
+  EXPECT_EQ(messages(), (QStringList{"请选择登陆用户名！", "密码不能为空！", "密码错误，请重新输入！"}));
+  EXPECT_EQ(state(), "administrator 11111111 hidden");
+}
+
+TEST_F(LoginTest, ATouchOfTheUserBoxOrAClickInThePasswordBoxStopsTheTimer) {
+  // A click in the password box; the button then needs the text that stands pre-filled.
+  startAtLogin();
+  QTest::mouseClick(edit(login(), "Text1"), Qt::LeftButton);
+  clock.advance(ms(10000));
+  EXPECT_EQ(state(), "- - shown");
+  click(login(), "Command1");
+  EXPECT_EQ(state(), "administrator 11111111 hidden");
+  EXPECT_TRUE(messages().isEmpty());
+}
+
+TEST_F(LoginTest, ChoosingTheGuestStopsTheTimerAndTheGuestNeedsNoPassword) {
+  startAtLogin();
+  testing::activate(combo(login()), 1);
+  EXPECT_FALSE(login().Timer1.enabled());
+  clock.advance(ms(10000));
+  EXPECT_EQ(state(), "- - shown");
+  edit(login(), "Text1")->clear();
+  click(login(), "Command1");
+  EXPECT_EQ(state(), "guest 00000000 hidden");
+  // Everything else stays for the guest.
+  for (const char* n : {"UserSwitch", "Exit", "RealTimeMonitoring", "GlobalMonitoring", "About", "User Switch",
+                        "Real Time Monitoring", "Daily Monitoring", "Global Monitoring", "History Monitoring"})
+    EXPECT_TRUE(mdi().action(n)->isEnabled()) << n;
+  for (const char* n : {"View", "Monitoring", "Help", "System"})
+    EXPECT_TRUE(mdi().findChild<QMenu*>(n)->menuAction()->isEnabled()) << n;
+}
+
+TEST_F(LoginTest, TypingInTheUserBoxStopsTheTimerAndCancelEndsTheProgram) {
+  startAtLogin();
+  testing::typeText(combo(login())->lineEdit(), "x");
+  clock.advance(ms(10000));
+  EXPECT_TRUE(!mainWindowUp() && ended == 0);
+  click(login(), "Command2");
+  EXPECT_EQ(ended, 1);
+}
+
+TEST_F(LoginTest, PasswordChangeAboutTheIdleScreensAndNoDeadItem) {
+  start();
+  drivers.push_back([&](ui::DialogForm& f) {
+    EXPECT_EQ(f.windowTitle(), QStringLiteral("修改密码"));
+    EXPECT_EQ(edit(f, "Text1")->toolTip(), QStringLiteral("初始密码 426813"));
+    testing::typeText(edit(f, "Text1"), "111111");
+    click(f, "Command1");
+    testing::retype(edit(f, "Text1"), "426813");
+    testing::typeText(edit(f, "Text2"), "新pw");
+    testing::typeText(edit(f, "Text3"), "新pW");
+    click(f, "Command1");
+    testing::retype(edit(f, "Text3"), "新pw");
+    click(f, "Command1");
+  });
+  mdi().action("ChangePassword")->trigger();
+  EXPECT_EQ(messages(), (QStringList{"错误密码", "新密码和确认密码不匹配", "密码更改成功！"}));
+  EXPECT_FALSE(FrmChangePassword::exists());
+  // Plain in the file, GBK on disk.
+  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\xd0\xc2pw\r\n"));
+  EXPECT_EQ(core::getPassword(), QStringLiteral("新pw"));
+
+  // About, the clock and the idle screens, each a modal dialog of its own.
+  drivers.push_back([&](ui::DialogForm& f) {
+    EXPECT_FALSE(f.windowIcon().isNull());
+    const auto labels = f.findChildren<QLabel*>();
+    EXPECT_TRUE(std::ranges::any_of(labels, [](QLabel* l) { return l->text() == QStringLiteral("星澜站点监控软件"); }));
+    click(f, "Command1");
+  });
+  mdi().action("About")->trigger();
+  EXPECT_FALSE(FrmAbout::exists());
+  drivers.push_back([&](ui::DialogForm& f) {
+    const QString t = edit(f, "LTextBox2")->text();
+    EXPECT_TRUE(QRegularExpression("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d$").match(t).hasMatch())
+        << t.toStdString();
+  });
+  mdi().RealTimeClock_Click();
+  for (auto open : {&FrmMDI::SystemConfiguration_Click, &FrmMDI::DeviceInformation_Click,
+                    &FrmMDI::DeviceParameter_Click, &FrmMDI::PrintSetup_Click, &FrmMDI::PrintPreview_Click})
+    (mdi().*open)();
+  EXPECT_EQ(modals, (QStringList{"FrmChangePassword", "FrmAbout", "FrmRealTimeClock", "FrmSystemConfiguration",
+                                 "FrmDeviceInformation", "FrmDeviceParameter", "FrmPrintSetup", "FrmPrintPreview"}));
+
+  // Every visible, enabled item of the menus has a command.
+  QStringList dead;
+  std::function<void(QMenu*)> walk = [&](QMenu* menu) {
+    for (QAction* a : menu->actions()) {
+      if (a->isSeparator() || !a->isVisible() || !a->isEnabled()) continue;
+      if (a->menu()) {
+        walk(a->menu());
+        continue;
+      }
+      // The view checks flip their panes (tested with the main window).
+      if (!a->isCheckable() && !a->property("command").toBool()) dead << a->objectName();
+    }
+  };
+  for (QAction* top : mdi().menuBar()->actions()) walk(top->menu());
+  EXPECT_TRUE(dead.isEmpty()) << dead.join(' ').toStdString();
+}
+
+}  // namespace
+}  // namespace xl::shell

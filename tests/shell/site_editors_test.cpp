@@ -1,0 +1,764 @@
+// The station editor and the port list through their controls. The editor in its four modes,
+// from the menu and from the tree's pop-up: the order of the checks and their messages, the
+// store afterwards, the log lines, the full refresh after the dialog. The port list: the probe,
+// the match, add, update, delete, the OK rule, the settings file afterwards, and the main
+// window's refresh after OK only.
+//
+// Random sequences of what an operator does with the port list and the station editor, through
+// their controls (clicks, keys, the answers of the question boxes), against a small model of
+// the settings file (the port list, the recorder's marks) and of the station store. Every step
+// is compared with the model; the first difference fails with the sequence's seed and steps.
+// Invariants that follow: never two stations of one name, never an entry removed that was not
+// chosen, marks follow their stations, a file that cannot be written changes neither.
+//
+// XL_MODEL_SEQUENCES sets the number of sequences (2000 unless set; 300 under the sanitizers,
+// which look for memory faults rather than for more sequences), XL_MODEL_SEED the first seed.
+
+#include <sqlite3.h>
+
+#include <QRegularExpression>
+#include <QStyledItemDelegate>
+#include <map>
+#include <random>
+
+#include "core/app_state.h"
+#include "platform/gbk.h"
+#include "shell/frm_add_station.h"
+#include "shell/frm_port_configuration.h"
+#include "shell/login.h"
+#include "shell/port_list.h"
+#include "shell_fixture.h"
+
+namespace xl::shell {
+namespace {
+
+class SiteEditorsTest : public testing::ShellFixture {
+ protected:
+  // Starts the console on two port entries and lets the stations load into the tree.
+  void startAndLoad() {
+    setPorts({"COM3,9600", "COM4,4800"});
+    start();
+    mdi().show();
+    clock.advance(ms(300 * 3));
+  }
+  void type(QLineEdit* box, const QString& text) { testing::retype(box, text); }
+  void type(QComboBox* box, const QString& text) { testing::typeOver(box, text); }
+  // A left click (or a double click) on the node `text` of the tree.
+  void clickNode(const QString& text, bool dbl = false) {
+    QTreeWidget* tree = mdi().TreeView1();
+    const auto found = tree->findItems(text, Qt::MatchExactly | Qt::MatchRecursive);
+    ASSERT_EQ(found.size(), 1) << text.toStdString();
+    tree->scrollToItem(found[0]);
+    QCoreApplication::processEvents();
+    const QPoint at = tree->visualItemRect(found[0]).center();
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, at);
+    // The second press of a double click arrives as the double click.
+    if (dbl) QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, at);
+  }
+  // A left click on the station node, then the pop-up item `item`.
+  void popup(const QString& station, const char* item) {
+    clickNode(station);
+    mdi().action(item)->trigger();
+  }
+  // The station editor in one text: its title, the buttons that act (添加, 更新, 删除), which
+  // of name, ID, port and remarks take input, then name, ID, the chosen port and the port list.
+  QString editorText(const QObject& f) {
+    QString s = static_cast<const QWidget&>(f).windowTitle() + " |";
+    for (const char* b : {"Command1", "Command3", "Command4"})
+      s += " " + (button(f, b)->isEnabled() ? button(f, b)->text() : "-");
+    s += " | ";
+    for (QWidget* w : std::initializer_list<QWidget*>{edit(f, "StationNameSS"), edit(f, "DeviceID"), combo(f, "Port"),
+                                                      edit(f, "Remarks")})
+      s += w->isEnabled() ? "+" : "-";
+    return s + " " + edit(f, "StationNameSS")->text() + " " + edit(f, "DeviceID")->text() + " [" +
+           combo(f, "Port")->currentText() + "] " + itemsOf(combo(f, "Port")).join(' ');
+  }
+  QListWidget* list(const QObject& f) { return control<QListWidget>(f, "List1"); }
+  QLineEdit* address(const QObject& f) { return control<QLineEdit>(f, "GatewayAddress"); }
+  // The port list dialog in one text: the ports found with the one in the box, the entries as
+  // the list shows them, the add/update button with the entry it updates, the rate box, the
+  // gateway address and whether OK can be pressed.
+  QString describe(FrmPortConfiguration& f) {
+    auto* delegate = static_cast<QStyledItemDelegate*>(list(f)->itemDelegate());
+    QStringList shown;
+    for (int i = 0; i < list(f)->count(); ++i) shown << delegate->displayText(list(f)->item(i)->text(), QLocale());
+    return itemsOf(combo(f, "Combo1")).join(' ') + " [" + combo(f, "Combo1")->currentText() + "] | " +
+           shown.join("; ") + " | " + button(f, "Command1")->text() + QString::number(f.editIndex) + " " +
+           combo(f, "Combo2")->currentText() + " [" + address(f)->text() + "]" +
+           (button(f, "Command3")->isEnabled() ? " OK" : "");
+  }
+  // Opens the port list from the main window, `drive` working its controls.
+  void openPorts(std::function<void(FrmPortConfiguration&)> drive) {
+    drivers.push_back([drive](ui::DialogForm& form) { drive(static_cast<FrmPortConfiguration&>(form)); });
+    mdi().PortConfiguration_Click();
+  }
+};
+using AddStationTest = SiteEditorsTest;
+using PortConfigurationTest = SiteEditorsTest;
+
+// The editor from the menu and from the tree's pop-up: every refusal of add and update, in the
+// editor's order, none changing the store or the settings file; an add with its checks in order
+// storing all thirteen fields; the preview where nothing but cancel acts; a form still loaded;
+// the guest's way in.
+TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
+  addStation("S1", "COM3,9600", "1");
+  addStation("S2", "COM3,9600", "2");
+  startAndLoad();
+  const QByteArray settings = settingsBytes();
+  const auto rows = core::getStations("COM3,9600");
+  struct Case {
+    bool update;  // else add
+    const char* name;
+    const char* id;
+    const char* message;
+  };
+  const Case cases[] = {
+      {false, "line count", "5", "站点名称不能与设置项同名：line count"},  // the settings' way: case and
+      {false, " File Path", "5", "站点名称不能与设置项同名： File Path"},  // blanks around don't count
+      {false, "s1", "5", "站点名称重复"},
+      {false, "S9", "2", "COM3 上已有设备ID为 2 的站点：S2"},
+      {false, "S9", " 02", "COM3 上已有设备ID为 2 的站点：S2"},  // one bus address, other text
+      {true, "", "1", "必须填写站点名"},
+      {true, "Temporary", "1", "站点名称不能与设置项同名：Temporary"},
+      {true, "s2", "1", "站点名称重复"},  // a rename onto another station's name
+      {true, "S1", "2", "COM3 上已有设备ID为 2 的站点：S2"},
+  };
+  for (const Case& c : cases) {
+    drivers.push_back([&](ui::DialogForm& f) {
+      type(edit(f, "StationNameSS"), QString::fromUtf8(c.name));
+      type(edit(f, "DeviceID"), c.id);
+      testing::choose(combo(f, "Port"), "COM3,9600");
+      click(f, c.update ? "Command3" : "Command1");
+      EXPECT_TRUE(f.isVisible());
+      click(f, "Command2");
+    });
+    c.update ? popup("S1", "EditStation1") : mdi().AddStation_Click();
+    clock.advance(ms(900));
+    EXPECT_EQ(messages().value(int(&c - cases)), QString::fromUtf8(c.message)) << c.name;
+  }
+  EXPECT_EQ(core::getStations("COM3,9600"), rows);
+  EXPECT_EQ(settingsBytes(), settings);
+
+  // An add: everything empty, only the name is asked for; then the ID, then the port.
+  drivers.push_back([&](ui::DialogForm& f) {
+    // Nothing chosen in the port list yet.
+    EXPECT_EQ(editorText(f), "添加站点 | 添加 - - | ++++   [] COM3,9600 COM4,4800");
+    EXPECT_EQ(QStringList({testing::labelText(edit(f, "StationNameSS")), testing::labelText(edit(f, "DeviceID")),
+                           testing::labelText(combo(f, "Port")), testing::labelText(edit(f, "Capacity"))}),
+              QStringList({"设置站点名称", "绑定的设备ID", "选择通讯端口", "容量(Ah)"}));
+    click(f, "Command1");
+    type(edit(f, "StationNameSS"), "O'Brien 站");
+    click(f, "Command1");
+    type(edit(f, "DeviceID"), "7");
+    click(f, "Command1");
+    for (const auto& [box, text] :
+         {std::pair{"Port", "COM4,4800"}, {"ArraysType", "Thin-Film"}, {"BatteryType", "LI"}, {"LoadType", "AC+DC"}})
+      testing::choose(combo(f, box), text);
+    const QStringList typed = {"PeakPower", "250",     "Voc", "44.5",  "Vmp", "36",      "Capacity",
+                               "100",       "Voltage", "24",  "Power", "60",  "Remarks", "屋顶, 东"};
+    for (int i = 0; i < typed.size(); i += 2) type(edit(f, typed[i].toLatin1().constData()), typed[i + 1]);
+    click(f, "Command1");
+    // The dialog stays with its fields; a second add of the name is a duplicate.
+    EXPECT_TRUE(f.isVisible());
+    click(f, "Command1");
+    click(f, "Command2");
+  });
+  mdi().action("AddStation")->trigger();
+  EXPECT_EQ(messages().mid(9),
+            (QStringList{"必须填写站点名称", "必须填写设备ID", "必须填写端口", "添加站点成功", "站点名称重复"}));
+  const core::Station want{"O'Brien 站", "COM4,4800", "7",  "Thin-Film", "250", "44.5",    "36",
+                           "LI",         "100",       "24", "AC+DC",     "60",  "屋顶, 东"};
+  EXPECT_EQ(core::getStations("COM4,4800"), std::vector<core::Station>{want});
+  EXPECT_EQ(logLines().filter(QStringLiteral("]添加 O'Brien 站 站点成功")).size(), 1);
+  // Cancel unloaded the dialog, and the full refresh rebuilt the tree and loads again.
+  EXPECT_FALSE(FrmAddStation::exists());
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("刷新所有站点，请稍等...")));
+  clock.advance(ms(900));
+  EXPECT_NE(mdi().node("COM4,4800,7"), nullptr);
+
+  // The preview: the station shown, nothing but cancel acts, typing included.
+  drivers.push_back([&](ui::DialogForm& f) {
+    for (const char* b : {"Command1", "Command3", "Command4"}) click(f, b);
+    for (const char* box : {"StationNameSS", "DeviceID", "Remarks"}) testing::typeText(edit(f, box), "x");
+    EXPECT_EQ(editorText(f), "添加站点 | - - - | ---- S1 1 [COM3,9600] COM3,9600 COM4,4800");
+    click(f, "Command2");
+  });
+  const int lines = logLines().size(), boxes = messages().size();
+  popup("S1", "ViewStation");
+  EXPECT_EQ(messages().size(), boxes);
+  EXPECT_EQ(core::getStations("COM3,9600"), rows);
+  // Looking at a station rescans the bus as well.
+  EXPECT_EQ(logLines().size(), lines + 1);
+  // A double click on the node is a preview too.
+  drivers.push_back([&](ui::DialogForm& f) { EXPECT_FALSE(button(f, "Command1")->isEnabled()); });
+  clock.advance(ms(900));
+  int opened = modals.size();
+  clickNode("S1", true);
+  EXPECT_EQ(modals.size(), opened + 1);
+
+  // Closed without unloading (as by the window system), the form keeps its fields for the next add.
+  drivers.push_back([&](ui::DialogForm& f) {
+    type(edit(f, "StationNameSS"), "A");
+    f.hide();
+  });
+  drivers.push_back([&](ui::DialogForm& f) { EXPECT_EQ(edit(f, "StationNameSS")->text(), "A"); });
+  mdi().AddStation_Click();
+  ASSERT_TRUE(FrmAddStation::exists());
+  mdi().AddStation_Click();
+  clock.advance(ms(900));
+
+  // The guest: the menu's item is grey, the pop-up's items open the editor.
+  mdi().LogOff_Click();
+  EXPECT_FALSE(mdi().action("AddStation")->isEnabled());
+  for (const char* item : {"ViewStation", "AddStation1", "EditStation1", "DeleteStation"})
+    EXPECT_TRUE(mdi().action(item)->isEnabled()) << item;
+  drivers.push_back([&](ui::DialogForm& f) { EXPECT_TRUE(button(f, "Command1")->isEnabled()); });
+  mdi().action("AddStation1")->trigger();
+  clock.advance(ms(900));
+  drivers.push_back([&](ui::DialogForm& f) { EXPECT_TRUE(button(f, "Command3")->isEnabled()); });
+  popup("S1", "EditStation1");
+  // A node that is no station (a port) opens nothing.
+  clock.advance(ms(900));
+  opened = modals.size();
+  popup("COM3,9600", "EditStation1");
+  EXPECT_EQ(modals.size(), opened);
+  EXPECT_TRUE(drivers.empty());
+}
+
+TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
+  driver.addLine("COM3", 9600);
+  driver.addLine("COM12", 9600);
+  setPorts({"COM12,4800", "COM7,9600"});
+  start();
+  scan().setReadInterval(10);
+  scan().Timer2.setEnabled(true);
+  openPorts([&](FrmPortConfiguration& f) {
+    QComboBox* ports = combo(f, "Combo1");
+    // The first port found in the box.
+    EXPECT_EQ(describe(f), "COM3 COM12 [COM3] | COM12,4800; COM7,9600 | 添加0 9600 [] OK");
+    EXPECT_EQ(testing::labelText(ports) + testing::labelText(combo(f, "Combo5")), QStringLiteral("端口奇偶校验位"));
+    // The scan has its rest counter back once the load is done.
+    EXPECT_TRUE(scan().Timer2.enabled());
+    // Choosing a listed port turns the button into an update of that entry.
+    testing::activate(ports, 1);
+    EXPECT_EQ(describe(f), "COM3 COM12 [COM12] | COM12,4800; COM7,9600 | 更新0 9600 [] OK");
+    // Typing matches as the port list's rules say ("M7" is inside "COM7,9600").
+    type(ports, "m7");
+    EXPECT_EQ(describe(f), "COM3 COM12 [m7] | COM12,4800; COM7,9600 | 更新1 9600 [] OK");
+    click(f, "Command4");
+  });
+  EXPECT_EQ(modals, QStringList{"FrmPortConfiguration"});
+  EXPECT_FALSE(FrmPortConfiguration::exists());
+}
+
+TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
+  driver.addLine("COM3", 9600);
+  driver.addLine("COM5", 9600);
+  writeSettings(
+      "[Main]\r\nconfig=\r\n[COMS]\r\nListCount=4\r\n1=COM3,9600\r\n2=COM4,9600\r\n3=COM6,9600\r\n"
+      "4=COM8,9600\r\n");
+  // Stations on entries that change: their rows stay, they drop out of the tree.
+  addStation("S3", "COM3,9600", "1");
+  addStation("S4", "COM4,9600", "2");
+  addStation("S6", "COM6,9600", "3");
+  start();
+  clock.advance(ms(300 * 5));
+  ASSERT_TRUE(mdi().node("COM3,9600,1") && mdi().node("COM4,9600,2"));
+  const int linesBefore = logLines().size();
+  openPorts([&](FrmPortConfiguration& f) {
+    QComboBox* ports = combo(f, "Combo1");
+    // Update COM3 to 4800: the refresh after OK rebuilds the tree from the new list.
+    EXPECT_EQ(describe(f), "COM3 COM5 [COM3] | COM3,9600; COM4,9600; COM6,9600; COM8,9600 | 更新0 9600 [] OK");
+    type(combo(f, "Combo2"), "4800");
+    click(f, "Command1");
+    // Add COM5 at 19200, chosen from the list; it is in the list then.
+    testing::activate(ports, 1);
+    combo(f, "Combo2")->setCurrentText("19200");
+    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("添加"));
+    click(f, "Command1");
+    EXPECT_EQ(describe(f),
+              "COM3 COM5 [COM5] | COM3,4800; COM4,9600; COM6,9600; COM8,9600; COM5,19200 | 更新4 19200 [] OK");
+    // An empty baud rate adds nothing.
+    type(ports, "COM9");
+    combo(f, "Combo2")->setCurrentText("");
+    click(f, "Command1");
+    // COM4 still has a station (Yes to the question), COM8 has none.
+    dialogs.answers = {platform::kYes};
+    testing::clickRow(list(f), 1);
+    click(f, "Command2");
+    testing::clickRow(list(f), 2);
+    click(f, "Command2");
+    EXPECT_EQ(messages().size(), 1);
+    EXPECT_EQ(f.entries(), (QStringList{"COM3,4800", "COM6,9600", "COM5,19200"}));
+    click(f, "Command3");
+    EXPECT_TRUE(f.accepted);
+  });
+  EXPECT_FALSE(FrmPortConfiguration::exists());  // unloaded by the caller
+  // Keys above the new count stay behind; the rest is written in place, byte for byte.
+  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=3\r\n1=COM3,4800\r\n2=COM6,9600\r\n"
+                                        "3=COM5,19200\r\n4=COM8,9600\r\n"));
+  // The full refresh: a rebuilt tree with the new entries, loading from the first port again.
+  EXPECT_EQ(logLines().mid(linesBefore), QStringList{logLines().last()});
+  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("刷新所有站点，请稍等...")));
+  EXPECT_EQ(mdi().portCursor, 0);
+  EXPECT_TRUE(mdi().Timer2.enabled());
+  // S3's entry has another baud rate now, S4's is gone; their rows stay.
+  clock.advance(ms(300 * 4));
+  EXPECT_EQ(treeText(), "站点资源管理器: COM3,4800 [] COM6,9600 [S6;] COM5,19200 []");
+  EXPECT_TRUE(core::findStation("S3") && core::findStation("S4"));
+}
+
+// A gateway port: listed as present without a device, added with its address, its address
+// changed and taken away again; the settings file holds exactly what the dialog showed.
+TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
+  driver.addLine("COM3", 9600);
+  writeSettings(
+      "[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n[Network Ports]\r\nCOM7=TCP://10.0.0.9:502\r\n");
+  start();
+  openPorts([&](FrmPortConfiguration& f) {
+    QComboBox* ports = combo(f, "Combo1");
+    EXPECT_EQ(testing::labelText(address(f)), QStringLiteral("网关地址"));
+    // COM3 probed, COM7 mapped.
+    EXPECT_EQ(describe(f), "COM3 COM7 [COM3] | COM3,9600; COM7,9600 → 10.0.0.9:502 | 更新0 9600 [] OK");
+    // Refused with a message, nothing added: no port number, no address.
+    for (const auto& [port, typed] :
+         {std::pair{"COMX", "192.168.1.50:8899"}, {"COM5", "192.168.1.50"}, {"COM5", "h:0"}}) {
+      type(ports, port);
+      address(f)->setText(typed);
+      click(f, "Command1");
+    }
+    EXPECT_EQ(messages().size(), 3);
+    address(f)->setText("192.168.1.50:8899");
+    click(f, "Command1");
+    EXPECT_EQ(describe(f),
+              "COM3 COM7 [COM5] | COM3,9600; COM7,9600 → 10.0.0.9:502; COM5,9600 → 192.168.1.50:8899 | 更新2 9600 "
+              "[192.168.1.50:8899] OK");
+    // The box shows the chosen port's gateway, and empties for a listed serial port.
+    type(ports, "COM3");
+    EXPECT_EQ(address(f)->text(), "");
+    type(ports, "COM7");
+    EXPECT_EQ(address(f)->text(), "10.0.0.9:502");
+    address(f)->setText("tcp://[fe80::1]:4001");
+    click(f, "Command1");
+    EXPECT_EQ(describe(f),
+              "COM3 COM7 [COM7] | COM3,9600; COM7,9600 → [fe80::1]:4001; COM5,9600 → 192.168.1.50:8899 | 更新1 9600 "
+              "[[fe80::1]:4001] OK");
+    click(f, "Command3");
+  });
+  EXPECT_EQ(settingsBytes(),
+            QByteArray("[COMS]\r\nListCount=3\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
+                       "[Network Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
+  EXPECT_EQ(shell::gatewayOfPort("COM5"), "tcp://192.168.1.50:8899");
+  // Again: COM7 back to a serial port, COM5 deleted from the list takes its address along.
+  openPorts([&](FrmPortConfiguration& f) {
+    type(combo(f, "Combo1"), "COM7");
+    EXPECT_EQ(address(f)->text(), "[fe80::1]:4001");
+    address(f)->clear();
+    click(f, "Command1");
+    list(f)->setCurrentRow(2);
+    click(f, "Command2");
+    click(f, "Command3");
+  });
+  EXPECT_EQ(settingsBytes(), QByteArray("[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
+                                        "[Network Ports]\r\n"));
+}
+
+TEST_F(PortConfigurationTest, OkIsGreyWithAnEmptyListAndCancelTouchesNothing) {
+  const QByteArray before = "[COMS]\r\nListCount=1\r\n1=COM3,9600\r\n";
+  writeSettings(before);
+  start();
+  clock.advance(ms(20000));
+  const QStringList linesBefore = logLines();
+  openPorts([&](FrmPortConfiguration& f) {
+    EXPECT_EQ(combo(f, "Combo1")->count(), 0);  // no port exists on this bus
+    EXPECT_TRUE(button(f, "Command3")->isEnabled());
+    testing::clickRow(list(f), 0);
+    click(f, "Command2");
+    // Within 300 ms OK is grey, and a click on it does nothing.
+    clock.advance(ms(300));
+    EXPECT_FALSE(button(f, "Command3")->isEnabled());
+    click(f, "Command3");
+    EXPECT_TRUE(!f.accepted && f.isVisible());
+    click(f, "Command4");
+  });
+  EXPECT_EQ(settingsBytes(), before);
+  EXPECT_EQ(logLines(), linesBefore);  // no refresh
+  EXPECT_FALSE(FrmPortConfiguration::exists());
+  // The close box is a cancel as well.
+  drivers.push_back([&](ui::DialogForm& form) { form.close(); });
+  mdi().action("Port Configuration")->trigger();
+  EXPECT_EQ(modals.size(), 2);
+  EXPECT_EQ(settingsBytes(), before);
+  EXPECT_FALSE(FrmPortConfiguration::exists());
+}
+
+TEST_F(PortConfigurationTest, TheProbeClosesTheScansPortFirstAndSkipsHeldPorts) {
+  driver.addLine("COM3", 9600);
+  driver.addLine("COM4", 9600);
+  platform::SerialControl holder("Holder");
+  holder.setCommPort(4);
+  holder.setPortOpen(true);
+  start();
+  platform::SerialControl* scanPort = link::SerialSession::scanControl();
+  ASSERT_NE(scanPort, nullptr);
+  scanPort->setCommPort(3);
+  scanPort->setPortOpen(true);
+  drivers.push_back([&](ui::DialogForm& form) {
+    // COM3 was closed for the probe and found; COM4, held, is absent.
+    EXPECT_FALSE(scanPort->portOpen());
+    EXPECT_EQ(itemsOf(combo(form, "Combo1")), QStringList{"COM3"});
+    click(form, "Command4");
+  });
+  mdi().PortConfiguration_Click();
+  holder.setPortOpen(false);
+}
+
+const QStringList kNames = {"东区", "南区", "西区", "abc", "ABC", "Line Count"};
+const QStringList kIds = {"1", "2", "3"};
+const QStringList kPortPool = {"COM3", "COM4", "COM5", "com3"};
+const QStringList kBauds = {"9600", "4800"};
+const QString kRecorder = QStringLiteral("Maintenance Record");
+
+bool same(const QString& a, const QString& b) { return a.compare(b, Qt::CaseInsensitive) == 0; }
+
+struct Row {
+  QString name, port, id;
+  bool operator==(const Row&) const = default;
+};
+
+// What the two files hold, as the operator's moves should leave them.
+struct Model {
+  QStringList ports;
+  std::vector<Row> rows;
+  std::map<QString, QString> marks;  // by the lower-case name: one key of the settings file
+
+  const Row* named(const QString& name) const {
+    const auto r = std::ranges::find_if(rows, [&](const Row& r) { return same(r.name, name); });
+    return r == rows.end() ? nullptr : &*r;
+  }
+  int onPort(const QString& entry) const {
+    return static_cast<int>(std::count_if(rows.begin(), rows.end(), [&](const Row& r) { return same(r.port, entry); }));
+  }
+  // The refusal of the station editor for `s`; `opened` is the station an update edits.
+  QString refusal(const Row& s, const QString* opened) const {
+    if (s.port.isEmpty()) return "必须填写端口";
+    if (same(s.name, "Line Count")) return "站点名称不能与设置项同名：" + s.name;
+    const auto other = [&](const Row& r) { return !opened || !same(r.name, *opened); };
+    if (const Row* r = named(s.name); r && other(*r)) return "站点名称重复";
+    for (const Row& r : rows)
+      if (same(r.port, s.port) && r.id == s.id && other(r))
+        return QStringLiteral("%1 上已有设备ID为 %2 的站点：%3").arg(r.port.section(',', 0, 0), r.id, r.name);
+    return {};
+  }
+  // Whether renaming `from` to `to` changes a key of the settings file.
+  bool marksChange(const QString& from, const QString& to) const {
+    return !same(from, to) && (marks.contains(from.toLower()) || marks.contains(to.toLower()));
+  }
+};
+
+class SiteListsModelTest : public SiteEditorsTest {
+ protected:
+  // ---- the files ----------------------------------------------------------------------
+
+  void writeFiles(const Model& m) {
+    QString ini = "[COMS]\r\nListCount=" + QString::number(m.ports.size()) + "\r\n";
+    for (int i = 0; i < m.ports.size(); ++i) ini += QString::number(i + 1) + "=" + m.ports[i] + "\r\n";
+    ini += "[" + kRecorder + "]\r\nRead Interval=10\r\nLine Count=32000\r\n";
+    for (const Row& r : m.rows)
+      if (m.marks.contains(r.name.toLower())) ini += r.name + "=" + m.marks.at(r.name.toLower()) + "\r\n";
+    lock(1, false);
+    writeSettings(platform::toGbk(ini));
+    // The store in one transaction: thousands of sequences start from a state of their own.
+    ASSERT_TRUE(core::checkDatabase() || core::createStore());
+    QString statements = "begin; delete from Station;";
+    for (const Row& r : m.rows)
+      statements += QString("insert into Station values ('%1', '%2', '%3', '', '', '', '', '', '', '', '', '', '');")
+                        .arg(r.name, r.port, r.id);
+    sql(statements + "commit;");
+  }
+  // Runs `statements` on the station store.
+  void sql(const QString& statements) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(core::stationStorePath().toUtf8().constData(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, statements.toUtf8().constData(), nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(db);
+  }
+
+  // The difference between the files and the model; empty when there is none.
+  QString difference(const Model& m) {
+    const QByteArray bytes = settingsBytes();
+    if (bytes.count('\n') != bytes.count("\r\n")) return "a line of the settings file ends without CR LF";
+    if (platform::toGbk(platform::fromGbk(bytes)) != bytes) return "the settings file is no GBK text";
+    QStringList ports;
+    for (int i = 1; i <= core::readIniInt("COMS", "ListCount"); ++i) ports << core::readIni("COMS", QString::number(i));
+    if (ports != m.ports) return "ports " + ports.join(' ') + " want " + m.ports.join(' ');
+    for (const QString& name : kNames) {
+      const QString want = m.marks.contains(name.toLower()) ? m.marks.at(name.toLower()) : QString();
+      if (name != "Line Count" && core::readIni(kRecorder, name) != want)
+        return "mark of " + name + ": " + core::readIni(kRecorder, name) + " want " + want;
+    }
+    if (core::readIni(kRecorder, "Line Count") != "32000") return "the recorder's Line Count changed";
+    for (const char* port : {"COM3,9600", "COM4,9600", "COM5,9600", "COM3,4800", "COM4,4800", "COM5,4800"}) {
+      std::vector<Row> stored, want;
+      for (const core::Station& s : core::getStations(port)) stored.push_back({s.StationName, s.Port, s.DeviceID});
+      for (const Row& r : m.rows)
+        if (same(r.port, port)) want.push_back(r);
+      if (stored != want) return "stations on " + QString(port) + " differ";
+    }
+    return {};
+  }
+
+  // 0: every change of the store fails (a trigger), 1: the settings file is read-only; else none.
+  void lock(int which, bool locked) {
+    if (which == 1)
+      QFile::setPermissions(dir.path() + "/MSCON.DLL",
+                            locked ? QFile::ReadOwner : QFile::ReadOwner | QFile::WriteOwner);
+    if (which != 0) return;
+    sql(locked ? "create trigger lock1 before insert on Station begin select raise(abort, 'locked'); end;"
+                 "create trigger lock2 before delete on Station begin select raise(abort, 'locked'); end;"
+               : "drop trigger lock1; drop trigger lock2;");
+  }
+  static QString lockNote(int which) { return which == 0 ? " (store locked)" : which == 1 ? " (settings locked)" : ""; }
+
+  // ---- the operator's hands -----------------------------------------------------------
+
+  // The box a button press should show (or none), checked as it happens.
+  void expectBox(const QString& text, const QString& then = {}) {
+    const QStringList shown = messages().mid(boxes_);
+    boxes_ = static_cast<int>(dialogs.shown.size());
+    ASSERT_EQ(shown, QStringList({text, then}).filter(QRegularExpression("."))) << trail_;
+  }
+  void expectLastLine(const QString& text) {
+    ASSERT_TRUE(logLines().last().endsWith(text)) << logLines().last().toStdString() << trail_;
+  }
+
+  // ---- the moves -----------------------------------------------------------------------
+
+  // The station editor in add mode: one or two presses of 添加, then 取消.
+  void addStations(Model& m) {
+    const Row s{pick(kNames), pick(m.ports), pick(kIds)};
+    const int presses = 1 + int(rng_() % 2);
+    note("add " + s.name + " " + s.port + " " + s.id + " x" + QString::number(presses));
+    drivers.push_back([&](ui::DialogForm& f) {
+      type(edit(f, "StationNameSS"), s.name);
+      type(edit(f, "DeviceID"), s.id);
+      testing::choose(combo(f, "Port"), s.port);
+      for (int i = 0; i < presses; ++i) {
+        click(f, "Command1");
+        const QString refused = m.refusal(s, nullptr);
+        if (refused.isEmpty()) m.rows.push_back(s);
+        expectBox(refused.isEmpty() ? QStringLiteral("添加站点成功") : refused);
+      }
+      click(f, "Command2");
+    });
+    mdi().AddStation_Click();
+  }
+
+  // The editor on one station, as the tree's pop-up opens it.
+  void openEditor(const QString& name, bool update) {
+    auto& editor = FrmAddStation::instance();
+    editor.setModeButtons(false, update, !update);
+    editor.setEnabled(true);
+    editor.openStation(name);
+  }
+
+  // Updates, one to three presses of 更新 with the fields changed or not between them; a locked
+  // file makes each press fail.
+  void updateStation(Model& m) {
+    QString opened = m.rows[rng_() % m.rows.size()].name;
+    const int lock = int(rng_() % 6);  // 0: the store cannot be written, 1: the settings
+    note("update " + opened + lockNote(lock));
+    this->lock(lock, true);
+    drivers.push_back([&](ui::DialogForm& f) {
+      const int presses = 1 + int(rng_() % 3);
+      for (int i = 0; i < presses; ++i) {
+        Row s = *m.named(opened);
+        if (rng_() % 2) type(edit(f, "StationNameSS"), s.name = pick(kNames));
+        if (rng_() % 3 == 0) type(edit(f, "DeviceID"), s.id = pick(kIds));
+        if (rng_() % 3 == 0) testing::choose(combo(f, "Port"), s.port = pick(portsInEditor_));
+        // Fields not changed show the station as it stands (it was shown, or updated so).
+        s = {edit(f, "StationNameSS")->text(), combo(f, "Port")->currentText(), edit(f, "DeviceID")->text()};
+        note("  -> " + s.name + " " + s.port + " " + s.id);
+        click(f, "Command3");
+        // Refused, or failed with a line in the message window: the dialog stays as it is.
+        const QString refused = m.refusal(s, &opened);
+        const bool fails = refused.isEmpty() && (lock == 0 || (lock == 1 && m.marksChange(opened, s.name)));
+        expectBox(!refused.isEmpty() ? refused : fails ? QString() : QStringLiteral("更新站点成功"));
+        if (fails)
+          expectLastLine(lock == 0 ? "更新站点失败：站点库无法写入，站点保持原样"
+                                   : "更新站点失败：设置文件无法写入，站点保持原样");
+        ASSERT_TRUE(f.isVisible()) << trail_;
+        if (!refused.isEmpty() || fails) continue;
+        // The row goes to the end (a delete and an insert); the mark moves with the name.
+        std::erase_if(m.rows, [&](const Row& r) { return same(r.name, opened); });
+        m.rows.push_back(s);
+        if (!same(opened, s.name)) {
+          auto mark = m.marks.extract(opened.toLower());
+          m.marks.erase(s.name.toLower());
+          if (mark) m.marks[s.name.toLower()] = mark.mapped();
+        }
+        opened = s.name;
+      }
+      click(f, "Command2");
+    });
+    openEditor(opened, true);
+    this->lock(lock, false);
+  }
+
+  // Delete, answered No first now and then; a locked file makes it fail with the dialog open.
+  void deleteStation(Model& m) {
+    const QString name = m.rows[rng_() % m.rows.size()].name;
+    const bool noFirst = rng_() % 3 == 0;
+    const int lock = int(rng_() % 6);
+    note("delete " + name + (noFirst ? " (No first)" : "") + lockNote(lock));
+    this->lock(lock, true);
+    drivers.push_back([&](ui::DialogForm& f) {
+      if (noFirst) {
+        dialogs.answers.push_back(platform::kNo);
+        click(f, "Command4");
+        expectBox("确定要删除站点?");
+        ASSERT_TRUE(f.isVisible());
+      }
+      dialogs.answers.push_back(platform::kYes);
+      click(f, "Command4");
+      const bool fails = lock == 0 || (lock == 1 && m.marks.contains(name.toLower()));
+      expectBox("确定要删除站点?", fails ? "" : "删除站点成功");
+      if (fails) {
+        expectLastLine(lock == 0 ? "删除站点失败：站点库无法写入" : "删除站点失败：设置文件无法写入");
+        ASSERT_TRUE(f.isVisible());
+        click(f, "Command2");
+        return;
+      }
+      ASSERT_FALSE(f.isVisible());
+      std::erase_if(m.rows, [&](const Row& r) { return same(r.name, name); });
+      m.marks.erase(name.toLower());
+    });
+    openEditor(name, false);
+    this->lock(lock, false);
+  }
+
+  // The port list: a few of 添加/更新, choosing an entry, 删除 (pressed twice now and then),
+  // then 确定 or 取消.
+  void editPorts(Model& m) {
+    note("ports");
+    drivers.push_back([&](ui::DialogForm& form) {
+      auto& f = static_cast<FrmPortConfiguration&>(form);
+      auto* list = testing::control<QListWidget>(f, "List1");
+      QStringList shown = m.ports;
+      int chosen = -1;
+      const int steps = 1 + int(rng_() % 5);
+      for (int i = 0; i < steps; ++i) {
+        const int what = int(rng_() % 3);
+        if (what == 0) {
+          const QString port = pick(kPortPool), baud = pick(kBauds);
+          note("  " + port + "," + baud + " " + button(f, "Command1")->text());
+          testing::typeOver(combo(f, "Combo1"), port);
+          testing::typeOver(combo(f, "Combo2"), baud);
+          click(f, "Command1");
+          const auto at = std::find_if(shown.begin(), shown.end(),
+                                       [&](const QString& e) { return same(e.section(',', 0, 0), port); });
+          (at != shown.end() ? *at : shown.emplace_back()) = port + "," + baud;
+        } else if (what == 1 && !shown.isEmpty()) {
+          chosen = int(rng_() % shown.size());
+          note("  choose " + shown[chosen]);
+          testing::clickRow(list, chosen);
+        } else {
+          for (int p = 0, presses = 1 + int(rng_() % 2); p < presses; ++p) {
+            note("  删除");
+            ASSERT_EQ(button(f, "Command2")->isEnabled(), chosen >= 0) << trail_;
+            // The last entry of a port that still has stations asks first.
+            const QString entry = chosen >= 0 ? shown[chosen] : QString();
+            const bool asks = chosen >= 0 && m.onPort(entry) > 0 &&
+                              std::ranges::count_if(shown, [&](const QString& e) { return same(e, entry); }) == 1;
+            const bool yes = !asks || rng_() % 2;
+            if (asks) dialogs.answers.push_back(yes ? platform::kYes : platform::kNo);
+            click(f, "Command2");
+            expectBox(asks ? QStringLiteral("%1 上还有 %2 个站点，删除后这些站点将不再显示。确定删除?")
+                                 .arg(entry.section(',', 0, 0))
+                                 .arg(m.onPort(entry))
+                           : QString());
+            if (chosen >= 0 && yes) shown.removeAt(std::exchange(chosen, -1));
+          }
+        }
+        ASSERT_EQ(f.entries(), shown) << trail_;
+      }
+      clock.advance(platform::ms(300));  // OK follows the list within 300 ms
+      if (rng_() % 4 && !shown.isEmpty()) {
+        note("  确定");
+        click(f, "Command3");
+        m.ports = shown;
+      } else {
+        note("  取消");
+        click(f, "Command4");
+      }
+    });
+    mdi().PortConfiguration_Click();
+  }
+
+  // ---- the sequences -------------------------------------------------------------------
+
+  QString pick(const QStringList& from) { return from[int(rng_() % from.size())]; }
+  void note(const QString& step) { trail_ += "\n  " + step.toStdString(); }
+
+  Model randomStart() {
+    Model m;
+    QStringList entries = {"COM3,9600", "COM4,9600", "COM5,4800"};
+    std::shuffle(entries.begin(), entries.end(), rng_);
+    m.ports = entries.mid(0, 1 + int(rng_() % 3));
+    const int stations = int(rng_() % 4);
+    for (int i = 0; i < stations; ++i) {
+      Row r{pick(kNames), pick(m.ports), pick(kIds)};
+      if (!m.refusal(r, nullptr).isEmpty()) continue;
+      m.rows.push_back(r);
+      if (rng_() % 3) m.marks[r.name.toLower()] = rng_() % 2 ? "-1" : "0";
+    }
+    return m;
+  }
+
+  std::mt19937 rng_;
+  std::string trail_;
+  int boxes_ = 0;
+  QStringList portsInEditor_;
+};
+
+TEST_F(SiteListsModelTest, RandomSequencesOfTheDialogsKeepTheFilesAsTheModelSays) {
+#if defined(__SANITIZE_ADDRESS__)
+  constexpr int kSequences = 300;
+#else
+  constexpr int kSequences = 2000;
+#endif
+  const int sequences =
+      qEnvironmentVariableIsSet("XL_MODEL_SEQUENCES") ? qEnvironmentVariableIntValue("XL_MODEL_SEQUENCES") : kSequences;
+  const unsigned firstSeed =
+      qEnvironmentVariableIsSet("XL_MODEL_SEED") ? unsigned(qEnvironmentVariableIntValue("XL_MODEL_SEED")) : 1;
+  start();
+  for (int n = 0; n < sequences; ++n) {
+    const unsigned seed = firstSeed + unsigned(n);
+    rng_.seed(seed);
+    Model m = randomStart();
+    writeFiles(m);
+    dialogs.shown.clear();
+    boxes_ = 0;
+    trail_ = "\nseed " + std::to_string(seed) + ":";
+    const int steps = 2 + int(rng_() % 5);
+    for (int i = 0; i < steps; ++i) {
+      portsInEditor_ = m.ports;  // the editor's port list is the settings' when it opens
+      const int what = int(rng_() % 4);
+      if (what == 0 && !m.ports.isEmpty())
+        addStations(m);
+      else if (what == 1 && !m.rows.empty())
+        updateStation(m);
+      else if (what == 2 && !m.rows.empty())
+        deleteStation(m);
+      else
+        editPorts(m);
+      if (HasFatalFailure()) return;
+      ASSERT_TRUE(dialogs.answers.empty()) << "an answer was not asked for" << trail_;
+      const QString diff = difference(m);
+      ASSERT_TRUE(diff.isEmpty()) << diff.toStdString() << trail_;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace xl::shell
