@@ -136,12 +136,12 @@ TEST(AddressWrite, NewAddressAndItsRefusals) {
 // The five frames for address 1 and their messages are checked on the wire by the screen's
 // test; here the address box's other texts and the replies the screen never gets.
 TEST(FactoryFrames, TheAddressBox) {
-  // An empty address box gives address 0; a fraction rounds half to even; no byte, no frame.
-  EXPECT_EQ(factoryFrame(FactoryCommand::Command1, ""), hexBytes("00 78 00 00 00 01 61 D1"));
-  EXPECT_EQ((*factoryFrame(FactoryCommand::Command1, "2.5"))[0], 2);
-  EXPECT_EQ((*factoryFrame(FactoryCommand::Command1, "255"))[0], 255);
-  // 256 would be "100 78 ...", a frame of another shape.
-  EXPECT_FALSE(factoryFrame(FactoryCommand::Command1, "256") || factoryFrame(FactoryCommand::Command5, "-1"));
+  // An empty address box gives address 0; a fraction rounds half to even; no byte, no frame
+  // (256 would be "100 78 ...", a frame of another shape).
+  const auto frame = [](const std::string& box) {
+    return hexText(factoryFrame(FactoryCommand::Command1, box).value_or(Bytes{}));
+  };
+  EXPECT_TRUE(mapsTo(frame, ">00780000000161D1|2.5>0278000000016033|255>FF780000000175DE|256>|-1>"));
 }
 
 // "pending/reply" gives "message/status line" ("-" where the status line is left as it is).

@@ -163,21 +163,6 @@ TEST(ParameterWrite, ValuesAreRoundedHalfToEvenAndThoseThatDoNotFitOrAreNoNumber
   }
 }
 
-TEST(ParameterWrite, TheChargeCurrentIsCappedAtTheRatedOneAndTheBoxChanges) {
-  ReadScreen s = readScreen(parameterReply());
-  s.boxes.setText(C::SetChargeCurr, "25");
-  EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 7), 2000);
-  EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "20.00");
-
-  // Without a rated current any positive current empties the box, and the write fails on it;
-  // the box stays changed.
-  s.boxes.setText(C::LTextBox4, "");
-  s.boxes.setText(C::SetChargeCurr, "5");
-  const SetCommand cmd = command2Click(s.boxes, s.state);
-  EXPECT_TRUE(cmd.action == SetCommand::Action::LogFailure && cmd.frame.empty());
-  EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "");
-}
-
 // "voltage index,type index>voltage code,type code": a type that is not chosen takes the
 // voltage's code.
 TEST(ParameterWrite, TheTwoListsShareOneCodeByte) {
@@ -360,13 +345,21 @@ TEST(LithiumCouplings, TheBoostAndOverDischargeVoltagesCarryTheirFollowers) {
   }
 }
 
+// The charge current is capped at the rated one when the box is left, and again by the write,
+// which changes the box; there is no lower limit. Without a rated current any positive current
+// empties the box, and the write fails on it.
 TEST(ChargeCurrent, CappedAtTheRatedCurrentWithNoLowerLimit) {
-  ParameterBoxes b;
-  const auto typed = [&](const std::string& text) { return leave(b, C::SetChargeCurr, text.c_str()); };
-  b.setText(C::LTextBox4, "20.00");
+  ReadScreen s = readScreen(parameterReply());
+  const auto typed = [&](const std::string& text) { return leave(s.boxes, C::SetChargeCurr, text.c_str()); };
   EXPECT_TRUE(mapsTo(typed, "25>20.00|15>15.00|-3>-3.00|>|20>20.00"));
-  b.setText(C::LTextBox4, "");
+  s.boxes.setText(C::SetChargeCurr, "25");
+  EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 7), 2000);
+  EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "20.00");
+  s.boxes.setText(C::LTextBox4, "");
   EXPECT_TRUE(mapsTo(typed, "5>"));
+  s.boxes.setText(C::SetChargeCurr, "5");
+  EXPECT_EQ(command2Click(s.boxes, s.state).action, SetCommand::Action::LogFailure);
+  EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "");
 }
 
 // ---- The parameter file -----------------------------------------------------------------------
