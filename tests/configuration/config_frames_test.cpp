@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <tuple>
+
 #include "configuration/device_id.h"
 #include "configuration/factory_commands.h"
 #include "configuration/load_block.h"
@@ -19,106 +22,71 @@ using xl::testing::mapsTo;
 
 // ---- Load configuration ----------------------------------------------------------------------
 
-// A load block reply as verifyFrame hands it on: mode, delay and voltage in the low bytes; the
-// high bytes carry junk that must be ignored.
-Bytes blockReply(std::uint8_t mode, std::uint8_t delay, std::uint8_t volts) {
-  return Bytes{0x01, 0x03, 0x06, 0xAA, mode, 0xBB, delay, 0xCC, volts};
+// A load block reply as verifyFrame hands it on, for "mode/delay/volts": the values in the low
+// bytes; the high bytes carry junk that must be ignored.
+Bytes blockReply(const std::string& values) {
+  unsigned mode = 0, delay = 0, volts = 0;
+  std::sscanf(values.c_str(), "%u/%u/%u", &mode, &delay, &volts);
+  Bytes reply{0x01, 0x03, 0x06, 0xAA, 0, 0xBB, 0, 0xCC, 0};
+  std::tie(reply[4], reply[6], reply[8]) = std::tuple(mode, delay, volts);
+  return reply;
 }
 
-// The state a screen is left in by a reply, as the operator then presses "设置" on it.
-LoadScreenState stateAfter(const LoadBlockView& v, LoadOption selected, std::string deviceId = "1") {
-  return LoadScreenState{std::move(deviceId), selected, v.combo2, v.lTextBox2Tag, v.lTextBox3Tag};
-}
-
-// Box 2, box 3, their tags, box 5, box 4 and the two lists.
-std::vector<std::string> texts(const LoadBlockView& v) {
-  return {v.lTextBox2, v.lTextBox3, v.lTextBox2Tag, v.lTextBox3Tag, v.lTextBox5, v.lTextBox4, v.combo2, v.combo3};
-}
-
-TEST(LoadBlockFrames, ReadRequestAndTheWriteExample) {
-  EXPECT_EQ(loadBlockReadRequest("1"), hexBytes("01 03 E0 1D 00 03 A2 0D"));
-  EXPECT_EQ((*loadBlockReadRequest("2.5"))[0], 2);
-  EXPECT_FALSE(loadBlockReadRequest("256") || loadBlockReadRequest("-1"));
-
-  // Address 1, mode 5, delay 10 minutes, 5 volts.
-  const LoadWrite w = buildLoadWrite({"1", LoadOption::Option5, "5", "5", "10"});
-  ASSERT_TRUE(w.frame);
-  EXPECT_EQ(*w.frame, hexBytes("01 10 E0 1D 00 03 06 00 05 00 0A 00 05 0D 2D"));
-  EXPECT_TRUE(w.message.empty() && w.failureLog.empty());
-}
-
+// What a reply shows: the option's caption ("kept" where the one selected before stays), then
+// box 2, box 3, their tags, box 5, box 4 and the two lists; "back" where "设置" in the option
+// shown sends the values read, written back unchanged.
 TEST(LoadBlockView, LightControlShowsItsValuesAndEveryOtherModeItsButton) {
-  const auto light = showLoadBlock(blockReply(0, 30, 6));
-  ASSERT_TRUE(light);
-  EXPECT_EQ(light->option, LoadOption::Option3);
-  // LTextBox4: the hidden light-off voltage, one less.
-  EXPECT_EQ(texts(*light), (std::vector<std::string>{"6", "30", "6", "30", "1", "5", "", ""}));
-  EXPECT_EQ(*buildLoadWrite(stateAfter(*light, light->option)).frame,
-            appendCrc(hexBytes("01 10 E0 1D 00 03 06 00 00 00 1E 00 06")));
-
-  struct Case {
-    std::uint8_t mode;
-    LoadOption option;
-    const char* caption;
+  const auto view = [](const std::string& values) {
+    const Bytes reply = blockReply(values);
+    const auto v = showLoadBlock(reply);
+    if (!v) return std::string("-");
+    std::string out(v->keepOption ? "kept" : loadOptionCaption(v->option));
+    for (const std::string& text : {v->lTextBox2, v->lTextBox3, v->lTextBox2Tag, v->lTextBox3Tag, v->lTextBox5,
+                                    v->lTextBox4, v->combo2, v->combo3})
+      out += "," + text;
+    const LoadWrite w = buildLoadWrite({"1", v->option, v->combo2, v->lTextBox2Tag, v->lTextBox3Tag});
+    const Bytes back{1, 0x10, 0xE0, 0x1D, 0, 3, 6, 0, reply[4], 0, reply[6], 0, reply[8]};
+    return out + (w.frame == appendCrc(back) ? " back" : "");
   };
-  const Case cases[] = {{1, LoadOption::Option5, "光时控"},
-                        {14, LoadOption::Option5, "光时控"},
-                        {15, LoadOption::Option4, "手动模式"},
-                        {16, LoadOption::Option6, "调试模式"},
-                        {17, LoadOption::Option7, "常开模式"}};
-  for (const Case& c : cases) {
-    const auto v = showLoadBlock(blockReply(c.mode, 7, 8));
-    ASSERT_TRUE(v);
-    EXPECT_EQ(v->option, c.option) << int(c.mode);
-    EXPECT_EQ(loadOptionCaption(v->option), c.caption) << int(c.mode);
-    EXPECT_TRUE(v->lTextBox2 == "" && v->lTextBox2Tag == "8" && v->lTextBox3Tag == "7") << int(c.mode);
-    // Written back in its own mode, each sends what it read.
-    EXPECT_EQ(*buildLoadWrite(stateAfter(*v, v->option)).frame,
-              appendCrc(Bytes{1, 0x10, 0xE0, 0x1D, 0, 3, 6, 0, c.mode, 0, 7, 0, 8}));
-  }
-  EXPECT_EQ(loadOptionCaption(LoadOption::Option3), "光控开/关");
-
-  // From 18 up no button stands for the mode: the one selected before stays; the tags still
-  // take the device's values.
-  for (std::uint8_t mode : {18, 255}) {
-    const auto v = showLoadBlock(blockReply(mode, 1, 9));
-    ASSERT_TRUE(v);
-    EXPECT_TRUE(v->option == LoadOption::None && v->keepOption && v->combo2 == "" && v->lTextBox2Tag == "9")
-        << int(mode);
-  }
-}
-
-TEST(LoadBlockView, OnlyANineByteReplyIsShown) {
+  // LTextBox4: the hidden light-off voltage, one less. From 18 up no button stands for the
+  // mode; the tags still take the device's values.
+  EXPECT_TRUE(
+      mapsTo(view,
+             "0/30/6>光控开/关,6,30,6,30,1,5,, back|1/7/8>光时控,,,8,7,,,1,0 back|14/7/8>光时控,,,8,7,,,14,0 back|"
+             "15/7/8>手动模式,,,8,7,,,, back|16/7/8>调试模式,,,8,7,,,, back|17/7/8>常开模式,,,8,7,,,, back|"
+             "18/1/9>kept,,,9,1,,,,|255/1/9>kept,,,9,1,,,,"));
   for (std::size_t n : {0u, 1u, 3u, 5u, 8u, 10u, 69u}) EXPECT_FALSE(showLoadBlock(Bytes(n, 1))) << n;
   EXPECT_FALSE(showLoadBlock(hexBytes("01 83 02")));  // the device's exception reply
 }
 
-TEST(LoadBlockWrite, RefusalsSendNothing) {
-  // Before a read the voltage tag is empty: the message, no frame.
-  for (const char* tag : {"", "0", "-3", "abc"}) {
-    const LoadWrite w = buildLoadWrite({"1", LoadOption::Option4, "", tag, "10"});
-    EXPECT_TRUE(!w.frame && w.message == kLoadReadFirstText && w.failureLog.empty()) << tag;
-  }
-  // A value that does not fit a byte: a line for the message window, no frame.
-  // The voltage, the delay (above and below), the hours (above and below), the station's address.
-  const LoadScreenState refused[] = {
-      {"1", LoadOption::Option3, "", "256", "10"}, {"1", LoadOption::Option3, "", "5", "300"},
-      {"1", LoadOption::Option3, "", "5", "-1"},   {"1", LoadOption::Option5, "300", "5", "10"},
-      {"1", LoadOption::Option5, "-2", "5", "10"}, {"256", LoadOption::Option3, "", "5", "10"}};
-  for (const LoadScreenState& s : refused) {
-    const LoadWrite w = buildLoadWrite(s);
-    EXPECT_TRUE(!w.frame && w.message.empty() && !w.failureLog.empty())
-        << s.lTextBox2Tag << " " << s.lTextBox3Tag << " " << s.combo2Text;
-  }
-  // The hours are read only with Option5 selected; values round half to even; letters are 0.
-  EXPECT_TRUE(buildLoadWrite({"1", LoadOption::Option4, "300", "5", "10"}).frame);
-  EXPECT_EQ(*buildLoadWrite({"1", LoadOption::Option5, "2.5", "4.5", "abc"}).frame,
-            appendCrc(hexBytes("01 10 E0 1D 00 03 06 00 02 00 00 00 04")));
-  // Option5 with Combo2 emptied sends mode 0; so does a screen with no option at all.
-  EXPECT_EQ((*buildLoadWrite({"1", LoadOption::Option5, "", "5", "10"}).frame)[8], 0);
-  EXPECT_EQ((*buildLoadWrite({"1", LoadOption::None, "5", "5", "10"}).frame)[8], 0);
-  // No station: the tags go out to address 0, as the steps say.
-  EXPECT_EQ((*buildLoadWrite({"", LoadOption::None, "", "5", "10"}).frame)[0], 0);
+// "address/option/hours/volts tag/delay tag" ("-" for no option): the address and the six
+// bytes sent, "read first" for the message and no frame, "log" for a line and no frame. Before
+// a read the voltage tag is empty; a value that does not fit a byte is logged; the hours are
+// read only with Option5 selected; values round half to even; letters are 0; Option5 with the
+// hours emptied sends mode 0, as does no option at all; with no station the tags go out to 0.
+TEST(LoadBlockWrite, TheFrameAndItsRefusals) {
+  const auto write = [](const std::string& s) {
+    std::vector<std::string> f;
+    for (std::size_t at = 0; at <= s.size();) {
+      const std::size_t end = std::min(s.find('/', at), s.size());
+      f.push_back(s.substr(at, end - at));
+      at = end + 1;
+    }
+    const LoadOption options[] = {LoadOption::None, LoadOption::Option3, LoadOption::Option4, LoadOption::Option5};
+    const LoadWrite w = buildLoadWrite({f[0], options[std::string("-345").find(f[1])], f[2], f[3], f[4]});
+    if (w.frame)
+      return hexText(Bytes(w.frame->begin(), w.frame->begin() + 1)) + " " +
+             hexText(Bytes(w.frame->begin() + 7, w.frame->begin() + 13));
+    if (!w.failureLog.empty()) return std::string(w.message.empty() ? "log" : "both");
+    return std::string(w.message == kLoadReadFirstText ? "read first" : "nothing");
+  };
+  EXPECT_TRUE(mapsTo(write,
+                     "1/4///10>read first|1/4//0/10>read first|1/4//-3/10>read first|1/4//abc/10>read first|"
+                     "1/3//256/10>log|1/3//5/300>log|1/3//5/-1>log|1/5/300/5/10>log|1/5/-2/5/10>log|256/3//5/10>log|"
+                     "1/4/300/5/10>01 000F000A0005|1/5/2.5/4.5/abc>01 000200000004|1/5//5/10>01 0000000A0005|"
+                     "1/-/5/5/10>01 0000000A0005|/-//5/10>00 0000000A0005|2.5/3//5/10>02 0000000A0005"));
+  EXPECT_TRUE(mapsTo([](const std::string& a) { return hexText(loadBlockReadRequest(a).value_or(Bytes{})); },
+                     "1>0103E01D0003A20D|256>|-1>"));
 }
 
 TEST(LoadBlockWrite, TheHiddenLightOffVoltage) { EXPECT_TRUE(mapsTo(lightOffVoltageText, "5>4|4>3|3>|>|10.5>9.5")); }
@@ -133,21 +101,6 @@ TEST(LoadBlockReplies, OnlyAWriteAcknowledgementGetsTheMessage) {
 }
 
 // ---- Device ID -------------------------------------------------------------------------------
-
-// The frames and their pace are checked on the wire by the screen's test; here a pass that
-// ran out or was stopped starts from 1 again.
-TEST(AddressPoll, ANewPassStartsFromOne) {
-  AddressScan scan;
-  EXPECT_FALSE(scan.tick());  // no pass yet
-  scan.start();
-  int polled = 0;
-  while (scan.tick()) ++polled;
-  EXPECT_EQ(polled, 241);
-  scan.start();
-  EXPECT_EQ(scan.tick()->address, 1);
-  scan.stop();
-  EXPECT_FALSE(scan.tick());
-}
 
 TEST(AddressPoll, TheAddressComesFromTheReply) {
   const Bytes good = hexBytes("F1 03 02 30 14");
@@ -183,12 +136,12 @@ TEST(AddressWrite, NewAddressAndItsRefusals) {
 // The five frames for address 1 and their messages are checked on the wire by the screen's
 // test; here the address box's other texts and the replies the screen never gets.
 TEST(FactoryFrames, TheAddressBox) {
-  // An empty address box gives address 0; a fraction rounds half to even; no byte, no frame.
-  EXPECT_EQ(factoryFrame(FactoryCommand::Command1, ""), hexBytes("00 78 00 00 00 01 61 D1"));
-  EXPECT_EQ((*factoryFrame(FactoryCommand::Command1, "2.5"))[0], 2);
-  EXPECT_EQ((*factoryFrame(FactoryCommand::Command1, "255"))[0], 255);
-  // 256 would be "100 78 ...", a frame of another shape.
-  EXPECT_FALSE(factoryFrame(FactoryCommand::Command1, "256") || factoryFrame(FactoryCommand::Command5, "-1"));
+  // An empty address box gives address 0; a fraction rounds half to even; no byte, no frame
+  // (256 would be "100 78 ...", a frame of another shape).
+  const auto frame = [](const std::string& box) {
+    return hexText(factoryFrame(FactoryCommand::Command1, box).value_or(Bytes{}));
+  };
+  EXPECT_TRUE(mapsTo(frame, ">00780000000161D1|2.5>0278000000016033|255>FF780000000175DE|256>|-1>"));
 }
 
 // "pending/reply" gives "message/status line" ("-" where the status line is left as it is).

@@ -54,10 +54,9 @@ class ConfigScreenFixture : public ConsoleFixture {
     for (const auto& s : dialogs.shown) out << s.text;
     return out.join(" | ");
   }
-  QString lastShown() const { return dialogs.shown.empty() ? QString() : dialogs.shown.back().text; }
 
   // The controls of `screen` named in `expected` as one text: "Name=text" for a box's or
-  // list's text or a caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled
+  // list's text, a label's or a push button's caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled
   // or disabled control.
   static ::testing::AssertionResult shows(const QWidget& screen, std::string_view expected) {
     return describedAs(expected, [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
@@ -67,13 +66,30 @@ class ConfigScreenFixture : public ConsoleFixture {
       if (auto* e = qobject_cast<const QLineEdit*>(w)) value = e->text();
       if (auto* c = qobject_cast<const QComboBox*>(w)) value = c->currentText();
       if (auto* l = qobject_cast<const QLabel*>(w)) value = l->text();
-      if (auto* b = qobject_cast<const QAbstractButton*>(w)) value = b->isChecked() ? "1" : "0";
+      if (auto* b = qobject_cast<const QAbstractButton*>(w))
+        value = !b->isCheckable() ? b->text() : b->isChecked() ? "1" : "0";
       return std::pair(value.toStdString(), w->isEnabled());
     });
   }
 
+  // What happened since the last look: the frames sent that are not the scan's own reads, and
+  // the messages shown ("frame, frame / message | message").
+  std::string since() {
+    const auto sent = testing::sentFrames(*line);
+    std::string frames, messages;
+    for (; framesSeen_ < sent.size(); ++framesSeen_) {
+      const std::string head = sent[framesSeen_].frame.substr(2, 10);
+      if (head == "0301000023" || head == "03E01D0001") continue;
+      frames += (frames.empty() ? "" : ", ") + sent[framesSeen_].frame;
+    }
+    for (; shownSeen_ < dialogs.shown.size(); ++shownSeen_)
+      messages += (messages.empty() ? "" : " | ") + dialogs.shown[shownSeen_].text.toStdString();
+    return frames + " / " + messages;
+  }
+
   sim::Bus bus{driver};
   platform::SimLine* line = nullptr;
+  std::size_t framesSeen_ = 0, shownSeen_ = 0;
 };
 
 }  // namespace xl::testing

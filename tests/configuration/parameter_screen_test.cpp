@@ -81,27 +81,10 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   }
   // The cursor moves on to another box with a click.
   void leaveTo(const char* name) { QTest::mouseClick(box(name), Qt::LeftButton); }
-  // A click and a second for the reply; the time of the click.
-  std::int64_t clickButton(const char* name) {
-    const std::int64_t at = nowMs();
+  // A click and a second for the reply.
+  void clickButton(const char* name) {
     QTest::mouseClick(button(screen(), name), Qt::LeftButton);
     clock.advance(ms(1000));
-    return at;
-  }
-
-  // The screen's frames on the line: anything to or from register 0xE001 or the information
-  // block, leaving out the scan's own polling.
-  std::vector<std::string> screenFrames(std::int64_t fromMs = 0) const {
-    std::vector<std::string> out;
-    for (const auto& s : sentFrom(fromMs))
-      if (s.frame.substr(2, 10) != "0301000023" && s.frame.substr(2, 10) != "03E01D0001") out.push_back(s.frame);
-    return out;
-  }
-  std::vector<std::string> writes(std::int64_t fromMs = 0) const {
-    std::vector<std::string> out;
-    for (const auto& f : screenFrames(fromMs))
-      if (f.substr(2, 2) == "10") out.push_back(f);
-    return out;
   }
 
   // Distinct values in every stretch the screen never shows.
@@ -121,6 +104,7 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
 std::string requestHex(int id, std::string_view literal) {
   return hexText(requestFrame(id, std::string(literal).c_str()));
 }
+constexpr std::string_view kInfo = configuration::kDeviceInfoLiteral, kRead = configuration::kParameterReadLiteral;
 
 // ---- The form -----------------------------------------------------------------------------
 
@@ -153,23 +137,18 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
   for (const auto& e : configuration::referenceColumn())
     EXPECT_TRUE(box(std::string(e.reference).c_str())->isReadOnly()) << e.reference;
   EXPECT_TRUE(box("Text1")->isHidden());
-  QStringList captions;
-  for (const char* name : {"Command1", "Command2", "Command3", "Command4", "Command5"})
-    captions << button(screen(), name)->text();
-  EXPECT_EQ(captions.join(" "), QStringLiteral("读取 设置 恢复默认值 导出设置 导入设置"));
+  EXPECT_TRUE(shows(screen(), "Command1=读取 Command2=设置 Command3=恢复默认值 Command4=导出设置 Command5=导入设置"));
   EXPECT_EQ(list("Combo4")->toolTip(),
             QStringLiteral("蓄电池系统电压设置：系统电压设置后，为安全考虑，需重启才生效！"));
 
-  std::int64_t t0 = clickButton("Command1");
-  EXPECT_EQ(shown(), QStringLiteral("选择一个可用的站点名"));
-  EXPECT_TRUE(screenFrames(t0).empty());
+  since();
+  clickButton("Command1");
+  EXPECT_EQ(since(), " / 选择一个可用的站点名");
 
   // The station choice asks for the rated values and chains the block read; that request went
   // out while the port was closed after it: its answer is lost, and "读取" asks again.
-  t0 = nowMs();
   chooseStation();
-  EXPECT_EQ(screenFrames(t0), (std::vector<std::string>{requestHex(1, configuration::kDeviceInfoLiteral),
-                                                        requestHex(1, configuration::kParameterReadLiteral)}));
+  EXPECT_EQ(since(), requestHex(1, kInfo) + ", " + requestHex(1, kRead) + " / ");
   EXPECT_TRUE(shows(screen(),
                     "LTextBox1=1 LTextBox2=12/24/36/48(V) LTextBox3=20 LTextBox4=20.00 SetCurrText2=20.00 "
                     "SetChargeCurr="));
@@ -183,7 +162,7 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
   // "恢复默认值": the reference column, "Sealed", "Auto", the rated 20.00 A; then the write.
   clickButton("Command3");
   ASSERT_TRUE(shows(screen(), "Combo2=Sealed SetChargeCurr=20.00"));
-  t0 = clickButton("Command2");
+  clickButton("Command2");
   // The 24 echoed bytes of 0xE015..0xE020 as the device holds them.
   std::string hidden;
   for (std::uint16_t reg = 0xE015; reg <= 0xE020; ++reg)
@@ -194,18 +173,16 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
       "1E0003" +
       hidden + "00A7";
   ASSERT_EQ(body.size(), 73u * 2);
-  EXPECT_EQ(writes(t0), std::vector<std::string>{hexText(appendCrc(testing::hexBytes(body)))});
-  EXPECT_EQ(shown(), QStringLiteral("选择一个可用的站点名 | 参数设置成功"));
+  const std::string write = hexText(appendCrc(testing::hexBytes(body)));
+  EXPECT_EQ(since(), requestHex(1, kRead) + ", " + write + " / 参数设置成功");
   EXPECT_TRUE(device->state().param(0xE004) == 0x3C02 && device->state().param(0xE021) == 0x00A7);
 
   // An exception or a bad CRC in reply to the write says nothing.
-  dialogs.shown.clear();
   device->setFaults({.exception = sim::Exception::IllegalValue});
-  t0 = clickButton("Command2");
+  clickButton("Command2");
   device->setFaults({.badCrc = true});
   clickButton("Command2");
-  EXPECT_EQ(writes(t0).size(), 2u);
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(since(), write + ", " + write + " / ");
   device->setFaults({});
 
   // Closing hides and keeps the state; the menu clears the values, the lists and the rated
@@ -219,10 +196,10 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
                     "LTextBox19=13.80 -LTextBox12"));
   EXPECT_TRUE(list("Combo2")->currentIndex() == -1 && list("Combo1")->currentText() == kStation);
   EXPECT_TRUE(screen().blockState().dataRead);
-  // With SetChargeCurr empty "设置" refuses.
-  t0 = clickButton("Command2");
-  EXPECT_EQ(lastShown(), QStringLiteral("请先读数据"));
-  EXPECT_TRUE(writes(t0).empty());
+  // "恢复默认值" leaves SetChargeCurr empty without a rated current, and "设置" refuses.
+  clickButton("Command3");
+  clickButton("Command2");
+  EXPECT_EQ(since(), " / 请先读数据");
 
   read();
   ASSERT_TRUE(screen().blockState().dataRead);
@@ -234,17 +211,15 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
   // hidden bytes it would echo are the first station's.
   clickButton("Command3");
   ASSERT_EQ(box("SetChargeCurr")->text(), "20.00");
-  t0 = clickButton("Command2");
-  EXPECT_TRUE(writes(t0).empty());
-  EXPECT_EQ(lastShown(), QStringLiteral("请先读数据"));
+  clickButton("Command2");
+  EXPECT_EQ(since(),
+            requestHex(1, kRead) + ", " + requestHex(2, kInfo) + ", " + requestHex(2, kRead) + " / 请先读数据");
   // Once its own block is read, the second station is written at its own address.
   read();
   clickButton("Command3");
   clickButton("Command2");
-  const auto w = writes(t0);
-  ASSERT_EQ(w.size(), 1u);
-  EXPECT_EQ(w[0].substr(0, 4), "0210");
-  EXPECT_EQ(lastShown(), QStringLiteral("参数设置成功"));
+  const std::string last = since();  // the read, then a write of 75 bytes
+  EXPECT_EQ(last.substr(0, 22) + "|" + last.substr(168), requestHex(2, kRead) + ", 0210| / 参数设置成功");
   EXPECT_EQ(second.state().param(0xE01D), 3);
 }
 
@@ -257,18 +232,18 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
   device->state().setParam(0xE021, 0x0400);  // charge by SOC
   openAndRead();
   ASSERT_FALSE(box("LTextBox12")->isEnabled() || list("Combo3")->isEnabled());
-  std::int64_t t0 = nowMs();
+  since();
   QTest::mouseClick(box("LTextBox12"), Qt::LeftButton);
   QTest::keyClicks(box("LTextBox12"), "99");
   QTest::mouseClick(list("Combo3"), Qt::LeftButton);
   QTest::keyClick(list("Combo3"), Qt::Key_Down);
   clock.advance(ms(1000));
   EXPECT_TRUE(shows(screen(), "LTextBox12=16.00 Combo3=SOC"));
-  EXPECT_TRUE(screenFrames(t0).empty() && dialogs.shown.empty());
+  EXPECT_EQ(since(), " / ");
   typeInto("LTextBox10", "abc");
   const int linesBefore = logLines().size();
-  t0 = clickButton("Command2");  // the click moves the cursor: the box's own rule keeps the text
-  EXPECT_TRUE(writes(t0).empty() && dialogs.shown.empty());
+  clickButton("Command2");  // the click moves the cursor: the box's own rule keeps the text
+  EXPECT_EQ(since(), " / ");
   const QStringList lines = logLines();
   ASSERT_EQ(lines.size(), linesBefore + 1);
   EXPECT_TRUE(lines.back().endsWith(QStringLiteral("参数未发送：“温度补偿系数（mV/℃/2V）”的值“abc”不是数字")))
@@ -303,9 +278,8 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
     redTicks.push_back(list("Combo4")->palette().color(QPalette::Text) == QColor(255, 0, 0));
   }
   EXPECT_EQ(redTicks, std::vector<bool>({false, true, false, true}));
-  t0 = clickButton("Command2");
-  EXPECT_EQ(lastShown(), QStringLiteral("锂电池不支持自动识别!"));
-  EXPECT_TRUE(writes(t0).empty());
+  clickButton("Command2");
+  EXPECT_EQ(since(), " / 锂电池不支持自动识别!");
   pick(list("Combo4"), "12V");
   clock.advance(ms(1000));
   EXPECT_EQ(list("Combo4")->palette().color(QPalette::Text), system.color(QPalette::Active, QPalette::ButtonText));
@@ -432,26 +406,24 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
       pick(list(what ? "Combo4" : "Combo2"), list(what ? "Combo4" : "Combo2")->itemText(any(5)));
     } else if (what == 2) {
       // "设置": the click moves the cursor first, so the box's rule has run when it is read.
-      const std::int64_t t0 = nowMs();
       const QStringList logBefore = logLines();
-      const auto shown = dialogs.shown.size();
+      since();
       QTest::mouseClick(button(screen(), "Command2"), Qt::LeftButton);
       // The frame expected is worked out from the boxes as they stand after the click.
       const auto expected = stated(screen(), lastBlock);
       const bool forbidden = list("Combo2")->currentText() == "LI" && list("Combo4")->currentText() == "Auto";
       clock.advance(ms(600));
-      const auto w = writes(t0);
+      const std::string happened = since();
       if (forbidden) {
-        EXPECT_TRUE(w.empty());
+        EXPECT_EQ(happened, " / 锂电池不支持自动识别!") << "round " << round;
       } else if (expected) {
-        ASSERT_EQ(w.size(), 1u) << "round " << round;
-        EXPECT_EQ(w[0], hexText(*expected)) << "round " << round;
+        EXPECT_EQ(happened.substr(0, happened.find(" / ")), hexText(*expected)) << "round " << round;
         ++sent;
       } else {
-        EXPECT_TRUE(w.empty()) << "round " << round << ": " << w[0];
         // One new line in the message window (which keeps only its last 1000 characters), no box.
-        EXPECT_TRUE(logLines() != logBefore && dialogs.shown.size() == shown);
-        EXPECT_TRUE(logLines().back().contains(QStringLiteral("参数未发送："))) << logLines().back().toStdString();
+        EXPECT_EQ(happened, " / ") << "round " << round;
+        EXPECT_TRUE(logLines() != logBefore && logLines().back().contains(QStringLiteral("参数未发送：")))
+            << logLines().back().toStdString();
         ++refused;
       }
     } else {

@@ -27,41 +27,20 @@ inline void putRegister(Bytes& reply, std::uint16_t reg, std::uint16_t value) {
   reply[at + 1] = static_cast<std::uint8_t>(value & 0xFF);
 }
 
-// Distinct values in every stretch the screen never shows, so that a byte taken from the wrong
-// place shows: 0xE003 low, 0xE004 high is left 0 (a non-zero one makes the type unknown),
-// 0xE015..0xE020 = C0 C1 ... D7, 0xE021 low.
-inline void putHiddenStretches(Bytes& reply) {
-  reply[8] = 0xA1;
-  for (std::size_t i = 43; i <= 66; ++i) reply[i] = static_cast<std::uint8_t>(0xC0 + (i - 43));
-  reply[68] = 0xE3;
-}
-
-// Register values written as "E004=5A02 E003=0C00" (hex), for a reply.
-inline std::vector<std::pair<std::uint16_t, std::uint16_t>> registers(std::string_view text) {
-  std::vector<std::pair<std::uint16_t, std::uint16_t>> out;
-  for (std::size_t at = 0; at + 9 <= text.size(); at += 10)
-    out.emplace_back(std::stoi(std::string(text.substr(at, 4)), nullptr, 16),
-                     std::stoi(std::string(text.substr(at + 5, 4)), nullptr, 16));
-  return out;
-}
-
 // The parameter reply of a device at address 1 with the values of the screen's reference
 // column (sealed, automatic system voltage, voltage compensation), `centiAmps` as charge
-// current, distinct hidden bytes and then `changed` ("E007=0000 ..."); passed through the
-// codec as a received reply is.
+// current, and distinct values in every stretch the screen never shows, so that a byte taken
+// from the wrong place shows: 0xE003 low A1, 0xE004 high 0 (a non-zero one makes the type
+// unknown), 0xE015..0xE020 C0 C1 ... D7, 0xE021 low E3; then `changed` ("E007=0000 ...", hex);
+// passed through the codec as a received reply is.
 inline Bytes parameterReply(std::string_view changed = {}, std::uint16_t centiAmps = 2000) {
-  Bytes r{0x01, 0x03, 0x42};
-  r.resize(69, 0);
-  putHiddenStretches(r);
-  const std::pair<std::uint16_t, std::uint16_t> reference[] = {
-      {0xE001, centiAmps}, {0xE002, 200}, {0xE005, 160}, {0xE006, 155}, {0xE007, 146}, {0xE008, 144},
-      {0xE009, 138},       {0xE00A, 132}, {0xE00B, 126}, {0xE00C, 120}, {0xE00D, 111}, {0xE00E, 106},
-      {0xE00F, 0x641E},    {0xE010, 5},   {0xE011, 120}, {0xE012, 120}, {0xE013, 30},  {0xE014, 3}};
-  for (const auto& [reg, value] : reference) putRegister(r, reg, value);
-  r[7] = 0xFF;  // automatic system voltage
-  r[10] = 2;    // sealed
-  r[67] = 0x00;
-  for (const auto& [reg, value] : registers(changed)) putRegister(r, reg, value);
+  Bytes r = hexBytes(
+      "01 03 42 07D0 00C8 FFA1 0002 00A0 009B 0092 0090 008A 0084 007E 0078 006F 006A 641E 0005 0078 0078 001E 0003 "
+      "C0C1 C2C3 C4C5 C6C7 C8C9 CACB CCCD CECF D0D1 D2D3 D4D5 D6D7 00E3");
+  putRegister(r, 0xE001, centiAmps);
+  for (std::size_t at = 0; at + 9 <= changed.size(); at += 10)
+    putRegister(r, std::stoi(std::string(changed.substr(at, 4)), nullptr, 16),
+                std::stoi(std::string(changed.substr(at + 5, 4)), nullptr, 16));
   const auto verified = verifyFrame(hexText(appendCrc(r)));
   EXPECT_TRUE(verified.has_value());
   return verified.value_or(Bytes{});
@@ -109,13 +88,9 @@ inline ::testing::AssertionResult hasTexts(const ParameterBoxes& b, std::string_
 
 // Puts texts into boxes, written as "Name=text Name=text".
 inline void setTexts(ParameterBoxes& b, std::string_view texts) {
-  for (std::size_t at = 0; at < texts.size();) {
-    const std::size_t end = std::min(texts.find(' ', at), texts.size());
-    const std::string_view token = texts.substr(at, end - at);
-    const std::size_t eq = token.find('=');
-    b.setText(controlNamed(token.substr(0, eq)).value(), std::string(token.substr(eq + 1)));
-    at = end + 1;
-  }
+  if (texts.empty()) return;
+  for (const std::string& token : xl::testing::split(texts, ' '))
+    b.setText(controlNamed(token.substr(0, token.find('='))).value(), token.substr(token.find('=') + 1));
 }
 
 // The register at write index `at` (high byte first).

@@ -34,10 +34,6 @@ QString read(const QByteArray& file, const QString& section, const QString& key)
   return readIniValue(IniDocument::parse(file), section, key);
 }
 
-int readInt(const QByteArray& file, const QString& key) {
-  return readIniIntValue(IniDocument::parse(file), QStringLiteral("S"), key);
-}
-
 QByteArray afterSet(const QByteArray& file, const QString& section, const QString& key, const QString& value) {
   IniDocument doc = IniDocument::parse(file);
   EXPECT_TRUE(doc.set(section, key, value));
@@ -46,63 +42,48 @@ QByteArray afterSet(const QByteArray& file, const QString& section, const QStrin
 
 }  // namespace
 
-TEST(IniDocument, FindsSectionsAndKeysWithoutRegardToCase) {
-  const QByteArray file = "[Main]\r\nConfig=1234\r\n[COMS]\r\nListCount=2\r\n";
-  EXPECT_EQ(read(file, "main", "CONFIG") + read(file, "coms", "listcount"), "12342");
-  EXPECT_EQ(read(file, "Main", "ListCount") + read(file, "Other", "Config"), "");  // a key of another section
-  EXPECT_FALSE(IniDocument::parse(file).value("Main", "ListCount").has_value());
-}
-
+// "section/key>value" read from a hand-edited file, as its editor meant it: sections and keys
+// without regard to case; only ';' starts a comment, as in the profile calls ('#' begins an
+// ordinary key); only the first of duplicated sections and keys counts; values trimmed, one
+// pair of quotes taken off, cut at 499 characters before the trim, freed of NULs; "#key" is
+// the profile integer call's reading of the value.
 TEST(IniDocument, ReadsAHandEditedFileAsItsEditorMeantIt) {
   const QByteArray file =
       "orphan=before any section\n  [ Main ]  \n\n; note=commented out\n# other=commented out\n"
       "   config   =   pw 1   \njust a line without equals\n[COMS]\r\nListCount=2\r\n"
-      "1=COM3,9600";  // no final line end
-  // Only ';' starts a comment, as in the profile calls; '#' begins an ordinary key.
-  const auto value = [&](const std::string& at) {
-    const auto slash = at.find('/');
-    return read(file, QString::fromStdString(at.substr(0, slash)), QString::fromStdString(at.substr(slash + 1)))
-        .toStdString();
-  };
-  EXPECT_TRUE(mapsTo(value,
-                     "Main/config>pw 1|Main/; note>|Main/note>|Main/# other>commented out|"
-                     "Main/just a line without equals>|/orphan>|COMS/1>COM3,9600"));
-  // Reading and writing back unchanged gives the same bytes.
-  EXPECT_EQ(IniDocument::parse(file).serialize(), file);
-}
-
-TEST(IniDocument, OnlyTheFirstOfDuplicatedSectionsAndKeysCounts) {
-  const QByteArray file = "[A]\r\nk=first\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n";
-  EXPECT_EQ(read(file, "A", "k") + read(file, "A", "other"), "first");
-
-  // A write goes to the same first section, so it reads back; the duplicate stays as it was.
-  EXPECT_EQ(afterSet(file, "a", "K", "new"), "[A]\r\nk=new\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
-  EXPECT_EQ(afterSet(file, "A", "other", "5"),
-            "[A]\r\nk=first\r\nk=second\r\nother=5\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
-}
-
-TEST(IniDocument, ValuesAreTrimmedUnquotedCutAndFreedOfNuls) {
-  const QByteArray file =
+      "[A]\r\nk=first\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n"
       "[S]\r\nblank=    \r\nempty=\r\npadded=   x y  \t\r\ndq=\"quoted\"\r\nsq='single'\r\n"
       "mixed=\"mixed'\r\ninner=\"a\"b\"\r\nlone=\"\r\nspaced=\" in quotes \"\r\n" +
       QByteArray("nul=a\0b\0\r\n", 10) + "long=" + QByteArray(499, 'a') + QByteArray(101, 'b') +
-      "\r\nedge=" + QByteArray(498, 'a') + " zzz\r\n";
-  // The read buffer takes 499 characters; the cut comes before the trim. One pair of quotes only.
-  const auto value = [&](const std::string& key) { return read(file, "S", QString::fromStdString(key)).toStdString(); };
-  EXPECT_TRUE(mapsTo(value,
-                     "blank>|empty>|padded>x y|dq>quoted|sq>single|mixed>\"mixed'|inner>a\"b|lone>\"|"
-                     "spaced>in quotes|nul>ab"));
-  EXPECT_EQ(read(file, "S", "long") + "|" + read(file, "S", "edge"), QString(499, u'a') + "|" + QString(498, u'a'));
-}
-
-TEST(IniDocument, NumbersReadAsTheProfileIntegerCallReadsThem) {
-  const QByteArray file =
-      "[S]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
-      "wrap=4294967295\r\nempty=\r\n";
-  const auto number = [&](const std::string& key) {
-    return std::to_string(readInt(file, QString::fromStdString(key)));
+      "\r\nedge=" + QByteArray(498, 'a') + " zzz\r\n" +
+      "[N]\r\nabc=abc\r\nblanks=  42\r\nneg=-17\r\nplus=+5\r\ntail=12abc\r\nhex=0x1F\r\nquoted=\"7\"\r\n"
+      "wrap=4294967295\r\nempty=\r\n" +
+      "1=COM3,9600";  // no final line end
+  const IniDocument doc = IniDocument::parse(file);
+  const auto value = [&](const std::string& at) {
+    const auto slash = at.find('/');
+    const QString section = QString::fromStdString(at.substr(0, slash)),
+                  key = QString::fromStdString(at.substr(slash + 1));
+    if (key.startsWith('#') && section == "N") return std::to_string(readIniIntValue(doc, section, key.mid(1)));
+    const QString v = readIniValue(doc, section, key);
+    return v.size() > 20 ? std::to_string(v.size()) + " " + v.right(1).toStdString() : v.toStdString();
   };
-  EXPECT_TRUE(mapsTo(number, "abc>0|blanks>42|neg>-17|plus>5|tail>12|hex>31|quoted>7|wrap>-1|empty>0|missing>0"));
+  EXPECT_TRUE(mapsTo(value,
+                     "Main/config>pw 1|main/CONFIG>pw 1|coms/listcount>2|Main/ListCount>|Other/config>|Main/; note>|"
+                     "Main/note>|Main/# other>commented out|Main/just a line without equals>|/orphan>|A/k>first|"
+                     "A/other>|S/blank>|S/empty>|S/padded>x y|S/dq>quoted|S/sq>single|S/mixed>\"mixed'|S/inner>a\"b|"
+                     "S/lone>\"|S/spaced>in quotes|S/nul>ab|S/long>499 a|S/edge>498 a|N/#abc>0|N/#blanks>42|"
+                     "N/#neg>-17|N/#plus>5|N/#tail>12|N/#hex>31|N/#quoted>7|N/#wrap>-1|N/#empty>0|N/#missing>0|"
+                     "N/1>COM3,9600"));
+  EXPECT_FALSE(doc.value("Main", "ListCount").has_value());
+  // Reading and writing back unchanged gives the same bytes.
+  EXPECT_EQ(doc.serialize(), file);
+  // A write goes to the same first section, so it reads back; the duplicate stays as it was.
+  const QByteArray twice = "[A]\r\nk=first\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n";
+  EXPECT_EQ(afterSet(twice, "a", "K", "new"),
+            "[A]\r\nk=new\r\nk=second\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
+  EXPECT_EQ(afterSet(twice, "A", "other", "5"),
+            "[A]\r\nk=first\r\nk=second\r\nother=5\r\n[B]\r\nk=b\r\n[a]\r\nk=third\r\nother=4\r\n");
 }
 
 // A written key is replaced where it stands, with its own line end (also in an LF file); a new
@@ -226,55 +207,40 @@ TEST_F(SettingsFile, AnyValueTheDialogsAcceptReadsBackAsTyped) {
 
 }  // namespace
 
-TEST_F(SettingsFile, AMissingFileReadsEmptyAndComesIntoBeingWithTheFirstWrite) {
+// A missing file reads empty and comes into being with the first write; every call goes to the
+// file: a change made behind the routines' back is seen by the next read and kept by the next
+// write, which keeps the file's permissions; a file that cannot be written keeps its contents.
+TEST_F(SettingsFile, EveryCallGoesToTheFileAndAFailedWriteChangesNothing) {
   EXPECT_TRUE(readIni("COMS", "ListCount").isEmpty() && readIniInt("COMS", "ListCount") == 0);
   EXPECT_EQ(getPassword(), "426813");
   EXPECT_FALSE(QFile::exists(path_));  // reading creates nothing
-
-  writeIni("COMS", "ListCount", "2");
-  EXPECT_EQ(bytes(), "[COMS]\r\nListCount=2\r\n");
-}
-
-TEST_F(SettingsFile, EveryCallGoesToTheFile) {
   writeIni("Main", "config", "1111");
-  EXPECT_EQ(getPassword(), "1111");
-
-  // A change made behind the routines' back is seen by the next read and kept by the next write.
-  setBytes("[Main]\r\nconfig=2222\r\n; kept\r\n[Other]\r\nx = 1\r\n");
-  EXPECT_EQ(getPassword(), "2222");
-  writeIni("MAIN", "Config", "3333");
-  EXPECT_EQ(bytes(), "[Main]\r\nconfig=3333\r\n; kept\r\n[Other]\r\nx = 1\r\n");
-
-  // An all-blank password is no password.
-  writeIni("Main", "config", "   ");
-  EXPECT_EQ(getPassword(), "426813");
-}
-
-TEST_F(SettingsFile, AFileThatCannotBeWrittenKeepsItsContents) {
-  setBytes("[Main]\r\nconfig=1111\r\n");
-  ASSERT_TRUE(QFile::setPermissions(path_, QFileDevice::ReadOwner | QFileDevice::ReadGroup));
-  writeIni("Main", "config", "2222"), writeIni("New", "k", "v");
   EXPECT_EQ(bytes(), "[Main]\r\nconfig=1111\r\n");
   EXPECT_EQ(getPassword(), "1111");
 
-  // A missing directory is not made.
-  const QString nowhere = dir_.filePath("no/such/dir/MSCON.DLL");
+  setBytes("[Main]\r\nconfig=2222\r\n; kept\r\n[Other]\r\nx = 1\r\n");
+  EXPECT_EQ(getPassword(), "2222");
+  const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
+  ASSERT_TRUE(QFile::setPermissions(path_, mode));
+  writeIni("MAIN", "Config", "3333");
+  EXPECT_EQ(bytes(), "[Main]\r\nconfig=3333\r\n; kept\r\n[Other]\r\nx = 1\r\n");
+  // Owner, group and other bits; the user bits depend on who runs the test.
+  EXPECT_EQ(QFile::permissions(path_) & 0xF0FF, mode);
+
+  ASSERT_TRUE(QFile::setPermissions(path_, QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+  writeIni("Main", "config", "4444"), writeIni("New", "k", "v");
+  EXPECT_EQ(bytes(), "[Main]\r\nconfig=3333\r\n; kept\r\n[Other]\r\nx = 1\r\n");
+  ASSERT_TRUE(QFile::setPermissions(path_, mode));
+  // An all-blank password is no password.
+  writeIni("Main", "config", "   ");
+  EXPECT_EQ(getPassword(), "426813");
+
+  // A missing directory is not made; a directory in the file's place reads as empty and is left
+  // alone.
+  const QString nowhere = dir_.filePath("no/such/dir/MSCON.DLL"), folder = dir_.filePath("folder");
   writeIniFile("Main", "config", "2222", nowhere);
   EXPECT_TRUE(!QDir(dir_.filePath("no")).exists() && readIniFile("Main", "config", nowhere).isEmpty());
-
-  // A directory in the file's place reads as empty and is left alone.
-  const QString folder = dir_.filePath("folder");
   ASSERT_TRUE(QDir(dir_.path()).mkdir("folder"));
   writeIniFile("Main", "config", "2222", folder);
   EXPECT_TRUE(readIniFile("Main", "config", folder).isEmpty() && QFileInfo(folder).isDir());
-}
-
-TEST_F(SettingsFile, AWriteKeepsTheFilesPermissions) {
-  setBytes("[Main]\r\n");
-  const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
-  ASSERT_TRUE(QFile::setPermissions(path_, mode));
-  writeIni("Main", "config", "1");
-  // Owner, group and other bits; the user bits depend on who runs the test.
-  EXPECT_EQ(QFile::permissions(path_) & 0xF0FF, mode);
-  EXPECT_EQ(bytes(), "[Main]\r\nconfig=1\r\n");
 }

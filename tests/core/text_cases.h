@@ -8,8 +8,20 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace xl::testing {
+
+// The parts of `text` between the `separator`s ("a|b|" gives "a", "b" and "").
+inline std::vector<std::string> split(std::string_view text, char separator) {
+  std::vector<std::string> parts;
+  for (std::size_t at = 0; at <= text.size();) {
+    const std::size_t end = std::min(text.find(separator, at), text.size());
+    parts.emplace_back(text.substr(at, end - at));
+    at = end + 1;
+  }
+  return parts;
+}
 
 // Each case of `cases`, "typed>shown|typed>shown" (any text but '|' and '>'), through `f`.
 template <class F>
