@@ -268,6 +268,34 @@ TEST(BatteryType, NoTypeOnlyFormatsTheTenVoltageBoxesAndSocOpensTheTwoLevelBoxes
 // a text that is no number is not formatted; the discharge limit's low limit is 0, so an empty
 // box stays empty; outside "User" the full-charge level always snaps back, the discharge limit
 // does not.
+// Lithium on "Auto" blinks the system voltage list red every other tick; another voltage calms
+// it (button text on the window background) and resets the blink. The greying timer covers its
+// 19 controls, from LTextBox12 to TextLimit, never the three the operator always sets.
+TEST(Timers, LithiumOnAutoBlinksAndTheGreyingTimerCoversItsList) {
+  ParameterBoxes b;
+  selectEntry(b, C::Combo2, "LI");  // also puts Combo4 on "Auto"
+  std::uint8_t blink = 0;
+  std::string looks;
+  const auto tick = [&] {
+    const Combo4Look l = timer1Tick(b, blink);
+    looks += std::to_string(static_cast<int>(l.text)) + (l.windowBackground ? "w" : "") + std::to_string(blink) + " ";
+  };
+  tick(), tick(), tick();
+  selectEntry(b, C::Combo4, "12V");
+  tick();
+  using T = Combo4Look::TextColour;
+  EXPECT_EQ(looks, std::to_string(int(T::WindowText)) + "1 " + std::to_string(int(T::Red)) + "0 " +
+                       std::to_string(int(T::WindowText)) + "1 " + std::to_string(int(T::ButtonText)) + "w0 ");
+  std::string greyed;
+  for (const auto& [c, grey] : timer2Tick(b))
+    greyed += std::string(controlName(c)) + (grey == !b.enabled(c) ? " " : "! ");
+  EXPECT_EQ(greyed.substr(0, 11), "LTextBox12 ");
+  EXPECT_EQ(std::count(greyed.begin(), greyed.end(), ' '), 19);
+  EXPECT_EQ(greyed.find('!'), std::string::npos) << greyed;
+  for (const char* never : {"SetChargeCurr ", "Combo2 ", "Combo4 "}) EXPECT_EQ(greyed.find(never), std::string::npos);
+  EXPECT_TRUE(greyed.ends_with("TextLimit ")) << greyed;
+}
+
 TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimalsAndWholeNumbersByTheirOwnRules) {
   const auto leaving = [](const std::string& typed) {
     const std::size_t slash = typed.find('/'), eq = typed.find('=');
