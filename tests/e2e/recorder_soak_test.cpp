@@ -76,12 +76,9 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
       stations.emplace_back(name, &bus.add(port, address));
     }
   }
-  for (const auto& [key, value] : {std::pair<QString, QString>{"Auto Saving", "1"},
-                                   {"File Path", root},
-                                   {"Save Interval H", "0"},
-                                   {"Save Interval M", "1"},
-                                   {"Line Count", "50"}})
-    core::writeIniFile("Maintenance Record", key, value, ini);
+  const QStringList keys = {"Auto Saving", "File Path", "Save Interval H", "Save Interval M", "Line Count"};
+  const QStringList values = {"1", root, "0", "1", "50"};
+  for (int i = 0; i < keys.size(); ++i) core::writeIniFile("Maintenance Record", keys[i], values[i], ini);
   start();
   recorder().engine().setTimeSource(
       [this] { return QDateTime(QDate(2026, 1, 5), QTime(0, 0)).addMSecs(platform::toMs(clock.now())); });
