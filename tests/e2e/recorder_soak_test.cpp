@@ -123,19 +123,14 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
       const double kind = chance(random);
       sim::Faults f;
       std::int64_t length = 60 * between(1, 15);
-      if (kind < 0.3) {
-        f.silent = true;
-      } else if (kind < 0.55) {
-        f.badCrc = true;
-      } else if (kind < 0.85) {
-        f.splitGap = ms(between(10, 400));  // shorter or longer than the receive window: whole, or cut in two
-      } else if (kind < 0.95) {
-        f.delay = ms(between(50, 1500));
-      } else {
-        f.silent = true;  // unplugged for hours
-        length = 3600 * between(1, 3);
-        ++unplugs;
-      }
+      // Silent, a bad CRC, a reply split by a gap shorter or longer than the receive window
+      // (whole, or cut in two), a slow reply, or unplugged for hours.
+      f.silent = kind < 0.3 || kind >= 0.95;
+      f.badCrc = kind >= 0.3 && kind < 0.55;
+      if (kind >= 0.55 && kind < 0.85) f.splitGap = ms(between(10, 400));
+      if (kind >= 0.85 && kind < 0.95) f.delay = ms(between(50, 1500));
+      if (kind >= 0.95) length = 3600 * between(1, 3);
+      unplugs += kind >= 0.95;
       inject(s, f, now + length);
     }
     if (rootBackAt < 0 && chance(random) < 0.004) takeRootAway(now + 60 * between(5, 60));
