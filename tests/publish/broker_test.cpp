@@ -113,7 +113,7 @@ class BrokerTest : public AvailabilityTest {
   std::optional<Subscriber> sub;
 };
 
-TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) {
+TEST_F(BrokerTest, StateMatchesTheRealTimeScreenDiscoveryIsCompleteAndRenamedOrDeletedStationsAreCleared) {
   startWithBroker();
   clock.advance(ms(8000));  // discovery: the stations answer
   const int index = testing::combo(live())->findText(kStation1);
@@ -163,6 +163,56 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
   }
   EXPECT_GE(configs, 2 * static_cast<int>(publish::sensors().size()));
   EXPECT_TRUE(dialogs.shown.empty());
+
+  // A renamed and a deleted station: their retained messages are cleared.
+  publish::Topics t{"xinglan", "site1", "homeassistant"};
+  const auto topicsOf = [&](const QString& name) {
+    const std::string level = name == kStation1 ? "一号站" : level2;
+    return std::vector<std::string>{kBase + level + "/state", kBase + level + "/availability",
+                                    t.discoveryConfig(t.uniqueId(name.toStdString(), publish::sensors()[0].key))};
+  };
+  // Whether the last message of each topic of both stations is empty (cleared) or not.
+  const auto all = [&](bool empty, const Subscriber& s) {
+    for (const QString& name : {kStation1, secondName})
+      for (const auto& topic : topicsOf(name))
+        if (const auto on = s.on(topic); on.empty() || on.back().isEmpty() != empty) return false;
+    return true;
+  };
+  ASSERT_TRUE(runUntil([&] { return all(false, *sub); }));
+
+  // The editor renames one station and deletes the other, then the console refreshes.
+  ui::setModalRunner([&](ui::DialogForm& f) {
+    const auto click = [&](const char* name) { QTest::mouseClick(f.findChild<QPushButton*>(name), Qt::LeftButton); };
+    if (f.findChild<QPushButton*>("Command3")->isEnabled()) {
+      f.findChild<QLineEdit*>("StationNameSS")->setText(QStringLiteral("三号站"));
+      click("Command3");
+    } else {
+      click("Command4");
+    }
+    if (f.isVisible()) click("Command2");
+  });
+  dialogs.answers = {platform::kOk, platform::kYes};  // the update's success, the delete's question
+  for (const auto& [name, update] : {std::pair{kStation1, true}, std::pair{secondName, false}}) {
+    auto& editor = shell::FrmAddStation::instance();
+    editor.setModeButtons(false, update, !update);
+    editor.setEnabled(true);
+    editor.openStation(name);
+  }
+  ui::setModalRunner({});
+  mdi().RefreshAllStations_Click();
+  ASSERT_TRUE(runUntil([&] { return all(true, *sub); }));
+  // The renamed station goes on under its new name; nothing comes back under the old ones, not
+  // even a reply that the scan had on its way under the old name.
+  publisher->realTimeReply(kStation1, "1", numberedReply(1));
+  ASSERT_TRUE(runUntil([&] { return !sub->on(kBase + "三号站/state").empty(); }));
+  runFor(20000);
+  EXPECT_TRUE(all(true, *sub));
+
+  // The broker keeps nothing of them: a new subscriber gets no retained message under the old names.
+  Subscriber late(broker->port());
+  ASSERT_TRUE(runUntil([&] { return !late.on(kBase + "三号站/state").empty(); }));
+  for (const QString& name : {kStation1, secondName})
+    for (const auto& topic : topicsOf(name)) EXPECT_TRUE(late.on(topic).empty()) << topic;
 }
 
 TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
@@ -302,58 +352,6 @@ TEST_F(BrokerTest, SettingsScreenRefusedLoginsAndABadCaFileLeaveTheConsoleRunnin
   auto* maintenance = testing::control<QMenu>(mdi(), "Maintenance");
   EXPECT_TRUE(maintenance->actions().contains(mdi().action("MqttSettings")));
   EXPECT_FALSE(maintenance->menuAction()->isEnabled());
-}
-
-TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
-  startWithBroker();
-  publish::Topics t{"xinglan", "site1", "homeassistant"};
-  const auto topicsOf = [&](const QString& name) {
-    const std::string level = name == kStation1 ? "一号站" : level2;
-    return std::vector<std::string>{kBase + level + "/state", kBase + level + "/availability",
-                                    t.discoveryConfig(t.uniqueId(name.toStdString(), publish::sensors()[0].key))};
-  };
-  // Whether the last message of each topic of both stations is empty (cleared) or not.
-  const auto all = [&](bool empty, const Subscriber& s) {
-    for (const QString& name : {kStation1, secondName})
-      for (const auto& topic : topicsOf(name))
-        if (const auto on = s.on(topic); on.empty() || on.back().isEmpty() != empty) return false;
-    return true;
-  };
-  ASSERT_TRUE(runUntil([&] { return all(false, *sub); }));
-
-  // The editor renames one station and deletes the other, then the console refreshes.
-  ui::setModalRunner([&](ui::DialogForm& f) {
-    const auto click = [&](const char* name) { QTest::mouseClick(f.findChild<QPushButton*>(name), Qt::LeftButton); };
-    if (f.findChild<QPushButton*>("Command3")->isEnabled()) {
-      f.findChild<QLineEdit*>("StationNameSS")->setText(QStringLiteral("三号站"));
-      click("Command3");
-    } else {
-      click("Command4");
-    }
-    if (f.isVisible()) click("Command2");
-  });
-  dialogs.answers = {platform::kOk, platform::kYes};  // the update's success, the delete's question
-  for (const auto& [name, update] : {std::pair{kStation1, true}, std::pair{secondName, false}}) {
-    auto& editor = shell::FrmAddStation::instance();
-    editor.setModeButtons(false, update, !update);
-    editor.setEnabled(true);
-    editor.openStation(name);
-  }
-  ui::setModalRunner({});
-  mdi().RefreshAllStations_Click();
-  ASSERT_TRUE(runUntil([&] { return all(true, *sub); }));
-  // The renamed station goes on under its new name; nothing comes back under the old ones, not
-  // even a reply that the scan had on its way under the old name.
-  publisher->realTimeReply(kStation1, "1", numberedReply(1));
-  ASSERT_TRUE(runUntil([&] { return !sub->on(kBase + "三号站/state").empty(); }));
-  runFor(20000);
-  EXPECT_TRUE(all(true, *sub));
-
-  // The broker keeps nothing of them: a new subscriber gets no retained message under the old names.
-  Subscriber late(broker->port());
-  ASSERT_TRUE(runUntil([&] { return !late.on(kBase + "三号站/state").empty(); }));
-  for (const QString& name : {kStation1, secondName})
-    for (const auto& topic : topicsOf(name)) EXPECT_TRUE(late.on(topic).empty()) << topic;
 }
 
 // A station is offline until its first reply of this run, then online; silent, offline again;
