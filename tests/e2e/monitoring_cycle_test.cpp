@@ -94,7 +94,6 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroStopsTheScanAndAnotherValueRestart
   // Any other value restarts it with that rest.
   core::writeIni("Maintenance Record", "Read Interval", "20");
   recorder().Timer1_Timer();
-  EXPECT_EQ(scan().readInterval(), 20);
   // The rest counter kept the two seconds it had counted when it was stopped at 25 s, so the
   // next round starts after 19 more ticks: Timer1 goes on at 104 s and asks at 105 s.
   clock.advance(ms(19999));
@@ -108,8 +107,6 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroAtStartUpNeverPollsAfterDiscovery)
   start();
   clock.advance(ms(60000));
   EXPECT_EQ(sent(), (std::vector<Sent>{{1600, frame(1, kInfo)}, {2600, frame(2, kInfo)}}));
-  EXPECT_EQ(scan().readInterval(), 0);
-  EXPECT_FALSE(scan().Timer2.enabled());
 }
 
 }  // namespace

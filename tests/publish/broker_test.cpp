@@ -321,8 +321,7 @@ TEST_F(BrokerTest, SettingsScreenRefusedLoginsAndABadCaFileLeaveTheConsoleRunnin
   EXPECT_EQ(dialogs.shown.size(), 4u);
 
   QFile bad(dir.path() + "/bad-ca.pem");
-  ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
-  bad.write("not a certificate\n");
+  ASSERT_TRUE(bad.open(QIODevice::WriteOnly) && bad.write("not a certificate\n") > 0);
   bad.close();
   // Several attempts with back-off each; the console goes on: the scan polls and fills its table.
   for (const auto& [password, ca, line] : {std::tuple{"wrong", QString(), QStringLiteral("用户名或密码错误")},
