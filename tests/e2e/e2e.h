@@ -85,12 +85,11 @@ class WholeConsole : public TwoStationFixture {
     const auto* table = grid(scan(), "VsFList1");
     for (int r = 1; r <= nodes.size(); ++r)
       out << QStringLiteral("%1 answered=%2 image=%3 status=%4 block=%5 stored=%6")
-                 .arg(table->textMatrix(r, 0))
-                 .arg(scan().answered(r))
-                 .arg(mdi().nodeImage(nodes[r - 1]))
-                 .arg(!table->textMatrix(r, 6).isEmpty())
-                 .arg(table->cellData(r, 0).toByteArray().size())
-                 .arg(recorder().engine().storedReply(r).size());
+                 .arg(table->textMatrix(r, 0), QString::number(scan().answered(r)),
+                      QString::number(mdi().nodeImage(nodes[r - 1])),
+                      QString::number(!table->textMatrix(r, 6).isEmpty()),
+                      QString::number(table->cellData(r, 0).toByteArray().size()),
+                      QString::number(recorder().engine().storedReply(r).size()));
     return out.join('\n').toStdString();
   }
 };

@@ -37,19 +37,10 @@ TEST_F(FastScanTest, LinesAreAskedSideBySideOneExchangeAfterTheOther) {
   // 39-byte reply of the first (8 bytes out, 5 ms, 39 bytes back). Passes 2 and 3 ask nobody.
   // The rest of 11 ticks follows the end of discovery and of each round; in a round each line
   // asks its stations real-time block first, load mode second, one exchange after the other.
-  const std::vector<Sent> expected3 = {
-      {1900, frame(1, kInfo)},
-      {1954, frame(2, kInfo)},
-      {13008, rt1},
-      {13100, rt2},
-      {13192, lm1},
-      {13213, lm2},
-      {24235, rt1},
-      {24327, rt2},
-      {24418, lm1},
-      {24440, lm2},
-  };
-  EXPECT_EQ(sentFrames(*line), expected3);
+  const std::string i1 = frame(1, kInfo), i2 = frame(2, kInfo);
+  const std::vector<Sent> expected = {{1900, i1},   {1954, i2},   {13008, rt1}, {13100, rt2}, {13192, lm1},
+                                      {13213, lm2}, {24235, rt1}, {24327, rt2}, {24418, lm1}, {24440, lm2}};
+  EXPECT_EQ(sentFrames(*line), expected);
   EXPECT_EQ(sentFrames(*com4),
             (std::vector<Sent>{{1900, frame(3, kInfo)}, {13008, rt3}, {13100, lm3}, {24235, rt3}, {24327, lm3}}));
   // Every station answered, is marked, listed and filled, as with the one-a-second pace.

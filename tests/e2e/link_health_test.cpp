@@ -94,10 +94,7 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsAndTheWireViewFollowAPatternOfFaul
   // Port, station, verdict; the whole reply, its CRC spoiled; the time to the millisecond.
   auto* log = grid(view, "Grid1");
   EXPECT_EQ(gridText(log, {1, 2, 5}),
-            "COM3|一号站|CRC错误\n"
-            "COM3|二号站|异常应答 02\n"
-            "COM3|一号站|CRC错误\n"
-            "COM3|二号站|异常应答 02");
+            "COM3|一号站|CRC错误\nCOM3|二号站|异常应答 02\nCOM3|一号站|CRC错误\nCOM3|二号站|异常应答 02");
   EXPECT_EQ(log->textMatrix(1, 3), QStringLiteral("01 03 01 00 00 23 05 EF"));
   EXPECT_EQ(log->textMatrix(1, 4).size(), 75 * 3 - 1);
   EXPECT_EQ(log->textMatrix(2, 4).left(8), QStringLiteral("02 83 02"));

@@ -14,6 +14,12 @@ class MonitoringCycleTest : public WholeConsole {
 };
 
 TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
+  // Faults and charge states that the status columns show (they change nothing on the wire).
+  auto& r1 = station1->state().readings;
+  r1.chargeState = 2;
+  r1.faultWord = sim::fault::kPanelOverPower | sim::fault::kPanelNormal | sim::fault::kOverDischarge;
+  station2->state().readings.chargeState = 7;
+  station2->state().readings.faultWord = sim::fault::kPanelOverPower;
   start();
   clock.advance(ms(40000));
   const std::string info1 = frame(1, kInfo), info2 = frame(2, kInfo);
@@ -44,6 +50,10 @@ TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
   for (QString& l : lines) l = l.section(']', 1);
   EXPECT_EQ(lines.join('/'), "刷新所有站点，请稍等.../星澜站点监控启动/刷新所有站点成功");
   EXPECT_EQ(edit(scan(), "Text1")->text().size(), 14);
+  // Position 24 (the panel's normal flag) wipes the over-power text on the scan; a charge
+  // state above 6 shows the 32 flag digits.
+  EXPECT_EQ(gridText(grid(scan(), "VsFList1"), {3, 4, 5}),
+            "正常|MPPT充电|过放\n太阳能板功率过大|10000000000001110000000010000000|正常");
 }
 
 TEST_F(MonitoringCycleTest, SilentStationsAreAskedInEachDiscoveryPassAndLeftOutOfListsAndPasses) {
@@ -56,17 +66,11 @@ TEST_F(MonitoringCycleTest, SilentStationsAreAskedInEachDiscoveryPassAndLeftOutO
   silence(station2, false);
   clock.advance(ms(26000));
   // Pass 2 asks stations 2 and 3, pass 3 station 3 only; the passes ask stations 1 and 2.
-  const std::string info3 = frame(3, kInfo);
-  const std::vector<Sent> expected = {{1600, frame(1, kInfo)},
-                                      {2600, frame(2, kInfo)},
-                                      {3600, info3},
-                                      {5600, frame(2, kInfo)},
-                                      {6600, info3},
-                                      {8600, info3},
-                                      {21600, frame(1, kRealTime)},
-                                      {22600, frame(2, kRealTime)},
-                                      {24600, frame(1, kLoadMode)},
-                                      {25600, frame(2, kLoadMode)}};
+  const std::string i1 = frame(1, kInfo), i2 = frame(2, kInfo), i3 = frame(3, kInfo);
+  const std::string r1 = frame(1, kRealTime), r2 = frame(2, kRealTime), l1 = frame(1, kLoadMode),
+                    l2 = frame(2, kLoadMode);
+  const std::vector<Sent> expected = {{1600, i1}, {2600, i2},  {3600, i3},  {5600, i2},  {6600, i3},
+                                      {8600, i3}, {21600, r1}, {22600, r2}, {24600, l1}, {25600, l2}};
   EXPECT_EQ(sent(), expected);
   EXPECT_EQ(stationsText({"COM3,9600,1", "COM3,9600,2", "COM3,9600,3"}),
             "一号站 answered=1 image=2 status=1 block=73 stored=73\n"
@@ -75,22 +79,6 @@ TEST_F(MonitoringCycleTest, SilentStationsAreAskedInEachDiscoveryPassAndLeftOutO
   const QComboBox& list = *combo(monitoring::FrmRealTimeMonitoring::instance());
   EXPECT_EQ(list.count(), 2);
   EXPECT_EQ(list.itemText(1), QStringLiteral("二号站"));
-}
-
-TEST_F(MonitoringCycleTest, StatusColumnsFollowTheFaultWordAndTheChargeState) {
-  auto& r1 = station1->state().readings;
-  r1.chargeState = 2;
-  r1.faultWord = sim::fault::kPanelOverPower | sim::fault::kPanelNormal | sim::fault::kOverDischarge;
-  auto& r2 = station2->state().readings;
-  r2.chargeState = 7;
-  r2.faultWord = sim::fault::kPanelOverPower;
-  start();
-  clock.advance(ms(20000));
-  // Position 24 (the panel's normal flag) wipes the over-power text on the scan; a charge
-  // state above 6 shows the 32 flag digits.
-  EXPECT_EQ(gridText(grid(scan(), "VsFList1"), {3, 4, 5}),
-            "正常|MPPT充电|过放\n"
-            "太阳能板功率过大|10000000000001110000000010000000|正常");
 }
 
 TEST_F(MonitoringCycleTest, ReadIntervalOfZeroStopsTheScanAndAnotherValueRestartsIt) {
@@ -106,7 +94,6 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroStopsTheScanAndAnotherValueRestart
   // Any other value restarts it with that rest.
   core::writeIni("Maintenance Record", "Read Interval", "20");
   recorder().Timer1_Timer();
-  EXPECT_EQ(scan().readInterval(), 20);
   // The rest counter kept the two seconds it had counted when it was stopped at 25 s, so the
   // next round starts after 19 more ticks: Timer1 goes on at 104 s and asks at 105 s.
   clock.advance(ms(19999));
@@ -120,8 +107,6 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroAtStartUpNeverPollsAfterDiscovery)
   start();
   clock.advance(ms(60000));
   EXPECT_EQ(sent(), (std::vector<Sent>{{1600, frame(1, kInfo)}, {2600, frame(2, kInfo)}}));
-  EXPECT_EQ(scan().readInterval(), 0);
-  EXPECT_FALSE(scan().Timer2.enabled());
 }
 
 }  // namespace

@@ -76,12 +76,9 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
       stations.emplace_back(name, &bus.add(port, address));
     }
   }
-  for (const auto& [key, value] : {std::pair<QString, QString>{"Auto Saving", "1"},
-                                   {"File Path", root},
-                                   {"Save Interval H", "0"},
-                                   {"Save Interval M", "1"},
-                                   {"Line Count", "50"}})
-    core::writeIniFile("Maintenance Record", key, value, ini);
+  const QStringList keys = {"Auto Saving", "File Path", "Save Interval H", "Save Interval M", "Line Count"};
+  const QStringList values = {"1", root, "0", "1", "50"};
+  for (int i = 0; i < keys.size(); ++i) core::writeIniFile("Maintenance Record", keys[i], values[i], ini);
   start();
   recorder().engine().setTimeSource(
       [this] { return QDateTime(QDate(2026, 1, 5), QTime(0, 0)).addMSecs(platform::toMs(clock.now())); });
@@ -126,19 +123,14 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
       const double kind = chance(random);
       sim::Faults f;
       std::int64_t length = 60 * between(1, 15);
-      if (kind < 0.3) {
-        f.silent = true;
-      } else if (kind < 0.55) {
-        f.badCrc = true;
-      } else if (kind < 0.85) {
-        f.splitGap = ms(between(10, 400));  // shorter or longer than the receive window: whole, or cut in two
-      } else if (kind < 0.95) {
-        f.delay = ms(between(50, 1500));
-      } else {
-        f.silent = true;  // unplugged for hours
-        length = 3600 * between(1, 3);
-        ++unplugs;
-      }
+      // Silent, a bad CRC, a reply split by a gap shorter or longer than the receive window
+      // (whole, or cut in two), a slow reply, or unplugged for hours.
+      f.silent = kind < 0.3 || kind >= 0.95;
+      f.badCrc = kind >= 0.3 && kind < 0.55;
+      if (kind >= 0.55 && kind < 0.85) f.splitGap = ms(between(10, 400));
+      if (kind >= 0.85 && kind < 0.95) f.delay = ms(between(50, 1500));
+      if (kind >= 0.95) length = 3600 * between(1, 3);
+      unplugs += kind >= 0.95;
       inject(s, f, now + length);
     }
     if (rootBackAt < 0 && chance(random) < 0.004) takeRootAway(now + 60 * between(5, 60));

@@ -162,12 +162,8 @@ TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsG
     };
     auto& daily = FrmMonitoring1::instance();
     return QStringLiteral("live %1 %2, daily %3 %4, voltage enabled=%5 %6")
-        .arg(live().showsStale())
-        .arg(label(live()))
-        .arg(daily.showsStale())
-        .arg(label(daily))
-        .arg(voltage->isEnabled())
-        .arg(voltage->text())
+        .arg(QString::number(live().showsStale()), label(live()), QString::number(daily.showsStale()), label(daily),
+             QString::number(voltage->isEnabled()), voltage->text())
         .toStdString();
   };
   EXPECT_EQ(staleText(), "live 0 hidden, daily 0 hidden, voltage enabled=1 25.9");

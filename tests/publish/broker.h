@@ -48,9 +48,7 @@ class Broker {
       for (const auto& [u, p] : users) QProcess::execute("mosquitto_passwd", {"-b", pw, u, p});
       conf += "password_file " + pw + "\n";
     }
-    QFile f(dir_.path() + "/mosquitto.conf");
-    if (f.open(QIODevice::WriteOnly)) f.write(conf.toUtf8());
-    f.close();
+    if (QFile f(dir_.path() + "/mosquitto.conf"); f.open(QIODevice::WriteOnly)) f.write(conf.toUtf8());
     start();
   }
   ~Broker() { stop(); }

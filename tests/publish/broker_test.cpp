@@ -113,7 +113,7 @@ class BrokerTest : public AvailabilityTest {
   std::optional<Subscriber> sub;
 };
 
-TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) {
+TEST_F(BrokerTest, StateMatchesTheRealTimeScreenDiscoveryIsCompleteAndRenamedOrDeletedStationsAreCleared) {
   startWithBroker();
   clock.advance(ms(8000));  // discovery: the stations answer
   const int index = testing::combo(live())->findText(kStation1);
@@ -126,24 +126,20 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
   const QJsonObject o = jsonOf(sub->on(kBase + "一号站/state").back());
   EXPECT_EQ(pick(o, {"station", "address", "port", "battery_voltage"}), "一号站 1 COM3,9600 12.5");
   EXPECT_TRUE(o["time"].toString().startsWith("2026-05-01T08:"));
-  // Each box of the screen and its value of the state, with the box's decimal places.
+  // Each box of the screen and its value of the state, "box key places"; without places a text,
+  // of the state or of its "status".
   QStringList shown, published;
-  const std::tuple<const char*, const char*, int> boxes[] = {
-      {"Text2", "array_current", 2},       {"Text3", "array_voltage", 1},       {"Text4", "array_power", 0},
-      {"Text9", "battery_voltage", 1},     {"Text13", "battery_current", 2},    {"Text11", "battery_soc", 0},
-      {"Text7", "battery_temperature", 1}, {"Text18", "device_temperature", 1}, {"Text16", "load_voltage", 1},
-      {"Text17", "load_current", 2},       {"Text15", "load_power", 0}};
-  for (const auto& [box, key, places] : boxes) {
-    shown << edit(live(), box)->text();
-    published << QString::fromStdString(link::fixedText(o[key].toDouble(), places));
-  }
-  for (const auto& [box, key] : {std::pair{"Text10", "battery"},
-                                 {"Text6", "array"},
-                                 {"Text19", "device"},
-                                 {"Text14", "load"},
-                                 {"Text5", "charge_state_text"}}) {
-    shown << edit(live(), box)->text();
-    published << (o.contains(key) ? o[key] : o["status"].toObject()[key]).toString();
+  for (const QString& row :
+       QStringLiteral("Text2 array_current 2|Text3 array_voltage 1|Text4 array_power 0|"
+                      "Text9 battery_voltage 1|Text13 battery_current 2|Text11 battery_soc 0|"
+                      "Text7 battery_temperature 1|Text18 device_temperature 1|"
+                      "Text16 load_voltage 1|Text17 load_current 2|Text15 load_power 0|"
+                      "Text10 battery|Text6 array|Text19 device|Text14 load|Text5 charge_state_text")
+           .split('|')) {
+    const QStringList f = row.split(' ');
+    shown << edit(live(), f[0].toLatin1().constData())->text();
+    const QJsonValue v = o.contains(f[1]) ? o[f[1]] : o["status"].toObject()[f[1]];
+    published << (f.size() < 3 ? v.toString() : QString::fromStdString(link::fixedText(v.toDouble(), f[2].toInt())));
   }
   EXPECT_EQ(shown.join(' ').toStdString(), published.join(' ').toStdString());
 
@@ -153,22 +149,70 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenAndDiscoveryConfigsAreComplete) 
 
   // Discovery: one config per value and station; the device from the information block, as
   // the screen shows it (the keys of each config are the rule layer's).
-  const std::string device1 = (QStringList{kStation1, edit(live(), "LTextBox3")->text(),
-                                           edit(live(), "LTextBox4")->text(), edit(live(), "SoftSw")->text()})
-                                  .join(' ')
-                                  .toStdString();
+  const QStringList device1 = {kStation1, edit(live(), "LTextBox3")->text(), edit(live(), "LTextBox4")->text(),
+                               edit(live(), "SoftSw")->text()};
   int configs = 0;
   for (const auto& m : sub->messages()) {
     if (m.topic.rfind("homeassistant/sensor/", 0) != 0) continue;
     ++configs;
     const QJsonObject c = jsonOf(m.payload), d = c["device"].toObject();
     if (d["name"].toString() == kStation1)
-      EXPECT_EQ(pick(d, {"name", "model", "hw_version", "sw_version"}), device1);
+      EXPECT_EQ(pick(d, {"name", "model", "hw_version", "sw_version"}), device1.join(' ').toStdString());
     else
       EXPECT_EQ(c["state_topic"].toString().toStdString(), kBase + level2 + "/state");
   }
   EXPECT_GE(configs, 2 * static_cast<int>(publish::sensors().size()));
   EXPECT_TRUE(dialogs.shown.empty());
+
+  // A renamed and a deleted station: their retained messages are cleared.
+  publish::Topics t{"xinglan", "site1", "homeassistant"};
+  const auto topicsOf = [&](const QString& name) {
+    const std::string level = name == kStation1 ? "一号站" : level2;
+    return std::vector<std::string>{kBase + level + "/state", kBase + level + "/availability",
+                                    t.discoveryConfig(t.uniqueId(name.toStdString(), publish::sensors()[0].key))};
+  };
+  // Whether the last message of each topic of both stations is empty (cleared) or not.
+  const auto all = [&](bool empty, const Subscriber& s) {
+    for (const QString& name : {kStation1, secondName})
+      for (const auto& topic : topicsOf(name))
+        if (const auto on = s.on(topic); on.empty() || on.back().isEmpty() != empty) return false;
+    return true;
+  };
+  ASSERT_TRUE(runUntil([&] { return all(false, *sub); }));
+
+  // The editor renames one station and deletes the other, then the console refreshes.
+  ui::setModalRunner([&](ui::DialogForm& f) {
+    const auto click = [&](const char* name) { QTest::mouseClick(f.findChild<QPushButton*>(name), Qt::LeftButton); };
+    if (f.findChild<QPushButton*>("Command3")->isEnabled()) {
+      f.findChild<QLineEdit*>("StationNameSS")->setText(QStringLiteral("三号站"));
+      click("Command3");
+    } else {
+      click("Command4");
+    }
+    if (f.isVisible()) click("Command2");
+  });
+  dialogs.answers = {platform::kOk, platform::kYes};  // the update's success, the delete's question
+  for (const auto& [name, update] : {std::pair{kStation1, true}, std::pair{secondName, false}}) {
+    auto& editor = shell::FrmAddStation::instance();
+    editor.setModeButtons(false, update, !update);
+    editor.setEnabled(true);
+    editor.openStation(name);
+  }
+  ui::setModalRunner({});
+  mdi().RefreshAllStations_Click();
+  ASSERT_TRUE(runUntil([&] { return all(true, *sub); }));
+  // The renamed station goes on under its new name; nothing comes back under the old ones, not
+  // even a reply that the scan had on its way under the old name.
+  publisher->realTimeReply(kStation1, "1", numberedReply(1));
+  ASSERT_TRUE(runUntil([&] { return !sub->on(kBase + "三号站/state").empty(); }));
+  runFor(20000);
+  EXPECT_TRUE(all(true, *sub));
+
+  // The broker keeps nothing of them: a new subscriber gets no retained message under the old names.
+  Subscriber late(broker->port());
+  ASSERT_TRUE(runUntil([&] { return !late.on(kBase + "三号站/state").empty(); }));
+  for (const QString& name : {kStation1, secondName})
+    for (const auto& topic : topicsOf(name)) EXPECT_TRUE(late.on(topic).empty()) << topic;
 }
 
 TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
@@ -248,80 +292,10 @@ TEST_F(BrokerTest, BrokerKilledAndRestartedLosesNoQueuedReadingAndKeepsTheirOrde
   EXPECT_EQ(logCount(QStringLiteral("与MQTT服务器的连接已断开")), 1);
 }
 
-TEST_F(BrokerTest, WrongCredentialsAndABadCaFileLeaveTheConsoleRunningWithOneLogLine) {
+// The settings screen refuses what it cannot keep; logins the broker refuses and a CA file that
+// is none leave the console running with one line each; the screen's settings then connect.
+TEST_F(BrokerTest, SettingsScreenRefusedLoginsAndABadCaFileLeaveTheConsoleRunningWithOneLogLine) {
   broker.emplace(std::vector<std::pair<QString, QString>>{{"site", "right"}});
-  start();
-  QFile bad(dir.path() + "/bad-ca.pem");
-  ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
-  bad.write("not a certificate\n");
-  bad.close();
-  // Several attempts with back-off each; the console goes on: the scan polls and fills its table.
-  for (const auto& [password, ca, line] : {std::tuple{"wrong", QString(), QStringLiteral("用户名或密码错误")},
-                                           {"right", bad.fileName(), QStringLiteral("MQTT加密连接失败")}}) {
-    publishTo(broker->port(), "site1", "site", password, ca);
-    runFor(40000);
-    EXPECT_FALSE(publisher->connected());
-    EXPECT_EQ(logCount(line), 1);
-    EXPECT_TRUE(scan().answered(1) && scan().answered(2) && dialogs.shown.empty());
-    publishTo(broker->port(), "site1", "site", "right");
-    ASSERT_TRUE(runUntil([&] { return publisher->connected(); }));
-  }
-}
-
-TEST_F(BrokerTest, ARenamedOrDeletedStationsRetainedMessagesAreCleared) {
-  startWithBroker();
-  publish::Topics t{"xinglan", "site1", "homeassistant"};
-  const auto topicsOf = [&](const QString& name) {
-    const std::string level = name == kStation1 ? "一号站" : level2;
-    return std::vector<std::string>{kBase + level + "/state", kBase + level + "/availability",
-                                    t.discoveryConfig(t.uniqueId(name.toStdString(), publish::sensors()[0].key))};
-  };
-  // Whether the last message of each topic of both stations is empty (cleared) or not.
-  const auto all = [&](bool empty, const Subscriber& s) {
-    for (const QString& name : {kStation1, secondName})
-      for (const auto& topic : topicsOf(name))
-        if (const auto on = s.on(topic); on.empty() || on.back().isEmpty() != empty) return false;
-    return true;
-  };
-  ASSERT_TRUE(runUntil([&] { return all(false, *sub); }));
-
-  // The editor renames one station and deletes the other, then the console refreshes.
-  ui::setModalRunner([&](ui::DialogForm& f) {
-    const auto click = [&](const char* name) { QTest::mouseClick(f.findChild<QPushButton*>(name), Qt::LeftButton); };
-    if (f.findChild<QPushButton*>("Command3")->isEnabled()) {
-      f.findChild<QLineEdit*>("StationNameSS")->setText(QStringLiteral("三号站"));
-      click("Command3");
-    } else {
-      click("Command4");
-    }
-    if (f.isVisible()) click("Command2");
-  });
-  dialogs.answers = {platform::kOk, platform::kYes};  // the update's success, the delete's question
-  for (const auto& [name, update] : {std::pair{kStation1, true}, std::pair{secondName, false}}) {
-    auto& editor = shell::FrmAddStation::instance();
-    editor.setModeButtons(false, update, !update);
-    editor.setEnabled(true);
-    editor.openStation(name);
-  }
-  ui::setModalRunner({});
-  mdi().RefreshAllStations_Click();
-  ASSERT_TRUE(runUntil([&] { return all(true, *sub); }));
-  // The renamed station goes on under its new name; nothing comes back under the old ones, not
-  // even a reply that the scan had on its way under the old name.
-  publisher->realTimeReply(kStation1, "1", numberedReply(1));
-  ASSERT_TRUE(runUntil([&] { return !sub->on(kBase + "三号站/state").empty(); }));
-  runFor(20000);
-  EXPECT_TRUE(all(true, *sub));
-
-  // The broker keeps nothing of them: a new subscriber gets no retained message under the old names.
-  Subscriber late(broker->port());
-  ASSERT_TRUE(runUntil([&] { return !late.on(kBase + "三号站/state").empty(); }));
-  for (const QString& name : {kStation1, secondName})
-    for (const auto& topic : topicsOf(name)) EXPECT_TRUE(late.on(topic).empty()) << topic;
-}
-
-TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
-  broker.emplace();
   start();
   auto& screen = publish::FrmMqttSettings::instance();
   screen.Form_Load();
@@ -345,9 +319,25 @@ TEST_F(BrokerTest, SettingsScreenWritesTheFileAndThePublisherTakesIt) {
     EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
   }
   EXPECT_EQ(dialogs.shown.size(), 4u);
+
+  QFile bad(dir.path() + "/bad-ca.pem");
+  ASSERT_TRUE(bad.open(QIODevice::WriteOnly) && bad.write("not a certificate\n") > 0);
+  bad.close();
+  // Several attempts with back-off each; the console goes on: the scan polls and fills its table.
+  for (const auto& [password, ca, line] : {std::tuple{"wrong", QString(), QStringLiteral("用户名或密码错误")},
+                                           {"right", bad.fileName(), QStringLiteral("MQTT加密连接失败")}}) {
+    publishTo(broker->port(), "site1", "site", password, ca);
+    runFor(40000);
+    EXPECT_FALSE(publisher->connected());
+    EXPECT_EQ(logCount(line), 1);
+    EXPECT_TRUE(scan().answered(1) && scan().answered(2) && dialogs.shown.size() == 4u);
+  }
+  // The screen's settings: written to the file, taken by the publisher, which connects.
   edit(screen, "TextPort")->setText(QString::number(broker->port()));
   edit(screen, "TextPrefix")->setText("站点-1");
   edit(screen, "TextClientId")->setText("site9");
+  edit(screen, "TextUser")->setText("site");
+  edit(screen, "TextPassword")->setText("right");
   screen.Command1_Click();
   EXPECT_EQ(core::readIni("MQTT", "Topic Prefix") + " " + core::readIni("MQTT", "Enabled") + " " +
                 core::readIni("MQTT", "Port") + " " + publisher->settings().clientId,
@@ -424,11 +414,9 @@ TEST_F(AvailabilityTest, KilledConsoleTakesItsStationsOfflineThroughItsLastWill)
   // The console's own folder: its program, and settings that turn the publisher on.
   const QString program = dir.path() + "/xinglan";
   ASSERT_TRUE(QFile::copy(QStringLiteral(XL_CONSOLE_PROGRAM), program));
-  for (const auto& [key, value] : {std::pair<QString, QString>{"Enabled", "1"},
-                                   {"Host", "127.0.0.1"},
-                                   {"Port", QString::number(broker.port())},
-                                   {"Client Id", "killed"}})
-    core::writeIniFile("MQTT", key, value, dir.path() + "/MSCON.DLL");
+  const QStringList keys = {"Enabled", "Host", "Port", "Client Id"};
+  const QStringList values = {"1", "127.0.0.1", QString::number(broker.port()), "killed"};
+  for (int i = 0; i < keys.size(); ++i) core::writeIniFile("MQTT", keys[i], values[i], dir.path() + "/MSCON.DLL");
   QProcess console;
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
   env.insert("QT_QPA_PLATFORM", "offscreen");

@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 
 // ---- Topics ---------------------------------------------------------------------------------
 
-TEST(Topics, ReservedCharactersAreEscapedAndChineseStaysReadable) {
+TEST(Topics, ReservedCharactersAreEscapedChineseStaysReadableAndTheLayoutOfAConsole) {
   // "%" is the escape character itself; every level reads back as its name.
   std::string levels;
   for (const std::string& name : std::vector<std::string>{"一号站", "A/B", "a+b#c", std::string("x\0y", 3), "100%", "",
@@ -36,9 +36,8 @@ TEST(Topics, ReservedCharactersAreEscapedAndChineseStaysReadable) {
   EXPECT_EQ(levels, "一号站 A%2FB a%2Bb%23c x%00y 100%25 % %252F %00%00 _x 站%2F1%23%25 ");
   // Two different names never share a level.
   EXPECT_NE(escapeTopicLevel("A/B"), escapeTopicLevel("A%2FB"));
-}
 
-TEST(Topics, LayoutOfOneConsole) {
+  // The layout of one console's topics.
   Topics t{"xinglan", "site/1", "homeassistant"};
   EXPECT_EQ(t.status() + " " + t.state("二号/站") + " " + t.availability("S1") + " " +
                 t.uniqueId("站", "battery_voltage") + " " + t.discoveryConfig("abc"),
@@ -64,7 +63,7 @@ Bytes realTimeReply() {
       "00 00 00 00 30 39 00 00 00 00 80 02 00 01 00 02");
 }
 
-TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
+TEST(StateJson, NumbersTextsFaultsOfTheScansFaultWordOtherLengthsAndOddAddresses) {
   const QDateTime at(QDate(2026, 5, 1), QTime(8, 30, 0), QTimeZone(8 * 3600));
   const auto json = stateJson({"一号站", "1", "COM3,9600"}, realTimeReply(), at);
   ASSERT_TRUE(json);
@@ -88,16 +87,14 @@ TEST(StateJson, NumbersTextsAndFaultsOfTheScansFaultWord) {
   EXPECT_EQ(f.size(), static_cast<int>(faults().size()));
   // Every value Home Assistant is told of is in the state.
   for (const auto& s : sensors()) EXPECT_TRUE(o.contains(QString::fromLatin1(s.key))) << s.key;
-}
 
-TEST(StateJson, OtherLengthsAndOddAddressesAreHandled) {
+  // Other lengths give no state; an address text that is no byte is published as it stands.
   const Bytes whole = realTimeReply();
   for (const Bytes& other : {Bytes(whole.begin(), whole.end() - 1), Bytes{}})
-    EXPECT_FALSE(stateJson({"S", "1", ""}, other, QDateTime::currentDateTime())) << other.size();
-  // An address text that is no byte is published as it stands.
-  const auto json = stateJson({"S", "abc", ""}, realTimeReply(), QDateTime::currentDateTime());
-  ASSERT_TRUE(json);
-  EXPECT_EQ(QJsonDocument::fromJson(*json).object()["address"].toString(), "abc");
+    EXPECT_FALSE(stateJson({"S", "1", ""}, other, at)) << other.size();
+  const auto odd = stateJson({"S", "abc", ""}, whole, at);
+  ASSERT_TRUE(odd);
+  EXPECT_EQ(QJsonDocument::fromJson(*odd).object()["address"].toString(), "abc");
 }
 
 TEST(Discovery, OneConfigPerValueWithEveryKeyAndTheDevice) {
@@ -152,7 +149,7 @@ std::vector<std::string> drain(PublishQueue& q, int& nextMid) {
   return out;
 }
 
-TEST(PublishQueue, InOrderUntilAcknowledgedAndResentInOrderAfterALoss) {
+TEST(PublishQueue, InOrderUntilAcknowledgedResentInOrderAfterALossAndTheOldestDroppedWhenFull) {
   PublishQueue q(100);
   for (int i = 0; i < 5; ++i) q.push(msg(i));
   int mid = 1;
@@ -168,20 +165,18 @@ TEST(PublishQueue, InOrderUntilAcknowledgedAndResentInOrderAfterALoss) {
   EXPECT_EQ(drain(q, mid), (std::vector<std::string>{"1", "3", "4", "5"}));
   for (int m = 6; m < mid; ++m) EXPECT_TRUE(q.acknowledge(m));
   EXPECT_EQ(q.size() + q.dropped(), 0u);
-}
 
-TEST(PublishQueue, FullQueueDropsTheOldestAndCountsIt) {
-  PublishQueue q(3);
-  for (int i = 0; i < 3; ++i) q.push(msg(i));
-  int mid = 1;
-  q.nextWaiting();
-  q.markSent(mid++);  // "0" in flight
-  q.push(msg(3));     // drops "0" although in flight
-  q.push(msg(4));     // drops "1"
-  EXPECT_EQ(std::tuple(q.dropped(), q.inFlight()), std::tuple(2u, 0u));
-  EXPECT_FALSE(q.acknowledge(1));  // the dropped message's late acknowledgement
-  EXPECT_EQ(drain(q, mid), (std::vector<std::string>{"2", "3", "4"}));
-  EXPECT_EQ(q.size(), 3u);
+  // A full queue drops the oldest, in flight or not, and counts it.
+  PublishQueue full(3);
+  for (int i = 0; i < 3; ++i) full.push(msg(i));
+  full.nextWaiting();
+  full.markSent(mid++);  // "0" in flight
+  full.push(msg(3));     // drops "0" although in flight
+  full.push(msg(4));     // drops "1"
+  EXPECT_EQ(std::tuple(full.dropped(), full.inFlight()), std::tuple(2u, 0u));
+  EXPECT_FALSE(full.acknowledge(mid - 1));  // the dropped message's late acknowledgement
+  EXPECT_EQ(drain(full, mid), (std::vector<std::string>{"2", "3", "4"}));
+  EXPECT_EQ(full.size(), 3u);
 }
 
 // ---- Back-off and the reply clock -----------------------------------------------------------
