@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"
@@ -19,14 +20,7 @@ namespace {
 
 constexpr Reader kReaders[] = {Reader::RealTime, Reader::Scan, Reader::Recorder};
 
-const char* nameOf(Reader r) {
-  switch (r) {
-    case Reader::RealTime: return "real-time";
-    case Reader::Scan: return "scan";
-    case Reader::Recorder: return "recorder";
-  }
-  return "?";
-}
+const char* nameOf(Reader r) { return r == Reader::RealTime ? "real-time" : r == Reader::Scan ? "scan" : "recorder"; }
 
 // A reply as the receive routine delivers it: address 1, function 3, the byte count, zeros with
 // the bytes of the hex text `set` from index `at`, sent through the codec and verified back.
@@ -60,50 +54,35 @@ std::string infoText(const std::optional<DeviceInfo>& i) {
 // The four groups in one text: battery, panel, device, load.
 std::string joined(const StatusTexts& t) { return t.battery + " " + t.panel + " " + t.device + " " + t.load; }
 
-// The whole decoded block in one text: each value's display text (its number in brackets where
-// it is not the number the text reads), the grid texts, charge and load state, flags, groups.
-std::string describe(const RealTimeBlock& b) {
+// Display texts joined, each with its number in brackets where it is not the number the text reads.
+template <class... S>
+std::string texts(const S&... shown) {
   std::string out;
-  for (const Shown* s : {&b.chargeLevel,
-                         &b.batteryVoltage,
-                         &b.batteryCurrent,
-                         &b.deviceTemperature,
-                         &b.batteryTemperature,
-                         &b.loadVoltage,
-                         &b.loadCurrent,
-                         &b.loadPower,
-                         &b.panelVoltage,
-                         &b.panelCurrent,
-                         &b.panelPower,
-                         &b.dayMinBatteryVoltage,
-                         &b.dayMaxBatteryVoltage,
-                         &b.dayMaxChargeCurrent,
-                         &b.dayMaxDischargeCurrent,
-                         &b.dayMaxChargePower,
-                         &b.dayMaxDischargePower,
-                         &b.dayChargeAh,
-                         &b.dayDischargeAh,
-                         &b.dayEnergyGenerated,
-                         &b.dayEnergyUsed,
-                         &b.daysInOperation,
-                         &b.overDischargeCount,
-                         &b.fullChargeCount,
-                         &b.totalChargeAh,
-                         &b.totalDischargeAh,
-                         &b.totalEnergyGenerated,
-                         &b.totalEnergyUsed}) {
+  for (const Shown* s : {&shown...}) {
     out += s->text;
     const double read = std::strtod(s->text.c_str(), nullptr);
     if (std::abs(read - s->value) > 1e-12 * std::max(1.0, std::abs(read))) out += "(" + numberText(s->value) + ")";
     out += " ";
   }
-  return out + "| " + b.totalEnergyGeneratedGrid + " " + b.totalEnergyUsedGrid + " | " + std::to_string(b.chargeState) +
-         " " + b.chargeStateText + " | " + (b.loadOn ? "on " : "off ") + b.loadStateText + " | " + b.statusFlags +
-         " | " + joined(b.status);
+  return out;
+}
+
+// The whole decoded block in one text: each value's display text, the grid texts, charge and
+// load state, flags, groups.
+std::string describe(const RealTimeBlock& b) {
+  return texts(b.chargeLevel, b.batteryVoltage, b.batteryCurrent, b.deviceTemperature, b.batteryTemperature,
+               b.loadVoltage, b.loadCurrent, b.loadPower, b.panelVoltage, b.panelCurrent, b.panelPower,
+               b.dayMinBatteryVoltage, b.dayMaxBatteryVoltage, b.dayMaxChargeCurrent, b.dayMaxDischargeCurrent,
+               b.dayMaxChargePower, b.dayMaxDischargePower, b.dayChargeAh, b.dayDischargeAh, b.dayEnergyGenerated,
+               b.dayEnergyUsed, b.daysInOperation, b.overDischargeCount, b.fullChargeCount, b.totalChargeAh,
+               b.totalDischargeAh, b.totalEnergyGenerated, b.totalEnergyUsed) +
+         "| " + b.totalEnergyGeneratedGrid + " " + b.totalEnergyUsedGrid + " | " + std::to_string(b.chargeState) + " " +
+         b.chargeStateText + " | " + (b.loadOn ? "on " : "off ") + b.loadStateText + " | " + b.statusFlags + " | " +
+         joined(b.status);
 }
 
 // 32 flag characters with the given positions (1 = leftmost) set.
-std::string flagsWith(std::initializer_list<int> positions) {
+std::string flagsWith(const std::vector<int>& positions) {
   std::string flags(32, '0');
   for (int p : positions) flags[p - 1] = '1';
   return flags;
@@ -297,12 +276,7 @@ TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
 // The recorder's own words are the recorder line's tests.
 TEST(DeviceDataMap, StatusGroups) {
   // The groups on the live screen and on the scan ("=": as on the live screen, "-": not tried).
-  struct Case {
-    std::initializer_list<int> positions;
-    const char* rt;
-    const char* scan;
-  };
-  const Case cases[] = {
+  const std::tuple<std::vector<int>, const char*, const char*> cases[] = {
       {{32}, "过放 正常 正常 已打开", "="},
       {{31}, "超压 正常 正常 已打开", "="},
       {{30}, "欠压警告 正常 正常 已打开", "="},
@@ -332,13 +306,13 @@ TEST(DeviceDataMap, StatusGroups) {
       // Positions no reader tests change nothing, even all at once.
       {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 21, 22}, "正常 正常 正常 已打开", "="},
   };
-  for (const Case& c : cases) {
+  for (const auto& [positions, rt, scan] : cases) {
     std::string label;
-    for (int p : c.positions) label += " " + std::to_string(p);
-    for (const auto& [reader, want] : {std::pair{Reader::RealTime, c.rt}, {Reader::Scan, c.scan}}) {
+    for (int p : positions) label += " " + std::to_string(p);
+    for (const auto& [reader, want] : {std::pair{Reader::RealTime, rt}, {Reader::Scan, scan}}) {
       if (std::string_view(want) == "-") continue;
-      const StatusTexts t = applyStatusGroups(flagsWith(c.positions), {"old", "old", "old", "已打开"}, reader);
-      EXPECT_EQ(joined(t), std::string_view(want) == "=" ? c.rt : want) << nameOf(reader) << label;
+      const StatusTexts t = applyStatusGroups(flagsWith(positions), {"old", "old", "old", "已打开"}, reader);
+      EXPECT_EQ(joined(t), std::string_view(want) == "=" ? rt : want) << nameOf(reader) << label;
     }
   }
   // Through a reply: position p is bit (32 - p) of the fault word in bytes 69, 70.
@@ -376,11 +350,7 @@ Failure failureOf(const std::function<void()>& fn) {
 
 // Every frame the console's documentation prints, as request text and as wire bytes.
 TEST(FrameCodec, GoldenRequestFrames) {
-  struct Golden {
-    const char* text;
-    const char* wire;
-  };
-  const Golden golden[] = {
+  const std::pair<const char*, const char*> golden[] = {
       {"01 03 0100 0023", "01 03 01 00 00 23 05 EF"},   // real-time block
       {"01 03 000A 0011", "01 03 00 0A 00 11 A5 C4"},   // device information
       {"01 03 E0 1D 0001", "01 03 E0 1D 00 01 23 CC"},  // load mode register
@@ -395,13 +365,13 @@ TEST(FrameCodec, GoldenRequestFrames) {
       {"01 06 E327 0000", "01 06 E3 27 00 00 0E 45"},  {"01 06 E327 0001", "01 06 E3 27 00 01 CF 85"},
       {"01 06 DF01 0001", "01 06 DF 01 00 01 22 1E"},  // restart
   };
-  for (const auto& g : golden) {
+  for (const auto& [text, hex] : golden) {
     // The same bytes built from the text, with the CRC appended to the payload, and verified back.
-    const Bytes wire = testing::hexBytes(g.wire), payload(wire.begin(), wire.begin() + 6);
+    const Bytes wire = testing::hexBytes(hex), payload(wire.begin(), wire.begin() + 6);
     ASSERT_EQ(wire.size(), 8u);
-    EXPECT_EQ(hexText(buildFrame(g.text)), hexText(wire)) << g.text;
-    EXPECT_EQ(appendCrc(payload), wire) << g.text;
-    EXPECT_EQ(verifyFrame(hexText(wire)), payload) << g.text;
+    EXPECT_EQ(hexText(buildFrame(text)), hexText(wire)) << text;
+    EXPECT_EQ(appendCrc(payload), wire) << text;
+    EXPECT_EQ(verifyFrame(hexText(wire)), payload) << text;
   }
   // Requests composed as screens compose them: address text plus literal.
   for (const auto& [literal, wire] : {std::pair{" 03 0100 0023", "01 03 01 00 00 23 05 EF"},
