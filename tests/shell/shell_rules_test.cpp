@@ -114,11 +114,10 @@ TEST(QtChinese, ButtonsOfMessageBoxesReadInChinese) {
   ASSERT_TRUE(installQtChinese(testing::testApp()));
   QMessageBox box;
   box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Ok | QMessageBox::Cancel);
-  for (const auto& [button, text] : {std::pair{QMessageBox::Yes, "是"},
-                                     {QMessageBox::No, "否"},
-                                     {QMessageBox::Ok, "确定"},
-                                     {QMessageBox::Cancel, "取消"}})
-    EXPECT_TRUE(box.button(button)->text().startsWith(QString::fromUtf8(text))) << text;
+  QStringList texts;
+  for (auto button : {QMessageBox::Yes, QMessageBox::No, QMessageBox::Ok, QMessageBox::Cancel})
+    texts << box.button(button)->text().section('(', 0, 0);
+  EXPECT_EQ(texts.join('|'), QStringLiteral("是|否|确定|取消"));
 }
 
 }  // namespace
