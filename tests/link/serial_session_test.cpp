@@ -117,6 +117,20 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   EXPECT_TRUE(ops.empty());
   clock.advance(ms(SerialSession::kSilenceLimitMs));
   EXPECT_TRUE(ops.starts_with("PortOpen=False CommPort=4 ")) << ops;
+
+  // An empty port text, the scan's port open with no exchange under way: the real-time screen
+  // leaves at once; other screens fail later, after closing the scan's port.
+  clock.advance(ms(SerialSession::kSilenceLimitMs));
+  scan.control().setCommPort(3);
+  scan.control().setSettings("9600,N,8,1");
+  scan.control().setPortOpen(true);
+  SessionOptions leaving;
+  leaving.leaveOnEmptyPortText = true;
+  SerialSession realTime("FrmRealTimeMonitoring.MSComm1", leaving, [](Bytes&, const std::string&) {});
+  realTime.sendRequest("", kRead1);
+  EXPECT_TRUE(scan.control().portOpen());
+  session.sendRequest("", kRead1);
+  EXPECT_FALSE(scan.control().portOpen());
 }
 
 TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
@@ -171,23 +185,6 @@ TEST_F(SessionTest, FailedSendsWriteNothing) {
   replyWith(realTimePayload(1));
   exchange(session, "COM3,9600", kRead1, 300);
   EXPECT_EQ(replies.size(), 1u);
-}
-
-TEST_F(SessionTest, EmptyPortTextLeavesAtOnceOnlyWhereTheScreenSaysSo) {
-  SerialSession scan("FrmGlobalMonitoring.MSComm1", SessionOptions{}, [](Bytes&, const std::string&) {});
-  SerialSession::setScanControl(&scan.control());
-  // The scan's port open with no exchange under way.
-  scan.control().setCommPort(3);
-  scan.control().setSettings("9600,N,8,1");
-  scan.control().setPortOpen(true);
-  SessionOptions leaving;
-  leaving.leaveOnEmptyPortText = true;
-  SerialSession realTime("FrmRealTimeMonitoring.MSComm1", leaving, [](Bytes&, const std::string&) {});
-  realTime.sendRequest("", kRead1);
-  EXPECT_TRUE(scan.control().portOpen());
-  // Other screens fail later, after closing the scan's port.
-  session.sendRequest("", kRead1);
-  EXPECT_FALSE(scan.control().portOpen());
 }
 
 TEST_F(SessionTest, ReplyTextGoesToTheHiddenBoxBeforeTheCheck) {
