@@ -9,6 +9,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <algorithm>
 #include <random>
 #include <string>
 
@@ -193,15 +194,10 @@ TEST(LoginRules, TheButtonDecidesByExactNamesAndPassword) {
   for (const char* other : {"Administrator", "", "administrator "}) EXPECT_FALSE(hasAdministratorRights(other));
 }
 
-std::string input(std::uint8_t mode, std::initializer_list<std::string> texts) {
-  std::string s(1, char(mode));
-  bool first = true;
-  for (const std::string& t : texts) {
-    if (!first) s += '\0';
-    s += t;
-    first = false;
-  }
-  return s;
+// A fuzzing input: the mode byte, then the fields, each ended by a NUL but the last ('|' here).
+std::string input(std::uint8_t mode, std::string fields) {
+  std::ranges::replace(fields, '|', '\0');
+  return char(mode) + fields;
 }
 
 TEST(DialogFields, NoTypedTextCrashesTheEditorOrThePortList) {
@@ -209,17 +205,13 @@ TEST(DialogFields, NoTypedTextCrashesTheEditorOrThePortList) {
   fuzzing::DialogConsole console;
   const std::vector<std::string> picked = {
       "",
-      input(0x18, {"O'Brien\"; drop table Station; --", "1", "", "c-Si", "", "", "", "", "", "", "", "", "", "COM3",
-                   "9600", "COM3,9600"}),
-      input(0x18, {" line COUNT", "1", "", "", "", "", "", "", "", "", "", "", "", "COM3", "9600", "COM3,9600"}),
-      input(0x2d, {"甲站", "300", "", "", "-1", "1e309", "NaN", "", "\r\n", "=", "[COMS]", ";", "#", "COM1", "",
-                   "COM10,9600", "com1,4800", "COM1,9600"}),
-      input(0x0c, {std::string(5000, 'x'), std::string(600, '9'), "", "", "", "", "", "", "", "", "", "", "",
-                   std::string(600, 'C'), std::string(600, '1'), std::string(600, 'P')}),
-      input(0xff, {"\xff\xfe\x80", "\xc3", "", "", "", "", "", "", "", "", "", "", "😀🇨🇳", "COM\n3", "96\r00",
-                   "COM3,9600\r\n[Main]", "ListCount=0", "=", "\t"}),
-      input(0x08,
-            {"a", "b", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", ""}),
+      input(0x18, "O'Brien\"; drop table Station; --|1||c-Si||||||||||COM3|9600|COM3,9600"),
+      input(0x18, " line COUNT|1||||||||||||COM3|9600|COM3,9600"),
+      input(0x2d, "甲站|300|||-1|1e309|NaN||\r\n|=|[COMS]|;|#|COM1||COM10,9600|com1,4800|COM1,9600"),
+      input(0x0c, std::string(5000, 'x') + "|" + std::string(600, '9') + "||||||||||||" + std::string(600, 'C') + "|" +
+                      std::string(600, '1') + "|" + std::string(600, 'P')),
+      input(0xff, "\xff\xfe\x80|\xc3|||||||||||😀🇨🇳|COM\n3|96\r00|COM3,9600\r\n[Main]|ListCount=0|=|\t"),
+      input(0x08, "a|b||||||||||||||||||||||||"),
   };
   for (const std::string& p : picked) console.run(reinterpret_cast<const std::uint8_t*>(p.data()), p.size());
 
