@@ -511,51 +511,38 @@ class SiteListsModelTest : public SiteEditorsTest {
 
   // ---- the moves -----------------------------------------------------------------------
 
-  // The station editor in add mode: one or two presses of 添加, then 取消.
-  void addStations(Model& m) {
-    const Row s{pick(kNames), pick(m.ports), pick(kIds)};
-    const int presses = 1 + int(rng_() % 2);
-    note("add " + s.name + " " + s.port + " " + s.id + " x" + QString::number(presses));
-    drivers.push_back([&](ui::DialogForm& f) {
-      type(edit(f, "StationNameSS"), s.name);
-      type(edit(f, "DeviceID"), s.id);
-      testing::choose(combo(f, "Port"), s.port);
-      for (int i = 0; i < presses; ++i) {
-        click(f, "Command1");
-        const QString refused = m.refusal(s, nullptr);
-        if (refused.isEmpty()) m.rows.push_back(s);
-        expectBox(refused.isEmpty() ? QStringLiteral("添加站点成功") : refused);
-      }
-      click(f, "Command2");
-    });
-    mdi().AddStation_Click();
-  }
-
-  // The editor on one station, from the tree's pop-up: one to three presses of 更新 with the
-  // fields changed or not between them, or 删除 answered No first now and then. A locked file
-  // makes a press fail with a line in the message window, the dialog staying as it is.
-  void changeStation(Model& m, bool remove) {
-    QString opened = m.rows[rng_() % m.rows.size()].name;
-    const int lock = int(rng_() % 6);  // 0: the store cannot be written, 1: the settings
-    const int presses = 1 + int(rng_() % (remove ? 2 : 3));
-    note((remove ? "delete " : "update ") + opened + " x" + QString::number(presses) + lockNote(lock));
+  // The station editor (`what` 0: add, 1: update, 2: delete), then 取消. 添加 from the menu,
+  // pressed once or twice on a new station; or, from the tree's pop-up on one station, one to
+  // three presses of 更新 with the fields changed or not between them, or 删除 answered No first
+  // now and then. A locked file makes a press of 更新 or 删除 fail with a line in the message
+  // window, the dialog staying as it is.
+  void editStation(Model& m, int what) {
+    const bool add = what == 0, remove = what == 2;
+    const Row fresh{pick(kNames), pick(m.ports), pick(kIds)};
+    QString opened = add ? fresh.name : m.rows[rng_() % m.rows.size()].name;
+    const int lock = add ? 2 : int(rng_() % 6);  // 0: the store cannot be written, 1: the settings
+    const int presses = 1 + int(rng_() % (what == 1 ? 3 : 2));
+    note(QStringList{"add", "update", "delete"}[what] + " " + opened + " x" + QString::number(presses) +
+         lockNote(lock));
     this->lock(lock, true);
     drivers.push_back([&](ui::DialogForm& f) {
       for (int i = 0; i < presses; ++i) {
-        Row s = *m.named(opened);
+        Row s = add ? fresh : *m.named(opened);
         const bool no = remove && i + 1 < presses;  // a delete's first press answered No
         if (remove) dialogs.answers.push_back(no ? platform::kNo : platform::kYes);
-        if (!remove && rng_() % 2) type(edit(f, "StationNameSS"), s.name = pick(kNames));
-        if (!remove && rng_() % 3 == 0) type(edit(f, "DeviceID"), s.id = pick(kIds));
-        if (!remove && rng_() % 3 == 0) testing::choose(combo(f, "Port"), s.port = pick(portsInEditor_));
+        const Row other = add ? fresh : Row{pick(kNames), pick(portsInEditor_), pick(kIds)};
+        const auto change = [&](unsigned odds) { return add ? i == 0 : what == 1 && rng_() % odds == 0; };
+        if (change(2)) type(edit(f, "StationNameSS"), s.name = other.name);
+        if (change(3)) type(edit(f, "DeviceID"), s.id = other.id);
+        if (change(3)) testing::choose(combo(f, "Port"), s.port = other.port);
         // Fields not changed show the station as it stands (it was shown, or updated so).
         s = {edit(f, "StationNameSS")->text(), combo(f, "Port")->currentText(), edit(f, "DeviceID")->text()};
         note("  -> " + s.name + " " + s.port + " " + s.id);
-        click(f, remove ? "Command4" : "Command3");
-        const QString refused = remove ? QString() : m.refusal(s, &opened);
+        click(f, add ? "Command1" : remove ? "Command4" : "Command3");
+        const QString refused = remove ? QString() : m.refusal(s, add ? nullptr : &opened);
         const bool marks = remove ? m.marks.contains(opened.toLower()) : m.marksChange(opened, s.name);
         const bool fails = !no && refused.isEmpty() && (lock == 0 || (lock == 1 && marks));
-        const QString done = no || fails ? QString() : remove ? "删除站点成功" : "更新站点成功";
+        const QString done = no || fails ? QString() : QStringList{"添加", "更新", "删除"}[what] + "站点成功";
         remove ? expectBox("确定要删除站点?", done) : expectBox(refused.isEmpty() ? done : refused);
         if (fails)
           expectLastLine((remove ? "删除站点失败：" : "更新站点失败：") +
@@ -563,7 +550,7 @@ class SiteListsModelTest : public SiteEditorsTest {
         ASSERT_EQ(f.isVisible(), !done.startsWith("删除")) << trail_;
         if (done.isEmpty() || !refused.isEmpty()) continue;
         // An update moves the row to the end (a delete and an insert); the mark follows the name.
-        std::erase_if(m.rows, [&](const Row& r) { return same(r.name, opened); });
+        if (!add) std::erase_if(m.rows, [&](const Row& r) { return same(r.name, opened); });
         auto mark = m.marks.extract(opened.toLower());
         if (remove) return;
         m.rows.push_back(s);
@@ -573,10 +560,14 @@ class SiteListsModelTest : public SiteEditorsTest {
       }
       click(f, "Command2");
     });
-    auto& editor = FrmAddStation::instance();
-    editor.setModeButtons(false, !remove, remove);
-    editor.setEnabled(true);
-    editor.openStation(opened);
+    if (add) {
+      mdi().AddStation_Click();
+    } else {
+      auto& editor = FrmAddStation::instance();
+      editor.setModeButtons(false, !remove, remove);
+      editor.setEnabled(true);
+      editor.openStation(opened);
+    }
     this->lock(lock, false);
   }
 
@@ -686,10 +677,8 @@ TEST_F(SiteListsModelTest, RandomSequencesOfTheDialogsKeepTheFilesAsTheModelSays
     for (int i = 0; i < steps; ++i) {
       portsInEditor_ = m.ports;  // the editor's port list is the settings' when it opens
       const int what = int(rng_() % 4);
-      if (what == 0 && !m.ports.isEmpty())
-        addStations(m);
-      else if ((what == 1 || what == 2) && !m.rows.empty())
-        changeStation(m, what == 2);
+      if ((what == 0 && !m.ports.isEmpty()) || ((what == 1 || what == 2) && !m.rows.empty()))
+        editStation(m, what);
       else
         editPorts(m);
       if (HasFatalFailure()) return;
