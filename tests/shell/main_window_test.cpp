@@ -78,9 +78,7 @@ TEST_F(MainWindowTest, AnEmptySiteFromLoadToExit) {
 
   // The global monitor's close box hides its frame too; the menu item and the toolbar button
   // each bring both back.
-  QMdiSubWindow* frame = nullptr;
-  for (QMdiSubWindow* w : mdi().mdiArea()->subWindowList())
-    if (w->widget() == &scan()) frame = w;
+  auto* frame = qobject_cast<QMdiSubWindow*>(scan().parentWidget());
   ASSERT_NE(frame, nullptr);
   ASSERT_FALSE(frame->isHidden());
   for (const char* item : {"GlobalMonitoring", "Global Monitoring"}) {
@@ -202,8 +200,6 @@ class LoginTest : public testing::ShellFixture {
   }
   Login& login() { return Login::instance(); }
   bool mainWindowUp() { return !core::appStarted.isEmpty() && FrmMDI::exists() && mdi().isVisible(); }
-  // Who works in the main window; "-" while it is not up.
-  QString loggedIn() { return mainWindowUp() ? core::currentUser : QStringLiteral("-"); }
   // Who works in the main window, which of the administrator's eight items are enabled, and the
   // login dialog: "shown", "hidden" or "gone"; "-" for what is not there.
   QString state() {
@@ -215,7 +211,10 @@ class LoginTest : public testing::ShellFixture {
       for (const char* n : {"Communication", "Parameter", "Maintenance"})
         rights += mdi().findChild<QMenu*>(n)->menuAction()->isEnabled() ? "1" : "0";
     }
-    return loggedIn() + " " + rights + " " + (!Login::exists() ? "gone" : login().isVisible() ? "shown" : "hidden");
+    return (mainWindowUp() ? core::currentUser : "-") + " " + rights + " " +
+           (!Login::exists()      ? "gone"
+            : login().isVisible() ? "shown"
+                                  : "hidden");
   }
 };
 
