@@ -213,7 +213,7 @@ TEST(DeviceDataMap, NumberTexts) {
   }
 }
 
-TEST(DeviceDataMap, ChargeAndLoadState) {
+TEST(DeviceDataMap, ChargeStateLoadStateAndLoadMode) {
   const char* names[] = {"未开启充电", "开始充电", "MPPT充电", "均衡充电", "提升充电", "浮充充电", "限流充电"};
   for (std::uint8_t s = 0; s <= 6; ++s) {
     EXPECT_EQ(chargeStateName(s), names[s]);
@@ -240,6 +240,16 @@ TEST(DeviceDataMap, ChargeAndLoadState) {
   const RealTimeBlock off = decoded(realTime(67, "7F"), Reader::RealTime);
   EXPECT_FALSE(off.loadOn);
   EXPECT_EQ(off.status.load, "已关闭");
+
+  // The load mode reply: manual is 15 in byte 4; byte 3 is not looked at.
+  std::string got;
+  for (const char* set : {"00 0F", "00 0E", "00 10", "00 00", "FF 0F", "01 0F"}) {
+    const std::optional<bool> manual = loadModeIsManual(reply(5, 3, set));
+    got += !manual ? "-" : *manual ? "1" : "0";
+  }
+  EXPECT_EQ(got, "100011");
+  for (std::size_t length : {0u, 4u, 6u, 11u, 73u})
+    EXPECT_FALSE(loadModeIsManual(Bytes(length, 15)).has_value()) << length;
 }
 
 TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
@@ -326,18 +336,6 @@ TEST(DeviceDataMap, StatusGroups) {
       EXPECT_EQ(joined(applyStatusGroups(flags, before, r)), joined(before)) << nameOf(r) << " " << flags.size();
 }
 
-TEST(DeviceDataMap, LoadModeReply) {
-  // Manual is 15 in byte 4; byte 3 is not looked at.
-  std::string got;
-  for (const char* set : {"00 0F", "00 0E", "00 10", "00 00", "FF 0F", "01 0F"}) {
-    const std::optional<bool> manual = loadModeIsManual(reply(5, 3, set));
-    got += !manual ? "-" : *manual ? "1" : "0";
-  }
-  EXPECT_EQ(got, "100011");
-  for (std::size_t length : {0u, 4u, 6u, 11u, 73u})
-    EXPECT_FALSE(loadModeIsManual(Bytes(length, 15)).has_value()) << length;
-}
-
 Failure failureOf(const std::function<void()>& fn) {
   try {
     fn();
@@ -382,7 +380,7 @@ TEST(FrameCodec, GoldenRequestFrames) {
     EXPECT_EQ(requestFrame(1, literal), testing::hexBytes(wire)) << literal;
 }
 
-TEST(FrameCodec, CrcTablesAndCompute) {
+TEST(FrameCodec, CrcTablesComputeAndLimits) {
   // Every entry of both tables is the reflected polynomial 0xA001 run over its index.
   for (int i = 0; i < 256; ++i) {
     unsigned crc = static_cast<unsigned>(i);
@@ -398,6 +396,10 @@ TEST(FrameCodec, CrcTablesAndCompute) {
   EXPECT_EQ(crcBytes, (std::array<std::uint8_t, 2>{0xFF, 0xFF}));
   EXPECT_EQ(failureOf([&] { crcCompute(Bytes(300, 0), 256); }), Failure::Overflow);
   EXPECT_EQ(failureOf([&] { crcCompute(check, 10); }), Failure::Bounds);
+  // A payload of 255 bytes at most gets its CRC.
+  EXPECT_EQ(appendCrc(Bytes(255, 1)).size(), 257u);
+  for (int n : {256, 257}) EXPECT_EQ(failureOf([&] { appendCrc(Bytes(n, 1)); }), Failure::Overflow) << n;
+  EXPECT_EQ(appendCrc(Bytes{0x01}).size(), 3u);
 }
 
 TEST(FrameCodec, BuildFrameSpellingsAndFailures) {
@@ -421,12 +423,6 @@ TEST(FrameCodec, BuildFrameSpellingsAndFailures) {
   // A 512-digit text with a bad digit at its end fails on that digit first: the arrays are
   // filled before the CRC step.
   EXPECT_EQ(failureOf([] { buildFrame(std::string(511, 'A') + "Z"); }), Failure::TypeMismatch);
-}
-
-TEST(FrameCodec, AppendCrcLimits) {
-  EXPECT_EQ(appendCrc(Bytes(255, 1)).size(), 257u);
-  for (int n : {256, 257}) EXPECT_EQ(failureOf([&] { appendCrc(Bytes(n, 1)); }), Failure::Overflow) << n;
-  EXPECT_EQ(appendCrc(Bytes{0x01}).size(), 3u);
 }
 
 TEST(FrameCodec, VerifyFrameOutcomes) {
@@ -468,7 +464,7 @@ TEST(FrameCodec, NumberHelpers) {
   EXPECT_EQ(requestFrame(256, " 03 0100 0023").size(), 9u);
 }
 
-TEST(VbNumbers, RoundingIsHalfToEvenAndLenientReading) {
+TEST(VbNumbers, RoundingIsHalfToEvenLenientAndStrictReading) {
   std::ostringstream rounded, read;
   read.precision(15);
   // Minus zero is zero.
@@ -477,9 +473,7 @@ TEST(VbNumbers, RoundingIsHalfToEvenAndLenientReading) {
   for (const char* text : {"", "abc", "12abc", "  -3.25V", "1e3", "1e", "&H1F", ".5", "+7", "-"})
     read << val(text) << " ";
   EXPECT_EQ(read.str(), "0 0 12 -3.25 1000 1 31 0.5 7 0 ");
-}
-
-TEST(VbNumbers, StrictReading) {
+  // Strict reading.
   EXPECT_EQ(toNumber(" 12.5 "), 12.5);
   for (const auto& [text, v] : {std::pair{"2.5", 2}, {"3.5", 4}, {"-7", -7}}) EXPECT_EQ(toLong(text), v) << text;
   for (const char* bad : {"", " ", "12abc", "abc", "1 2", "--1"})

@@ -60,7 +60,7 @@ TEST(Startup, MainPreparesTheStoreAndSettingsPathThenShowsTheFirstWindow) {
 
 // The files beside the program, without a doubled separator for a program in the root directory;
 // an installed or read-only program gets its directory in the data folder.
-TEST(Startup, ProgramDirectories) {
+TEST(Startup, ProgramDirectoriesAndTheFolderDialog) {
   EXPECT_EQ(pathBeside("/", "MSCON.DLL") + " " + pathBeside("/opt/xinglan", "MSCON.DLL"),
             "/MSCON.DLL /opt/xinglan/MSCON.DLL");
   QTemporaryDir exe, data;
@@ -74,9 +74,8 @@ TEST(Startup, ProgramDirectories) {
     EXPECT_TRUE(QFileInfo(own).isDir());
   }
   EXPECT_EQ(programDirFor(exe.path() + "/missing", "", data.path()), own);
-}
 
-TEST(Startup, BrowseFolderGivesTheChoiceOrNothing) {
+  // The folder dialog gives the choice or nothing.
   testing::ScriptedDialogs dialogs;
   platform::setDialogs(&dialogs);
   dialogs.fileNames = {"/srv/records", "", QString(600, 'x')};
