@@ -286,7 +286,7 @@ TEST_F(SessionTest, ARequestWaitsForTheExchangeUnderWayOnItsLine) {
   EXPECT_EQ(line->wire()[5].start, sent + ms(SerialSession::kSilenceLimitMs));
 }
 
-TEST(Verdict, EachReplyShapeGetsItsVerdict) {
+TEST(ExchangeRecord, EachReplyShapeGetsItsVerdictAndTheRingKeepsTheNewest) {
   const Bytes rt = requestFrame(1, " 03 0100 0023"), lm = requestFrame(1, " 03 E0 1D 0001");
   int code = -1;
   EXPECT_EQ(judgeReply(rt, realTimeReply(1)), Verdict::Ok);
@@ -318,9 +318,8 @@ TEST(Verdict, EachReplyShapeGetsItsVerdict) {
   EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), appendCrc({1, 0x78, 0, 0, 0, 0})), Verdict::Ok);
   EXPECT_EQ(verdictText(Verdict::Exception, 2), "异常应答 02");
   for (const char* text : {"COM3,9600", "COM3"}) EXPECT_EQ(portNameOf(text), "COM3") << text;
-}
 
-TEST(ExchangeLogRing, KeepsTheNewestAndCountsAll) {
+  // The ring of exchanges keeps the newest and counts all.
   ExchangeLog log(3);
   for (int i = 1; i <= 5; ++i) {
     Exchange e;
