@@ -154,19 +154,6 @@ TEST(DeviceDataMap, RealTimeBlockEveryValue) {
   }
 }
 
-TEST(DeviceDataMap, Temperatures) {
-  // The byte, its value, its text on the screens and in the recorder.
-  std::string got;
-  for (std::uint8_t byte : {129, 128, 0, 0x85, 0x19, 0x95, 255, 127}) {
-    EXPECT_EQ(temperatureText(byte, Reader::RealTime), temperatureText(byte, Reader::Scan)) << int(byte);
-    got += std::to_string(temperatureValue(byte)) + " " + temperatureText(byte, Reader::Scan) + " " +
-           temperatureText(byte, Reader::Recorder) + ", ";
-  }
-  EXPECT_EQ(got,
-            "-1 -1.0 -1, 128 128.0 128, 0 0.0 0, -5 -5.0 -5, 25 25.0 25, -21 -21.0 -21, -127 -127.0 -127, "
-            "127 127.0 127, ");
-}
-
 // The scan's 32-bit totals: a first byte from 128 up enters the sum unshifted.
 TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
   std::string got;
@@ -193,7 +180,7 @@ TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
   EXPECT_EQ(got, "0/0 0.001/0.001 0.01/0.01 1.5/1.5 1/1 1.234/1.234 ");
 }
 
-TEST(DeviceDataMap, NumberTexts) {
+TEST(DeviceDataMap, NumberAndTemperatureTexts) {
   std::string got;
   for (double v : {300.0, 0.0, -0.0, -21.0, 0.128, 65535.0}) got += numberText(v) + " ";
   for (const auto& [v, places] : {std::pair{30.0, 1}, {0.29, 2}, {65.535, 3}, {6553.5, 1}, {-0.0001, 2}})
@@ -211,6 +198,17 @@ TEST(DeviceDataMap, NumberTexts) {
       EXPECT_EQ(fixedText(regValue(hi, lo, scale), n), std::to_string(raw / scale) + "." + places(raw % scale, n))
           << raw << " / " << scale;
   }
+
+  // The byte, its value, its text on the screens and in the recorder.
+  got.clear();
+  for (std::uint8_t byte : {129, 128, 0, 0x85, 0x19, 0x95, 255, 127}) {
+    EXPECT_EQ(temperatureText(byte, Reader::RealTime), temperatureText(byte, Reader::Scan)) << int(byte);
+    got += std::to_string(temperatureValue(byte)) + " " + temperatureText(byte, Reader::Scan) + " " +
+           temperatureText(byte, Reader::Recorder) + ", ";
+  }
+  EXPECT_EQ(got,
+            "-1 -1.0 -1, 128 128.0 128, 0 0.0 0, -5 -5.0 -5, 25 25.0 25, -21 -21.0 -21, -127 -127.0 -127, "
+            "127 127.0 127, ");
 }
 
 TEST(DeviceDataMap, ChargeStateLoadStateAndLoadMode) {
