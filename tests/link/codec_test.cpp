@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"
@@ -19,14 +20,7 @@ namespace {
 
 constexpr Reader kReaders[] = {Reader::RealTime, Reader::Scan, Reader::Recorder};
 
-const char* nameOf(Reader r) {
-  switch (r) {
-    case Reader::RealTime: return "real-time";
-    case Reader::Scan: return "scan";
-    case Reader::Recorder: return "recorder";
-  }
-  return "?";
-}
+const char* nameOf(Reader r) { return r == Reader::RealTime ? "real-time" : r == Reader::Scan ? "scan" : "recorder"; }
 
 // A reply as the receive routine delivers it: address 1, function 3, the byte count, zeros with
 // the bytes of the hex text `set` from index `at`, sent through the codec and verified back.
@@ -60,50 +54,35 @@ std::string infoText(const std::optional<DeviceInfo>& i) {
 // The four groups in one text: battery, panel, device, load.
 std::string joined(const StatusTexts& t) { return t.battery + " " + t.panel + " " + t.device + " " + t.load; }
 
-// The whole decoded block in one text: each value's display text (its number in brackets where
-// it is not the number the text reads), the grid texts, charge and load state, flags, groups.
-std::string describe(const RealTimeBlock& b) {
+// Display texts joined, each with its number in brackets where it is not the number the text reads.
+template <class... S>
+std::string texts(const S&... shown) {
   std::string out;
-  for (const Shown* s : {&b.chargeLevel,
-                         &b.batteryVoltage,
-                         &b.batteryCurrent,
-                         &b.deviceTemperature,
-                         &b.batteryTemperature,
-                         &b.loadVoltage,
-                         &b.loadCurrent,
-                         &b.loadPower,
-                         &b.panelVoltage,
-                         &b.panelCurrent,
-                         &b.panelPower,
-                         &b.dayMinBatteryVoltage,
-                         &b.dayMaxBatteryVoltage,
-                         &b.dayMaxChargeCurrent,
-                         &b.dayMaxDischargeCurrent,
-                         &b.dayMaxChargePower,
-                         &b.dayMaxDischargePower,
-                         &b.dayChargeAh,
-                         &b.dayDischargeAh,
-                         &b.dayEnergyGenerated,
-                         &b.dayEnergyUsed,
-                         &b.daysInOperation,
-                         &b.overDischargeCount,
-                         &b.fullChargeCount,
-                         &b.totalChargeAh,
-                         &b.totalDischargeAh,
-                         &b.totalEnergyGenerated,
-                         &b.totalEnergyUsed}) {
+  for (const Shown* s : {&shown...}) {
     out += s->text;
     const double read = std::strtod(s->text.c_str(), nullptr);
     if (std::abs(read - s->value) > 1e-12 * std::max(1.0, std::abs(read))) out += "(" + numberText(s->value) + ")";
     out += " ";
   }
-  return out + "| " + b.totalEnergyGeneratedGrid + " " + b.totalEnergyUsedGrid + " | " + std::to_string(b.chargeState) +
-         " " + b.chargeStateText + " | " + (b.loadOn ? "on " : "off ") + b.loadStateText + " | " + b.statusFlags +
-         " | " + joined(b.status);
+  return out;
+}
+
+// The whole decoded block in one text: each value's display text, the grid texts, charge and
+// load state, flags, groups.
+std::string describe(const RealTimeBlock& b) {
+  return texts(b.chargeLevel, b.batteryVoltage, b.batteryCurrent, b.deviceTemperature, b.batteryTemperature,
+               b.loadVoltage, b.loadCurrent, b.loadPower, b.panelVoltage, b.panelCurrent, b.panelPower,
+               b.dayMinBatteryVoltage, b.dayMaxBatteryVoltage, b.dayMaxChargeCurrent, b.dayMaxDischargeCurrent,
+               b.dayMaxChargePower, b.dayMaxDischargePower, b.dayChargeAh, b.dayDischargeAh, b.dayEnergyGenerated,
+               b.dayEnergyUsed, b.daysInOperation, b.overDischargeCount, b.fullChargeCount, b.totalChargeAh,
+               b.totalDischargeAh, b.totalEnergyGenerated, b.totalEnergyUsed) +
+         "| " + b.totalEnergyGeneratedGrid + " " + b.totalEnergyUsedGrid + " | " + std::to_string(b.chargeState) + " " +
+         b.chargeStateText + " | " + (b.loadOn ? "on " : "off ") + b.loadStateText + " | " + b.statusFlags + " | " +
+         joined(b.status);
 }
 
 // 32 flag characters with the given positions (1 = leftmost) set.
-std::string flagsWith(std::initializer_list<int> positions) {
+std::string flagsWith(const std::vector<int>& positions) {
   std::string flags(32, '0');
   for (int p : positions) flags[p - 1] = '1';
   return flags;
@@ -175,19 +154,6 @@ TEST(DeviceDataMap, RealTimeBlockEveryValue) {
   }
 }
 
-TEST(DeviceDataMap, Temperatures) {
-  // The byte, its value, its text on the screens and in the recorder.
-  std::string got;
-  for (std::uint8_t byte : {129, 128, 0, 0x85, 0x19, 0x95, 255, 127}) {
-    EXPECT_EQ(temperatureText(byte, Reader::RealTime), temperatureText(byte, Reader::Scan)) << int(byte);
-    got += std::to_string(temperatureValue(byte)) + " " + temperatureText(byte, Reader::Scan) + " " +
-           temperatureText(byte, Reader::Recorder) + ", ";
-  }
-  EXPECT_EQ(got,
-            "-1 -1.0 -1, 128 128.0 128, 0 0.0 0, -5 -5.0 -5, 25 25.0 25, -21 -21.0 -21, -127 -127.0 -127, "
-            "127 127.0 127, ");
-}
-
 // The scan's 32-bit totals: a first byte from 128 up enters the sum unshifted.
 TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
   std::string got;
@@ -214,7 +180,7 @@ TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
   EXPECT_EQ(got, "0/0 0.001/0.001 0.01/0.01 1.5/1.5 1/1 1.234/1.234 ");
 }
 
-TEST(DeviceDataMap, NumberTexts) {
+TEST(DeviceDataMap, NumberAndTemperatureTexts) {
   std::string got;
   for (double v : {300.0, 0.0, -0.0, -21.0, 0.128, 65535.0}) got += numberText(v) + " ";
   for (const auto& [v, places] : {std::pair{30.0, 1}, {0.29, 2}, {65.535, 3}, {6553.5, 1}, {-0.0001, 2}})
@@ -232,9 +198,20 @@ TEST(DeviceDataMap, NumberTexts) {
       EXPECT_EQ(fixedText(regValue(hi, lo, scale), n), std::to_string(raw / scale) + "." + places(raw % scale, n))
           << raw << " / " << scale;
   }
+
+  // The byte, its value, its text on the screens and in the recorder.
+  got.clear();
+  for (std::uint8_t byte : {129, 128, 0, 0x85, 0x19, 0x95, 255, 127}) {
+    EXPECT_EQ(temperatureText(byte, Reader::RealTime), temperatureText(byte, Reader::Scan)) << int(byte);
+    got += std::to_string(temperatureValue(byte)) + " " + temperatureText(byte, Reader::Scan) + " " +
+           temperatureText(byte, Reader::Recorder) + ", ";
+  }
+  EXPECT_EQ(got,
+            "-1 -1.0 -1, 128 128.0 128, 0 0.0 0, -5 -5.0 -5, 25 25.0 25, -21 -21.0 -21, -127 -127.0 -127, "
+            "127 127.0 127, ");
 }
 
-TEST(DeviceDataMap, ChargeAndLoadState) {
+TEST(DeviceDataMap, ChargeStateLoadStateAndLoadMode) {
   const char* names[] = {"未开启充电", "开始充电", "MPPT充电", "均衡充电", "提升充电", "浮充充电", "限流充电"};
   for (std::uint8_t s = 0; s <= 6; ++s) {
     EXPECT_EQ(chargeStateName(s), names[s]);
@@ -261,6 +238,16 @@ TEST(DeviceDataMap, ChargeAndLoadState) {
   const RealTimeBlock off = decoded(realTime(67, "7F"), Reader::RealTime);
   EXPECT_FALSE(off.loadOn);
   EXPECT_EQ(off.status.load, "已关闭");
+
+  // The load mode reply: manual is 15 in byte 4; byte 3 is not looked at.
+  std::string got;
+  for (const char* set : {"00 0F", "00 0E", "00 10", "00 00", "FF 0F", "01 0F"}) {
+    const std::optional<bool> manual = loadModeIsManual(reply(5, 3, set));
+    got += !manual ? "-" : *manual ? "1" : "0";
+  }
+  EXPECT_EQ(got, "100011");
+  for (std::size_t length : {0u, 4u, 6u, 11u, 73u})
+    EXPECT_FALSE(loadModeIsManual(Bytes(length, 15)).has_value()) << length;
 }
 
 TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
@@ -297,12 +284,7 @@ TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
 // The recorder's own words are the recorder line's tests.
 TEST(DeviceDataMap, StatusGroups) {
   // The groups on the live screen and on the scan ("=": as on the live screen, "-": not tried).
-  struct Case {
-    std::initializer_list<int> positions;
-    const char* rt;
-    const char* scan;
-  };
-  const Case cases[] = {
+  const std::tuple<std::vector<int>, const char*, const char*> cases[] = {
       {{32}, "过放 正常 正常 已打开", "="},
       {{31}, "超压 正常 正常 已打开", "="},
       {{30}, "欠压警告 正常 正常 已打开", "="},
@@ -332,13 +314,13 @@ TEST(DeviceDataMap, StatusGroups) {
       // Positions no reader tests change nothing, even all at once.
       {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 21, 22}, "正常 正常 正常 已打开", "="},
   };
-  for (const Case& c : cases) {
+  for (const auto& [positions, rt, scan] : cases) {
     std::string label;
-    for (int p : c.positions) label += " " + std::to_string(p);
-    for (const auto& [reader, want] : {std::pair{Reader::RealTime, c.rt}, {Reader::Scan, c.scan}}) {
+    for (int p : positions) label += " " + std::to_string(p);
+    for (const auto& [reader, want] : {std::pair{Reader::RealTime, rt}, {Reader::Scan, scan}}) {
       if (std::string_view(want) == "-") continue;
-      const StatusTexts t = applyStatusGroups(flagsWith(c.positions), {"old", "old", "old", "已打开"}, reader);
-      EXPECT_EQ(joined(t), std::string_view(want) == "=" ? c.rt : want) << nameOf(reader) << label;
+      const StatusTexts t = applyStatusGroups(flagsWith(positions), {"old", "old", "old", "已打开"}, reader);
+      EXPECT_EQ(joined(t), std::string_view(want) == "=" ? rt : want) << nameOf(reader) << label;
     }
   }
   // Through a reply: position p is bit (32 - p) of the fault word in bytes 69, 70.
@@ -350,18 +332,6 @@ TEST(DeviceDataMap, StatusGroups) {
   for (Reader r : kReaders)
     for (const std::string& flags : {std::string(), std::string(31, '1'), std::string(33, '1'), std::string(33, '0')})
       EXPECT_EQ(joined(applyStatusGroups(flags, before, r)), joined(before)) << nameOf(r) << " " << flags.size();
-}
-
-TEST(DeviceDataMap, LoadModeReply) {
-  // Manual is 15 in byte 4; byte 3 is not looked at.
-  std::string got;
-  for (const char* set : {"00 0F", "00 0E", "00 10", "00 00", "FF 0F", "01 0F"}) {
-    const std::optional<bool> manual = loadModeIsManual(reply(5, 3, set));
-    got += !manual ? "-" : *manual ? "1" : "0";
-  }
-  EXPECT_EQ(got, "100011");
-  for (std::size_t length : {0u, 4u, 6u, 11u, 73u})
-    EXPECT_FALSE(loadModeIsManual(Bytes(length, 15)).has_value()) << length;
 }
 
 Failure failureOf(const std::function<void()>& fn) {
@@ -376,11 +346,7 @@ Failure failureOf(const std::function<void()>& fn) {
 
 // Every frame the console's documentation prints, as request text and as wire bytes.
 TEST(FrameCodec, GoldenRequestFrames) {
-  struct Golden {
-    const char* text;
-    const char* wire;
-  };
-  const Golden golden[] = {
+  const std::pair<const char*, const char*> golden[] = {
       {"01 03 0100 0023", "01 03 01 00 00 23 05 EF"},   // real-time block
       {"01 03 000A 0011", "01 03 00 0A 00 11 A5 C4"},   // device information
       {"01 03 E0 1D 0001", "01 03 E0 1D 00 01 23 CC"},  // load mode register
@@ -395,13 +361,13 @@ TEST(FrameCodec, GoldenRequestFrames) {
       {"01 06 E327 0000", "01 06 E3 27 00 00 0E 45"},  {"01 06 E327 0001", "01 06 E3 27 00 01 CF 85"},
       {"01 06 DF01 0001", "01 06 DF 01 00 01 22 1E"},  // restart
   };
-  for (const auto& g : golden) {
+  for (const auto& [text, hex] : golden) {
     // The same bytes built from the text, with the CRC appended to the payload, and verified back.
-    const Bytes wire = testing::hexBytes(g.wire), payload(wire.begin(), wire.begin() + 6);
+    const Bytes wire = testing::hexBytes(hex), payload(wire.begin(), wire.begin() + 6);
     ASSERT_EQ(wire.size(), 8u);
-    EXPECT_EQ(hexText(buildFrame(g.text)), hexText(wire)) << g.text;
-    EXPECT_EQ(appendCrc(payload), wire) << g.text;
-    EXPECT_EQ(verifyFrame(hexText(wire)), payload) << g.text;
+    EXPECT_EQ(hexText(buildFrame(text)), hexText(wire)) << text;
+    EXPECT_EQ(appendCrc(payload), wire) << text;
+    EXPECT_EQ(verifyFrame(hexText(wire)), payload) << text;
   }
   // Requests composed as screens compose them: address text plus literal.
   for (const auto& [literal, wire] : {std::pair{" 03 0100 0023", "01 03 01 00 00 23 05 EF"},
@@ -412,7 +378,7 @@ TEST(FrameCodec, GoldenRequestFrames) {
     EXPECT_EQ(requestFrame(1, literal), testing::hexBytes(wire)) << literal;
 }
 
-TEST(FrameCodec, CrcTablesAndCompute) {
+TEST(FrameCodec, CrcTablesComputeAndLimits) {
   // Every entry of both tables is the reflected polynomial 0xA001 run over its index.
   for (int i = 0; i < 256; ++i) {
     unsigned crc = static_cast<unsigned>(i);
@@ -428,6 +394,10 @@ TEST(FrameCodec, CrcTablesAndCompute) {
   EXPECT_EQ(crcBytes, (std::array<std::uint8_t, 2>{0xFF, 0xFF}));
   EXPECT_EQ(failureOf([&] { crcCompute(Bytes(300, 0), 256); }), Failure::Overflow);
   EXPECT_EQ(failureOf([&] { crcCompute(check, 10); }), Failure::Bounds);
+  // A payload of 255 bytes at most gets its CRC.
+  EXPECT_EQ(appendCrc(Bytes(255, 1)).size(), 257u);
+  for (int n : {256, 257}) EXPECT_EQ(failureOf([&] { appendCrc(Bytes(n, 1)); }), Failure::Overflow) << n;
+  EXPECT_EQ(appendCrc(Bytes{0x01}).size(), 3u);
 }
 
 TEST(FrameCodec, BuildFrameSpellingsAndFailures) {
@@ -451,12 +421,6 @@ TEST(FrameCodec, BuildFrameSpellingsAndFailures) {
   // A 512-digit text with a bad digit at its end fails on that digit first: the arrays are
   // filled before the CRC step.
   EXPECT_EQ(failureOf([] { buildFrame(std::string(511, 'A') + "Z"); }), Failure::TypeMismatch);
-}
-
-TEST(FrameCodec, AppendCrcLimits) {
-  EXPECT_EQ(appendCrc(Bytes(255, 1)).size(), 257u);
-  for (int n : {256, 257}) EXPECT_EQ(failureOf([&] { appendCrc(Bytes(n, 1)); }), Failure::Overflow) << n;
-  EXPECT_EQ(appendCrc(Bytes{0x01}).size(), 3u);
 }
 
 TEST(FrameCodec, VerifyFrameOutcomes) {
@@ -498,7 +462,7 @@ TEST(FrameCodec, NumberHelpers) {
   EXPECT_EQ(requestFrame(256, " 03 0100 0023").size(), 9u);
 }
 
-TEST(VbNumbers, RoundingIsHalfToEvenAndLenientReading) {
+TEST(VbNumbers, RoundingIsHalfToEvenLenientAndStrictReading) {
   std::ostringstream rounded, read;
   read.precision(15);
   // Minus zero is zero.
@@ -507,9 +471,7 @@ TEST(VbNumbers, RoundingIsHalfToEvenAndLenientReading) {
   for (const char* text : {"", "abc", "12abc", "  -3.25V", "1e3", "1e", "&H1F", ".5", "+7", "-"})
     read << val(text) << " ";
   EXPECT_EQ(read.str(), "0 0 12 -3.25 1000 1 31 0.5 7 0 ");
-}
-
-TEST(VbNumbers, StrictReading) {
+  // Strict reading.
   EXPECT_EQ(toNumber(" 12.5 "), 12.5);
   for (const auto& [text, v] : {std::pair{"2.5", 2}, {"3.5", 4}, {"-7", -7}}) EXPECT_EQ(toLong(text), v) << text;
   for (const char* bad : {"", " ", "12abc", "abc", "1 2", "--1"})

@@ -117,19 +117,20 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   EXPECT_TRUE(ops.empty());
   clock.advance(ms(SerialSession::kSilenceLimitMs));
   EXPECT_TRUE(ops.starts_with("PortOpen=False CommPort=4 ")) << ops;
-}
 
-TEST_F(SessionTest, SilenceEndsTheExchangeAndALateReplyIsNeverRead) {
-  replyWith(realTimePayload(1), ms(400));  // first byte well after the silence limit
-  session.sendRequest("COM3,9600", kRead1);
-  clock.advance(ms(SerialSession::kSilenceLimitMs - 1));
-  EXPECT_TRUE(session.control().portOpen());
-  clock.advance(ms(2));
-  EXPECT_FALSE(session.control().portOpen());
-  EXPECT_FALSE(platform::portHeld("COM3"));
-  EXPECT_FALSE(SerialSession::exchangeOnLine(3));
-  clock.advance(ms(1000));
-  EXPECT_TRUE(replies.empty());
+  // An empty port text, the scan's port open with no exchange under way: the real-time screen
+  // leaves at once; other screens fail later, after closing the scan's port.
+  clock.advance(ms(SerialSession::kSilenceLimitMs));
+  scan.control().setCommPort(3);
+  scan.control().setSettings("9600,N,8,1");
+  scan.control().setPortOpen(true);
+  SessionOptions leaving;
+  leaving.leaveOnEmptyPortText = true;
+  SerialSession realTime("FrmRealTimeMonitoring.MSComm1", leaving, [](Bytes&, const std::string&) {});
+  realTime.sendRequest("", kRead1);
+  EXPECT_TRUE(scan.control().portOpen());
+  session.sendRequest("", kRead1);
+  EXPECT_FALSE(scan.control().portOpen());
 }
 
 TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
@@ -143,13 +144,14 @@ TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
       {"address 0", {{ms(5), appendCrc(Bytes{0x00, 0x03, 0x02, 0x00, 0x01})}}},
       {"too short to read", {{ms(5), Bytes{0x01, 0x03}}}},
       {"wrong baud rate", {{ms(5), appendCrc(realTimePayload(1))}}},
+      {"after the silence limit", {{ms(400), appendCrc(realTimePayload(1))}}},
   };
   for (const auto& [name, reply] : cases) {
     replies.clear();
     device->received.clear();
     device->reply = reply;
     const bool wrongBaud = std::string_view(name) == "wrong baud rate";
-    exchange(session, wrongBaud ? "COM3,19200" : "COM3,9600", kRead1, 400);
+    exchange(session, wrongBaud ? "COM3,19200" : "COM3,9600", kRead1, 1000);
     EXPECT_TRUE(replies.empty()) << name;
     EXPECT_FALSE(session.control().portOpen()) << name;
     EXPECT_EQ(device->received.empty(), wrongBaud) << name;  // at the wrong rate it hears noise only
@@ -183,23 +185,6 @@ TEST_F(SessionTest, FailedSendsWriteNothing) {
   replyWith(realTimePayload(1));
   exchange(session, "COM3,9600", kRead1, 300);
   EXPECT_EQ(replies.size(), 1u);
-}
-
-TEST_F(SessionTest, EmptyPortTextLeavesAtOnceOnlyWhereTheScreenSaysSo) {
-  SerialSession scan("FrmGlobalMonitoring.MSComm1", SessionOptions{}, [](Bytes&, const std::string&) {});
-  SerialSession::setScanControl(&scan.control());
-  // The scan's port open with no exchange under way.
-  scan.control().setCommPort(3);
-  scan.control().setSettings("9600,N,8,1");
-  scan.control().setPortOpen(true);
-  SessionOptions leaving;
-  leaving.leaveOnEmptyPortText = true;
-  SerialSession realTime("FrmRealTimeMonitoring.MSComm1", leaving, [](Bytes&, const std::string&) {});
-  realTime.sendRequest("", kRead1);
-  EXPECT_TRUE(scan.control().portOpen());
-  // Other screens fail later, after closing the scan's port.
-  session.sendRequest("", kRead1);
-  EXPECT_FALSE(scan.control().portOpen());
 }
 
 TEST_F(SessionTest, ReplyTextGoesToTheHiddenBoxBeforeTheCheck) {
@@ -301,7 +286,7 @@ TEST_F(SessionTest, ARequestWaitsForTheExchangeUnderWayOnItsLine) {
   EXPECT_EQ(line->wire()[5].start, sent + ms(SerialSession::kSilenceLimitMs));
 }
 
-TEST(Verdict, EachReplyShapeGetsItsVerdict) {
+TEST(ExchangeRecord, EachReplyShapeGetsItsVerdictAndTheRingKeepsTheNewest) {
   const Bytes rt = requestFrame(1, " 03 0100 0023"), lm = requestFrame(1, " 03 E0 1D 0001");
   int code = -1;
   EXPECT_EQ(judgeReply(rt, realTimeReply(1)), Verdict::Ok);
@@ -333,9 +318,8 @@ TEST(Verdict, EachReplyShapeGetsItsVerdict) {
   EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), appendCrc({1, 0x78, 0, 0, 0, 0})), Verdict::Ok);
   EXPECT_EQ(verdictText(Verdict::Exception, 2), "异常应答 02");
   for (const char* text : {"COM3,9600", "COM3"}) EXPECT_EQ(portNameOf(text), "COM3") << text;
-}
 
-TEST(ExchangeLogRing, KeepsTheNewestAndCountsAll) {
+  // The ring of exchanges keeps the newest and counts all.
   ExchangeLog log(3);
   for (int i = 1; i <= 5; ++i) {
     Exchange e;
@@ -349,26 +333,18 @@ TEST(ExchangeLogRing, KeepsTheNewestAndCountsAll) {
   EXPECT_EQ(ExchangeLog(0).capacity(), 1u);
 }
 
-TEST_F(SessionTest, NobodyWatchingPostsNothing) {
+// Each exchange is reported once, and its owner told once, whether answered or silent.
+// While nobody watches, nothing is posted for the record: only the wire's own tasks.
+TEST_F(SessionTest, ReportsGoodAndSilentExchanges) {
   device->reply = {{ms(5), realTimeReply(1)}};
   session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
-  // Only the wire's own tasks: no silence limit is posted for the record.
   const std::size_t tasks = clock.pending();
   clock.advance(ms(1000));
-  EXPECT_EQ(replies.size(), 1u);
-  SerialSession other{"Other.MSComm1", SessionOptions{}, [](Bytes&, const std::string&) {}};
-  watch();
-  other.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
-  EXPECT_EQ(clock.pending(), tasks + 1);
-}
-
-// Each exchange is reported once, and its owner told once, whether answered or silent.
-TEST_F(SessionTest, ReportsGoodAndSilentExchanges) {
   watch();
   int ended = 0;
   session.setOnExchangeEnded([&] { ++ended; });
-  device->reply = {{ms(5), realTimeReply(1)}};
   session.sendRequest("COM3,9600", requestFrame(1, " 03 0100 0023"));
+  EXPECT_EQ(clock.pending(), tasks + 1);
   clock.advance(ms(1000));
   ASSERT_EQ(seen.size(), 1u);
   EXPECT_EQ(std::tuple(seen[0].verdict, seen[0].port, seen[0].address), std::tuple(Verdict::Ok, "COM3", 1));

@@ -9,6 +9,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <algorithm>
 #include <random>
 #include <string>
 
@@ -59,7 +60,7 @@ TEST(Startup, MainPreparesTheStoreAndSettingsPathThenShowsTheFirstWindow) {
 
 // The files beside the program, without a doubled separator for a program in the root directory;
 // an installed or read-only program gets its directory in the data folder.
-TEST(Startup, ProgramDirectories) {
+TEST(Startup, ProgramDirectoriesAndTheFolderDialog) {
   EXPECT_EQ(pathBeside("/", "MSCON.DLL") + " " + pathBeside("/opt/xinglan", "MSCON.DLL"),
             "/MSCON.DLL /opt/xinglan/MSCON.DLL");
   QTemporaryDir exe, data;
@@ -73,9 +74,8 @@ TEST(Startup, ProgramDirectories) {
     EXPECT_TRUE(QFileInfo(own).isDir());
   }
   EXPECT_EQ(programDirFor(exe.path() + "/missing", "", data.path()), own);
-}
 
-TEST(Startup, BrowseFolderGivesTheChoiceOrNothing) {
+  // The folder dialog gives the choice or nothing.
   testing::ScriptedDialogs dialogs;
   platform::setDialogs(&dialogs);
   dialogs.fileNames = {"/srv/records", "", QString(600, 'x')};
@@ -88,15 +88,11 @@ TEST(Startup, BrowseFolderGivesTheChoiceOrNothing) {
 const QDateTime kWhen(QDate(2026, 11, 22), QTime(9, 5, 7));
 
 TEST(MessageLog, LinesAreStampedAndOnlyTheTailIsKept) {
-  EXPECT_EQ(logStamp(kWhen), "2026-11-22 09:05:07");
-  // The first writer of a run leaves out the line break in an empty box; others do not.
-  QString box = appendLogText("", QStringLiteral("刷新所有站点，请稍等..."), kWhen, true);
-  EXPECT_EQ(box, QStringLiteral("[2026-11-22 09:05:07]刷新所有站点，请稍等..."));
-  box = appendLogText(box, QStringLiteral("星澜站点监控启动"), kWhen);
-  EXPECT_EQ(box,
-            QStringLiteral("[2026-11-22 09:05:07]刷新所有站点，请稍等...\r\n[2026-11-22 09:05:07]星澜站点监控启动"));
-  EXPECT_EQ(appendLogText("", "x", kWhen), "\r\n[2026-11-22 09:05:07]x");
-  EXPECT_EQ(appendLogText("old", "x", kWhen, true), "old\r\n[2026-11-22 09:05:07]x");
+  // The first writer of a run leaves out the line break in an empty box only.
+  QStringList got;
+  for (const auto& [box, first] : {std::pair{"", true}, {"", false}, {"old", true}})
+    got << appendLogText(box, "x", kWhen, first);
+  EXPECT_EQ(got.join('|'), "[2026-11-22 09:05:07]x|\r\n[2026-11-22 09:05:07]x|old\r\n[2026-11-22 09:05:07]x");
 
   // The box keeps its last 1000 characters plus the new line, whatever the line breaks.
   QString big;
@@ -104,21 +100,8 @@ TEST(MessageLog, LinesAreStampedAndOnlyTheTailIsKept) {
   const QString next = appendLogText(big, "new", kWhen);
   EXPECT_EQ(next.size(), 1000 + 2 + 21 + 3);
   EXPECT_TRUE(next.startsWith(big.right(1000)));
-  // The oldest kept line may start in its middle.
-  EXPECT_FALSE(next.startsWith("line"));
-}
-
-TEST(MessageLog, AppendLogWritesThroughTheInstalledBox) {
-  QString text;
-  int writes = 0;
-  appendLog("nowhere");  // no box yet: nothing happens
-  setLogBox({[&] { return text; }, [&](const QString& t) { text = t, ++writes; }});
-  appendLog("first", true);
-  appendLog("second");
-  EXPECT_EQ(writes, 2);
-  EXPECT_TRUE(text.startsWith("[") && text.endsWith("]second")) << text.toStdString();
-  EXPECT_EQ(text.count("\r\n"), 1);
-  setLogBox({});
+  EXPECT_FALSE(next.startsWith("line"));  // the oldest kept line may start in its middle
+  appendLog("nowhere");                   // no box installed: nothing happens
 }
 
 }  // namespace
@@ -131,11 +114,10 @@ TEST(QtChinese, ButtonsOfMessageBoxesReadInChinese) {
   ASSERT_TRUE(installQtChinese(testing::testApp()));
   QMessageBox box;
   box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Ok | QMessageBox::Cancel);
-  for (const auto& [button, text] : {std::pair{QMessageBox::Yes, "是"},
-                                     {QMessageBox::No, "否"},
-                                     {QMessageBox::Ok, "确定"},
-                                     {QMessageBox::Cancel, "取消"}})
-    EXPECT_TRUE(box.button(button)->text().startsWith(QString::fromUtf8(text))) << text;
+  QStringList texts;
+  for (auto button : {QMessageBox::Yes, QMessageBox::No, QMessageBox::Ok, QMessageBox::Cancel})
+    texts << box.button(button)->text().section('(', 0, 0);
+  EXPECT_EQ(texts.join('|'), QStringLiteral("是|否|确定|取消"));
 }
 
 }  // namespace
@@ -195,51 +177,26 @@ TEST(StationEditorRules, EmptySiteHint) {
   EXPECT_TRUE(emptySiteHint(1, 1).isEmpty());
 }
 
+// What the login and the password change screens do not reach: names with a blank or in
+// another case, the guest's password never looked at, and new passwords that would not read back.
 TEST(LoginRules, TheButtonDecidesByExactNamesAndPassword) {
-  // User, typed password, stored password, the outcome with its message. The guest's box is not
-  // looked at; the password's case counts.
-  const std::tuple<const char*, const char*, const char*, LoginOutcome, const char*> cases[] = {
-      {"administrator", "426813", "426813", LoginOutcome::LogIn, ""},
-      {"Administrator", "426813", "426813", LoginOutcome::UnknownUser, "请选择登陆用户名！"},
-      {"", "426813", "426813", LoginOutcome::UnknownUser, "请选择登陆用户名！"},
-      {"guest ", "", "426813", LoginOutcome::UnknownUser, "请选择登陆用户名！"},
-      {"guest", "", "426813", LoginOutcome::LogIn, ""},
-      {"guest", "wrong", "426813", LoginOutcome::LogIn, ""},
-      {"administrator", "", "426813", LoginOutcome::EmptyPassword, "密码不能为空！"},
-      {"administrator", "426814", "426813", LoginOutcome::WrongPassword, "密码错误，请重新输入！"},
-      {"administrator", "AbC", "abc", LoginOutcome::WrongPassword, "密码错误，请重新输入！"},
-  };
-  for (const auto& [user, typed, stored, outcome, message] : cases) {
-    EXPECT_EQ(loginOutcome(user, typed, stored), outcome) << user << " " << typed;
-    EXPECT_EQ(loginMessage(outcome), QString::fromUtf8(message));
-  }
-
+  for (const char* user : {"", "guest ", "Administrator"})
+    EXPECT_EQ(loginOutcome(user, "426813", "426813"), LoginOutcome::UnknownUser) << user;
+  EXPECT_EQ(loginOutcome("guest", "wrong", "426813"), LoginOutcome::LogIn);
   // The five seconds: the guest always, the administrator only on the default password.
-  EXPECT_TRUE(autoLogin("administrator", "426813") && autoLogin("guest", "secret"));
-  EXPECT_FALSE(autoLogin("administrator", "secret") || autoLogin("ADMINISTRATOR", "426813"));
-
-  EXPECT_EQ(passwordChangeRefusal("1", "426813", "a", "a"), QStringLiteral("错误密码"));
-  EXPECT_EQ(passwordChangeRefusal("426813", "426813", "a", "b"), QStringLiteral("新密码和确认密码不匹配"));
-  // A new password must read back as typed (the forms are the settings test's).
-  EXPECT_EQ(passwordChangeRefusal("426813", "426813", "", ""), QStringLiteral("新密码不能为空"));
-  EXPECT_EQ(passwordChangeRefusal("426813", "426813", " pw1 ", " pw1 "), QStringLiteral("密码首尾不能有空格或引号"));
-  EXPECT_EQ(passwordChangeRefusal("426813", "426813", "pö", "x"), QStringLiteral("不能保存字符：ö"));
-  EXPECT_EQ(passwordChangeRefusal("426813", "426813", "p w", "p w"), QString());
-
-  EXPECT_TRUE(hasAdministratorRights("administrator"));
-  for (const char* other : {"guest", "Administrator", "", "administrator "})
-    EXPECT_FALSE(hasAdministratorRights(other));
+  EXPECT_TRUE(autoLogin("guest", "secret"));
+  EXPECT_FALSE(autoLogin("ADMINISTRATOR", "426813"));
+  QStringList refusals;
+  for (const char* typed : {"", " pw1 ", "pö", "p w"})
+    refusals << passwordChangeRefusal("426813", "426813", typed, typed);
+  EXPECT_EQ(refusals.join('|'), QStringLiteral("新密码不能为空|密码首尾不能有空格或引号|不能保存字符：ö|"));
+  for (const char* other : {"Administrator", "", "administrator "}) EXPECT_FALSE(hasAdministratorRights(other));
 }
 
-std::string input(std::uint8_t mode, std::initializer_list<std::string> texts) {
-  std::string s(1, char(mode));
-  bool first = true;
-  for (const std::string& t : texts) {
-    if (!first) s += '\0';
-    s += t;
-    first = false;
-  }
-  return s;
+// A fuzzing input: the mode byte, then the fields, each ended by a NUL but the last ('|' here).
+std::string input(std::uint8_t mode, std::string fields) {
+  std::ranges::replace(fields, '|', '\0');
+  return char(mode) + fields;
 }
 
 TEST(DialogFields, NoTypedTextCrashesTheEditorOrThePortList) {
@@ -247,17 +204,13 @@ TEST(DialogFields, NoTypedTextCrashesTheEditorOrThePortList) {
   fuzzing::DialogConsole console;
   const std::vector<std::string> picked = {
       "",
-      input(0x18, {"O'Brien\"; drop table Station; --", "1", "", "c-Si", "", "", "", "", "", "", "", "", "", "COM3",
-                   "9600", "COM3,9600"}),
-      input(0x18, {" line COUNT", "1", "", "", "", "", "", "", "", "", "", "", "", "COM3", "9600", "COM3,9600"}),
-      input(0x2d, {"甲站", "300", "", "", "-1", "1e309", "NaN", "", "\r\n", "=", "[COMS]", ";", "#", "COM1", "",
-                   "COM10,9600", "com1,4800", "COM1,9600"}),
-      input(0x0c, {std::string(5000, 'x'), std::string(600, '9'), "", "", "", "", "", "", "", "", "", "", "",
-                   std::string(600, 'C'), std::string(600, '1'), std::string(600, 'P')}),
-      input(0xff, {"\xff\xfe\x80", "\xc3", "", "", "", "", "", "", "", "", "", "", "😀🇨🇳", "COM\n3", "96\r00",
-                   "COM3,9600\r\n[Main]", "ListCount=0", "=", "\t"}),
-      input(0x08,
-            {"a", "b", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", "", ""}),
+      input(0x18, "O'Brien\"; drop table Station; --|1||c-Si||||||||||COM3|9600|COM3,9600"),
+      input(0x18, " line COUNT|1||||||||||||COM3|9600|COM3,9600"),
+      input(0x2d, "甲站|300|||-1|1e309|NaN||\r\n|=|[COMS]|;|#|COM1||COM10,9600|com1,4800|COM1,9600"),
+      input(0x0c, std::string(5000, 'x') + "|" + std::string(600, '9') + "||||||||||||" + std::string(600, 'C') + "|" +
+                      std::string(600, '1') + "|" + std::string(600, 'P')),
+      input(0xff, "\xff\xfe\x80|\xc3|||||||||||😀🇨🇳|COM\n3|96\r00|COM3,9600\r\n[Main]|ListCount=0|=|\t"),
+      input(0x08, "a|b||||||||||||||||||||||||"),
   };
   for (const std::string& p : picked) console.run(reinterpret_cast<const std::uint8_t*>(p.data()), p.size());
 
