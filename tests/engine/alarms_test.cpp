@@ -26,12 +26,8 @@ namespace {
 // A valid real-time reply with the fault word 0x0121 and the charge level given.
 Bytes replyWith(std::uint16_t faultWord, std::uint8_t soc = 80) {
   Bytes b(73, 0);
-  b[0] = 1;
-  b[1] = 3;
-  b[2] = 70;
-  b[4] = soc;
-  b[69] = static_cast<std::uint8_t>(faultWord >> 8);
-  b[70] = static_cast<std::uint8_t>(faultWord & 0xFF);
+  std::tie(b[0], b[1], b[2], b[4]) = std::tuple<std::uint8_t, std::uint8_t, std::uint8_t, std::uint8_t>(1, 3, 70, soc);
+  std::tie(b[69], b[70]) = std::pair(static_cast<std::uint8_t>(faultWord >> 8), static_cast<std::uint8_t>(faultWord));
   return b;
 }
 QByteArray q(const Bytes& b) {
@@ -126,19 +122,18 @@ class AlarmEngineTest : public ::testing::Test {
 
 TEST_F(AlarmEngineTest, SettingsReadWithTheirDefaultsAndWriteBack) {
   EXPECT_EQ(readAlarmSettings(), AlarmSettings{});
-  const std::array<const char*, 4> cases[] = {{"5", "30", "7", "5 30 7"},
-                                              {"", "", "", "3 - 365"},
-                                              {"0", "101", "x", "3 - 365"},
-                                              {" 2 ", "abc", "-1", "2 - 365"}};
-  for (const auto& [silent, soc, keep, read] : cases) {
+  // Silent After, Low SOC and Keep Days as stored, then as read.
+  std::string read;
+  for (const auto& [silent, soc, keep] :
+       {std::array{"5", "30", "7"}, {"", "", ""}, {"0", "101", "x"}, {" 2 ", "abc", "-1"}}) {
     core::writeIni("Alarms", "Silent After", silent);
     core::writeIni("Alarms", "Low SOC", soc);
     core::writeIni("Alarms", "Keep Days", keep);
     const AlarmSettings s = readAlarmSettings();
-    EXPECT_EQ(
-        QStringLiteral("%1 %2 %3").arg(s.silentAfter).arg(s.lowSoc ? QString::number(*s.lowSoc) : "-").arg(s.keepDays),
-        read);
+    read += std::to_string(s.silentAfter) + " " + (s.lowSoc ? std::to_string(*s.lowSoc) : "-") + " " +
+            std::to_string(s.keepDays) + "|";
   }
+  EXPECT_EQ(read, "5 30 7|3 - 365|3 - 365|2 - 365|");
   const AlarmSettings w{4, 25, QStringLiteral("/usr/bin/notify \"x\""), 30};
   ASSERT_TRUE(writeAlarmSettings(w));
   EXPECT_EQ(readAlarmSettings(), w);
