@@ -266,22 +266,6 @@ TEST_F(RecorderScreenTest, TypingAndCancelNeverMoveTheRecorder) {
   EXPECT_FALSE(QFile::exists(root + "/Shed"));
 }
 
-TEST_F(RecorderScreenTest, SaveCycleWritesTheExampleLineByteForByte) {
-  recordEverything();
-  startRecorder();
-  at(62300);  // Timer1 ran at 1 s; Timer2 counts from 2 s, its 61st tick starts the cycle
-  const QByteArray expected =
-      platform::toGbk(monitoring::headerLine() + "\r\n" +
-                      QStringLiteral("2026-01-05 10:01:02,Roof,1,2.50,20.0,50,MPPT充电,13.0,-21,3.00,90,0.50,6,12.8,"
-                                     "1,25,正常,正常,正常\r\n"));
-  EXPECT_EQ(readFile(file("Roof", 1)), expected);
-  // Every marked station's file is chosen at each flush: Shed's has its header, no line yet.
-  EXPECT_EQ(readFile(file("Shed", 1)), platform::toGbk(monitoring::headerLine() + "\r\n"));
-  at(62600);
-  EXPECT_EQ(dataLinesOf("Shed", 1).join('\n').section(',', 0, 1), "2026-01-05 10:01:02,Shed");
-  EXPECT_TRUE(r().engine().queue().empty());
-}
-
 TEST_F(RecorderScreenTest, UnmarkingStopsLinesAtOnceAndMarkingAgainContinuesTheFile) {
   recordEverything("0");
   startRecorder();
