@@ -200,8 +200,7 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   static int argc = 1;
   static char name[] = "test_alarms";
   static char* argv[] = {name, nullptr};
-  static QCoreApplication* app = QCoreApplication::instance() ? nullptr : new QCoreApplication(argc, argv);
-  (void)app;
+  if (!QCoreApplication::instance()) new QCoreApplication(argc, argv);
   const QString out = dir.filePath("out.txt");
   const QString script = dir.filePath("notify.sh");
   const auto writeScript = [&](const QString& text) {

@@ -97,27 +97,7 @@ TEST(HistoryDayCount, TheBoxClampsWhenLeftAndTheStartRoundsHalfToEven) {
   EXPECT_THROW(HistoryReading().start(4096), RuntimeFailure);
 }
 
-TEST(HistoryCharts, MarkedRowsOnlyMarksToggleAndTheAxisTop) {
-  GridRows grid{{historyHeaders().begin(), historyHeaders().end()}};
-  grid.push_back({"-1", "3", "12.4", "14.4", "5.00", "2.00", "150", "60", "10", "5", "0.120", "0.050"});
-  grid.push_back({"0", "2", "12.0", "14.0", "4.00", "1.00", "999", "50", "9", "4", "0.100", "0.040"});
-  grid.push_back({});  // a lost reply: no mark at all
-  grid.push_back({"-1", "0", "12.8", "14.6", "6.00", "2.50", "180", "70", "12", "6", "0.140", "0.060"});
-  const auto c = chartRequest(grid, "放电量(KWh)", kBarChart);
-  ASSERT_TRUE(c);
-  EXPECT_EQ(c->values, (std::vector<double>{0.05, 0.06}));
-  EXPECT_EQ(c->days, (std::vector<std::string>{"3", "0"}));
-  EXPECT_EQ(c->chartType, kBarChart);
-  // No item, an unknown item, or nothing marked: no chart at all; the header row is never
-  // taken, whatever its column 0 says.
-  EXPECT_FALSE(chartRequest(grid, "", kLineChart));
-  EXPECT_FALSE(chartRequest(grid, "天前", kLineChart));
-  for (auto& row : grid)
-    if (!row.empty() && isMarked(row[0])) row[0] = toggledMark(row[0]);
-  EXPECT_FALSE(chartRequest(grid, "最大充电功率(W)", kLineChart));
-  grid[0][0] = "-1";
-  EXPECT_FALSE(chartRequest(grid, "最大充电功率(W)", kLineChart));
-
+TEST(HistoryCharts, MarksToggleAndTheAxisTop) {
   // Each mark toggled, and whether it counts as marked.
   std::string marks;
   for (const char* mark : {"-1", "0", "", "x"}) marks += toggledMark(mark) + (isMarked(mark) ? "+ " : " ");
