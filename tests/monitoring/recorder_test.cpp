@@ -296,21 +296,6 @@ TEST_F(RecorderFilesTest, DeletedFilesChooseTheNextFileAndStationsOfOneNameShare
   EXPECT_EQ(filesOf("Roof"), "1=H;y; 2=H;2;x;x2;");
 }
 
-TEST_F(RecorderFilesTest, MissingRootTouchesNothingAndARootEndingInASeparatorWorks) {
-  const QString later = root() + "/later";
-  stations = {{"Roof", true, {}}};
-  queue.push_back({"Roof", "1"});
-  for (const QString& missing : {later, QString()}) {  // an empty text names no folder
-    const FlushReport report = files.flushReadings(missing, stations, queue, limits, recordCounter);
-    EXPECT_EQ(flags({report.rootMissing, report.written + report.dropped == 0}), "11");
-  }
-  EXPECT_EQ(queue.size(), 1u);
-  EXPECT_TRUE(stations[0].file.isEmpty());
-  ASSERT_TRUE(QDir().mkdir(later));
-  EXPECT_EQ(files.flushReadings(later + "/", stations, queue, limits, recordCounter).written, 1);
-  EXPECT_EQ(readFile(later + "/Roof/1.csv"), lines({"1"}));
-}
-
 TEST_F(RecorderFilesTest, FolderOrFileThatCannotBeMadeIsReportedOnceAndSkipped) {
   // "a/b" is no folder name; "Blocked" is taken by a plain file.
   writeFile(stationFolder(root(), "Blocked"), "not a folder");
