@@ -1,5 +1,5 @@
 // The history screen's rules: requests and countdown, the row of a reply, the day count box,
-// marks and chart values, and the export lines. The frames of a reading, the cells of a reply
+// marks and the chart's axis, and the export lines. The frames of a reading, the cells of a reply
 // and the charts of marked rows are checked in the whole console by the screen's test.
 
 #include "monitoring/history_record.h"

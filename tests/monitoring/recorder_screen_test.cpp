@@ -1,14 +1,13 @@
 // The data recorder in the whole console, against simulated controllers and in virtual time: its
-// controls and defaults, the timers, the save cycle writing a scanned reply into the files, and
-// the cases an operator would try (marks taken off and put back, names that cannot be keys, an
-// empty or zero read interval, typing and cancelling).
+// controls and defaults, the timers and the pace they set, and the cases an operator would try
+// (marks clicked and applied only at the accept, names that cannot be keys, an empty or zero
+// read interval, typing and cancelling). The lines of a save cycle are the engine's test.
 
 #include <QDir>
 #include <QGroupBox>
 #include <QScrollBar>
 
 #include "monitoring/frm_real_time_monitoring.h"
-#include "monitoring/recorder_line.h"
 #include "monitoring/recorder_settings.h"
 #include "platform/gbk.h"
 #include "screen_test.h"
