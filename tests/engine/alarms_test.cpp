@@ -154,10 +154,11 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
     EXPECT_TRUE(logText.contains("告警发生：站;'\"1 设备ID 1 蓄电池过放"));
     const auto open = engine.log().open();
     ASSERT_EQ(open.size(), 2u);
-    EXPECT_EQ(engine.log().unacknowledged(), 2);
-    EXPECT_EQ(engine.acknowledge({open[1].id, 999}, "administrator"), 1);
-    EXPECT_EQ(engine.acknowledge({open[1].id}, "guest"), 0) << "acknowledged once";
-    EXPECT_EQ(engine.log().unacknowledged(), 1);
+    // Unacknowledged before, acknowledged by the first, then again (once only), unacknowledged after.
+    std::string acks = std::to_string(engine.log().unacknowledged());
+    acks += std::to_string(engine.acknowledge({open[1].id, 999}, "administrator"));
+    acks += std::to_string(engine.acknowledge({open[1].id}, "guest")) + std::to_string(engine.log().unacknowledged());
+    EXPECT_EQ(acks, "2101");
   }
   // The program stops with both open; the next start knows them, and the first reply of 站2
   // without its fault clears it.
@@ -172,8 +173,10 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
             "站2|load_short_circuit|2026-05-01 08:00:00|2026-05-02 08:00:00|administrator\n");
   EXPECT_EQ(engine.alarmedStations(), std::vector<QString>{"站;'\"1"});
   // Filters by day; the export writes "，" for a comma and no quoting.
-  EXPECT_EQ(engine.log().history({{}, QDate(2026, 5, 2), QDate(2026, 5, 2)}).size(), 0u);
-  EXPECT_EQ(engine.log().history({{}, QDate(2026, 5, 1), QDate(2026, 5, 1)}).size(), 2u);
+  const auto onDay = [&](int day) {
+    return engine.log().history({{}, QDate(2026, 5, day), QDate(2026, 5, day)}).size();
+  };
+  EXPECT_EQ(std::to_string(onDay(1)) + std::to_string(onDay(2)), "20");
   EXPECT_EQ(engine.log().stations(), (QStringList{"站2", "站;'\"1"}));
   AlarmRow comma;
   comma.station = "a,b";
@@ -190,8 +193,7 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
   EXPECT_EQ(rowsText(engine.log().history({})), "站;'\"1|over_discharge|2026-05-01 08:00:00||\n");
   // A deleted station's open alarm is cleared at once.
   engine.forgetStation("站;'\"1");
-  EXPECT_TRUE(engine.alarmedStations().empty());
-  EXPECT_TRUE(engine.log().open().empty());
+  EXPECT_EQ(engine.alarmedStations().size() + engine.log().open().size(), 0u);
 }
 
 TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtATime) {
