@@ -31,7 +31,7 @@ std::string shown(const LinkHealth& health, int address, std::int64_t nowUs, con
   return std::string(states[static_cast<int>(t.state)]) + " " + t.age + " " + t.share;
 }
 
-TEST(LinkHealth, BooksEachExchangeToItsStationAndTurnsStaleAfterTwoRounds) {
+TEST(LinkHealth, BooksEachExchangeToItsStationTurnsStaleAfterTwoRoundsAndSharesGoodReplies) {
   LinkHealth health;
   EXPECT_EQ(shown(health, 1, 0), "unknown  ");
   health.record(exchange(1, link::Verdict::Ok, 2 * kSec));
@@ -55,10 +55,9 @@ TEST(LinkHealth, BooksEachExchangeToItsStationAndTurnsStaleAfterTwoRounds) {
   health.record(exchange(1, link::Verdict::Ok, 63 * kSec));
   EXPECT_EQ(shown(health, 1, 71 * kSec), "fresh 8秒 50%");
   EXPECT_EQ(healthTexts(health.find("COM3", 1), 71 * kSec, kRound).ageUs, 8 * kSec);
-}
 
-TEST(LinkHealth, ShareCountsOnlyGoodRepliesOverTheWindow) {
-  LinkHealth health;
+  // The share counts only good replies over the window.
+  health = LinkHealth();
   std::int64_t t = 0;
   // 3 good, a CRC fault, a silence, an exception, a wrong length: 3 of 7.
   for (auto v : {link::Verdict::Ok, link::Verdict::Ok, link::Verdict::CrcError, link::Verdict::NoReply,
@@ -78,13 +77,11 @@ TEST(LinkHealth, ShareCountsOnlyGoodRepliesOverTheWindow) {
   health.record(late);
   EXPECT_EQ(shown(health, 1, t), "fresh 0秒 95%");
   EXPECT_EQ(shareText(nullptr), "");
-  const std::pair<std::int64_t, const char*> ages[] = {{0, "0秒"},
-                                                       {59 * kSec + 999'999, "59秒"},
-                                                       {125 * kSec, "2分05秒"},
-                                                       {3 * 3600 * kSec + 120 * kSec, "3小时02分"},
-                                                       {(2 * 86400 + 3 * 3600) * kSec, "2天03小时"},
-                                                       {-5, "0秒"}};
-  for (const auto& [us, text] : ages) EXPECT_EQ(ageText(us), text) << us;
+  std::string ages;
+  for (std::int64_t us : {std::int64_t{0}, 59 * kSec + 999'999, 125 * kSec, (3 * 3600 + 120) * kSec,
+                          (2 * 86400 + 3 * 3600) * kSec, std::int64_t{-5}})
+    ages += ageText(us) + " ";
+  EXPECT_EQ(ages, "0秒 59秒 2分05秒 3小时02分 2天03小时 0秒 ");
 }
 
 }  // namespace

@@ -1,14 +1,13 @@
 // The data recorder in the whole console, against simulated controllers and in virtual time: its
-// controls and defaults, the timers, the save cycle writing a scanned reply into the files, and
-// the cases an operator would try (marks taken off and put back, names that cannot be keys, an
-// empty or zero read interval, typing and cancelling).
+// controls and defaults, the timers and the pace they set, and the cases an operator would try
+// (marks clicked and applied only at the accept, names that cannot be keys, an empty or zero
+// read interval, typing and cancelling). The lines of a save cycle are the engine's test.
 
 #include <QDir>
 #include <QGroupBox>
 #include <QScrollBar>
 
 #include "monitoring/frm_real_time_monitoring.h"
-#include "monitoring/recorder_line.h"
 #include "monitoring/recorder_settings.h"
 #include "platform/gbk.h"
 #include "screen_test.h"
@@ -130,9 +129,9 @@ TEST_F(RecorderScreenTest, AtFirstSightTheDefaultsSetThePaceAndOnlyTheAcceptButt
   // Empty keys show the defaults; the bars follow the text, upward.
   EXPECT_EQ(boxes(), "read 10 auto- every 0:1 lines 32000 size 30 bars 5 58");
   EXPECT_EQ(edit(r(), "LTextBox2")->text(), core::programDir());
-  EXPECT_EQ(flags({r().Timer1.enabled(), r().engine().Timer2.enabled()}), "00");
-  EXPECT_EQ(r().engine().saveInterval(), 60);
-  EXPECT_EQ(pace(), "scan 10+ timer4 10000+ live 10 10");
+  EXPECT_EQ(QString::fromStdString(flags({r().Timer1.enabled(), r().engine().Timer2.enabled()})) +
+                QStringLiteral(" save %1 ").arg(r().engine().saveInterval()) + pace(),
+            "00 save 60 scan 10+ timer4 10000+ live 10 10");
 
   // Menu and toolbar show it modally; cancel and closing only hide it and write nothing.
   EXPECT_TRUE(r().isHidden());
@@ -247,7 +246,10 @@ TEST_F(RecorderScreenTest, TypingAndCancelNeverMoveTheRecorder) {
     clock.advance(ms(2000));
   }
   EXPECT_EQ(path->text(), other);
-  EXPECT_EQ(flags({QFile::exists(dir.path() + "/Roof"), QFile::exists(root + "/Shed")}), "00");
+  // The mark clicked is neither saved nor followed before the accept.
+  EXPECT_EQ(keys({"Shed"}) + " " +
+                QString::fromStdString(flags({QFile::exists(dir.path() + "/Roof"), QFile::exists(root + "/Shed")})),
+            "Shed=0 00");
   EXPECT_TRUE(QDir(other).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).isEmpty());
   const int written = dataLinesOf("Roof", 1).size();
   EXPECT_GE(written, 5);
@@ -264,50 +266,6 @@ TEST_F(RecorderScreenTest, TypingAndCancelNeverMoveTheRecorder) {
   clock.advance(ms(3000));
   EXPECT_LE(dataLinesOf("Roof", 1).size(), written + 1);  // a pass under way may end
   EXPECT_FALSE(QFile::exists(root + "/Shed"));
-}
-
-TEST_F(RecorderScreenTest, SaveCycleWritesTheExampleLineByteForByte) {
-  recordEverything();
-  startRecorder();
-  at(62300);  // Timer1 ran at 1 s; Timer2 counts from 2 s, its 61st tick starts the cycle
-  const QByteArray expected =
-      platform::toGbk(monitoring::headerLine() + "\r\n" +
-                      QStringLiteral("2026-01-05 10:01:02,Roof,1,2.50,20.0,50,MPPT充电,13.0,-21,3.00,90,0.50,6,12.8,"
-                                     "1,25,正常,正常,正常\r\n"));
-  EXPECT_EQ(readFile(file("Roof", 1)), expected);
-  // Every marked station's file is chosen at each flush: Shed's has its header, no line yet.
-  EXPECT_EQ(readFile(file("Shed", 1)), platform::toGbk(monitoring::headerLine() + "\r\n"));
-  at(62600);
-  EXPECT_EQ(dataLinesOf("Shed", 1).join('\n').section(',', 0, 1), "2026-01-05 10:01:02,Shed");
-  EXPECT_TRUE(r().engine().queue().empty());
-}
-
-TEST_F(RecorderScreenTest, UnmarkingStopsLinesAtOnceAndMarkingAgainContinuesTheFile) {
-  recordEverything("0");
-  startRecorder();
-  at(3000);
-  ui::showModal(&r(), &mdi());
-  ASSERT_EQ(dataLinesOf("Roof", 1).size(), 1);
-  clickMark(1);
-  EXPECT_EQ(marks(), "0|-1");
-  accept();
-  ui::showModal(&r(), &mdi());
-  at(8000);
-  EXPECT_EQ(dataLinesOf("Roof", 1).size() * 10 + dataLinesOf("Shed", 1).size(), 16);
-  // A greyed grid takes no click.
-  grid(r(), "VSFlexGrid1")->setEnabled(false);
-  clickMark(1);
-  EXPECT_EQ(marks(), "0|-1");
-  grid(r(), "VSFlexGrid1")->setEnabled(true);
-  clickMark(1);
-  // The mark is kept and followed only from the accept button on.
-  EXPECT_EQ(marks() + " " + keys({"Roof"}), "-1|-1 Roof=0");
-  accept();
-  EXPECT_EQ(keys({"Roof"}), "Roof=-1");
-  EXPECT_TRUE(r().isHidden());
-  at(10000);
-  EXPECT_EQ(dataLinesOf("Roof", 1).size(), 3);
-  EXPECT_FALSE(QFile::exists(file("Roof", 2)));
 }
 
 TEST_F(RecorderScreenTest, MarksSurviveARestartAndANameThatCannotBeAKeyIsNamed) {
