@@ -17,9 +17,6 @@
 #include "engine/alarms/command_runner.h"
 #include "platform/scheduler.h"
 
-// Readable QStrings in the failures of a test.
-inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
-
 namespace xl::engine::alarms {
 namespace {
 

@@ -24,10 +24,6 @@
 #include "tools/sim/bus.h"
 #include "ui/form.h"
 
-// Readable QStrings in the failures of a test.
-inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
-inline void PrintTo(const QStringList& l, std::ostream* os) { *os << '{' << l.join("\", \"").toStdString() << '}'; }
-
 namespace xl::testing {
 
 using platform::ms;

@@ -20,10 +20,6 @@
 #include "ui/form.h"
 #include "ui/modal.h"
 
-// Readable QStrings in the failures of a test.
-inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
-inline void PrintTo(const QStringList& l, std::ostream* os) { *os << '{' << l.join("\", \"").toStdString() << '}'; }
-
 namespace xl::testing {
 
 // Types `text` into `w` key by key, as the operator does; any character, not only ASCII.
