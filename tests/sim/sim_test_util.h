@@ -3,12 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <optional>
-#include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "link/frame_codec.h"
 #include "platform/bytes.h"
@@ -41,25 +37,11 @@ inline Bytes verified(const std::optional<Bytes>& reply) {
   return v && v->size() > 1 ? *v : Bytes{};
 }
 
-// The cases of a text, apart by '|', each cut at its first `mark` into what is given and what
-// is expected.
-inline std::vector<std::pair<std::string, std::string>> splitCases(std::string_view text, char mark) {
-  std::vector<std::pair<std::string, std::string>> cases;
-  for (std::size_t from = 0, to; from < text.size(); from = to + 1) {
-    to = std::min(text.find('|', from), text.size());
-    const std::string_view row = text.substr(from, to - from);
-    const std::size_t cut = std::min(row.find(mark), row.size());
-    cases.emplace_back(row.substr(0, cut), row.substr(std::min(cut + 1, row.size())));
-  }
-  return cases;
-}
-
 }  // namespace xl::sim::testing
 
 namespace xl::sim {
 using testing::at;
 using testing::frozenStation;
 using testing::hex;
-using testing::splitCases;
 using testing::verified;
 }  // namespace xl::sim
