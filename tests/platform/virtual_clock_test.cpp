@@ -7,7 +7,7 @@
 
 #include <QTemporaryDir>
 #include <filesystem>
-#include <optional>
+#include <functional>
 
 #include "platform/failure.h"
 #include "platform/port_names.h"
@@ -103,30 +103,31 @@ TEST_F(SchedulerTest, TimerTicksOnItsGridRestartsWhenResetAndMayStopItself) {
   EXPECT_EQ(log + std::to_string(count), "r@13600 r@13850 r@14100 2");
 }
 
-// The kind of failure `set` throws; none when it throws nothing.
+// The code of the failure `set` throws, "-" when it throws nothing.
 template <typename Set>
-std::optional<Failure> failureOf(Set set) {
+std::string failureOf(Set set) {
   try {
     set();
-    return std::nullopt;
+    return "-";
   } catch (const RuntimeFailure& f) {
-    return f.kind();
+    return std::to_string(int(f.kind()));
   }
 }
 
 TEST(SerialControl, RefusesBadPropertyValuesAndDataWhileClosed) {
   SerialControl c("Test.MSComm1");
-  for (int bad : {0, -1, 256}) EXPECT_EQ(failureOf([&] { c.setCommPort(bad); }), Failure::InvalidPort) << bad;
-  for (int good : {1, 255}) EXPECT_EQ(failureOf([&] { c.setCommPort(good); }), std::nullopt);
-  for (const char* good : {"9600,N,8,1", "115200,n,8,1", "4800,E,7,2"}) EXPECT_NO_THROW(c.setSettings(good)) << good;
-  for (const char* bad : {"", ",N,8,1", "abc,N,8,1", "9600", "9600,N,9,1", "9600,X,8,1", "9600,N,8,3", "1,N,8,1"})
-    EXPECT_EQ(failureOf([&] { c.setSettings(bad); }), Failure::InvalidValue) << bad;
-  EXPECT_EQ(c.settings(), "4800,E,7,2");
-  // A closed control refuses buffer and data operations.
-  EXPECT_THROW(c.setInBufferCount(0), RuntimeFailure);
-  EXPECT_THROW(c.output(Bytes{1}), RuntimeFailure);
-  EXPECT_THROW(c.input(), RuntimeFailure);
-  EXPECT_NO_THROW(c.setPortOpen(false));
+  std::string seen;
+  for (int port : {0, -1, 256, 1, 255}) seen += failureOf([&] { c.setCommPort(port); }) + " ";
+  for (const char* settings : {"9600,N,8,1", "115200,n,8,1", "", ",N,8,1", "abc,N,8,1", "9600", "9600,N,9,1",
+                               "9600,X,8,1", "9600,N,8,3", "1,N,8,1", "4800,E,7,2"})
+    seen += failureOf([&] { c.setSettings(settings); }) + " ";
+  // A closed control refuses buffer and data operations; closing it again is no mistake.
+  for (const auto& use :
+       std::initializer_list<std::function<void()>>{[&] { c.setInBufferCount(0); }, [&] { c.output(Bytes{1}); },
+                                                    [&] { c.input(); }, [&] { c.setPortOpen(false); }})
+    seen += failureOf(use) + " ";
+  EXPECT_EQ(seen + c.settings(),
+            "8002 8002 8002 - - - - 380 380 380 380 380 380 380 380 - 8012 8012 8012 - 4800,E,7,2");
 }
 
 TEST(PortNames, LinkInProgramDirectoryWinsOverStandardDevice) {
@@ -135,10 +136,10 @@ TEST(PortNames, LinkInProgramDirectoryWinsOverStandardDevice) {
   EXPECT_EQ(resolvePortPath(root, "COM1") + " " + resolvePortPath(root, "COM3"), "/dev/ttyS0 /dev/ttyS2");
   std::filesystem::create_directories(root + "/ports");
   std::filesystem::create_symlink("/dev/null", root + "/ports/COM3");
-  EXPECT_EQ(resolvePortPath(root, "COM3"), root + "/ports/COM3");
-  EXPECT_EQ(resolvePortPath(root, "COM4"), "/dev/ttyS3");
   // Names that are no COM port stay in the ports folder, where nothing is found.
-  for (const std::string name : {"COM", "COM0"}) EXPECT_EQ(resolvePortPath(root, name), root + "/ports/" + name);
+  EXPECT_EQ(resolvePortPath(root, "COM3") + " " + resolvePortPath(root, "COM4") + " " + resolvePortPath(root, "COM") +
+                " " + resolvePortPath(root, "COM0"),
+            root + "/ports/COM3 /dev/ttyS3 " + root + "/ports/COM " + root + "/ports/COM0");
 }
 
 class SimBusTest : public ::testing::Test {
@@ -223,18 +224,18 @@ TEST_F(SimBusTest, BytesArrivingWhileClosedAreLost) {
 TEST_F(SimBusTest, OpeningIsExclusiveAcrossControls) {
   SerialControl other("Other.MSComm1");
   other.setCommPort(3);
-  EXPECT_THROW(other.setPortOpen(true), RuntimeFailure);
-  EXPECT_FALSE(other.portOpen());
-  EXPECT_THROW(control.setPortOpen(true), RuntimeFailure);  // already open
-  EXPECT_THROW(control.setCommPort(4), RuntimeFailure);     // not while open
+  // Taken by the fixture's control; opened twice; the port changed while open.
+  std::string seen = failureOf([&] { other.setPortOpen(true); });
+  seen += std::to_string(other.portOpen()) + " " + failureOf([&] { control.setPortOpen(true); }) + " " +
+          failureOf([&] { control.setCommPort(4); });
   control.setPortOpen(false);
-  EXPECT_NO_THROW(other.setPortOpen(true));
-  EXPECT_TRUE(portHeld("COM3"));
-  // A control that goes away gives its port back.
+  seen += " " + failureOf([&] { other.setPortOpen(true); });
+  seen += std::to_string(portHeld("COM3"));
+  // A control that goes away gives its port back; a port with no line does not open.
   {
     SerialControl temp("Temp.MSComm1");
     temp.setCommPort(4);
-    EXPECT_THROW(temp.setPortOpen(true), RuntimeFailure);  // no such line
+    seen += " " + failureOf([&] { temp.setPortOpen(true); });
   }
   other.setPortOpen(false);
   {
@@ -242,7 +243,7 @@ TEST_F(SimBusTest, OpeningIsExclusiveAcrossControls) {
     temp.setCommPort(3);
     temp.setPortOpen(true);
   }
-  EXPECT_FALSE(portHeld("COM3"));
+  EXPECT_EQ(seen + std::to_string(portHeld("COM3")), "80050 8005 8005 -1 80100");
 }
 
 }  // namespace

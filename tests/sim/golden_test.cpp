@@ -1,7 +1,9 @@
 // The example frames of the system's description, answered by the device model exactly as
 // printed; plus the byte layout of every block and the exception replies.
 
+#include <algorithm>
 #include <random>
+#include <string>
 
 #include "sim_test_util.h"
 
@@ -156,27 +158,21 @@ TEST(ExceptionReplies, UnknownFunctionsRegistersAndValues) {
   // restart needs 1; the load switch 0 or 1; no address 0 nor above 247; readings are
   // read-only; load mode 18; a byte count mismatch; a write past 0xE021; outside the block; a
   // short factory command; a block write with one refused value.
-  const std::pair<const char*, const char*> cases[] = {{"01 04 01 00 00 01", "01 84 01"},
-                                                       {"01 03 02 00 00 01", "01 83 02"},
-                                                       {"01 03 01 00 00 24", "01 83 02"},
-                                                       {"01 03 00 09 00 02", "01 83 02"},
-                                                       {"01 03 F0 01 00 0B", "01 83 02"},
-                                                       {"01 03 01 00 00 00", "01 83 03"},
-                                                       {"01 03 E0 01 00 7E", "01 83 03"},
-                                                       {"01 03 01 00 00", "01 83 03"},
-                                                       {"01 06 DF 01 00 00", "01 86 03"},
-                                                       {"01 06 01 0A 00 02", "01 86 03"},
-                                                       {"01 06 00 1A 00 00", "01 86 03"},
-                                                       {"01 06 00 1A 00 F8", "01 86 03"},
-                                                       {"01 06 01 00 00 01", "01 86 02"},
-                                                       {"01 10 E0 1D 00 01 02 00 12", "01 90 03"},
-                                                       {"01 10 E0 1D 00 02 02 00 05", "01 90 03"},
-                                                       {"01 10 E0 21 00 02 04 00 00 00 00", "01 90 02"},
-                                                       {"01 10 01 0A 00 01 02 00 01", "01 90 02"},
-                                                       {"01 78 00 00 00", "01 F8 03"},
-                                                       {"01 10 E0 1C 00 02 04 00 07 00 12", "01 90 03"}};
+  // Each case is the request without its CRC, ">", the reply without its CRC; cases apart by "|".
+  const std::string cases =
+      "01 04 01 00 00 01>01 84 01|01 03 02 00 00 01>01 83 02|01 03 01 00 00 24>01 83 02|"
+      "01 03 00 09 00 02>01 83 02|01 03 F0 01 00 0B>01 83 02|01 03 01 00 00 00>01 83 03|"
+      "01 03 E0 01 00 7E>01 83 03|01 03 01 00 00>01 83 03|01 06 DF 01 00 00>01 86 03|01 06 01 0A 00 02>01 86 03|"
+      "01 06 00 1A 00 00>01 86 03|01 06 00 1A 00 F8>01 86 03|01 06 01 00 00 01>01 86 02|"
+      "01 10 E0 1D 00 01 02 00 12>01 90 03|01 10 E0 1D 00 02 02 00 05>01 90 03|"
+      "01 10 E0 21 00 02 04 00 00 00 00>01 90 02|01 10 01 0A 00 01 02 00 01>01 90 02|01 78 00 00 00>01 F8 03|"
+      "01 10 E0 1C 00 02 04 00 07 00 12>01 90 03";
   Controller c(frozenStation());
-  for (const auto& [request, reply] : cases) EXPECT_EQ(read(c, request), hex(reply)) << request;
+  for (std::size_t from = 0, to; from < cases.size(); from = to + 1) {
+    to = std::min(cases.find('|', from), cases.size());
+    const std::string row = cases.substr(from, to - from), request = row.substr(0, row.find('>'));
+    EXPECT_EQ(read(c, request), hex(row.substr(request.size() + 1))) << row;
+  }
   // A refused block write changes nothing, not even its valid registers.
   EXPECT_EQ(std::pair(c.state().param(param::kLoadMode), c.state().param(0xE01C)),
             std::pair(param::kManualLoadMode, std::uint16_t{1}));

@@ -120,9 +120,9 @@ TEST_F(WireTest, BusFromAConfigurationAndItsLines) {
       "[station]\nport = COM5,19200\naddress = 4\nsilent = yes\n");
   Bus fromText(driver, config);
   ASSERT_TRUE(driver.line("COM3") && driver.line("COM5"));
-  EXPECT_EQ(driver.line("COM5")->baud(), 19200);
-  EXPECT_EQ(fromText.stations().size(), 2u);
-  EXPECT_TRUE(fromText.find("COM5", 4)->faults().silent);
+  EXPECT_EQ(
+      std::tuple(driver.line("COM5")->baud(), fromText.stations().size(), fromText.find("COM5", 4)->faults().silent),
+      std::tuple(19200, 2u, true));
   EXPECT_EQ(sent(requestFrame(4, " 03 000A 0011")), "M8 +5000 S39 040322");
   // A line exists at one rate only.
   EXPECT_THROW(fromText.add("COM5", 9600, StationOptions{}), std::invalid_argument);
