@@ -140,36 +140,6 @@ TEST(PortListRules, MatchIsContainmentUpToTheComma) {
   EXPECT_EQ(portEntry("", "9600") + portEntry("COM5", ""), "");
 }
 
-TEST(PortListRules, ProbeFindsThePortsThatOpenAndLeavesHeldOnesOut) {
-  platform::VirtualClock clock;
-  platform::setScheduler(&clock);
-  platform::SimBusDriver driver;
-  platform::setPortDriver(&driver);
-  for (const char* port : {"COM3", "COM7", "COM100", "COM101" /* beyond the probe */, "COM9"})
-    driver.addLine(port, 9600);
-  platform::SerialControl other("Other.MSComm1");  // another control holds COM9
-  other.setCommPort(9);
-  other.setPortOpen(true);
-
-  std::vector<std::string> ops;
-  platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
-    if (control == "Probe") ops.push_back(op + "=" + value);
-  });
-  platform::SerialControl probe("Probe");
-  EXPECT_EQ(probePorts(probe), (std::vector<int>{3, 7, 100}));
-  platform::setPortTrace({});
-  EXPECT_TRUE(!probe.portOpen() && other.portOpen());  // the holder keeps its port
-  // One round: the receiving setup, then port number, open, close (ten steps where the open
-  // fails, as for ports 1 and 2).
-  const std::vector<std::string> round3(ops.begin() + 2 * 10, ops.begin() + 2 * 10 + 11);
-  EXPECT_EQ(round3, (std::vector<std::string>{"InputMode=1", "InputLen=0", "InBufferSize=1024", "OutBufferSize=512",
-                                              "SThreshold=0", "RThreshold=1", "InBufferCount=0", "OutBufferCount=0",
-                                              "CommPort=3", "PortOpen=True", "PortOpen=False"}));
-  other.setPortOpen(false);
-  platform::setPortDriver(nullptr);
-  platform::setScheduler(nullptr);
-}
-
 // The hint under an empty site: where to begin, by what is missing.
 TEST(StationEditorRules, EmptySiteHint) {
   EXPECT_FALSE(emptySiteHint(0, 0).isEmpty() || emptySiteHint(2, 0).isEmpty());

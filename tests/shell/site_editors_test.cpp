@@ -216,9 +216,15 @@ TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
   EXPECT_TRUE(drivers.empty());
 }
 
-// The probe closes the scan's port first and leaves out ports another control holds (COM4).
+// The probe closes the scan's port first, leaves out ports another control holds (COM4) and
+// stops at port 100; each round sets the control up for receiving, then tries port number,
+// open, close (ten steps where the open fails, as for ports 1 and 2).
 TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
-  for (const char* port : {"COM3", "COM4", "COM12"}) driver.addLine(port, 9600);
+  for (const char* port : {"COM3", "COM4", "COM12", "COM101"}) driver.addLine(port, 9600);
+  std::string ops;
+  platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
+    if (control == "FrmPortConfiguration.MSComm1") ops += op + "=" + value + " ";
+  });
   platform::SerialControl holder("Holder");
   holder.setCommPort(4);
   holder.setPortOpen(true);
@@ -232,7 +238,14 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
   scanPort->setPortOpen(true);
   openPorts([&](FrmPortConfiguration& f) {
     QComboBox* ports = combo(f, "Combo1");
-    EXPECT_FALSE(scanPort->portOpen());
+    platform::setPortTrace({});
+    const std::string setup =
+        "InputMode=1 InputLen=0 InBufferSize=1024 OutBufferSize=512 SThreshold=0 RThreshold=1 "
+        "InBufferCount=0 OutBufferCount=0 ";
+    EXPECT_TRUE(ops.starts_with(setup + "CommPort=1 PortOpen=True " + setup + "CommPort=2 PortOpen=True " + setup +
+                                "CommPort=3 PortOpen=True PortOpen=False " + setup))
+        << ops;
+    EXPECT_TRUE(!f.MSComm1.portOpen() && holder.portOpen() && !scanPort->portOpen());
     // The first port found in the box.
     EXPECT_EQ(describe(f), "COM3 COM12 [COM3] | COM12,4800; COM7,9600 | 添加0 9600 [] OK");
     EXPECT_EQ(testing::labelText(ports) + testing::labelText(combo(f, "Combo5")), QStringLiteral("端口奇偶校验位"));
