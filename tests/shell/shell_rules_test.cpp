@@ -126,25 +126,13 @@ TEST(QtChinese, ButtonsOfMessageBoxesReadInChinese) {
 namespace xl::shell {
 namespace {
 
-TEST(PortListRules, MatchIsContainmentUpToTheComma) {
-  const QStringList list{"COM10,9600", "com1,4800", "COM3,9600"};
-  // "COM1," is not in "COM10,9600": the comma makes the end exact; case does not count.
-  // A text from the middle of an entry matches; an empty one (a lone comma) finds the first.
-  for (const auto& [text, found] : {std::pair{"COM1", 1}, {"COM10", 0}, {"Com3", 2}, {"COM4", -1}, {"M1", 1}, {"", 0}})
-    EXPECT_EQ(findPortEntry(list, text), found) << text;
-  EXPECT_EQ(findPortEntry({}, ""), -1);
-  // The first of two matches wins.
-  EXPECT_EQ(findPortEntry({"COM3,4800", "COM3,9600"}, "COM3"), 0);
-
-  EXPECT_EQ(portEntry("COM5", "19200"), "COM5,19200");
-  EXPECT_EQ(portEntry("", "9600") + portEntry("COM5", ""), "");
-}
-
-// The hint under an empty site: where to begin, by what is missing.
-TEST(StationEditorRules, EmptySiteHint) {
+// The hint under an empty site: where to begin, by what is missing. A port list entry needs
+// both halves.
+TEST(StationEditorRules, EmptySiteHintAndPortEntry) {
   EXPECT_FALSE(emptySiteHint(0, 0).isEmpty() || emptySiteHint(2, 0).isEmpty());
   EXPECT_NE(emptySiteHint(0, 0), emptySiteHint(1, 0));
   EXPECT_TRUE(emptySiteHint(1, 1).isEmpty());
+  EXPECT_EQ(portEntry("", "9600") + portEntry("COM5", "") + "|" + portEntry("COM5", "19200"), "|COM5,19200");
 }
 
 // What the login and the password change screens do not reach: names with a blank or in

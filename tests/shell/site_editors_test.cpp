@@ -257,6 +257,12 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
     // Typing matches as the port list's rules say ("M7" is inside "COM7,9600").
     type(ports, "m7");
     EXPECT_EQ(describe(f), "COM3 COM12 [m7] | COM12,4800; COM7,9600 | 更新1 9600 [] OK");
+    // "COM1," is not in "COM12,4800": the comma makes the end exact. An empty box (a lone comma)
+    // finds the first entry.
+    type(ports, "COM1");
+    EXPECT_EQ(describe(f), "COM3 COM12 [COM1] | COM12,4800; COM7,9600 | 添加1 9600 [] OK");
+    ports->clearEditText();
+    EXPECT_EQ(describe(f), "COM3 COM12 [] | COM12,4800; COM7,9600 | 更新0 9600 [] OK");
     click(f, "Command4");
   });
   EXPECT_EQ(modals, QStringList{"FrmPortConfiguration"});
