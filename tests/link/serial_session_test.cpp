@@ -288,35 +288,30 @@ TEST_F(SessionTest, ARequestWaitsForTheExchangeUnderWayOnItsLine) {
 
 TEST(ExchangeRecord, EachReplyShapeGetsItsVerdictAndTheRingKeepsTheNewest) {
   const Bytes rt = requestFrame(1, " 03 0100 0023"), lm = requestFrame(1, " 03 E0 1D 0001");
-  int code = -1;
-  EXPECT_EQ(judgeReply(rt, realTimeReply(1)), Verdict::Ok);
+  const Bytes on = requestFrame(1, " 06 010A 0001"), factory = appendCrc({1, 0x78}), whole = realTimeReply(1);
+  // The verdict's text, the exception's code included.
+  const auto v = [](const Bytes& request, const Bytes& reply) {
+    int code = -1;
+    const Verdict verdict = judgeReply(request, reply, &code);
+    return verdictText(verdict, code) + "|";
+  };
   // The answer of another station, or to another function, answers another request.
-  EXPECT_EQ(judgeReply(rt, realTimeReply(2)), Verdict::AddressMismatch);
-  EXPECT_EQ(judgeReply(rt, appendCrc({0x01, 0x04, 0x02, 0x00, 0x0F})), Verdict::AddressMismatch);
-  EXPECT_EQ(judgeReply(rt, {}), Verdict::NoReply);
-  Bytes spoiled = realTimeReply(1);
+  EXPECT_EQ(v(rt, whole) + v(rt, realTimeReply(2)) + v(rt, appendCrc({0x01, 0x04, 0x02, 0x00, 0x0F})) + v(rt, {}),
+            "正常|地址不符|地址不符|无应答|");
+  // A spoiled CRC; a reply cut by a gap (the first part alone has no right CRC); one byte; more
+  // than a frame can hold (a line full of noise) is no frame either, and never a failure.
+  Bytes spoiled = whole, longest(255, 0x11);
   spoiled.back() ^= 0xFF;
-  EXPECT_EQ(judgeReply(rt, spoiled), Verdict::CrcError);
-  // A reply cut by a gap: the first part alone has no right CRC.
-  const Bytes whole = realTimeReply(1);
-  EXPECT_EQ(judgeReply(rt, Bytes(whole.begin(), whole.begin() + 40)), Verdict::CrcError);
-  EXPECT_EQ(judgeReply(rt, {0x01}), Verdict::CrcError);
-  // More than a frame can hold (a line full of noise) is no frame either, and never a failure.
-  EXPECT_EQ(judgeReply(rt, Bytes(600, 0x55)), Verdict::CrcError);
-  Bytes longest(255, 0x11);
   longest[0] = 1, longest[1] = 0x78;
-  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), appendCrc(longest)), Verdict::Ok);
-  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), Bytes(258, 0x11)), Verdict::CrcError);
-  // A right frame of the wrong length: the load mode reply to a real-time request.
-  EXPECT_EQ(judgeReply(rt, appendCrc({0x01, 0x03, 0x02, 0x00, 0x0F})), Verdict::LengthMismatch);
-  EXPECT_EQ(judgeReply(lm, appendCrc({0x01, 0x03, 0x02, 0x00, 0x0F})), Verdict::Ok);
-  EXPECT_EQ(judgeReply(lm, appendCrc({0x01, 0x83, 0x02}), &code), Verdict::Exception);
-  EXPECT_EQ(code, 2);
-  // Writes are echoed in 8 bytes; functions of the factory have no fixed length.
-  EXPECT_EQ(judgeReply(requestFrame(1, " 06 010A 0001"), requestFrame(1, " 06 010A 0001")), Verdict::Ok);
-  EXPECT_EQ(judgeReply(requestFrame(1, " 06 010A 0001"), appendCrc({1, 6, 1, 0x0A, 0})), Verdict::LengthMismatch);
-  EXPECT_EQ(judgeReply(appendCrc({1, 0x78}), appendCrc({1, 0x78, 0, 0, 0, 0})), Verdict::Ok);
-  EXPECT_EQ(verdictText(Verdict::Exception, 2), "异常应答 02");
+  EXPECT_EQ(v(rt, spoiled) + v(rt, Bytes(whole.begin(), whole.begin() + 40)) + v(rt, {0x01}) + v(rt, Bytes(600, 0x55)) +
+                v(factory, appendCrc(longest)) + v(factory, Bytes(258, 0x11)),
+            "CRC错误|CRC错误|CRC错误|CRC错误|正常|CRC错误|");
+  // A right frame of the wrong length: the load mode reply to a real-time request. Writes are
+  // echoed in 8 bytes; functions of the factory have no fixed length.
+  const Bytes loadMode = appendCrc({0x01, 0x03, 0x02, 0x00, 0x0F});
+  EXPECT_EQ(v(rt, loadMode) + v(lm, loadMode) + v(lm, appendCrc({0x01, 0x83, 0x02})) + v(on, on) +
+                v(on, appendCrc({1, 6, 1, 0x0A, 0})) + v(factory, appendCrc({1, 0x78, 0, 0, 0, 0})),
+            "长度不符|正常|异常应答 02|正常|长度不符|正常|");
   for (const char* text : {"COM3,9600", "COM3"}) EXPECT_EQ(portNameOf(text), "COM3") << text;
 
   // The ring of exchanges keeps the newest and counts all.
