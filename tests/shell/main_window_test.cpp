@@ -324,11 +324,15 @@ TEST_F(LoginTest, ATouchOfTheUserBoxOrThePasswordBoxStopsTheTimer) {
   });
   mdi().UserSwitch_Click();
   EXPECT_EQ(state(), "guest 00000000 gone");
-  for (const char* n : {"UserSwitch", "Exit", "RealTimeMonitoring", "GlobalMonitoring", "About", "User Switch",
-                        "Real Time Monitoring", "Daily Monitoring", "Global Monitoring", "History Monitoring"})
-    EXPECT_TRUE(mdi().action(n)->isEnabled()) << n;
-  for (const char* n : {"View", "Monitoring", "Help", "System"})
-    EXPECT_TRUE(mdi().findChild<QMenu*>(n)->menuAction()->isEnabled()) << n;
+  // The items greyed out for the guest, menus by their menu's name: only the administrator's,
+  // and the clock, which is always grey.
+  QStringList grey;
+  for (QAction* a : mdi().findChildren<QAction*>())
+    if (!a->isEnabled() && a->isVisible()) grey << (a->menu() ? a->menu()->objectName() : a->objectName());
+  grey.removeAll("");
+  EXPECT_EQ(grey.join(' '),
+            "LogOff ChangePassword Communication AddStation Parameter RealTimeClock Maintenance Port "
+            "Configuration Data Save Seting");
 }
 
 TEST_F(LoginTest, PasswordChangeAboutTheIdleScreensAndNoDeadItem) {
