@@ -99,8 +99,7 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   EXPECT_TRUE(ops.starts_with("CommPort=4 ")) << ops;
   // At their silence limit both exchanges end and both ports close.
   clock.advance(ms(SerialSession::kSilenceLimitMs));
-  EXPECT_FALSE(scan.control().portOpen());
-  EXPECT_FALSE(session.control().portOpen());
+  EXPECT_FALSE(scan.control().portOpen() || session.control().portOpen());
   ops.clear();
   session.sendRequest("COM4,9600", requestFrame(2, " 03 0100 0023"));
   EXPECT_EQ(ops,
@@ -177,9 +176,7 @@ TEST_F(SessionTest, FailedSendsWriteNothing) {
   other.setPortOpen(true);
   for (const char* portText : {"COM3,9600", "COM3", "COMx,9600", "", "COM3,abc", "COM9,9600", "COM0,9600", "COM4,"}) {
     exchange(session, portText, kRead1, 300);
-    EXPECT_TRUE(line->wire().empty()) << portText;
-    EXPECT_TRUE(replies.empty()) << portText;
-    EXPECT_EQ(session.portNumber(), 0) << portText;
+    EXPECT_EQ(std::tuple(line->wire().size(), replies.size(), session.portNumber()), std::tuple(0u, 0u, 0)) << portText;
   }
   other.setPortOpen(false);
   replyWith(realTimePayload(1));
@@ -231,8 +228,7 @@ TEST_F(SessionTest, GoodReplyIsReadAtTheEndOfTheWindowWhileTimerTicksWait) {
   clock.advance(ms(150));
   ASSERT_EQ(replies.size(), 1u);
   EXPECT_EQ(replies[0].first, firstByte + ms(100));
-  EXPECT_EQ(replies[0].second, realTimePayload(1));
-  EXPECT_EQ(replies[0].second.size() - 1, 72u);  // the upper index a handler insists on
+  EXPECT_EQ(replies[0].second, realTimePayload(1));  // 73 bytes: the upper index a handler insists on is 72
   EXPECT_FALSE(session.control().portOpen());
   // The 75 bytes of the reply took 78 ms on the wire.
   ASSERT_EQ(line->wire().size(), 2u);
@@ -342,9 +338,8 @@ TEST_F(SessionTest, ReportsGoodAndSilentExchanges) {
   EXPECT_EQ(clock.pending(), tasks + 1);
   clock.advance(ms(1000));
   ASSERT_EQ(seen.size(), 1u);
-  EXPECT_EQ(std::tuple(seen[0].verdict, seen[0].port, seen[0].address), std::tuple(Verdict::Ok, "COM3", 1));
-  EXPECT_EQ(seen[0].request, requestFrame(1, " 03 0100 0023"));
-  EXPECT_EQ(seen[0].reply, realTimeReply(1));
+  EXPECT_EQ(std::tuple(seen[0].verdict, seen[0].port, seen[0].address, seen[0].request, seen[0].reply),
+            std::tuple(Verdict::Ok, "COM3", 1, requestFrame(1, " 03 0100 0023"), realTimeReply(1)));
   // The record ends when the receive window has closed: 8 bytes out, 5 ms, the first byte
   // back, then the 100 ms window.
   EXPECT_NEAR(static_cast<double>(seen[0].endedUs - seen[0].sentUs), 9 * 1041.7 + 5000 + 100000, 200);
