@@ -225,10 +225,11 @@ TEST(DeviceDataMap, ChargeStateLoadStateAndLoadMode) {
     EXPECT_EQ(chargeStateName(s), "");
     const Bytes bytes = realTime(67, "80 " + hexText(Bytes{s}) + " 12 01");
     const std::string flags = "10000000" + byteToBits(s) + "0001001000000001";
-    EXPECT_EQ(decoded(bytes, Reader::RealTime).chargeStateText, "");
-    EXPECT_EQ(decoded(bytes, Reader::Recorder).chargeStateText, "");
-    EXPECT_EQ(decoded(bytes, Reader::Scan).chargeStateText, flags);
-    EXPECT_EQ(decoded(bytes, Reader::Scan).statusFlags, flags);
+    const RealTimeBlock scan = decoded(bytes, Reader::Scan);
+    EXPECT_EQ(decoded(bytes, Reader::RealTime).chargeStateText + "|" +
+                  decoded(bytes, Reader::Recorder).chargeStateText + "|" + scan.chargeStateText + "|" +
+                  scan.statusFlags,
+              "||" + flags + "|" + flags);
   }
 
   // Load state: bit 7 of byte 67 alone.
@@ -283,44 +284,37 @@ TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
 // Each tested position alone, then positions together, where the order of the tests decides.
 // The recorder's own words are the recorder line's tests.
 TEST(DeviceDataMap, StatusGroups) {
-  // The groups on the live screen and on the scan ("=": as on the live screen, "-": not tried).
-  const std::tuple<std::vector<int>, const char*, const char*> cases[] = {
-      {{32}, "过放 正常 正常 已打开", "="},
-      {{31}, "超压 正常 正常 已打开", "="},
-      {{30}, "欠压警告 正常 正常 已打开", "="},
-      {{29}, "正常 正常 正常 负载短路", "="},
-      {{28}, "正常 正常 正常 负载过流", "="},
-      {{27}, "正常 正常 设备超温 已打开", "="},
-      {{26}, "蓄电池超温 正常 正常 已打开", "正常 正常 正常 已打开"},
-      {{25}, "正常 超功率 正常 已打开", "正常 太阳能板功率过大 正常 已打开"},
-      {{24}, "正常 正常 正常 已打开", "="},
-      {{23}, "正常 超压 正常 已打开", "正常 太阳能板超压 正常 已打开"},
-      {{20}, "正常 太阳板反接 正常 已打开", "正常 太阳能板反接 正常 已打开"},
-      // Over-discharge hides under-voltage; over-voltage overwrites both.
-      {{32, 30}, "过放 正常 正常 已打开", "="},
-      {{32, 31}, "-", "超压 正常 正常 已打开"},
-      // The live screen's battery over-temperature comes last.
-      {{32, 31, 26}, "蓄电池超温 正常 正常 已打开", "超压 正常 正常 已打开"},
-      // Over-power hides panel over-voltage; position 24 wipes both on the scan.
-      {{25, 23}, "正常 超功率 正常 已打开", "正常 太阳能板功率过大 正常 已打开"},
-      {{25, 23, 24}, "正常 超功率 正常 已打开", "正常 正常 正常 已打开"},
-      {{23, 24}, "正常 超压 正常 已打开", "正常 正常 正常 已打开"},
-      // Reverse polarity comes after the wipe.
-      {{25, 24, 20}, "-", "正常 太阳能板反接 正常 已打开"},
-      {{25, 20}, "正常 太阳板反接 正常 已打开", "-"},
-      {{27, 26}, "蓄电池超温 正常 设备超温 已打开", "正常 正常 设备超温 已打开"},
-      // Short circuit wins over over-current.
-      {{28, 29}, "正常 正常 正常 负载短路", "="},
-      // Positions no reader tests change nothing, even all at once.
-      {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 21, 22}, "正常 正常 正常 已打开", "="},
-  };
-  for (const auto& [positions, rt, scan] : cases) {
-    std::string label;
-    for (int p : positions) label += " " + std::to_string(p);
-    for (const auto& [reader, want] : {std::pair{Reader::RealTime, rt}, {Reader::Scan, scan}}) {
-      if (std::string_view(want) == "-") continue;
+  // The groups on the live screen and on the scan ("=": as on the live screen, "-": not tried),
+  // by the positions set. Each tested position alone (32 to 20). Then: over-discharge hides
+  // under-voltage, over-voltage overwrites both; the live screen's battery over-temperature comes
+  // last; over-power hides panel over-voltage, position 24 wipes both on the scan; reverse
+  // polarity comes after the wipe; the two temperatures; short circuit wins over over-current;
+  // positions no reader tests change nothing, even all at once.
+  const std::string table =
+      "32|过放 正常 正常 已打开|=;31|超压 正常 正常 已打开|=;30|欠压警告 正常 正常 已打开|=;"
+      "29|正常 正常 正常 负载短路|=;28|正常 正常 正常 负载过流|=;27|正常 正常 设备超温 已打开|=;"
+      "26|蓄电池超温 正常 正常 已打开|正常 正常 正常 已打开;"
+      "25|正常 超功率 正常 已打开|正常 太阳能板功率过大 正常 已打开;24|正常 正常 正常 已打开|=;"
+      "23|正常 超压 正常 已打开|正常 太阳能板超压 正常 已打开;"
+      "20|正常 太阳板反接 正常 已打开|正常 太阳能板反接 正常 已打开;32 30|过放 正常 正常 已打开|=;"
+      "32 31|-|超压 正常 正常 已打开;32 31 26|蓄电池超温 正常 正常 已打开|超压 正常 正常 已打开;"
+      "25 23|正常 超功率 正常 已打开|正常 太阳能板功率过大 正常 已打开;"
+      "25 23 24|正常 超功率 正常 已打开|正常 正常 正常 已打开;"
+      "23 24|正常 超压 正常 已打开|正常 正常 正常 已打开;25 24 20|-|正常 太阳能板反接 正常 已打开;"
+      "25 20|正常 太阳板反接 正常 已打开|-;27 26|蓄电池超温 正常 设备超温 已打开|正常 正常 设备超温 已打开;"
+      "28 29|正常 正常 正常 负载短路|=;"
+      "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 21 22|正常 正常 正常 已打开|=;";
+  std::istringstream rows(table);
+  for (std::string row; std::getline(rows, row, ';');) {
+    const auto bar = row.find('|'), last = row.rfind('|');
+    std::vector<int> positions;
+    std::istringstream in(row.substr(0, bar));
+    for (int p; in >> p;) positions.push_back(p);
+    const std::string rt = row.substr(bar + 1, last - bar - 1), scan = row.substr(last + 1);
+    for (const auto& [reader, want] : {std::pair{Reader::RealTime, rt}, {Reader::Scan, scan == "=" ? rt : scan}}) {
+      if (want == "-") continue;
       const StatusTexts t = applyStatusGroups(flagsWith(positions), {"old", "old", "old", "已打开"}, reader);
-      EXPECT_EQ(joined(t), std::string_view(want) == "=" ? rt : want) << nameOf(reader) << label;
+      EXPECT_EQ(joined(t), want) << nameOf(reader) << " " << row.substr(0, bar);
     }
   }
   // Through a reply: position p is bit (32 - p) of the fault word in bytes 69, 70.
@@ -346,36 +340,31 @@ Failure failureOf(const std::function<void()>& fn) {
 
 // Every frame the console's documentation prints, as request text and as wire bytes.
 TEST(FrameCodec, GoldenRequestFrames) {
-  const std::pair<const char*, const char*> golden[] = {
-      {"01 03 0100 0023", "01 03 01 00 00 23 05 EF"},   // real-time block
-      {"01 03 000A 0011", "01 03 00 0A 00 11 A5 C4"},   // device information
-      {"01 03 E0 1D 0001", "01 03 E0 1D 00 01 23 CC"},  // load mode register
-      {"01 06 010A 0001", "01 06 01 0A 00 01 69 F4"},   // load on
-      {"01 06 010A 0000", "01 06 01 0A 00 00 A8 34"},   // load off
-      {"01 03 F003 000A", "01 03 F0 03 00 0A 06 CD"},   // history, 3 days ago
-      {"01 03 F000 000A", "01 03 F0 00 00 0A F6 CD"},   // history, today
-      {"01 03 000A 0001", "01 03 00 0A 00 01 A4 08"},   // address poll
-      {"01 06 001A 0005", "01 06 00 1A 00 05 68 0E"},   // new address 5
-      {"01 78 0000 0001", "01 78 00 00 00 01 60 00"},   // factory settings
-      {"01 79 0000 0001", "01 79 00 00 00 01 5D C0"},   // clear history
-      {"01 06 E327 0000", "01 06 E3 27 00 00 0E 45"},  {"01 06 E327 0001", "01 06 E3 27 00 01 CF 85"},
-      {"01 06 DF01 0001", "01 06 DF 01 00 01 22 1E"},  // restart
-  };
-  for (const auto& [text, hex] : golden) {
+  // Request text and wire bytes: the real-time block, the device information, the load mode
+  // register, load on, load off, history of 3 days ago and of today, the address poll, new
+  // address 5, factory settings, clear history, the two values of register E327, restart.
+  std::istringstream golden(
+      "01 03 0100 0023|01 03 01 00 00 23 05 EF;01 03 000A 0011|01 03 00 0A 00 11 A5 C4;"
+      "01 03 E0 1D 0001|01 03 E0 1D 00 01 23 CC;01 06 010A 0001|01 06 01 0A 00 01 69 F4;"
+      "01 06 010A 0000|01 06 01 0A 00 00 A8 34;01 03 F003 000A|01 03 F0 03 00 0A 06 CD;"
+      "01 03 F000 000A|01 03 F0 00 00 0A F6 CD;01 03 000A 0001|01 03 00 0A 00 01 A4 08;"
+      "01 06 001A 0005|01 06 00 1A 00 05 68 0E;01 78 0000 0001|01 78 00 00 00 01 60 00;"
+      "01 79 0000 0001|01 79 00 00 00 01 5D C0;01 06 E327 0000|01 06 E3 27 00 00 0E 45;"
+      "01 06 E327 0001|01 06 E3 27 00 01 CF 85;01 06 DF01 0001|01 06 DF 01 00 01 22 1E");
+  for (std::string row; std::getline(golden, row, ';');) {
     // The same bytes built from the text, with the CRC appended to the payload, and verified back.
-    const Bytes wire = testing::hexBytes(hex), payload(wire.begin(), wire.begin() + 6);
+    const std::string text = row.substr(0, row.find('|'));
+    const Bytes wire = testing::hexBytes(row.substr(row.find('|') + 1)), payload(wire.begin(), wire.begin() + 6);
     ASSERT_EQ(wire.size(), 8u);
     EXPECT_EQ(hexText(buildFrame(text)), hexText(wire)) << text;
     EXPECT_EQ(appendCrc(payload), wire) << text;
     EXPECT_EQ(verifyFrame(hexText(wire)), payload) << text;
   }
   // Requests composed as screens compose them: address text plus literal.
-  for (const auto& [literal, wire] : {std::pair{" 03 0100 0023", "01 03 01 00 00 23 05 EF"},
-                                      {" 03 000A 0011", "01 03 00 0A 00 11 A5 C4"},
-                                      {" 03 E0 1D 0001", "01 03 E0 1D 00 01 23 CC"},
-                                      {" 78 0000 0001", "01 78 00 00 00 01 60 00"},
-                                      {"06E3270000", "01 06 E3 27 00 00 0E 45"}})
-    EXPECT_EQ(requestFrame(1, literal), testing::hexBytes(wire)) << literal;
+  std::string composed;
+  for (const char* literal : {" 03 0100 0023", " 03 000A 0011", " 03 E0 1D 0001", " 78 0000 0001", "06E3270000"})
+    composed += hexText(requestFrame(1, literal)) + " ";
+  EXPECT_EQ(composed, "01030100002305EF 0103000A0011A5C4 0103E01D000123CC 0178000000016000 0106E32700000E45 ");
 }
 
 TEST(FrameCodec, CrcTablesComputeAndLimits) {
