@@ -250,10 +250,16 @@ void FrmPortConfiguration::Command1_Click() {
   QString key, value;
   if (!checkGateway(key, value)) return;
   if (Command1->text() != QStringLiteral("添加")) {
-    // The entry found by the last change; an index off the list (the entry deleted since)
-    // changes nothing.
-    if (QListWidgetItem* item = List1->item(editIndex))
-      item->setText(Combo1->currentText() + QLatin1Char(',') + Combo2->currentText());
+    // The entry found by the last change takes the chosen baud rate and keeps its own port
+    // name: the match is containment without regard to case, so an empty box (which finds the
+    // first entry) or a part of a name ("3" finds "COM3,9600") must not rewrite the entry into
+    // another port. An empty box or baud rate, or an index off the list (the entry deleted
+    // since), changes nothing.
+    QListWidgetItem* item = List1->item(editIndex);
+    const QString entry = item && !Combo1->currentText().isEmpty()
+                              ? portEntry(portOfEntry(item->text()), Combo2->currentText())
+                              : QString();
+    if (!entry.isEmpty()) item->setText(entry);
   } else {
     const QString entry = portEntry(Combo1->currentText(), Combo2->currentText());
     if (!entry.isEmpty()) List1->addItem(entry);

@@ -260,6 +260,12 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
     EXPECT_EQ(describe(f), "COM3 COM12 [COM1] | COM12,4800; COM7,9600 | 添加1 9600 [] OK");
     ports->clearEditText();
     EXPECT_EQ(describe(f), "COM3 COM12 [] | COM12,4800; COM7,9600 | 更新0 9600 [] OK");
+    // 更新 there changes no entry; a part of a name changes only the baud rate of its entry.
+    click(f, "Command1");
+    type(ports, "m7");
+    type(combo(f, "Combo2"), "4800");
+    click(f, "Command1");
+    EXPECT_EQ(describe(f), "COM3 COM12 [m7] | COM12,4800; COM7,4800 | 更新1 4800 [] OK");
     click(f, "Command4");
   });
   EXPECT_EQ(modals, QStringList{"FrmPortConfiguration"});
