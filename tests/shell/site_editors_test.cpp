@@ -608,7 +608,11 @@ class SiteListsModelTest : public SiteEditorsTest {
           click(f, "Command1");
           const auto at = std::find_if(shown.begin(), shown.end(),
                                        [&](const QString& e) { return same(e.section(',', 0, 0), port); });
-          (at != shown.end() ? *at : shown.emplace_back()) = port + "," + baud;
+          // An update keeps the entry's own port name (the pool holds names in both cases).
+          if (at != shown.end())
+            *at = at->section(',', 0, 0) + "," + baud;
+          else
+            shown.push_back(port + "," + baud);
         } else if (what == 1 && !shown.isEmpty()) {
           chosen = int(rng_() % shown.size());
           note("  choose " + shown[chosen]);
