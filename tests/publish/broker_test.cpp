@@ -390,12 +390,11 @@ TEST_F(AvailabilityTest, StationsAreOfflineUntilTheirFirstReplyOfThisRunAndAClie
   EXPECT_EQ(std::vector<QByteArray>(live.end() - std::min<std::size_t>(live.size(), 3), live.end()),
             (std::vector<QByteArray>{"online", "offline", "online"}));
 
-  // A discovery config of this run (its keys are checked in the rules' test).
+  // A discovery config of this run (its keys are checked in the rules' test), to be cleared below.
   std::string configTopic;
   for (const auto& m : sub.messages())
     if (m.topic.rfind("homeassistant/sensor/site1_", 0) == 0 && !m.payload.isEmpty()) configTopic = m.topic;
   ASSERT_FALSE(configTopic.empty());
-  EXPECT_EQ(pick(jsonOf(sub.on(configTopic).back()), {"availability_mode"}), "all");
 
   // Another Client Id: nothing stays retained under the old one.
   publishTo(broker.port(), "site2");
@@ -414,9 +413,9 @@ TEST_F(AvailabilityTest, KilledConsoleTakesItsStationsOfflineThroughItsLastWill)
   // The console's own folder: its program, and settings that turn the publisher on.
   const QString program = dir.path() + "/xinglan";
   ASSERT_TRUE(QFile::copy(QStringLiteral(XL_CONSOLE_PROGRAM), program));
-  const QStringList keys = {"Enabled", "Host", "Port", "Client Id"};
-  const QStringList values = {"1", "127.0.0.1", QString::number(broker.port()), "killed"};
-  for (int i = 0; i < keys.size(); ++i) core::writeIniFile("MQTT", keys[i], values[i], dir.path() + "/MSCON.DLL");
+  for (const QString& key :
+       QStringLiteral("Enabled=1|Host=127.0.0.1|Port=%1|Client Id=killed").arg(broker.port()).split('|'))
+    core::writeIniFile("MQTT", key.section('=', 0, 0), key.section('=', 1), dir.path() + "/MSCON.DLL");
   QProcess console;
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
   env.insert("QT_QPA_PLATFORM", "offscreen");
