@@ -4,8 +4,12 @@
 // The wire dialogue itself is asserted by the monitoring cycle test; here only what is shown.
 // And what the screens show is what the stations said: with faults (another address, a slow
 // reply, silence), checked on the wire, in the record of the exchanges and on the screens.
+// Alarms likewise: a fault word changed while the scan runs, a station made silent and back, and
+// the screens 告警记录 and the alarm settings used through their controls.
 
+#include "engine/alarms/alarm_engine.h"
 #include "link/exchange_log.h"
+#include "monitoring/frm_alarm_log.h"
 #include "monitoring/frm_exchange_log.h"
 #include "monitoring/frm_real_time_monitoring.h"
 #include "tests/e2e/e2e.h"
@@ -13,12 +17,12 @@
 namespace xl::testing {
 namespace {
 
+using engine::alarms::AlarmEngine;
+using engine::alarms::AlarmEvent;
 using monitoring::Freshness;
+using monitoring::FrmGlobalMonitoring;
 using monitoring::FrmMonitoring1;
 using monitoring::FrmRealTimeMonitoring;
-
-const QString kOne = QStringLiteral("一号站");
-const QString kTwo = QStringLiteral("二号站");
 
 class LinkHealthTest : public WholeConsole {
  protected:
@@ -205,7 +209,7 @@ TEST_F(TruthTest, RepliesOfAnotherStationAreNeverBookedToTheStationAsked) {
   EXPECT_EQ(stationsText({"COM3,9600,1", "COM3,9600,2"}),
             "一号站 answered=1 image=2 status=1 block=73 stored=73\n"
             "二号站 answered=0 image=3 status=0 block=0 stored=0");
-  EXPECT_EQ(scan().stationHealth(kTwo).state, Freshness::NeverAnswered);
+  EXPECT_EQ(scan().stationHealth(secondName).state, Freshness::NeverAnswered);
   EXPECT_EQ(rowText(2), "|无应答|0% colours #969696 #969696 #c80000");
   EXPECT_EQ(tooltipOf("COM3,9600,2"), QStringLiteral("无应答"));
   EXPECT_EQ(control<QLabel>(mdi(), "HealthStatus")->text().left(12), QStringLiteral("在线站点 1/2    "));
@@ -231,7 +235,7 @@ TEST_F(TruthTest, SilentStationChosenOnTheLiveScreenLeavesTheLineToTheScanAndSto
   startAndSettle();
   silence(station2);
   // The device information, 300 ms later the real-time block, and at 900 ms the daily screen's.
-  live().setCombo1Text(kTwo);
+  live().setCombo1Text(secondName);
   clock.advance(ms(50));
   ASSERT_TRUE(link::SerialSession::exchangeOnLine(3));
   clock.advance(ms(1200));
@@ -244,7 +248,7 @@ TEST_F(TruthTest, SilentStationChosenOnTheLiveScreenLeavesTheLineToTheScanAndSto
   clock.advance(ms(20000));
   EXPECT_EQ(sentFrames(*line, from), secondRound);
   EXPECT_EQ(verdictsOf(1, from), "正常,正常");
-  EXPECT_EQ(scan().stationHealth(kOne).state, Freshness::Fresh);
+  EXPECT_EQ(scan().stationHealth(firstName).state, Freshness::Fresh);
 
   // 停止监控 with a load command out: the line is free at once, nothing waits.
   QTest::mouseClick(button(live(), "Command2"), Qt::LeftButton);
@@ -260,7 +264,7 @@ TEST_F(TruthTest, SilentStationChosenOnTheLiveScreenLeavesTheLineToTheScanAndSto
 TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsGreyedOnBothMonitors) {
   station1->state().readings.loadOn = true;
   startAndSettle();
-  live().setCombo1Text(kOne);
+  live().setCombo1Text(firstName);
   clock.advance(ms(1000));
   auto* on = control<QRadioButton>(live(), "Option1");
   auto* off = control<QRadioButton>(live(), "Option2");
@@ -271,8 +275,8 @@ TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsG
   EXPECT_TRUE(off->isChecked());
   EXPECT_EQ(logCount(QStringLiteral("负载开关无应答")), 0);
   // Silent: back to what 负载状态 showed (the last block: on), one line.
-  live().setCombo1Text(kTwo);
-  live().setCombo1Text(kOne);
+  live().setCombo1Text(secondName);
+  live().setCombo1Text(firstName);
   clock.advance(ms(1000));
   ASSERT_TRUE(on->isChecked() || off->isChecked());
   const bool shownOn = on->isChecked();
@@ -311,6 +315,161 @@ TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsG
   silence(station1, false);
   clock.advance(ms(scan().roundLengthUs() / 1000 + 2000));
   EXPECT_EQ(staleText(), "live 0 hidden, daily 0 hidden, voltage enabled=1 25.9");
+}
+
+// One round of the scan with the recorder's default interval: a request a second for each
+// station and each of the two passes, a tick to end each pass, then 11 s of rest.
+constexpr int kRoundMs = 17000;
+
+class AlarmsTest : public WholeConsole {
+ protected:
+  void SetUp() override {
+    WholeConsole::SetUp();
+    core::configPath = dir.filePath("MSCON.DLL");
+    engine = std::make_unique<AlarmEngine>(dir.filePath("XLALARM.DB"));
+    engine->addEventListener([this](const AlarmEvent& e) { events.push_back(e); });
+    FrmGlobalMonitoring::setReplyListener(
+        {{},
+         [this](const QString& n, const QString& id, const QByteArray& r) { engine->realTimeReply(n, id, r); },
+         [this](const QString& n, const QString& id) { engine->realTimeMissed(n, id); }});
+    start();
+    clock.advance(ms(25000));
+    ASSERT_TRUE(scan().answered(1) && scan().answered(2));
+  }
+  void TearDown() override {
+    FrmGlobalMonitoring::setReplyListener({});
+    WholeConsole::TearDown();
+    engine.reset();
+  }
+  // The open alarms of both stations, then the events since the last call.
+  std::string alarmsText() {
+    QStringList out;
+    for (const QString& station : {firstName, secondName}) {
+      QStringList codes;
+      for (const auto& a : engine->activeOf(station)) codes << a.code;
+      out << station + ": " + codes.join(' ');
+    }
+    QStringList told;
+    for (const auto& e : events) told << e.station + " " + e.code + (e.raised ? "+" : "-");
+    events.clear();
+    return (out.join("; ") + " | " + told.join(", ")).toStdString();
+  }
+
+  std::unique_ptr<AlarmEngine> engine;
+  std::vector<AlarmEvent> events;
+};
+
+// The scan's replies and misses reach the alarms (their rules are the engine's own tests'):
+// raised at the first reply with the fault, told in the message window, never in a box.
+TEST_F(AlarmsTest, FaultsAndSilenceOfTheScanRaiseAndClearAlarmsShownInTheTreeAndTheStatusBar) {
+  EXPECT_EQ(alarmsText(), "一号站: ; 二号站:  | ");
+  station1->state().readings.faultWord = sim::fault::kOverDischarge | sim::fault::kLoadShort;
+  clock.advance(ms(kRoundMs));
+  EXPECT_EQ(alarmsText(),
+            "一号站: over_discharge load_short_circuit; 二号站:  | "
+            "一号站 over_discharge+, 一号站 load_short_circuit+");
+  EXPECT_EQ(logCount(QStringLiteral("告警发生：一号站 设备ID 1 蓄电池过放")), 1);
+  EXPECT_TRUE(dialogs.shown.empty()) << "nothing pops up";
+
+  // Station 1 falls silent: after three rounds without a reply "silent" is raised and its
+  // faults stay; station 2 is untouched. Back and without faults, all clear.
+  silence(station1);
+  clock.advance(ms(3 * kRoundMs));
+  EXPECT_EQ(alarmsText(), "一号站: over_discharge load_short_circuit silent; 二号站:  | 一号站 silent+");
+  silence(station1, false);
+  station1->state().readings.faultWord = 0;
+  clock.advance(ms(2 * kRoundMs));
+  EXPECT_EQ(alarmsText(), "一号站: ; 二号站:  | 一号站 over_discharge-, 一号站 load_short_circuit-, 一号站 silent-");
+
+  // The tree and the status bar: red count of unacknowledged alarms, the station's node red.
+  station2->state().readings.faultWord = sim::fault::kDeviceOverTemperature;
+  clock.advance(ms(kRoundMs));
+  EXPECT_EQ(control<QLabel>(mdi(), "AlarmStatus")->text(), QStringLiteral("未确认告警 1"))
+      << "the three of station 1 are cleared";
+  const auto* tree = control<QTreeWidget>(mdi(), "TreeView1");
+  const auto colourOf = [&](const QString& name) {
+    const auto found = tree->findItems(name, Qt::MatchExactly | Qt::MatchRecursive);
+    return found.size() == 1 ? found[0]->foreground(0).color().name() : QStringLiteral("not one node");
+  };
+  EXPECT_EQ(colourOf(secondName), "#c00000");
+  EXPECT_NE(colourOf(firstName), "#c00000");
+}
+
+TEST_F(AlarmsTest, ScreenAcknowledgesAsAdministratorNeverAsGuestAndExports) {
+  station1->state().readings.faultWord = sim::fault::kOverDischarge;
+  station2->state().readings.faultWord = sim::fault::kBatteryOverVoltage;
+  clock.advance(ms(kRoundMs));
+  mdi().action("AlarmLog")->trigger();
+  auto& view = monitoring::FrmAlarmLog::instance();
+  auto* active = grid(view, "ActiveGrid");
+  auto* ack = button(view, "Acknowledge");
+  // The open alarms (station, text, who acknowledged), the button, the chosen rows, the count.
+  const auto screenText = [&] {
+    return QStringLiteral("%1 | enabled=%2 chosen=%3 unacknowledged=%4 %5")
+        .arg(QString::fromStdString(gridText(active, {0, 2, 4})).replace('\n', "; "))
+        .arg(QString::number(ack->isEnabled()), QString::number(active->selectionModel()->selectedRows().size()),
+             QString::number(engine->log().unacknowledged()), control<QLabel>(mdi(), "AlarmStatus")->text())
+        .toStdString();
+  };
+  EXPECT_EQ(screenText(), "一号站|蓄电池过放|; 二号站|蓄电池超压| | enabled=0 chosen=0 unacknowledged=2 未确认告警 2");
+
+  // The guest chooses a row: the button stays grey and a real click does nothing.
+  core::currentUser = QStringLiteral("guest");
+  active->selectRow(1);
+  QTest::mouseClick(ack, Qt::LeftButton);
+  EXPECT_EQ(screenText(), "一号站|蓄电池过放|; 二号站|蓄电池超压| | enabled=0 chosen=1 unacknowledged=2 未确认告警 2");
+
+  // The administrator acknowledges the chosen row; after it nothing is chosen, and the same
+  // button pressed again does nothing.
+  core::currentUser = QStringLiteral("administrator");
+  view.updateButtons();
+  ASSERT_TRUE(ack->isEnabled());
+  for (int press = 0; press < 2; ++press) {
+    QTest::mouseClick(ack, Qt::LeftButton);
+    EXPECT_EQ(screenText(),
+              "一号站|蓄电池过放|administrator; 二号站|蓄电池超压| | enabled=0 chosen=0 unacknowledged=1 未确认告警 1");
+  }
+
+  // The history follows its station filter; the export is GBK with CR LF.
+  auto* history = grid(view, "HistoryGrid");
+  auto* stations = combo(view, "StationFilter");
+  ASSERT_EQ(history->rows(), 3);
+  stations->setCurrentIndex(stations->findText(secondName));
+  EXPECT_EQ(gridText(history, {2}), "蓄电池超压");
+  const QString path = dir.filePath("alarms");
+  dialogs.fileNames.push_back(path);
+  QTest::mouseClick(button(view, "Export"), Qt::LeftButton);
+  QFile file(path + ".csv");
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  const QString text = platform::fromGbk(file.readAll());
+  EXPECT_EQ(text.count("\r\n"), 2);
+  EXPECT_TRUE(text.startsWith(QStringLiteral("站点,设备ID,端口,代码,告警,")));
+  EXPECT_TRUE(text.contains(QStringLiteral("二号站,2,COM3，9600,battery_over_voltage,蓄电池超压,")));
+}
+
+TEST_F(AlarmsTest, SettingsDialogWritesTheSectionAndTheEngineTakesIt) {
+  mdi().action("AlarmSettings")->trigger();
+  auto& form = monitoring::FrmAlarmSettings::instance();
+  const auto type = [&](const char* box, const QString& text) {
+    edit(form, box)->selectAll();
+    QTest::keyClicks(edit(form, box), text);
+  };
+  EXPECT_EQ(edit(form, "TextSilentAfter")->text() + "/" + edit(form, "TextLowSoc")->text(), "3/");
+  // A refused value: one message, nothing written.
+  type("TextLowSoc", "150");
+  QTest::mouseClick(button(form, "Command1"), Qt::LeftButton);
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(core::readIni("Alarms", "Low SOC"), "");
+  type("TextSilentAfter", "2");
+  type("TextLowSoc", "50");
+  type("TextCommand", "/opt/site/notify");
+  QTest::mouseClick(button(form, "Command1"), Qt::LeftButton);
+  EXPECT_EQ(core::readIni("Alarms", "Silent After") + " " + core::readIni("Alarms", "Command"), "2 /opt/site/notify");
+  // Below 50 raises at the next round, 50 itself does not.
+  station1->state().readings.soc = 49;
+  station2->state().readings.soc = 50;
+  clock.advance(ms(kRoundMs));
+  EXPECT_EQ(alarmsText(), "一号站: low_soc; 二号站:  | 一号站 low_soc+");
 }
 
 }  // namespace
