@@ -52,6 +52,10 @@ inline constexpr int kLastReply = 15, kAge = 16, kShare = 17;
 
 class WholeConsole : public TwoStationFixture {
  protected:
+  // The requests to stations 1 to 3: information block, real-time block, load mode.
+  const std::string i1 = frame(1, kInfo), i2 = frame(2, kInfo), i3 = frame(3, kInfo);
+  const std::string r1 = frame(1, kRealTime), r2 = frame(2, kRealTime), r3 = frame(3, kRealTime);
+  const std::string l1 = frame(1, kLoadMode), l2 = frame(2, kLoadMode), l3 = frame(3, kLoadMode);
   // A row's last reply (digits as N), age and share, then the colours of its name, of column 6
   // and of its age ("-": none).
   std::string rowText(int row) {

@@ -58,10 +58,7 @@ class LinkHealthTest : public WholeConsole {
   std::int64_t nowMs() const { return platform::toMs(clock.now()); }
 
   // The requests of the round after the first, a second apart, whoever answers.
-  const std::vector<Sent> secondRound{{34600, frame(1, kRealTime)},
-                                      {35600, frame(2, kRealTime)},
-                                      {37600, frame(1, kLoadMode)},
-                                      {38600, frame(2, kLoadMode)}};
+  const std::vector<Sent> secondRound{{34600, r1}, {35600, r2}, {37600, l1}, {38600, l2}};
   std::vector<link::Exchange> exchanges;
   int observer = 0;
 };

@@ -14,26 +14,21 @@ using MonitoringCycleTest = WholeConsole;
 
 TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
   // Faults and charge states that the status columns show (they change nothing on the wire).
-  auto& r1 = station1->state().readings;
-  r1.chargeState = 2;
-  r1.faultWord = sim::fault::kPanelOverPower | sim::fault::kPanelNormal | sim::fault::kOverDischarge;
+  auto& readings1 = station1->state().readings;
+  readings1.chargeState = 2;
+  readings1.faultWord = sim::fault::kPanelOverPower | sim::fault::kPanelNormal | sim::fault::kOverDischarge;
   station2->state().readings.chargeState = 7;
   station2->state().readings.faultWord = sim::fault::kPanelOverPower;
   start();
   clock.advance(ms(40000));
-  const std::string info1 = frame(1, kInfo), info2 = frame(2, kInfo);
-  const std::string rt1 = frame(1, kRealTime), rt2 = frame(2, kRealTime);
-  const std::string lm1 = frame(1, kLoadMode), lm2 = frame(2, kLoadMode);
-  EXPECT_EQ(info1 + " " + rt1 + " " + lm1, "0103000A0011A5C4 01030100002305EF 0103E01D000123CC");
+  EXPECT_EQ(i1 + " " + r1 + " " + l1, "0103000A0011A5C4 01030100002305EF 0103E01D000123CC");
   // The port list loads at 300 ms, the scan takes over at 600 ms and asks every second.
   // Discovery: one pass with two requests and its end, two short passes; then 11 ticks of
   // rest, the real-time pass and its turn, the load mode pass and its turn, rest again.
-  const std::vector<Sent> expected = {
-      {1600, info1}, {2600, info2},                              // discovery, pass 1
-      {17600, rt1},  {18600, rt2},                               // real-time pass
-      {20600, lm1},  {21600, lm2},                               // load mode pass
-      {34600, rt1},  {35600, rt2},  {37600, lm1}, {38600, lm2},  // the next round
-  };
+  // Discovery pass 1 at 1.6 and 2.6 s, the real-time pass at 17.6 s, the load mode pass at
+  // 20.6 s, the next round from 34.6 s.
+  const std::vector<Sent> expected = {{1600, i1},  {2600, i2},  {17600, r1}, {18600, r2}, {20600, l1},
+                                      {21600, l2}, {34600, r1}, {35600, r2}, {37600, l1}, {38600, l2}};
   EXPECT_EQ(sentFrames(*line), expected);
   std::vector<std::size_t> replyLengths;
   for (const auto& f : line->wire())
@@ -65,9 +60,6 @@ TEST_F(MonitoringCycleTest, SilentStationsAreAskedInEachDiscoveryPassAndLeftOutO
   silence(station2, false);
   clock.advance(ms(26000));
   // Pass 2 asks stations 2 and 3, pass 3 station 3 only; the passes ask stations 1 and 2.
-  const std::string i1 = frame(1, kInfo), i2 = frame(2, kInfo), i3 = frame(3, kInfo);
-  const std::string r1 = frame(1, kRealTime), r2 = frame(2, kRealTime), l1 = frame(1, kLoadMode),
-                    l2 = frame(2, kLoadMode);
   const std::vector<Sent> expected = {{1600, i1}, {2600, i2},  {3600, i3},  {5600, i2},  {6600, i3},
                                       {8600, i3}, {21600, r1}, {22600, r2}, {24600, l1}, {25600, l2}};
   EXPECT_EQ(sentFrames(*line), expected);
@@ -97,14 +89,14 @@ TEST_F(MonitoringCycleTest, ReadIntervalOfZeroStopsTheScanAndAnotherValueRestart
   clock.advance(ms(19999));
   EXPECT_EQ(sentFrames(*line).size(), before);
   clock.advance(ms(1));
-  EXPECT_EQ(sentFrames(*line, 100000), (std::vector<Sent>{{105000, frame(1, kRealTime)}}));
+  EXPECT_EQ(sentFrames(*line, 100000), (std::vector<Sent>{{105000, r1}}));
 }
 
 TEST_F(MonitoringCycleTest, ReadIntervalOfZeroAtStartUpNeverPollsAfterDiscovery) {
   core::writeIniFile("Maintenance Record", "Read Interval", "0", dir.path() + "/MSCON.DLL");
   start();
   clock.advance(ms(60000));
-  EXPECT_EQ(sentFrames(*line), (std::vector<Sent>{{1600, frame(1, kInfo)}, {2600, frame(2, kInfo)}}));
+  EXPECT_EQ(sentFrames(*line), (std::vector<Sent>{{1600, i1}, {2600, i2}}));
 }
 
 // A third station, on COM4 at address 3, besides the two of COM3.
@@ -128,18 +120,14 @@ class FastScanTest : public WholeConsole {
 
 TEST_F(FastScanTest, LinesAreAskedSideBySideOneExchangeAfterTheOther) {
   clock.advance(ms(30000));
-  const std::string rt1 = frame(1, kRealTime), rt2 = frame(2, kRealTime), rt3 = frame(3, kRealTime);
-  const std::string lm1 = frame(1, kLoadMode), lm2 = frame(2, kLoadMode), lm3 = frame(3, kLoadMode);
   // Discovery starts on both lines at the same tick; the second request of COM3 follows the
   // 39-byte reply of the first (8 bytes out, 5 ms, 39 bytes back). Passes 2 and 3 ask nobody.
   // The rest of 11 ticks follows the end of discovery and of each round; in a round each line
   // asks its stations real-time block first, load mode second, one exchange after the other.
-  const std::string i1 = frame(1, kInfo), i2 = frame(2, kInfo);
-  const std::vector<Sent> expected = {{1900, i1},   {1954, i2},   {13008, rt1}, {13100, rt2}, {13192, lm1},
-                                      {13213, lm2}, {24235, rt1}, {24327, rt2}, {24418, lm1}, {24440, lm2}};
+  const std::vector<Sent> expected = {{1900, i1},  {1954, i2},  {13008, r1}, {13100, r2}, {13192, l1},
+                                      {13213, l2}, {24235, r1}, {24327, r2}, {24418, l1}, {24440, l2}};
   EXPECT_EQ(sentFrames(*line), expected);
-  EXPECT_EQ(sentFrames(*com4),
-            (std::vector<Sent>{{1900, frame(3, kInfo)}, {13008, rt3}, {13100, lm3}, {24235, rt3}, {24327, lm3}}));
+  EXPECT_EQ(sentFrames(*com4), (std::vector<Sent>{{1900, i3}, {13008, r3}, {13100, l3}, {24235, r3}, {24327, l3}}));
   // Every station answered, is marked, listed and filled, as with the one-a-second pace.
   EXPECT_EQ(stationsText({"COM3,9600,1", "COM3,9600,2", "COM4,9600,3"}),
             "一号站 answered=1 image=2 status=1 block=73 stored=73\n"
@@ -155,10 +143,8 @@ TEST_F(FastScanTest, TurnedOffTheNextRoundKeepsTheOneASecondPace) {
   clock.advance(ms(10000));
   // The rest began at the end of the fast round (13.235 s); its eleventh tick turns the
   // real-time pass on and the pass asks each second, in row order, through the scan's control.
-  EXPECT_EQ(
-      sentFrames(*line, 20000),
-      (std::vector<Sent>{{25235, frame(1, kRealTime)}, {26235, frame(2, kRealTime)}, {29235, frame(1, kLoadMode)}}));
-  EXPECT_EQ(sentFrames(*com4, 20000), (std::vector<Sent>{{27235, frame(3, kRealTime)}}));
+  EXPECT_EQ(sentFrames(*line, 20000), (std::vector<Sent>{{25235, r1}, {26235, r2}, {29235, l1}}));
+  EXPECT_EQ(sentFrames(*com4, 20000), (std::vector<Sent>{{27235, r3}}));
 }
 
 }  // namespace
