@@ -9,7 +9,6 @@
 #include <QFile>
 #include <QHelpEvent>
 #include <QLabel>
-#include <QMenu>
 #include <QRadioButton>
 #include <QRegularExpression>
 #include <QTest>
@@ -81,6 +80,14 @@ class WholeConsole : public TwoStationFixture {
     return item->toolTip(0);
   }
   int logCount(const QString& part) { return static_cast<int>(logLines().filter(part).size()); }
+  // What a screen's button saves, in the system's code page: the operator chooses `chosen` in the
+  // file dialog, the screen writes `written` (both in the test's folder).
+  QString savedText(QPushButton* b, const QString& chosen, const QString& written) {
+    dialogs.fileNames.push_back(dir.filePath(chosen));
+    QTest::mouseClick(b, Qt::LeftButton);
+    QFile f(dir.filePath(written));
+    return f.open(QIODevice::ReadOnly) ? platform::fromGbk(f.readAll()) : QStringLiteral("(no file)");
+  }
 
   // Each row of the scan: name, answered mark, the image of its node `nodes[row - 1]`, whether
   // the status column is filled, the bytes of its stored block and of the recorder's copy.
