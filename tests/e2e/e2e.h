@@ -9,7 +9,6 @@
 #include <QFile>
 #include <QHelpEvent>
 #include <QLabel>
-#include <QMenu>
 #include <QRadioButton>
 #include <QRegularExpression>
 #include <QTest>
@@ -52,6 +51,10 @@ inline constexpr int kLastReply = 15, kAge = 16, kShare = 17;
 
 class WholeConsole : public TwoStationFixture {
  protected:
+  // The requests to stations 1 to 3: information block, real-time block, load mode.
+  const std::string i1 = frame(1, kInfo), i2 = frame(2, kInfo), i3 = frame(3, kInfo);
+  const std::string r1 = frame(1, kRealTime), r2 = frame(2, kRealTime), r3 = frame(3, kRealTime);
+  const std::string l1 = frame(1, kLoadMode), l2 = frame(2, kLoadMode), l3 = frame(3, kLoadMode);
   // A row's last reply (digits as N), age and share, then the colours of its name, of column 6
   // and of its age ("-": none).
   std::string rowText(int row) {
@@ -77,6 +80,14 @@ class WholeConsole : public TwoStationFixture {
     return item->toolTip(0);
   }
   int logCount(const QString& part) { return static_cast<int>(logLines().filter(part).size()); }
+  // What a screen's button saves, in the system's code page: the operator chooses `chosen` in the
+  // file dialog, the screen writes `written` (both in the test's folder).
+  QString savedText(QPushButton* b, const QString& chosen, const QString& written) {
+    dialogs.fileNames.push_back(dir.filePath(chosen));
+    QTest::mouseClick(b, Qt::LeftButton);
+    QFile f(dir.filePath(written));
+    return f.open(QIODevice::ReadOnly) ? platform::fromGbk(f.readAll()) : QStringLiteral("(no file)");
+  }
 
   // Each row of the scan: name, answered mark, the image of its node `nodes[row - 1]`, whether
   // the status column is filled, the bytes of its stored block and of the recorder's copy.

@@ -2,18 +2,38 @@
 // that falls silent turns stale after two rounds and fresh at its next reply; the share of
 // answered requests after a pattern of faults; a station that never answered; the wire view.
 // The wire dialogue itself is asserted by the monitoring cycle test; here only what is shown.
+// And what the screens show is what the stations said: with faults (another address, a slow
+// reply, silence), checked on the wire, in the record of the exchanges and on the screens.
+// Alarms likewise: a fault word changed while the scan runs, a station made silent and back, and
+// the screens 告警记录 and the alarm settings used through their controls.
 
+#include "engine/alarms/alarm_engine.h"
 #include "link/exchange_log.h"
+#include "monitoring/frm_alarm_log.h"
 #include "monitoring/frm_exchange_log.h"
+#include "monitoring/frm_real_time_monitoring.h"
 #include "tests/e2e/e2e.h"
 
 namespace xl::testing {
 namespace {
 
+using engine::alarms::AlarmEngine;
+using engine::alarms::AlarmEvent;
 using monitoring::Freshness;
+using monitoring::FrmGlobalMonitoring;
+using monitoring::FrmMonitoring1;
+using monitoring::FrmRealTimeMonitoring;
 
 class LinkHealthTest : public WholeConsole {
  protected:
+  void SetUp() override {
+    WholeConsole::SetUp();
+    observer = link::addExchangeObserver([this](const link::Exchange& e) { exchanges.push_back(e); });
+  }
+  void TearDown() override {
+    link::removeExchangeObserver(observer);
+    WholeConsole::TearDown();
+  }
   // Runs the clock to `atMs` since start-up and refreshes the health columns there.
   void runTo(std::int64_t atMs) {
     clock.advance(ms(atMs) - clock.now());
@@ -21,7 +41,28 @@ class LinkHealthTest : public WholeConsole {
   }
   platform::FlexGrid* table() { return grid(scan(), "VsFList1"); }
   QString status() { return control<QLabel>(mdi(), "HealthStatus")->text(); }
+  // Start-up, discovery of both stations and the first round.
+  void startAndSettle() {
+    start();
+    clock.advance(ms(25000));
+    ASSERT_TRUE(scan().answered(1) && scan().answered(2));
+  }
+  // The verdicts of the exchanges with one address sent at `fromMs` or later, in order.
+  std::string verdictsOf(int address, std::int64_t fromMs = 0) const {
+    std::string out;
+    for (const auto& e : exchanges)
+      if (e.address == address && e.sentUs >= fromMs * 1000) out += (out.empty() ? "" : ",") + link::verdictText(e);
+    return out;
+  }
+  FrmRealTimeMonitoring& live() { return FrmRealTimeMonitoring::instance(); }
+  std::int64_t nowMs() const { return platform::toMs(clock.now()); }
+
+  // The requests of the round after the first, a second apart, whoever answers.
+  const std::vector<Sent> secondRound{{34600, r1}, {35600, r2}, {37600, l1}, {38600, l2}};
+  std::vector<link::Exchange> exchanges;
+  int observer = 0;
 };
+using TruthTest = LinkHealthTest;
 
 TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextReply) {
   start();
@@ -48,9 +89,8 @@ TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextRep
       stationsText({"COM3,9600,1", "COM3,9600,2"}),  // the tree's images stay as they are
       "一号站 answered=1 image=2 status=1 block=73 stored=73\n二号站 answered=1 image=2 status=1 block=73 stored=73");
   EXPECT_EQ(status(), QStringLiteral("在线站点 1/2    最旧读数 34秒"));
-  const QString tip = tooltipOf("COM3,9600,2");
-  EXPECT_TRUE(tip.startsWith(QStringLiteral("最后应答 ")) && tip.contains(QStringLiteral("距今 34秒")))
-      << tip.toStdString();
+  EXPECT_EQ(tooltipOf("COM3,9600,2").replace(QRegularExpression("\\d\\d:\\d\\d:\\d\\d"), "T"),
+            "最后应答 T，距今 34秒，应答率 43%");
 
   // It answers again: fresh at the first reply of the next round.
   silence(station2, false);
@@ -119,17 +159,9 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsAndTheWireViewFollowAPatternOfFaul
   EXPECT_EQ(gridText(log, {2, 5}, 5), "一号站|异常应答 02\n二号站|正常\n一号站|异常应答 02\n二号站|正常");
 
   // Saved as CSV in the system's code page.
-  const QString path = dir.path() + "/wire.csv";
-  dialogs.fileNames.push_back(path);
-  QTest::mouseClick(button(view, "Save"), Qt::LeftButton);
-  QFile file(path);
-  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-  const QStringList lines = platform::fromGbk(file.readAll()).split("\r\n", Qt::SkipEmptyParts);
-  ASSERT_EQ(lines.size(), 9);
-  EXPECT_EQ(lines[0], QStringLiteral("时间,端口,站点,请求,应答,结果"));
-  EXPECT_EQ(lines[2].section(',', 1).toStdString(), "COM3,二号站," + link::spacedHex(requestFrame(2, kRealTime)) + "," +
-                                                        link::spacedHex(appendCrc({0x02, 0x83, 0x02})) +
-                                                        ",异常应答 02");
+  const QStringList lines = savedText(button(view, "Save"), "wire.csv", "wire.csv").split("\r\n", Qt::SkipEmptyParts);
+  EXPECT_EQ(QString::number(lines.size()) + " " + lines.value(0) + " / " + lines.value(2).section(',', 1),
+            "9 时间,端口,站点,请求,应答,结果 / COM3,二号站,02 03 01 00 00 23 05 DC,02 83 02 30 F1,异常应答 02");
 
   // Closed, it watches nothing: the ring stays as it was.
   view.close();
@@ -147,6 +179,275 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsAndTheWireViewFollowAPatternOfFaul
   // Five rounds: each station missed its faulty ones (the load mode requests are no miss).
   EXPECT_EQ(heard, (std::map<QString, std::pair<int, int>>{{QStringLiteral("一号站@COM3,9600#1"), {2, 3}},
                                                            {QStringLiteral("二号站@COM3,9600#2"), {4, 1}}}));
+}
+
+TEST_F(TruthTest, RepliesOfAnotherStationAreNeverBookedToTheStationAsked) {
+  // Station 2 answers from address 9: "地址不符" in each of the three discovery passes, never
+  // answered, nothing shown for it.
+  sim::Faults other;
+  other.replyAddress = 9;
+  station2->setFaults(other);
+  start();
+  clock.advance(ms(2000));
+  scan().refreshHealth();
+  EXPECT_EQ(rowText(2), "|| colours - - -");  // not asked yet: nothing to say
+  clock.advance(ms(23000));
+  scan().refreshHealth();
+  EXPECT_EQ(verdictsOf(2), "地址不符,地址不符,地址不符");
+  EXPECT_EQ(stationsText({"COM3,9600,1", "COM3,9600,2"}),
+            "一号站 answered=1 image=2 status=1 block=73 stored=73\n"
+            "二号站 answered=0 image=3 status=0 block=0 stored=0");
+  EXPECT_EQ(rowText(2), "|无应答|0% colours #969696 #969696 #c80000");
+  EXPECT_EQ(tooltipOf("COM3,9600,2"), QStringLiteral("无应答"));
+  EXPECT_EQ(control<QLabel>(mdi(), "HealthStatus")->text().left(12), QStringLiteral("在线站点 1/2    "));
+}
+
+TEST_F(TruthTest, LateReplyRunningIntoTheNextExchangeIsNotTheNextStations) {
+  // Station 1 turns slow (1.2 s) and station 2 silent: station 1's late reply comes while
+  // station 2 is asked. It is not station 2's: the row keeps station 2's own block, and both
+  // stations have a failure booked.
+  startAndSettle();
+  station1->setFaults({.delay = ms(1200)});
+  silence(station2);
+  const std::int64_t from = nowMs();
+  clock.advance(ms(20000));
+  // The pace on the wire is the scan's own: one request a second, as with answering stations.
+  EXPECT_EQ(sentFrames(*line, from), secondRound);
+  EXPECT_EQ(verdictsOf(1, from) + " / " + verdictsOf(2, from), "无应答,无应答 / 地址不符,地址不符");
+  const QByteArray kept = grid(scan(), "VsFList1")->cellData(2, 0).toByteArray();
+  EXPECT_EQ(kept.left(1).toHex() + " " + QByteArray::number(kept.size()), "02 73");
+}
+
+TEST_F(TruthTest, SilentStationChosenOnTheLiveScreenLeavesTheLineToTheScanAndStopReleasesAtOnce) {
+  startAndSettle();
+  silence(station2);
+  // The device information, 300 ms later the real-time block, and at 900 ms the daily screen's.
+  live().setCombo1Text(secondName);
+  clock.advance(ms(50));
+  ASSERT_TRUE(link::SerialSession::exchangeOnLine(3));
+  clock.advance(ms(1200));
+  // Each request ended at its silence limit: nothing holds the port.
+  EXPECT_FALSE(line->isOpen());
+  EXPECT_FALSE(link::SerialSession::exchangeOnLine(3));
+  EXPECT_EQ(verdictsOf(2, 25000), "无应答,无应答,无应答");
+  // The scan goes on with its next round on that line, and station 1 stays fresh.
+  const std::int64_t from = nowMs();
+  clock.advance(ms(20000));
+  EXPECT_EQ(sentFrames(*line, from), secondRound);
+  EXPECT_EQ(verdictsOf(1, from), "正常,正常");
+  EXPECT_EQ(scan().stationHealth(firstName).state, Freshness::Fresh);
+
+  // 停止监控 with a load command out: the line is free at once, nothing waits.
+  QTest::mouseClick(button(live(), "Command2"), Qt::LeftButton);
+  QTest::mouseClick(control<QRadioButton>(live(), "Option2"), Qt::LeftButton);
+  clock.advance(ms(20));
+  ASSERT_TRUE(link::SerialSession::exchangeOnLine(3) || link::SerialSession::waitingRequests() > 0);
+  QTest::mouseClick(button(live(), "Command9"), Qt::LeftButton);
+  const auto after = link::SerialSession::exchangeOnLine(3);
+  EXPECT_TRUE(!after || after->address != 2);  // the scan's, if any
+  EXPECT_EQ(link::SerialSession::waitingRequests(), 0u);
+}
+
+TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsGreyedOnBothMonitors) {
+  station1->state().readings.loadOn = true;
+  startAndSettle();
+  live().setCombo1Text(firstName);
+  clock.advance(ms(1000));
+  auto* on = control<QRadioButton>(live(), "Option1");
+  auto* off = control<QRadioButton>(live(), "Option2");
+  ASSERT_TRUE(on->isChecked());
+  // Answered: the switch stays where the operator put it, no line.
+  QTest::mouseClick(off, Qt::LeftButton);
+  clock.advance(ms(600));
+  EXPECT_TRUE(off->isChecked());
+  EXPECT_EQ(logCount(QStringLiteral("负载开关无应答")), 0);
+  // Silent: back to what 负载状态 showed (the last block: on), one line.
+  live().setCombo1Text(secondName);
+  live().setCombo1Text(firstName);
+  clock.advance(ms(1000));
+  ASSERT_TRUE(on->isChecked() || off->isChecked());
+  const bool shownOn = on->isChecked();
+  silence(station1);
+  QTest::mouseClick(shownOn ? off : on, Qt::LeftButton);
+  EXPECT_TRUE((shownOn ? off : on)->isChecked());
+  clock.advance(ms(600));
+  EXPECT_EQ(on->isChecked(), shownOn);
+  EXPECT_EQ(logCount(QStringLiteral("负载开关无应答：一号站")), 1);
+
+  // Monitoring with the station answering again; then stale, greyed with its age on both
+  // monitors, and fresh again at its next reply.
+  silence(station1, false);
+  QTest::mouseClick(button(live(), "Command2"), Qt::LeftButton);
+  clock.advance(ms(20000));
+  QLineEdit* voltage = edit(live(), "Text9");
+  // Both monitors' stale mark and label (digits as N), and the live screen's voltage box.
+  const auto staleText = [&] {
+    const auto label = [](const QWidget& screen) {
+      const auto* l = control<QLabel>(screen, "StaleLabel");
+      return l->isHidden() ? QStringLiteral("hidden") : QString(l->text()).replace(QRegularExpression("\\d+"), "N");
+    };
+    auto& daily = FrmMonitoring1::instance();
+    return QStringLiteral("live %1 %2, daily %3 %4, voltage enabled=%5 %6")
+        .arg(QString::number(live().showsStale()), label(live()), QString::number(daily.showsStale()), label(daily),
+             QString::number(voltage->isEnabled()), voltage->text())
+        .toStdString();
+  };
+  EXPECT_EQ(staleText(), "live 0 hidden, daily 0 hidden, voltage enabled=1 25.9");
+
+  // Greyed, nothing cleared.
+  silence(station1);
+  clock.advance(ms(2 * scan().roundLengthUs() / 1000 + 20000));
+  EXPECT_EQ(staleText(), "live 1 最后应答 N 秒前, daily 1 最后应答 N 秒前, voltage enabled=0 25.9");
+
+  silence(station1, false);
+  clock.advance(ms(scan().roundLengthUs() / 1000 + 2000));
+  EXPECT_EQ(staleText(), "live 0 hidden, daily 0 hidden, voltage enabled=1 25.9");
+}
+
+// One round of the scan with the recorder's default interval: a request a second for each
+// station and each of the two passes, a tick to end each pass, then 11 s of rest.
+constexpr int kRoundMs = 17000;
+
+class AlarmsTest : public WholeConsole {
+ protected:
+  void SetUp() override {
+    WholeConsole::SetUp();
+    core::configPath = dir.filePath("MSCON.DLL");
+    engine = std::make_unique<AlarmEngine>(dir.filePath("XLALARM.DB"));
+    engine->addEventListener([this](const AlarmEvent& e) { events.push_back(e); });
+    FrmGlobalMonitoring::setReplyListener(
+        {{},
+         [this](const QString& n, const QString& id, const QByteArray& r) { engine->realTimeReply(n, id, r); },
+         [this](const QString& n, const QString& id) { engine->realTimeMissed(n, id); }});
+    start();
+    clock.advance(ms(25000));
+    ASSERT_TRUE(scan().answered(1) && scan().answered(2));
+  }
+  void TearDown() override {
+    FrmGlobalMonitoring::setReplyListener({});
+    WholeConsole::TearDown();
+    engine.reset();
+  }
+  // The open alarms of both stations, then the events since the last call.
+  std::string alarmsText() {
+    QStringList out;
+    for (const QString& station : {firstName, secondName}) {
+      QStringList codes;
+      for (const auto& a : engine->activeOf(station)) codes << a.code;
+      out << station + ": " + codes.join(' ');
+    }
+    QStringList told;
+    for (const auto& e : events) told << e.station + " " + e.code + (e.raised ? "+" : "-");
+    events.clear();
+    return (out.join("; ") + " | " + told.join(", ")).toStdString();
+  }
+
+  std::unique_ptr<AlarmEngine> engine;
+  std::vector<AlarmEvent> events;
+};
+
+// The scan's replies and misses reach the alarms (their rules are the engine's own tests'):
+// raised at the first reply with the fault, told in the message window, never in a box.
+TEST_F(AlarmsTest, FaultsAndSilenceOfTheScanRaiseAndClearAlarmsShownInTheTreeAndTheStatusBar) {
+  EXPECT_EQ(alarmsText(), "一号站: ; 二号站:  | ");
+  station1->state().readings.faultWord = sim::fault::kOverDischarge | sim::fault::kLoadShort;
+  clock.advance(ms(kRoundMs));
+  EXPECT_EQ(alarmsText(),
+            "一号站: over_discharge load_short_circuit; 二号站:  | "
+            "一号站 over_discharge+, 一号站 load_short_circuit+");
+  EXPECT_EQ(logCount(QStringLiteral("告警发生：一号站 设备ID 1 蓄电池过放")), 1);
+  EXPECT_TRUE(dialogs.shown.empty()) << "nothing pops up";
+
+  // Station 1 falls silent: after three rounds without a reply "silent" is raised and its
+  // faults stay; station 2 is untouched. Back and without faults, all clear.
+  silence(station1);
+  clock.advance(ms(3 * kRoundMs));
+  EXPECT_EQ(alarmsText(), "一号站: over_discharge load_short_circuit silent; 二号站:  | 一号站 silent+");
+  silence(station1, false);
+  station1->state().readings.faultWord = 0;
+  clock.advance(ms(2 * kRoundMs));
+  EXPECT_EQ(alarmsText(), "一号站: ; 二号站:  | 一号站 over_discharge-, 一号站 load_short_circuit-, 一号站 silent-");
+
+  // The tree and the status bar: red count of unacknowledged alarms, the station's node red.
+  station2->state().readings.faultWord = sim::fault::kDeviceOverTemperature;
+  clock.advance(ms(kRoundMs));
+  // The three of station 1 are cleared: one left, station 2's node red, station 1's as before.
+  EXPECT_EQ(control<QLabel>(mdi(), "AlarmStatus")->text() + " " +
+                mdi().node("COM3,9600,2")->foreground(0).color().name() + " " +
+                mdi().node("COM3,9600,1")->foreground(0).color().name(),
+            "未确认告警 1 #c00000 #000000");
+}
+
+TEST_F(AlarmsTest, ScreenAcknowledgesAsAdministratorNeverAsGuestAndExports) {
+  station1->state().readings.faultWord = sim::fault::kOverDischarge;
+  station2->state().readings.faultWord = sim::fault::kBatteryOverVoltage;
+  clock.advance(ms(kRoundMs));
+  mdi().action("AlarmLog")->trigger();
+  auto& view = monitoring::FrmAlarmLog::instance();
+  auto* active = grid(view, "ActiveGrid");
+  auto* ack = button(view, "Acknowledge");
+  // The open alarms (station, text, who acknowledged), the button, the chosen rows, the count.
+  const auto screenText = [&] {
+    return QStringLiteral("%1 | enabled=%2 chosen=%3 unacknowledged=%4 %5")
+        .arg(QString::fromStdString(gridText(active, {0, 2, 4})).replace('\n', "; "))
+        .arg(QString::number(ack->isEnabled()), QString::number(active->selectionModel()->selectedRows().size()),
+             QString::number(engine->log().unacknowledged()), control<QLabel>(mdi(), "AlarmStatus")->text())
+        .toStdString();
+  };
+  EXPECT_EQ(screenText(), "一号站|蓄电池过放|; 二号站|蓄电池超压| | enabled=0 chosen=0 unacknowledged=2 未确认告警 2");
+
+  // The guest chooses a row: the button stays grey and a real click does nothing.
+  core::currentUser = QStringLiteral("guest");
+  active->selectRow(1);
+  QTest::mouseClick(ack, Qt::LeftButton);
+  EXPECT_EQ(screenText(), "一号站|蓄电池过放|; 二号站|蓄电池超压| | enabled=0 chosen=1 unacknowledged=2 未确认告警 2");
+
+  // The administrator acknowledges the chosen row; after it nothing is chosen, and the same
+  // button pressed again does nothing.
+  core::currentUser = QStringLiteral("administrator");
+  view.updateButtons();
+  ASSERT_TRUE(ack->isEnabled());
+  for (int press = 0; press < 2; ++press) {
+    QTest::mouseClick(ack, Qt::LeftButton);
+    EXPECT_EQ(screenText(),
+              "一号站|蓄电池过放|administrator; 二号站|蓄电池超压| | enabled=0 chosen=0 unacknowledged=1 未确认告警 1");
+  }
+
+  // The history follows its station filter; the export is GBK with CR LF.
+  auto* history = grid(view, "HistoryGrid");
+  auto* stations = combo(view, "StationFilter");
+  ASSERT_EQ(history->rows(), 3);
+  stations->setCurrentIndex(stations->findText(secondName));
+  EXPECT_EQ(gridText(history, {2}), "蓄电池超压");
+  EXPECT_EQ(savedText(button(view, "Export"), "alarms", "alarms.csv")
+                .replace(QRegularExpression("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d"), "T"),
+            QStringLiteral("站点,设备ID,端口,代码,告警,发生时间,解除时间,确认人,确认时间\r\n"
+                           "二号站,2,COM3，9600,battery_over_voltage,蓄电池超压,T,,,\r\n"));
+}
+
+TEST_F(AlarmsTest, SettingsDialogWritesTheSectionAndTheEngineTakesIt) {
+  mdi().action("AlarmSettings")->trigger();
+  auto& form = monitoring::FrmAlarmSettings::instance();
+  const auto type = [&](const char* box, const QString& text) {
+    edit(form, box)->selectAll();
+    QTest::keyClicks(edit(form, box), text);
+  };
+  EXPECT_EQ(edit(form, "TextSilentAfter")->text() + "/" + edit(form, "TextLowSoc")->text(), "3/");
+  // A refused value: one message, nothing written.
+  type("TextLowSoc", "150");
+  QTest::mouseClick(button(form, "Command1"), Qt::LeftButton);
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(core::readIni("Alarms", "Low SOC"), "");
+  type("TextSilentAfter", "2");
+  type("TextLowSoc", "50");
+  type("TextCommand", "/opt/site/notify");
+  QTest::mouseClick(button(form, "Command1"), Qt::LeftButton);
+  EXPECT_EQ(core::readIni("Alarms", "Silent After") + " " + core::readIni("Alarms", "Command"), "2 /opt/site/notify");
+  // Below 50 raises at the next round, 50 itself does not.
+  station1->state().readings.soc = 49;
+  station2->state().readings.soc = 50;
+  clock.advance(ms(kRoundMs));
+  EXPECT_EQ(alarmsText(), "一号站: low_soc; 二号站:  | 一号站 low_soc+");
 }
 
 }  // namespace
