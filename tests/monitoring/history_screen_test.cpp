@@ -15,8 +15,6 @@ namespace {
 using monitoring::FrmChart;
 using monitoring::FrmHlstoryMonitoring;
 
-const QString kStation1 = QStringLiteral("一号站");
-const QString kStation2 = QStringLiteral("二号站");
 const QString kHeaderLine = QStringLiteral(
     "天前,蓄电池最低电压(V),蓄电池最高电压(V),最大充电电流(A),最大放电电流(A),最大充电功率(W),"
     "最大放电功率(W),充电安时数(Ah),放电安时数(Ah),发电量(KWh),放电量(KWh)");
@@ -56,9 +54,8 @@ class HistoryScreenTest : public ScreenTest {
 
   // Start-up and discovery, then the screen from its menu item.
   void startAndOpen() {
-    start();
+    startAndDiscover();
     mdi().show();
-    clock.advance(ms(8000));
     mdi().action("HlstoryMonitoring")->trigger();
   }
   // A station chosen and its device information read.
@@ -148,7 +145,7 @@ TEST_F(HistoryScreenTest, AtFirstSightRefusedStartsOnlyComplainAndTheListRebuild
   // No station: only the message.
   days()->setEditText("3");
   click("Command5");
-  chooseAndWait(kStation1);
+  chooseAndWait(firstName);
   readDays("2", 2);
   EXPECT_EQ(readingState(), "days[] read+ pending 2 rows 4");
   // No days: the grid is cut back, the message comes, nothing is sent.
@@ -171,7 +168,7 @@ TEST_F(HistoryScreenTest, AtFirstSightRefusedStartsOnlyComplainAndTheListRebuild
 
 TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile) {
   startAndOpen();
-  choose(history(), kStation1);
+  choose(history(), firstName);
   const std::int64_t chosen = nowMs();
   clock.advance(ms(400));
   EXPECT_EQ(sentFrames(*line, chosen).front(), (Sent{chosen, "0103000A0011A5C4"}));
@@ -237,7 +234,7 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
 
 TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwentySevenRows) {
   startAndOpen();
-  chooseAndWait(kStation1);
+  chooseAndWait(firstName);
   days()->setEditText("1825");
   const std::int64_t t0 = nowMs();
   click("Command5");
@@ -275,14 +272,14 @@ TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwenty
 
 TEST_F(HistoryScreenTest, AStationChangeDuringAReadingRedirectsItAndDropsTheRecords) {
   startAndOpen();
-  chooseAndWait(kStation1);
+  chooseAndWait(firstName);
   days()->setEditText("6");
   const std::int64_t t0 = nowMs();
   click("Command5");
   clock.advance(ms(150 * 3 + 120));  // three requests out, their replies in
   EXPECT_EQ(rows()->textMatrix(3, 1), "4");
   const std::int64_t changed = nowMs();
-  choose(history(), kStation2);
+  choose(history(), secondName);
   EXPECT_EQ(QString::number(history().pendingRead) + texts(history(), {"LTextBox1"}), "12");
   clock.advance(ms(1000));
   // The device information of the new station first, then its records.
@@ -309,7 +306,7 @@ TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottomAndExportsAppendOrFa
   EXPECT_EQ(dialogTexts(), QStringList{QStringLiteral("导出数据前先读取数据")});
   EXPECT_EQ(flags({dialogs.fileNames.empty(), QFile::exists(name + ".csv")}), "10");
 
-  chooseAndWait(kStation1);
+  chooseAndWait(firstName);
   readDays("3", 3);
   click("Command6");  // no item chosen: nothing at all
   pickItem(QStringLiteral("蓄电池最低电压(V)"));

@@ -76,6 +76,11 @@ inline void setReadings(sim::Readings& r, const std::array<int, 12>& v) {
 
 class ScreenTest : public TwoStationFixture {
  protected:
+  // Start-up and discovery; the station lists are filled at 5.6 s.
+  void startAndDiscover() {
+    start();
+    clock.advance(ms(8000));
+  }
   // The lines of the message window that end with `tail`.
   int logCount(const QString& tail) {
     return static_cast<int>(
