@@ -205,11 +205,8 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
   EXPECT_EQ(readingState(), "days[] read+ pending 2 rows 5");
   clock.advance(ms(300));
 
-  const std::vector<Sent> expected = {{t0 + 150, "0103F003000A06CD"},
-                                      {t0 + 300, "0103F002000A570D"},
-                                      {t0 + 450, "0103F001000AA70D"},
-                                      {t0 + 600, "0103F000000AF6CD"}};
-  EXPECT_EQ(historyFrames(t0), expected);
+  EXPECT_EQ(framesText(historyFrames(t0), "", t0),
+            "150:0103F003000A06CD 300:0103F002000A570D 450:0103F001000AA70D 600:0103F000000AF6CD ");
   // Row 4 is today, with the running day values; Text1 holds the hex text of the last reply.
   EXPECT_EQ(rowText(1) + " " + rowText(2) + " " + rowText(4, 1, 3) + " " + edit(history(), "Text1")->text().left(6),
             "-1|3|12.4|14.4|5.00|2.00|150|60|10|5|0.120|0.050 -1|2|0.0|0.0|0.00|0.00|0|0|0|0|0.000|0.000 0|11.8|14.1 "
@@ -228,8 +225,7 @@ TEST_F(HistoryScreenTest, GoldenReadingOfThreeDaysOnTheWireInTheGridAndInTheFile
 
   // The scan was only robbed of the port: its real-time requests go on after the reading.
   clock.advance(ms(15000));
-  EXPECT_TRUE(
-      std::ranges::any_of(sentFrames(*line, t0 + 700), [](const Sent& s) { return s.frame == "01030100002305EF"; }));
+  EXPECT_NE(framesText(sentFrames(*line, t0 + 700), "01030100002305EF"), "");
 }
 
 TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwentySevenRows) {
@@ -238,7 +234,6 @@ TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwenty
   days()->setEditText("1825");
   const std::int64_t t0 = nowMs();
   click("Command5");
-  EXPECT_EQ(rows()->rows(), 1827);
   clock.advance(ms(150 * 1825));
   EXPECT_EQ(readingState(), "progress[1825(0)] read- pending 2 rows 1827 pacing");
   clock.advance(ms(150 + 300));
@@ -262,9 +257,7 @@ TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwenty
     late += sent[i].atMs != due;
   }
   EXPECT_LE(late, 150 * 1826 / 1000);
-  EXPECT_EQ(
-      rowText(1, 1, 1) + "|" + rowText(1823, 1, 2) + "|" + rowText(1826, 1, 1) + "|" + QString::number(rows()->rows()),
-      "1825|3|12.4|0|1827");
+  EXPECT_EQ(rowText(1, 1, 1) + "|" + rowText(1823, 1, 2) + "|" + rowText(1826, 1, 1), "1825|3|12.4|0");
   int filled = 0;
   for (int r = 1; r < rows()->rows(); ++r) filled += rows()->textMatrix(r, 0) == "-1";
   EXPECT_EQ(filled, 1826);

@@ -112,10 +112,7 @@ TEST_F(MonitorScreensTest, ChoiceReadsTheStationStartsMonitoringAndFeedsTheCurve
   clock.advance(ms(1500));
   // The device information at once, the real-time block 300 ms later from this screen and
   // 900 ms later from the daily screen.
-  const std::vector<Sent> expected = {{8000, hexText(requestFrame(1, " 03 000A 0011"))},
-                                      {8300, hexText(requestFrame(1, " 03 0100 0023"))},
-                                      {8900, hexText(requestFrame(1, " 03 0100 0023"))}};
-  EXPECT_EQ(sentFrom(7000), expected);
+  EXPECT_EQ(framesText(sentFrom(7000)), "8000:0103000A0011A5C4 8300:01030100002305EF 8900:01030100002305EF ");
   EXPECT_EQ(combo(daily())->currentText(), firstName);
   EXPECT_EQ(
       texts(live(), {"LTextBox2", "LTextBox3", "LTextBox4", "SoftSw", "LTextBox5", "Text2", "Text3", "Text4", "Text9",
@@ -242,14 +239,8 @@ TEST_F(MonitorScreensTest, LoadSwitchActsOnlyInManualModeAtMostOneEveryHalfSecon
     QCoreApplication::sendEvent(control<QRadioButton>(live(), option), &e);
     clock.advance(ms(wait));
   }
-  std::vector<Sent> load;
-  for (const Sent& f : sentFrom(8000))
-    if (f.frame.starts_with("0106")) load.push_back(f);
-  const std::vector<Sent> expected = {{14600, "0106010A0000A834"},
-                                      {15200, "0106010A0000A834"},
-                                      {15800, "0106010A0000A834"},
-                                      {16400, "0106010A000169F4"}};
-  EXPECT_EQ(load, expected);
+  EXPECT_EQ(framesText(sentFrom(8000), "0106"),
+            "14600:0106010A0000A834 15200:0106010A0000A834 15800:0106010A0000A834 16400:0106010A000169F4 ");
   EXPECT_EQ(live().pendingRead, 4);
   // The device switched; the screen shows it with the next scan reply.
   EXPECT_TRUE(station1->state().readings.loadOn);

@@ -38,19 +38,23 @@ class RecorderScreenTest : public ScreenTest {
 
   FrmMaintenanceRecord& r() { return recorder(); }
   // Settings before the start, as the operator left them last time.
-  void setting(const char* key, const QString& value) {
-    core::writeIniFile("Maintenance Record", QString::fromUtf8(key), value, ini);
-  }
+  void setting(const QString& key, const QString& value) { core::writeIniFile("Maintenance Record", key, value, ini); }
   // Recording on, into `root`, with every station of the grid marked, a cycle every
   // `minutes` minutes (the default when empty).
   void recordEverything(const QString& minutes = {}) {
-    for (const auto& [key, value] : {std::pair<const char*, QString>{"Auto Saving", "1"},
-                                     {"File Path", root},
-                                     {"Roof", "-1"},
-                                     {"Shed", "-1"},
-                                     {"Save Interval H", minutes.isEmpty() ? "" : "0"},
-                                     {"Save Interval M", minutes}})
-      setting(key, value);
+    const QStringList keys = {"Auto Saving",
+                              "1",
+                              "File Path",
+                              root,
+                              "Roof",
+                              "-1",
+                              "Shed",
+                              "-1",
+                              "Save Interval H",
+                              minutes.isEmpty() ? "" : "0",
+                              "Save Interval M",
+                              minutes};
+    for (qsizetype i = 0; i < keys.size(); i += 2) setting(keys[i], keys[i + 1]);
     ASSERT_TRUE(QDir().mkpath(root));
   }
   void startRecorder() {
