@@ -243,11 +243,8 @@ TEST_F(RecorderFilesTest, SizeLimitRollsExactlyAtTheLimit) {
   flush({{"Roof", "roll"}});
   EXPECT_EQ(readFile(file("Roof", 2)), lines({"roll"}));
   // The current file, the size of the full one, and the shared counter, which any roll resets.
-  EXPECT_EQ(QStringLiteral("%1 %2 %3")
-                .arg(stations[0].file == file("Roof", 2))
-                .arg(QFileInfo(file("Roof", 1)).size())
-                .arg(recordCounter),
-            "1 1000000 0");
+  EXPECT_EQ(QStringLiteral("%1 %2 ").arg(recordCounter).arg(QFileInfo(file("Roof", 1)).size()) + stations[0].file,
+            "0 1000000 " + file("Roof", 2));
 }
 
 // Each station's file rolls by its own data lines, counted from the file itself the first time
