@@ -16,6 +16,7 @@
 #include "engine/alarms/alarm_engine.h"
 #include "engine/alarms/command_runner.h"
 #include "platform/scheduler.h"
+#include "support/qt_app.h"
 
 namespace xl::engine::alarms {
 namespace {
@@ -194,12 +195,7 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
 }
 
 TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtATime) {
-  // The one application of this test program (no widgets here): its event loop runs the
-  // processes' signals.
-  static int argc = 1;
-  static char name[] = "test_alarms";
-  static char* argv[] = {name, nullptr};
-  if (!QCoreApplication::instance()) new QCoreApplication(argc, argv);
+  testing::testApp();  // its event loop runs the processes' signals
   const QString out = dir.filePath("out.txt");
   const QString script = dir.filePath("notify.sh");
   const auto writeScript = [&](const QString& text) {

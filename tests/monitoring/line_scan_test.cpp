@@ -75,16 +75,10 @@ TEST_F(LineScanTest, LinesRunSideBySideAndEachGoesOnWhenItsExchangeEnds) {
   EXPECT_EQ(scan.lineCount(), 2u);
   platform::setPortTrace({});
   // Each line is opened once for its whole run (a silent station included) and closed at its
-  // end: a screen can open them at once.
+  // end.
   EXPECT_EQ(ports,
             "FrmGlobalMonitoring.Line.COM3=True FrmGlobalMonitoring.Line.COM4=True FrmGlobalMonitoring.Line.COM4=False "
             "FrmGlobalMonitoring.Line.COM3=False ");
-  for (int port : {3, 4}) {
-    platform::SerialControl screen("Screen.MSComm1");
-    screen.setCommPort(port);
-    screen.setSettings("9600,N,8,1");
-    EXPECT_NO_THROW(screen.setPortOpen(true));
-  }
   // Both lines start at once. 8 bytes out, 5 ms, the 7 bytes of the reply: read as soon as
   // they are in, and the next request goes at once. Address 9 is silent: the next request
   // waits for the silence limit only. A reply shorter than asked (an exception) is read at the

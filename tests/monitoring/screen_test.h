@@ -35,6 +35,14 @@ inline QString texts(const QObject& screen, std::initializer_list<const char*> n
   return out.join('|');
 }
 
+// The frames sent, "ms:hex" each with the time counted from `zeroMs`, those starting with `prefix`.
+inline std::string framesText(const std::vector<Sent>& sent, std::string_view prefix = "", std::int64_t zeroMs = 0) {
+  std::string out;
+  for (const Sent& s : sent)
+    if (s.frame.starts_with(prefix)) out += std::to_string(s.atMs - zeroMs) + ":" + s.frame + " ";
+  return out;
+}
+
 // "+" for each enabled, "-" for each greyed widget.
 inline QString enabled(std::initializer_list<const QWidget*> widgets) {
   QString out;
@@ -76,6 +84,11 @@ inline void setReadings(sim::Readings& r, const std::array<int, 12>& v) {
 
 class ScreenTest : public TwoStationFixture {
  protected:
+  // Start-up and discovery; the station lists are filled at 5.6 s.
+  void startAndDiscover() {
+    start();
+    clock.advance(ms(8000));
+  }
   // The lines of the message window that end with `tail`.
   int logCount(const QString& tail) {
     return static_cast<int>(
