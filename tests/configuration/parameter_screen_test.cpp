@@ -250,7 +250,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
       << lines.back().toStdString();
 
   // SOC opens the charge level boxes under "Sealed"; a change of type closes them again.
-  EXPECT_TRUE(shows(screen(), "+LTextBox24"));
+  EXPECT_TRUE(shows(screen(), "+LTextBox24 +LTextBox44"));
   typeInto("LTextBox8", "5000");
   EXPECT_TRUE(shows(screen(), "LTextBox8=5000"));  // nothing while the cursor stays
   leaveTo("SetChargeCurr");
@@ -261,7 +261,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
   pick(list("Combo2"), "User");
   typeInto("LTextBox12", "6.9");
   QTest::keyClick(box("LTextBox12"), Qt::Key_Tab);
-  EXPECT_TRUE(shows(screen(), "-LTextBox24 LTextBox12=7.00"));
+  EXPECT_TRUE(shows(screen(), "-LTextBox24 -LTextBox44 LTextBox12=7.00"));
   // The lithium couplings follow the boost voltage when it is left.
   pick(list("Combo4"), "12V");
   pick(list("Combo2"), "LI");

@@ -254,23 +254,6 @@ TEST(BatteryType, LithiumKeepsTheCapacityBoxAndTheSameTypeAgainThrowsAwayWhatWas
   EXPECT_EQ((selectEntry(b, C::Combo2, "Gel"), b.text(C::LTextBox12)), "16.00");
 }
 
-TEST(BatteryType, NoTypeOnlyFormatsTheTenVoltageBoxesAndSocOpensTheTwoLevelBoxes) {
-  ParameterBoxes b;
-  setTexts(b, "LTextBox12=15 LTextBox36=abc LTextBox8=250");
-  b.setEnabled(C::LTextBox12, false);
-  combo2Click(b);
-  EXPECT_TRUE(hasTexts(b, "-LTextBox12=15.00 LTextBox36=abc LTextBox8=250 TextLimit="));
-
-  // The mode itself stays closed.
-  selectEntry(b, C::Combo2, "Sealed");
-  EXPECT_TRUE(hasTexts(b, "-LTextBox24 -LTextBox44"));
-  selectEntry(b, C::Combo3, "SOC");
-  EXPECT_TRUE(hasTexts(b, "+LTextBox24 +LTextBox44 -Combo3"));
-  selectEntry(b, C::Combo3, 0);
-  EXPECT_TRUE(hasTexts(b, "-LTextBox24 -LTextBox44"));
-  EXPECT_FALSE(selectEntry(b, C::Combo3, "soc"));
-}
-
 // "Type/Box=typed" ("Type+SOC/..." with SOC chosen) and the cursor leaves the box, enabled
 // whatever the type: what stands in the box then. A numeric prefix passes the voltage limits;
 // a text that is no number is not formatted; the discharge limit's low limit is 0, so an empty
@@ -484,11 +467,11 @@ TEST_F(ParameterFile, ExportNamesGetTxtOnceAndAFailedWriteIsTold) {
 
 // "key=value;key=value" as a file imported over the edited screen: the outcome, then the type,
 // system voltage and mode lists, the over-voltage, boost and limit voltages, the capacity and
-// the current; "(names it)" where a failure's line names the system voltage of the file. An
-// unknown type, one in other case, or none stops it and changes nothing; a key the file lacks
-// empties its box, but the charge limit (a key older files lack) is the type's; lithium from a
-// file carries no coupling; a system voltage the list lacks stops it after the ten values and
-// before the lists; any other unknown list text leaves its list alone and goes on.
+// the current and the temperature coefficient (its change rule runs); "(names it)" where a failure's line names the
+// system voltage of the file. An unknown type, one in other case, or none stops it and changes nothing; a key the file
+// lacks empties its box, but the charge limit (a key older files lack) is the type's; lithium from a file carries no
+// coupling; a system voltage the list lacks stops it after the ten values and before the lists; any other unknown list
+// text leaves its list alone and goes on.
 TEST_F(ParameterFile, ImportedFilesAsTheyStopOrGoOn) {
   const auto imported = [&](const std::string& content) {
     QString text = QString::fromStdString(content).replace(';', QStringLiteral("\r\n"));
@@ -500,23 +483,23 @@ TEST_F(ParameterFile, ImportedFilesAsTheyStopOrGoOn) {
     const std::size_t volts = content.find("系统电压=");
     if (volts != std::string::npos && r.logLine.find(content.substr(volts + 13, 3)) != std::string::npos)
       out += "(names it)";
-    for (Control c :
-         {C::Combo2, C::Combo4, C::Combo3, C::LTextBox12, C::LTextBox18, C::TextLimit, C::LTextBox8, C::SetChargeCurr})
+    for (Control c : {C::Combo2, C::Combo4, C::Combo3, C::LTextBox12, C::LTextBox18, C::TextLimit, C::LTextBox8,
+                      C::SetChargeCurr, C::LTextBox10})
       out += " " + b.text(c);
     return out;
   };
   EXPECT_TRUE(
       mapsTo(imported,
-             "电池类型=Lithium;超压电压(V)=12>Stopped User 24V SOC 16.50 14.50 16.00 350 25.00|"
-             "电池类型=gel>Stopped User 24V SOC 16.50 14.50 16.00 350 25.00|"
-             "超压电压(V)=12>Stopped User 24V SOC 16.50 14.50 16.00 350 25.00|"
-             "电池类型=User;超压电压(V)=16.50>Imported User Auto Volt.Comp. 16.50  15.50  |"
-             "电池类型=LI;提升充电电压(V)=14.00;超压电压(V)=15.00>Imported LI Auto Volt.Comp. 15.00 14.00 15.50  |"
+             "电池类型=Lithium;超压电压(V)=12>Stopped User 24V SOC 16.50 14.50 16.00 350 25.00 -4|"
+             "电池类型=gel>Stopped User 24V SOC 16.50 14.50 16.00 350 25.00 -4|"
+             "超压电压(V)=12>Stopped User 24V SOC 16.50 14.50 16.00 350 25.00 -4|"
+             "电池类型=User;超压电压(V)=16.50;温度补偿系数(mV/℃/2V)=3>Imported User Auto Volt.Comp. 16.50  15.50   -3|"
+             "电池类型=LI;提升充电电压(V)=14.00;超压电压(V)=15.00>Imported LI Auto Volt.Comp. 15.00 14.00 15.50   |"
              "电池类型=Gel;超压电压(V)=15.00;充电电流设置(A)=9.00;系统电压=60V;充电模式=SOC;蓄电池容量(Ah)=500>"
-             "Failed(names it) Gel Auto Volt.Comp. 15.00  15.50 200 9.00|"
+             "Failed(names it) Gel Auto Volt.Comp. 15.00  15.50 200 9.00 -3|"
              "电池类型=Gel;超压电压(V)=15.00;系统电压=96V;充电模式=SOC>Failed(names it) Gel Auto Volt.Comp. 15.00  "
-             "15.50 200 |"
-             "电池类型=LI;系统电压=110V;充电模式=soc;蓄电池容量(Ah)=500>Imported LI Auto Volt.Comp.   15.50 500 "));
+             "15.50 200  -3|"
+             "电池类型=LI;系统电压=110V;充电模式=soc;蓄电池容量(Ah)=500>Imported LI Auto Volt.Comp.   15.50 500  "));
   // A name with a dot and no extension is read as it stands; one without a dot gets ".txt".
   EXPECT_TRUE(mapsTo([](const std::string& n) { return importFileName(QString::fromStdString(n)).toStdString(); },
                      "a.b>a.b|a>a.txt|>.txt"));
@@ -531,32 +514,6 @@ TEST_F(ParameterFile, ImportedFilesAsTheyStopOrGoOn) {
   EXPECT_EQ(importParameters(b, name("missing.txt")).outcome, Outcome::Stopped);
   EXPECT_EQ(importParameters(b, QString()).outcome, Outcome::Stopped);
   EXPECT_EQ(b, editedScreen());
-}
-
-TEST_F(ParameterFile, ImportedValuesGoInAsTheyStandAndAreWrittenSo) {
-  // Every key but the over-voltage.
-  const QString path =
-      file("gel.txt",
-           QStringLiteral(
-               "电池类型=Gel\r\n均衡充电电压(V)=14.60\r\n提升充电电压(V)=99\r\n浮充充电电压(V)=13.80\r\n"
-               "提升充电返回电压(V)=13.20\r\n过放返回电压(V)=12.60\r\n低压警告电压(V)=12.00\r\n过放电压(V)=11.10\r\n"
-               "放电限制电压(V)=10.60\r\n充电电流设置(A)=12.00\r\n系统电压=12V\r\n充电模式=Volt.Comp.\r\n"
-               "均衡充电间隔(天)=0\r\n均衡充电时间(分钟)=0\r\n提升充电时间(分钟)=120\r\n温度补偿系数(mV/℃/2V)=3\r\n"
-               "蓄电池容量(Ah)=200\r\n过放延时时间(秒)=5\r\n蓄电池充满电量(%)=150\r\n蓄电池放电限制电量(%)=30\r\n"));
-  ReadScreen s = readScreen(parameterReply());
-  ASSERT_EQ(importParameters(s.boxes, path).outcome, Outcome::Imported);
-  // No limit on the boost voltage; the coefficient's change rule alone runs; a key the file
-  // lacks (the over-voltage) empties its box.
-  EXPECT_TRUE(hasTexts(s.boxes, "-LTextBox16=14.60 LTextBox24=150 LTextBox18=99 LTextBox10=-3 LTextBox12="));
-  // The write sends what the boxes say; the empty over-voltage refuses it.
-  EXPECT_EQ(command2Click(s.boxes, s.state).action, SetCommand::Action::LogFailure);
-  s.boxes.setText(C::LTextBox12, "16.00");
-  s.boxes.setText(C::LTextBox18, "14.20");
-  const SetCommand cmd = command2Click(s.boxes, s.state);
-  ASSERT_EQ(cmd.action, SetCommand::Action::Send) << cmd.text;
-  EXPECT_EQ(
-      (std::array{wordAt(cmd.frame, 19), std::uint16_t{cmd.frame[35]}, wordAt(cmd.frame, 45), wordAt(cmd.frame, 7)}),
-      (std::array<std::uint16_t, 4>{146, 150, 3, 1200}));
 }
 
 TEST(RestoreDefaults, TheReferenceColumnWhateverTheTypeWas) {
