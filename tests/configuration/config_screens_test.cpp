@@ -196,8 +196,8 @@ TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
 // --- Factory operation ----------------------------------------------------------------------
 
 // Each command its frame and its message, 是 asked first where a command cannot be undone;
-// nothing goes to address 0, to a station the box does not name, after 否, or on an exception
-// reply's account.
+// nothing goes to address 0, to a station the box does not name, or after 否. The replies that
+// say nothing are the reply rule's cases.
 TEST_F(ConfigScreensTest, FactoryOperation) {
   addStation(kStation1, "COM3,9600", "1");
   addStation(kStation2, "COM3,9600", "2");
@@ -260,20 +260,6 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   // A station choice blanks the status line.
   pick(combo(screen), kStation1);
   EXPECT_EQ(text1(), " ");
-
-  // An exception reply gives no message and leaves the status line.
-  clock.advance(ms(3000));  // the restart's silence
-  clickAndWait(button(screen, "Command4"));
-  since();
-  station1.setFaults({.exception = sim::Exception::IllegalFunction});
-  for (const char* name : all) {
-    dialogs.answers = {platform::kYes};
-    clickAndWait(button(screen, name));
-  }
-  EXPECT_EQ(since(), exact("01 78 00 00 00 01 60 00") + ", " + exact("01 79 00 00 00 01 5D C0") + ", " +
-                         exact("01 06 E3 27 00 00 0E 45") + ", " + exact("01 06 E3 27 00 01 CF 85") + ", " +
-                         exact("01 06 DF 01 00 01 22 1E") + " / " + asked);
-  EXPECT_EQ(text1(), QStringLiteral("当前RS485通讯口用于：并机"));
 
   // A typed name: the other station's address and port, looked up now; a name of no station
   // sends nothing and says so in one line.
