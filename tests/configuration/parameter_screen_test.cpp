@@ -390,13 +390,14 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
   openAndRead();
   ASSERT_TRUE(screen().blockState().dataRead);
   const Bytes lastBlock(screen().blockState().lastBlock.begin(), screen().blockState().lastBlock.end());
-  const char* boxes[] = {"SetChargeCurr", "LTextBox8",  "LTextBox10", "LTextBox12", "TextLimit",
-                         "LTextBox16",    "LTextBox18", "LTextBox20", "LTextBox22", "LTextBox24",
-                         "LTextBox28",    "LTextBox29", "LTextBox32", "LTextBox34", "LTextBox36",
-                         "LTextBox38",    "LTextBox40", "LTextBox44", "LTextBox45"};
-  const QStringList texts = {"",       "0",     "7",     "13.8",  "18",   "-3",    "3",     "abc",  "1e3",
-                             "65535",  "99999", "12,5",  " 12 ",  "中文", "-0",    ".5",    "&H10", "1e308",
-                             "-1e308", "nan",   "14.45", "150.5", "-",    "1.2.3", "0.005", "255",  "256"};
+  const std::vector<std::string> boxes = xl::testing::split(
+      "SetChargeCurr LTextBox8 LTextBox10 LTextBox12 TextLimit LTextBox16 LTextBox18 LTextBox20 LTextBox22 "
+      "LTextBox24 LTextBox28 LTextBox29 LTextBox32 LTextBox34 LTextBox36 LTextBox38 LTextBox40 LTextBox44 LTextBox45",
+      ' ');
+  const QStringList texts = QStringLiteral(
+                                "|0|7|13.8|18|-3|3|abc|1e3|65535|99999|12,5| 12 |中文|-0|.5|&H10|1e308|-1e308|nan|"
+                                "14.45|150.5|-|1.2.3|0.005|255|256")
+                                .split('|');
   std::mt19937 rng(1234);
   const auto any = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
   int sent = 0, refused = 0;
@@ -427,11 +428,11 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
         ++refused;
       }
     } else {
-      const char* name = boxes[any(std::size(boxes))];
+      const char* name = boxes[any(static_cast<int>(boxes.size()))].c_str();
       QString text = texts[any(texts.size())];
       if (any(4) == 0) text = QString::number(any(3000) / (any(3) == 0 ? 7.0 : 1.0), 'f', any(4));
       typeInto(name, text);
-      if (any(2)) leaveTo(boxes[any(std::size(boxes))]);
+      if (any(2)) leaveTo(boxes[any(static_cast<int>(boxes.size()))].c_str());
     }
   }
   EXPECT_TRUE(sent > 0 && refused > 0);  // the run must have tried both sides
