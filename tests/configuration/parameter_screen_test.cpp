@@ -73,11 +73,9 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
     QLineEdit* e = box(name);
     QTest::mouseClick(e, Qt::LeftButton);
     QTest::keyClick(e, Qt::Key_A, Qt::ControlModifier);
-    text.isEmpty() ? QTest::keyClick(e, Qt::Key_Delete) : typeKeys(e, text);
-  }
-  // Key presses that carry `text`, one character each; any character, not only ASCII.
-  static void typeKeys(QWidget* w, const QString& text) {
-    for (const QChar ch : text) QTest::sendKeyEvent(QTest::Click, w, Qt::Key_unknown, QString(ch), Qt::NoModifier);
+    if (text.isEmpty()) QTest::keyClick(e, Qt::Key_Delete);
+    // Key presses that carry the text, one character each; any character, not only ASCII.
+    for (const QChar ch : text) QTest::sendKeyEvent(QTest::Click, e, Qt::Key_unknown, QString(ch), Qt::NoModifier);
   }
   // The cursor moves on to another box with a click.
   void leaveTo(const char* name) { QTest::mouseClick(box(name), Qt::LeftButton); }

@@ -607,11 +607,8 @@ TEST(AddressPoll, TheAddressComesFromTheReply) {
 }
 
 TEST(AddressWrite, NewAddressAndItsRefusals) {
-  EXPECT_EQ(*addressWrite(1, "5").frame, hexBytes("01 06 00 1A 00 05 68 0E"));
-  // Before any find the target is 0.
-  EXPECT_EQ(*addressWrite(0, "5").frame, appendCrc(hexBytes("00 06 00 1A 00 05")));
-  // No range test of its own: 0 and 242 to 255 go out as typed; letters give 0; what is no
-  // byte sends nothing ("-") and leaves a line.
+  // The frame itself is checked on the wire by the screen's test. No range test of its own: 0 and 242 to 255 go out as
+  // typed; letters give 0; what is no byte sends nothing ("-") and leaves a line.
   const auto sent = [](const std::string& typed) {
     const auto w = addressWrite(1, typed);
     return w.frame ? std::to_string((*w.frame)[5]) : w.failureLog.empty() ? "" : "-";
