@@ -27,6 +27,65 @@ using xl::platform::fromGbk;
 using xl::platform::toGbk;
 using xl::testing::mapsTo;
 
+namespace {
+
+QByteArray afterSet(const QByteArray& file, const QString& section, const QString& key, const QString& value) {
+  IniDocument doc = IniDocument::parse(file);
+  EXPECT_TRUE(doc.set(section, key, value));
+  return doc.serialize();
+}
+
+Station station(const QString& name, const QString& port, const QString& id) {
+  Station s;
+  std::tie(s.StationName, s.Port, s.DeviceID) = std::tie(name, port, id);
+  return s;
+}
+
+QStringList names(const std::vector<Station>& stations) {
+  QStringList list;
+  for (const Station& s : stations) list << s.StationName;
+  return list;
+}
+
+// The settings file and the station store of a test, in a folder of its own.
+class CoreFiles : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(dir_.isValid());
+    configPath = config_ = dir_.filePath("MSCON.DLL");
+    setStationStorePath(path_ = dir_.filePath("MSCONS.DLL"));
+  }
+  void TearDown() override {
+    QFile::setPermissions(config_, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    configPath.clear();
+    setStationStorePath(QString());
+  }
+
+  QByteArray bytes() const {
+    QFile file(config_);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+  }
+  void setBytes(const QByteArray& data) const {
+    QFile file(config_);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(data);
+  }
+  // Runs SQL on the store directly, as another tool would.
+  void execute(const char* sql) const {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(path_.toUtf8().constData(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+  }
+
+  QTemporaryDir dir_;
+  QString config_, path_;
+};
+using SettingsFile = CoreFiles;
+using StationStore = CoreFiles;
+
+}  // namespace
+
 // Characters without a GBK code become '?', the text around them stays ('，' is the CSV comma
 // stand-in). Invalid bytes read as U+FFFD and the ASCII after them is kept; each call is a
 // whole text: a lead byte at the end is not held back for the next call.
@@ -36,20 +95,6 @@ TEST(Gbk, ChineseTextHasItsCodePageBytesAndWhatHasNoneLosesOnlyItself) {
   const auto text = [](const std::string& hex) { return fromGbk(QByteArray::fromHex(hex.c_str())).toStdString(); };
   EXPECT_TRUE(mapsTo(text, "81 3d 78>\uFFFD=x|61 d0>a\uFFFD|c7>\uFFFD|d0 c7>星"));
 }
-
-namespace {
-
-QString read(const QByteArray& file, const QString& section, const QString& key) {
-  return readIniValue(IniDocument::parse(file), section, key);
-}
-
-QByteArray afterSet(const QByteArray& file, const QString& section, const QString& key, const QString& value) {
-  IniDocument doc = IniDocument::parse(file);
-  EXPECT_TRUE(doc.set(section, key, value));
-  return doc.serialize();
-}
-
-}  // namespace
 
 // "section/key>value" read from a hand-edited file, as its editor meant it: sections and keys
 // without regard to case; only ';' starts a comment, as in the profile calls ('#' begins an
@@ -120,7 +165,8 @@ TEST(IniDocument, WritesReplaceInPlaceOrAppendToTheSectionOrTheFile) {
 
   const QByteArray chinese = afterSet("", QStringLiteral("配置"), QStringLiteral("电池类型"), QStringLiteral("星澜"));
   EXPECT_EQ(chinese, toGbk(QStringLiteral("[配置]\r\n电池类型=星澜\r\n")));
-  EXPECT_EQ(read(chinese, QStringLiteral("配置"), QStringLiteral("电池类型")), QStringLiteral("星澜"));
+  EXPECT_EQ(readIniValue(IniDocument::parse(chinese), QStringLiteral("配置"), QStringLiteral("电池类型")),
+            QStringLiteral("星澜"));
 }
 
 TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) {
@@ -140,34 +186,6 @@ TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) 
   EXPECT_TRUE(doc.set("S", "#1", "-1"));
   EXPECT_EQ(readIniValue(doc, "S", "#1"), "-1");
 }
-
-namespace {
-
-class SettingsFile : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(dir_.isValid());
-    path_ = dir_.filePath("MSCON.DLL");
-    configPath = path_;
-  }
-  void TearDown() override {
-    QFile::setPermissions(path_, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    configPath.clear();
-  }
-
-  QByteArray bytes() const {
-    QFile file(path_);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-  }
-  void setBytes(const QByteArray& data) const {
-    QFile file(path_);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(data);
-  }
-
-  QTemporaryDir dir_;
-  QString path_;
-};
 
 // Whatever a settings dialog accepts (settingsValueRefusal finds nothing wrong) reads back
 // exactly as typed, whatever it sits between; what it refuses is named.
@@ -207,15 +225,13 @@ TEST_F(SettingsFile, AnyValueTheDialogsAcceptReadsBackAsTyped) {
   EXPECT_EQ(settingsValueRefusal("密码", QString(500, u'a')), "密码不能超过499个字符");
 }
 
-}  // namespace
-
 // A missing file reads empty and comes into being with the first write; every call goes to the
 // file: a change made behind the routines' back is seen by the next read and kept by the next
 // write, which keeps the file's permissions; a file that cannot be written keeps its contents.
 TEST_F(SettingsFile, EveryCallGoesToTheFileAndAFailedWriteChangesNothing) {
   EXPECT_TRUE(readIni("COMS", "ListCount").isEmpty() && readIniInt("COMS", "ListCount") == 0);
   EXPECT_EQ(getPassword(), "426813");
-  EXPECT_FALSE(QFile::exists(path_));  // reading creates nothing
+  EXPECT_FALSE(QFile::exists(config_));  // reading creates nothing
   writeIni("Main", "config", "1111");
   EXPECT_EQ(bytes(), "[Main]\r\nconfig=1111\r\n");
   EXPECT_EQ(getPassword(), "1111");
@@ -223,16 +239,16 @@ TEST_F(SettingsFile, EveryCallGoesToTheFileAndAFailedWriteChangesNothing) {
   setBytes("[Main]\r\nconfig=2222\r\n; kept\r\n[Other]\r\nx = 1\r\n");
   EXPECT_EQ(getPassword(), "2222");
   const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
-  ASSERT_TRUE(QFile::setPermissions(path_, mode));
+  ASSERT_TRUE(QFile::setPermissions(config_, mode));
   writeIni("MAIN", "Config", "3333");
   EXPECT_EQ(bytes(), "[Main]\r\nconfig=3333\r\n; kept\r\n[Other]\r\nx = 1\r\n");
   // Owner, group and other bits; the user bits depend on who runs the test.
-  EXPECT_EQ(QFile::permissions(path_) & 0xF0FF, mode);
+  EXPECT_EQ(QFile::permissions(config_) & 0xF0FF, mode);
 
-  ASSERT_TRUE(QFile::setPermissions(path_, QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+  ASSERT_TRUE(QFile::setPermissions(config_, QFileDevice::ReadOwner | QFileDevice::ReadGroup));
   writeIni("Main", "config", "4444"), writeIni("New", "k", "v");
   EXPECT_EQ(bytes(), "[Main]\r\nconfig=3333\r\n; kept\r\n[Other]\r\nx = 1\r\n");
-  ASSERT_TRUE(QFile::setPermissions(path_, mode));
+  ASSERT_TRUE(QFile::setPermissions(config_, mode));
   // An all-blank password is no password.
   writeIni("Main", "config", "   ");
   EXPECT_EQ(getPassword(), "426813");
@@ -246,43 +262,6 @@ TEST_F(SettingsFile, EveryCallGoesToTheFileAndAFailedWriteChangesNothing) {
   writeIniFile("Main", "config", "2222", folder);
   EXPECT_TRUE(readIniFile("Main", "config", folder).isEmpty() && QFileInfo(folder).isDir());
 }
-
-namespace {
-
-Station station(const QString& name, const QString& port, const QString& id) {
-  Station s;
-  std::tie(s.StationName, s.Port, s.DeviceID) = std::tie(name, port, id);
-  return s;
-}
-
-QStringList names(const std::vector<Station>& stations) {
-  QStringList list;
-  for (const Station& s : stations) list << s.StationName;
-  return list;
-}
-
-class StationStore : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(dir_.isValid());
-    path_ = dir_.filePath("MSCONS.DLL");
-    setStationStorePath(path_);
-  }
-  void TearDown() override { setStationStorePath(QString()); }
-
-  // Runs SQL on the file directly, as another tool would.
-  void execute(const char* sql) const {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(path_.toUtf8().constData(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-    sqlite3_close(db);
-  }
-
-  QTemporaryDir dir_;
-  QString path_;
-};
-
-}  // namespace
 
 TEST_F(StationStore, AMissingFileIsNotCreatedTheInstallerMakesItOnceAndAFileOfJunkIsLeftAlone) {
   EXPECT_FALSE(checkDatabase() || findStation("S1") || insertStation(station("S1", "COM3,9600", "1")) ||
