@@ -298,6 +298,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
 
 TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   openAndRead();
+  since();
   pick(list("Combo2"), "User");
   typeInto("TextLimit", "16.2");
   typeInto("LTextBox20", "13.6");
@@ -305,7 +306,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   const QString file = dir.path() + "/params", txt = file + ".txt";
   dialogs.fileNames.push_back(file);
   clickButton("Command4");
-  EXPECT_EQ(shown(), QStringLiteral("导出数据成功"));
+  EXPECT_EQ(since(), " / 导出数据成功");
   EXPECT_EQ(core::readIniFile(QStringLiteral("配置"), QStringLiteral("浮充充电电压(V)"), txt), "13.60");
   // The file, with `value` under `key` first, through "导入设置".
   const auto importWith = [&](const char* key, const char* value) {
@@ -319,7 +320,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   clickButton("Command3");  // "恢复默认值": the reference column
   EXPECT_EQ(box("LTextBox20")->text(), "13.80");
   importWith(nullptr, nullptr);
-  EXPECT_EQ(shown(), QStringLiteral("导出数据成功 | 导入数据成功"));
+  EXPECT_EQ(since(), " / 导入数据成功");
   for (QLineEdit* e : screen().findChildren<QLineEdit*>())
     EXPECT_TRUE(e->objectName() == "Text1" || e->text() == saved[e->objectName()]) << e->objectName().toStdString();
   EXPECT_TRUE(shows(screen(), "TextLimit=16.20 Combo2=User -LTextBox24"));
@@ -330,7 +331,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   core::writeIniFile(QStringLiteral("配置"), QStringLiteral("超压电压(V)"), QStringLiteral("99"), txt);
   importWith("蓄电池充满电量(%)", "150");
   EXPECT_TRUE(shows(screen(), "LTextBox12=17.00 LTextBox24=100"));
-  dialogs.shown.clear();
+  since();
 
   // A system voltage the list lacks stops the import with a line and no success message; a
   // cancelled dialog does nothing; a read-only file is told, never "导出数据成功".
@@ -341,7 +342,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   ASSERT_TRUE(QFile::setPermissions(txt, QFileDevice::ReadOwner));
   dialogs.fileNames.push_back(txt);
   clickButton("Command4");
-  EXPECT_EQ(shown(), QStringLiteral("导出数据失败：无法写入文件 ") + txt);
+  EXPECT_EQ(since(), " / 导出数据失败：无法写入文件 " + txt.toStdString());
 }
 
 // ---- Operator input at random --------------------------------------------------------------
