@@ -404,15 +404,14 @@ TEST_F(StationStore, ARequestTakesAddressAndPortFromTheStoreByName) {
   // station; each refusal is one plain Chinese line, nothing of the internals. A name that is
   // no station is passed over in silence unless the screen asks.
   EXPECT_THROW(requestStation(session, "Huge", " 03 0100 0023"), RuntimeFailure);
-  const std::pair<const char*, const char*> refused[] = {{"Huge", "]Huge：设备ID无效，请求未发送"},
-                                                         {"Words", "]Words：设备ID无效，请求未发送"},
-                                                         {"Nobody", "]没有名为“Nobody”的站点，未发送任何数据"}};
-  for (const auto& [name, expected] : refused) {
+  const auto refusal = [&](const std::string& name) {
     log.clear();
-    EXPECT_FALSE(trySendToStation(session, name, " 03 0100 0023", true)) << name;
-    EXPECT_TRUE(log.endsWith(QString::fromUtf8(expected))) << log.toStdString();
-    EXPECT_FALSE(log.contains("overflow", Qt::CaseInsensitive));
-  }
+    const bool sent = trySendToStation(session, QString::fromStdString(name), " 03 0100 0023", true);
+    return (sent ? "sent " : "") + log.mid(log.indexOf(']') + 1).toStdString();
+  };
+  EXPECT_TRUE(mapsTo(refusal,
+                     "Huge>Huge：设备ID无效，请求未发送|Words>Words：设备ID无效，请求未发送|"
+                     "Nobody>没有名为“Nobody”的站点，未发送任何数据"));
   log.clear();
   EXPECT_FALSE(trySendToStation(session, "Nobody", " 03 0100 0023") ||
                trySendToStation(session, "", " 03 0100 0023", true));
