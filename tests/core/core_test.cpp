@@ -281,15 +281,11 @@ TEST_F(StationStore, AMissingFileIsNotCreatedTheInstallerMakesItOnceAndAFileOfJu
   EXPECT_EQ(getStationPort("S1"), "COM3,9600");
 
   // A file that is no database is left as it is, and reads as empty.
-  const QString other = dir_.filePath("other.DLL");
-  QFile junk(other);
-  ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write(QByteArray(4096, 'x')) == 4096);
-  junk.close();
-  setStationStorePath(other);
+  setBytes(QByteArray(4096, 'x'));
+  setStationStorePath(config_);
   EXPECT_FALSE(checkDatabase() || createStore());
   EXPECT_EQ(getStationPort("S1"), "");
-  ASSERT_TRUE(junk.open(QIODevice::ReadOnly));
-  EXPECT_EQ(junk.readAll(), QByteArray(4096, 'x'));
+  EXPECT_EQ(bytes(), QByteArray(4096, 'x'));
 }
 
 // Every column round trip is the station editor's test; here quotes in a name and deletion.
