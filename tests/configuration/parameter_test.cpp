@@ -130,7 +130,7 @@ TEST(ParameterRead, EachCodedRegisterShowsAndGoesBack) {
 // What "Box=text" sends at its register's write index (the two levels: their byte), rounded
 // half to even; "-" where it does not fit and is refused with a line that says so, "?" where
 // the box is no number and the line names it.
-TEST(ParameterWrite, ValuesAreRoundedHalfToEvenAndThoseThatDoNotFitOrAreNoNumberAreRefused) {
+TEST(ParameterWrite, ValuesListsAndAddressAndTheirRefusals) {
   const ReadScreen read = readScreen(parameterReply());
   const std::map<std::string, std::size_t> at = {{"SetChargeCurr", 7}, {"LTextBox8", 9},   {"LTextBox12", 15},
                                                  {"LTextBox16", 19},   {"LTextBox24", 35}, {"LTextBox44", 36},
@@ -166,12 +166,9 @@ TEST(ParameterWrite, ValuesAreRoundedHalfToEvenAndThoseThatDoNotFitOrAreNoNumber
     const std::string b(box);
     EXPECT_TRUE(mapsTo(sent, b + "=>?|" + b + "=abc>?|" + b + "=12V>?|" + b + "= >?"));
   }
-}
 
-// "voltage index,type index>voltage code,type code": a type that is not chosen takes the
-// voltage's code.
-TEST(ParameterWrite, TheTwoListsShareOneCodeByte) {
-  const ReadScreen read = readScreen(parameterReply());
+  // "voltage index,type index>voltage code,type code": a type that is not chosen takes the
+  // voltage's code.
   const auto codes = [&](const std::string& lists) {
     ParameterBoxes b = read.boxes;
     b.setListIndex(C::Combo4, std::stoi(lists));
@@ -180,16 +177,14 @@ TEST(ParameterWrite, TheTwoListsShareOneCodeByte) {
     return std::to_string(w[11]) + "," + std::to_string(w[14]);
   };
   EXPECT_TRUE(mapsTo(codes, "-1,-1>0,0|0,-1>255,255|4,-1>48,48|-1,3>0,3|2,4>24,4"));
-}
 
-// The write's head for an address; "-" where the address box's failure is named. An address
-// that is no byte, or the broadcast address 0 that every controller of the line would carry
-// out, sends nothing.
-TEST(ParameterWrite, TheAddressIsTheBoxOnesAndMustFitAByte) {
-  ReadScreen s = readScreen(parameterReply());
+  // The write's head for an address; "-" where the address box's failure is named. An address
+  // that is no byte, or the broadcast address 0 that every controller of the line would carry
+  // out, sends nothing.
   const auto head = [&](const std::string& address) {
-    s.boxes.setText(C::LTextBox1, address);
-    const auto built = buildParameterWrite(s.boxes, s.state);
+    ParameterBoxes b = read.boxes;
+    b.setText(C::LTextBox1, address);
+    const auto built = buildParameterWrite(b, read.state);
     if (const auto* f = std::get_if<WriteFailure>(&built)) return f->control == C::LTextBox1 ? "-" : f->logLine;
     return hexText(Bytes(std::get<Bytes>(built).begin(), std::get<Bytes>(built).begin() + 7));
   };
@@ -282,7 +277,7 @@ TEST(Timers, LithiumOnAutoBlinksAndTheGreyingTimerCoversItsList) {
             "LTextBox32 LTextBox28 LTextBox29 LTextBox10 LTextBox8 LTextBox45 LTextBox24 LTextBox44 Combo3 TextLimit ");
 }
 
-TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimalsAndWholeNumbersByTheirOwnRules) {
+TEST(FieldLimits, VoltagesFrom7To17WholeNumbersByTheirOwnRulesAndDisabledBoxesLeftAlone) {
   const auto leaving = [](const std::string& typed) {
     const std::size_t slash = typed.find('/'), eq = typed.find('=');
     ParameterBoxes b;
@@ -305,9 +300,7 @@ TEST(FieldLimits, VoltagesAreHeldFrom7To17WithTwoDecimalsAndWholeNumbersByTheirO
                      "User/LTextBox24=150>100|User/LTextBox24=90>90|Gel/LTextBox28=700>120|Gel/LTextBox28=0>120|"
                      "Gel/LTextBox16=14.2>15.20|Gel/LTextBox16=3>15.20|Sealed+SOC/LTextBox24=90>100|"
                      "Sealed+SOC/LTextBox44=90>80|Sealed+SOC/LTextBox44=50>50"));
-}
 
-TEST(FieldLimits, ADisabledBoxOrOneWithoutARuleIsLeftAlone) {
   ParameterBoxes b;
   selectEntry(b, C::Combo2, "Sealed");
   leave(b, C::LTextBox12, "99");  // disabled under "Sealed"
@@ -562,7 +555,7 @@ TEST(LoadBlockView, LightControlShowsItsValuesAndEveryOtherModeItsButton) {
 // a read the voltage tag is empty; a value that does not fit a byte is logged; the hours are
 // read only with Option5 selected; values round half to even; letters are 0; Option5 with the
 // hours emptied sends mode 0, as does no option at all; with no station the tags go out to 0.
-TEST(LoadBlockWrite, TheFrameAndItsRefusals) {
+TEST(LoadBlockWrite, TheFrameItsRefusalsTheHiddenLightOffVoltageAndTheAcknowledgement) {
   const auto write = [](const std::string& s) {
     const std::vector<std::string> f = split(s, '/');
     const LoadOption options[] = {LoadOption::None, LoadOption::Option3, LoadOption::Option4, LoadOption::Option5};
@@ -580,11 +573,8 @@ TEST(LoadBlockWrite, TheFrameAndItsRefusals) {
                      "1/-/5/5/10>01 0000000A0005|/-//5/10>00 0000000A0005|2.5/3//5/10>02 0000000A0005"));
   EXPECT_TRUE(mapsTo([](const std::string& a) { return hexText(loadBlockReadRequest(a).value_or(Bytes{})); },
                      "1>0103E01D0003A20D|256>|-1>"));
-}
+  EXPECT_TRUE(mapsTo(lightOffVoltageText, "5>4|4>3|3>|>|10.5>9.5"));
 
-TEST(LoadBlockWrite, TheHiddenLightOffVoltage) { EXPECT_TRUE(mapsTo(lightOffVoltageText, "5>4|4>3|3>|>|10.5>9.5")); }
-
-TEST(LoadBlockReplies, OnlyAWriteAcknowledgementGetsTheMessage) {
   // The length is not tested. Not: an exception reply, a read reply, address 0, too short.
   const auto afterWrite = [](const std::string& r) { return loadReplyMessage(kLoadPendingWrite, hexBytes(r)); };
   EXPECT_TRUE(mapsTo(afterWrite,
@@ -595,7 +585,7 @@ TEST(LoadBlockReplies, OnlyAWriteAcknowledgementGetsTheMessage) {
 
 // ---- Device ID -------------------------------------------------------------------------------
 
-TEST(AddressPoll, TheAddressComesFromTheReply) {
+TEST(DeviceId, TheAddressFoundAndTheNewAddressWritten) {
   const Bytes good = hexBytes("F1 03 02 30 14");
   const std::string text = hexText(appendCrc(good));
   EXPECT_EQ(foundAddress(good, text), 241);
@@ -604,9 +594,7 @@ TEST(AddressPoll, TheAddressComesFromTheReply) {
   // No reply text, a CRC mismatch, address 0, no bytes.
   EXPECT_FALSE(foundAddress(good, "") || foundAddress(Bytes{0}, text) ||
                foundAddress(hexBytes("00 03 02 30 14"), text) || foundAddress(Bytes{}, text));
-}
 
-TEST(AddressWrite, NewAddressAndItsRefusals) {
   // The frame itself is checked on the wire by the screen's test. No range test of its own: 0 and 242 to 255 go out as
   // typed; letters give 0; what is no byte sends nothing ("-") and leaves a line.
   const auto sent = [](const std::string& typed) {
@@ -625,17 +613,15 @@ TEST(AddressWrite, NewAddressAndItsRefusals) {
 
 // The five frames for address 1 and their messages are checked on the wire by the screen's
 // test; here the address box's other texts and the replies the screen never gets.
-TEST(FactoryFrames, TheAddressBox) {
+TEST(Factory, TheAddressBoxAndOnlyTheRightReplyToTheCommandSpeaks) {
   // An empty address box gives address 0; a fraction rounds half to even; no byte, no frame
   // (256 would be "100 78 ...", a frame of another shape).
   const auto frame = [](const std::string& box) {
     return hexText(factoryFrame(FactoryCommand::Command1, box).value_or(Bytes{}));
   };
   EXPECT_TRUE(mapsTo(frame, ">00780000000161D1|2.5>0278000000016033|255>FF780000000175DE|256>|-1>"));
-}
 
-// "pending/reply" gives "message/status line" ("-" where the status line is left as it is).
-TEST(FactoryReplies, OnlyTheRightReplyToTheCommandSpeaks) {
+  // "pending/reply" gives "message/status line" ("-" where the status line is left as it is).
   const auto answer = [](const std::string& c) {
     const Bytes b = hexBytes(c.substr(2));
     const FactoryReply r = factoryReply(c[0] - '0', b, hexText(appendCrc(b)));
