@@ -203,7 +203,7 @@ std::string leave(ParameterBoxes& b, Control box, const char* text) {
 // Every field of the table in the order of `fields`, with its state ("+" enabled); lithium
 // keeps the capacity box's state (below), here enabled. Each case starts from the opposite of
 // every state, and typed values, so that each cell must be set.
-TEST(BatteryType, EachTypeAppliesItsColumnOfDefaultsAndEnabledStates) {
+TEST(BatteryType, EachTypeAppliesItsColumnLithiumKeepsTheCapacityBoxAndTheSameTypeRunsAgain) {
   const Control fields[] = {C::Combo3,     C::LTextBox8,  C::LTextBox10, C::LTextBox12, C::LTextBox16,
                             C::LTextBox18, C::LTextBox20, C::LTextBox22, C::LTextBox24, C::Combo4,
                             C::LTextBox29, C::LTextBox28, C::LTextBox32, C::LTextBox45, C::LTextBox34,
@@ -229,11 +229,9 @@ TEST(BatteryType, EachTypeAppliesItsColumnOfDefaultsAndEnabledStates) {
                      "-10.60 +12.60 -12.10 +11.10 -30 -15.50|"
                      "User> -Volt.Comp. +200 +-3 +16.00 +14.60 +14.40 +13.80 +13.20 -100 +Auto +120 +120 +30 +5 "
                      "+10.60 +12.60 +12.00 +11.10 -30 +15.50"));
-}
 
-// Lithium keeps the capacity box as it was. Overwriting and greying on a change of type are
-// checked through the screen; choosing the entry already chosen runs the rule again.
-TEST(BatteryType, LithiumKeepsTheCapacityBoxAndTheSameTypeAgainThrowsAwayWhatWasTyped) {
+  // Lithium keeps the capacity box as it was. Overwriting and greying on a change of type are
+  // checked through the screen; choosing the entry already chosen runs the rule again.
   for (bool before : {true, false}) {
     ParameterBoxes b;
     b.setEnabled(C::LTextBox8, before);
@@ -277,7 +275,7 @@ TEST(Timers, LithiumOnAutoBlinksAndTheGreyingTimerCoversItsList) {
             "LTextBox32 LTextBox28 LTextBox29 LTextBox10 LTextBox8 LTextBox45 LTextBox24 LTextBox44 Combo3 TextLimit ");
 }
 
-TEST(FieldLimits, VoltagesFrom7To17WholeNumbersByTheirOwnRulesAndDisabledBoxesLeftAlone) {
+TEST(FieldLimits, VoltagesWholeNumbersAndTheCoefficientByTheirRulesAndDisabledBoxesLeftAlone) {
   const auto leaving = [](const std::string& typed) {
     const std::size_t slash = typed.find('/'), eq = typed.find('=');
     ParameterBoxes b;
@@ -306,11 +304,9 @@ TEST(FieldLimits, VoltagesFrom7To17WholeNumbersByTheirOwnRulesAndDisabledBoxesLe
   leave(b, C::LTextBox12, "99");  // disabled under "Sealed"
   leave(b, C::LTextBox1, "abc");
   EXPECT_TRUE(hasTexts(b, "LTextBox12=99 LTextBox1=abc"));
-}
 
-// Each change of text runs the rule; the leaving of the box runs it again, with nothing left
-// to change.
-TEST(TemperatureCoefficient, AWholeNumberFromMinus5To0OnEveryChange) {
+  // Each change of text runs the rule; the leaving of the box runs it again, with nothing left
+  // to change.
   const auto typed = [](const std::string& text) {
     ParameterBoxes b;
     assignText(b, C::LTextBox10, text);

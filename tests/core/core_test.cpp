@@ -143,7 +143,7 @@ TEST(IniDocument, ReadsAHandEditedFileAsItsEditorMeantIt) {
 // A written key is replaced where it stands, with its own line end (also in an LF file); a new
 // key follows the last entry of its section; a new section goes to the end of the file. A file
 // with a UTF-8 mark is read and written as UTF-8, its first section found behind the mark.
-TEST(IniDocument, WritesReplaceInPlaceOrAppendToTheSectionOrTheFile) {
+TEST(IniDocument, WritesReplaceInPlaceOrAppendAndEndAtANulOrLineBreakAndBadNamesAreRefused) {
   const QByteArray lf = "[A]\r\nx=1\r\n  Key = old value\r\ny=2\r\n[B]\nkey=b\n",
                    gap = "[A]\r\nx=1\r\n\r\n; about B\r\n[B]\r\nk=b\r\n";
   struct Write {
@@ -167,9 +167,7 @@ TEST(IniDocument, WritesReplaceInPlaceOrAppendToTheSectionOrTheFile) {
   EXPECT_EQ(chinese, toGbk(QStringLiteral("[配置]\r\n电池类型=星澜\r\n")));
   EXPECT_EQ(readIniValue(IniDocument::parse(chinese), QStringLiteral("配置"), QStringLiteral("电池类型")),
             QStringLiteral("星澜"));
-}
 
-TEST(IniDocument, WrittenTextEndsAtANulOrLineBreakAndUnreadableNamesAreRefused) {
   IniDocument doc = IniDocument::parse("[S]\r\nk=old\r\n");
   EXPECT_TRUE(doc.set("S", "k", "one\r\n[Evil]\r\nx=1") &&
               doc.set("S", "n", QStringLiteral("ab") + QChar(u'\0') + "cd") && doc.set("S", "q", "\"quoted\""));
