@@ -48,12 +48,6 @@ class ConfigScreenFixture : public ConsoleFixture {
 
   std::int64_t nowMs() const { return platform::toMs(clock.now()); }
   std::vector<Sent> sentFrom(std::int64_t fromMs) const { return sentFrames(*line, fromMs); }
-  // The messages shown so far, joined by " | ".
-  QString shown() const {
-    QStringList out;
-    for (const auto& s : dialogs.shown) out << s.text;
-    return out.join(" | ");
-  }
 
   // The controls of `screen` named in `expected` as one text: "Name=text" for a box's or
   // list's text, a label's or a push button's caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled

@@ -73,11 +73,9 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
     QLineEdit* e = box(name);
     QTest::mouseClick(e, Qt::LeftButton);
     QTest::keyClick(e, Qt::Key_A, Qt::ControlModifier);
-    text.isEmpty() ? QTest::keyClick(e, Qt::Key_Delete) : typeKeys(e, text);
-  }
-  // Key presses that carry `text`, one character each; any character, not only ASCII.
-  static void typeKeys(QWidget* w, const QString& text) {
-    for (const QChar ch : text) QTest::sendKeyEvent(QTest::Click, w, Qt::Key_unknown, QString(ch), Qt::NoModifier);
+    if (text.isEmpty()) QTest::keyClick(e, Qt::Key_Delete);
+    // Key presses that carry the text, one character each; any character, not only ASCII.
+    for (const QChar ch : text) QTest::sendKeyEvent(QTest::Click, e, Qt::Key_unknown, QString(ch), Qt::NoModifier);
   }
   // The cursor moves on to another box with a click.
   void leaveTo(const char* name) { QTest::mouseClick(box(name), Qt::LeftButton); }
@@ -250,7 +248,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
       << lines.back().toStdString();
 
   // SOC opens the charge level boxes under "Sealed"; a change of type closes them again.
-  EXPECT_TRUE(shows(screen(), "+LTextBox24"));
+  EXPECT_TRUE(shows(screen(), "+LTextBox24 +LTextBox44"));
   typeInto("LTextBox8", "5000");
   EXPECT_TRUE(shows(screen(), "LTextBox8=5000"));  // nothing while the cursor stays
   leaveTo("SetChargeCurr");
@@ -261,7 +259,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
   pick(list("Combo2"), "User");
   typeInto("LTextBox12", "6.9");
   QTest::keyClick(box("LTextBox12"), Qt::Key_Tab);
-  EXPECT_TRUE(shows(screen(), "-LTextBox24 LTextBox12=7.00"));
+  EXPECT_TRUE(shows(screen(), "-LTextBox24 -LTextBox44 LTextBox12=7.00"));
   // The lithium couplings follow the boost voltage when it is left.
   pick(list("Combo4"), "12V");
   pick(list("Combo2"), "LI");
@@ -300,6 +298,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
 
 TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   openAndRead();
+  since();
   pick(list("Combo2"), "User");
   typeInto("TextLimit", "16.2");
   typeInto("LTextBox20", "13.6");
@@ -307,7 +306,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   const QString file = dir.path() + "/params", txt = file + ".txt";
   dialogs.fileNames.push_back(file);
   clickButton("Command4");
-  EXPECT_EQ(shown(), QStringLiteral("导出数据成功"));
+  EXPECT_EQ(since(), " / 导出数据成功");
   EXPECT_EQ(core::readIniFile(QStringLiteral("配置"), QStringLiteral("浮充充电电压(V)"), txt), "13.60");
   // The file, with `value` under `key` first, through "导入设置".
   const auto importWith = [&](const char* key, const char* value) {
@@ -321,7 +320,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   clickButton("Command3");  // "恢复默认值": the reference column
   EXPECT_EQ(box("LTextBox20")->text(), "13.80");
   importWith(nullptr, nullptr);
-  EXPECT_EQ(shown(), QStringLiteral("导出数据成功 | 导入数据成功"));
+  EXPECT_EQ(since(), " / 导入数据成功");
   for (QLineEdit* e : screen().findChildren<QLineEdit*>())
     EXPECT_TRUE(e->objectName() == "Text1" || e->text() == saved[e->objectName()]) << e->objectName().toStdString();
   EXPECT_TRUE(shows(screen(), "TextLimit=16.20 Combo2=User -LTextBox24"));
@@ -332,7 +331,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   core::writeIniFile(QStringLiteral("配置"), QStringLiteral("超压电压(V)"), QStringLiteral("99"), txt);
   importWith("蓄电池充满电量(%)", "150");
   EXPECT_TRUE(shows(screen(), "LTextBox12=17.00 LTextBox24=100"));
-  dialogs.shown.clear();
+  since();
 
   // A system voltage the list lacks stops the import with a line and no success message; a
   // cancelled dialog does nothing; a read-only file is told, never "导出数据成功".
@@ -343,7 +342,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   ASSERT_TRUE(QFile::setPermissions(txt, QFileDevice::ReadOwner));
   dialogs.fileNames.push_back(txt);
   clickButton("Command4");
-  EXPECT_EQ(shown(), QStringLiteral("导出数据失败：无法写入文件 ") + txt);
+  EXPECT_EQ(since(), " / 导出数据失败：无法写入文件 " + txt.toStdString());
 }
 
 // ---- Operator input at random --------------------------------------------------------------
@@ -390,13 +389,14 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
   openAndRead();
   ASSERT_TRUE(screen().blockState().dataRead);
   const Bytes lastBlock(screen().blockState().lastBlock.begin(), screen().blockState().lastBlock.end());
-  const char* boxes[] = {"SetChargeCurr", "LTextBox8",  "LTextBox10", "LTextBox12", "TextLimit",
-                         "LTextBox16",    "LTextBox18", "LTextBox20", "LTextBox22", "LTextBox24",
-                         "LTextBox28",    "LTextBox29", "LTextBox32", "LTextBox34", "LTextBox36",
-                         "LTextBox38",    "LTextBox40", "LTextBox44", "LTextBox45"};
-  const QStringList texts = {"",       "0",     "7",     "13.8",  "18",   "-3",    "3",     "abc",  "1e3",
-                             "65535",  "99999", "12,5",  " 12 ",  "中文", "-0",    ".5",    "&H10", "1e308",
-                             "-1e308", "nan",   "14.45", "150.5", "-",    "1.2.3", "0.005", "255",  "256"};
+  const std::vector<std::string> boxes = xl::testing::split(
+      "SetChargeCurr LTextBox8 LTextBox10 LTextBox12 TextLimit LTextBox16 LTextBox18 LTextBox20 LTextBox22 "
+      "LTextBox24 LTextBox28 LTextBox29 LTextBox32 LTextBox34 LTextBox36 LTextBox38 LTextBox40 LTextBox44 LTextBox45",
+      ' ');
+  const QStringList texts = QStringLiteral(
+                                "|0|7|13.8|18|-3|3|abc|1e3|65535|99999|12,5| 12 |中文|-0|.5|&H10|1e308|-1e308|nan|"
+                                "14.45|150.5|-|1.2.3|0.005|255|256")
+                                .split('|');
   std::mt19937 rng(1234);
   const auto any = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
   int sent = 0, refused = 0;
@@ -427,11 +427,11 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
         ++refused;
       }
     } else {
-      const char* name = boxes[any(std::size(boxes))];
+      const char* name = boxes[any(static_cast<int>(boxes.size()))].c_str();
       QString text = texts[any(texts.size())];
       if (any(4) == 0) text = QString::number(any(3000) / (any(3) == 0 ? 7.0 : 1.0), 'f', any(4));
       typeInto(name, text);
-      if (any(2)) leaveTo(boxes[any(std::size(boxes))]);
+      if (any(2)) leaveTo(boxes[any(static_cast<int>(boxes.size()))].c_str());
     }
   }
   EXPECT_TRUE(sent > 0 && refused > 0);  // the run must have tried both sides
