@@ -244,11 +244,6 @@ TEST(BatteryType, EachTypeAppliesItsColumnLithiumKeepsTheCapacityBoxAndTheSameTy
   EXPECT_EQ((selectEntry(b, C::Combo2, "Gel"), b.text(C::LTextBox12)), "16.00");
 }
 
-// "Type/Box=typed" ("Type+SOC/..." with SOC chosen) and the cursor leaves the box, enabled
-// whatever the type: what stands in the box then. A numeric prefix passes the voltage limits;
-// a text that is no number is not formatted; the discharge limit's low limit is 0, so an empty
-// box stays empty; outside "User" the full-charge level always snaps back, the discharge limit
-// does not.
 // Lithium on "Auto" blinks the system voltage list red every other tick; another voltage calms
 // it (button text on the window background) and resets the blink. The greying timer covers its
 // 19 controls, from LTextBox12 to TextLimit, never the three the operator always sets.
@@ -261,7 +256,7 @@ TEST(Timers, LithiumOnAutoBlinksAndTheGreyingTimerCoversItsList) {
     const Combo4Look l = timer1Tick(b, blink);
     looks += std::to_string(static_cast<int>(l.text)) + (l.windowBackground ? "w" : "") + std::to_string(blink) + " ";
   };
-  tick(), tick(), tick();
+  for (int i = 0; i < 3; ++i) tick();
   selectEntry(b, C::Combo4, "12V");
   tick();
   using T = Combo4Look::TextColour;
@@ -275,6 +270,11 @@ TEST(Timers, LithiumOnAutoBlinksAndTheGreyingTimerCoversItsList) {
             "LTextBox32 LTextBox28 LTextBox29 LTextBox10 LTextBox8 LTextBox45 LTextBox24 LTextBox44 Combo3 TextLimit ");
 }
 
+// "Type/Box=typed" ("Type+SOC/..." with SOC chosen) and the cursor leaves the box, enabled
+// whatever the type: what stands in the box then. A numeric prefix passes the voltage limits;
+// a text that is no number is not formatted; the discharge limit's low limit is 0, so an empty
+// box stays empty; outside "User" the full-charge level always snaps back, the discharge limit
+// does not.
 TEST(FieldLimits, VoltagesWholeNumbersAndTheCoefficientByTheirRulesAndDisabledBoxesLeftAlone) {
   const auto leaving = [](const std::string& typed) {
     const std::size_t slash = typed.find('/'), eq = typed.find('=');
