@@ -53,14 +53,7 @@ FrmMqttSettings::FrmMqttSettings() : ui::Screen("FrmMqttSettings", QStringLitera
   TextDiscovery = boxes[7];
   TextPassword->setEchoMode(QLineEdit::Password);
 
-  Command1 = new QPushButton(QStringLiteral("确定"), this);
-  Command1->setObjectName("Command1");
-  Command2 = new QPushButton(QStringLiteral("取消"), this);
-  Command2->setObjectName("Command2");
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch();
-  buttons->addWidget(Command1);
-  buttons->addWidget(Command2);
+  QHBoxLayout* buttons = ui::okCancelRow(this, Command1, "Command1", Command2, "Command2");
 
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(Check1);

@@ -122,15 +122,7 @@ FrmPortConfiguration::FrmPortConfiguration()
   List1->setItemDelegate(new GatewayEntryDelegate(gateways_, List1));
   frameLayout->addWidget(List1);
   right->addWidget(frame);
-  auto* buttons = new QHBoxLayout;
-  Command3 = new QPushButton(QStringLiteral("确定"), this);
-  Command3->setObjectName("Command3");
-  Command4 = new QPushButton(QStringLiteral("取消"), this);
-  Command4->setObjectName("Command4");
-  buttons->addStretch();
-  buttons->addWidget(Command3);
-  buttons->addWidget(Command4);
-  right->addLayout(buttons);
+  right->addLayout(ui::okCancelRow(this, Command3, "Command3", Command4, "Command4"));
   top->addLayout(right);
 
   for (QPushButton* b : {Command1, Command2, Command3, Command4}) b->setAutoDefault(false);

@@ -1,8 +1,10 @@
 #include "ui/form.h"
 
 #include <QGridLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 
 namespace xl::ui {
 
@@ -48,6 +50,19 @@ QLabel* labelFor(const QWidget* box) {
     for (QLabel* label : w->findChildren<QLabel*>())
       if (label->buddy() == box) return label;
   return nullptr;
+}
+
+QHBoxLayout* okCancelRow(QWidget* parent, QPushButton*& ok, const char* okName, QPushButton*& cancel,
+                         const char* cancelName) {
+  ok = new QPushButton(QStringLiteral("确定"), parent);
+  ok->setObjectName(okName);
+  cancel = new QPushButton(QStringLiteral("取消"), parent);
+  cancel->setObjectName(cancelName);
+  auto* row = new QHBoxLayout;
+  row->addStretch();
+  row->addWidget(ok);
+  row->addWidget(cancel);
+  return row;
 }
 
 }  // namespace xl::ui

@@ -15,8 +15,10 @@
 #include <span>
 
 class QGridLayout;
+class QHBoxLayout;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 class QWidget;
 
 namespace xl::ui {
@@ -43,5 +45,10 @@ QLabel* addCaptioned(QGridLayout* grid, QWidget* parent, int row, int column, co
 
 // The label whose buddy is `box`, if any.
 QLabel* labelFor(const QWidget* box);
+
+// A settings dialog's "确定" and "取消" (named `okName` and `cancelName`), built in `ok` and
+// `cancel`, right-aligned in the row returned.
+QHBoxLayout* okCancelRow(QWidget* parent, QPushButton*& ok, const char* okName, QPushButton*& cancel,
+                         const char* cancelName);
 
 }  // namespace xl::ui
