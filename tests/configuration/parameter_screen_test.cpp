@@ -157,9 +157,12 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
                     "LTextBox20=13.80"));
   EXPECT_TRUE(screen().blockState().dataRead);
 
-  // "恢复默认值": the reference column, "Sealed", "Auto", the rated 20.00 A; then the write.
+  // "恢复默认值", whatever the type and mode were: the reference column, "Sealed", "Auto",
+  // "Volt.Comp." (which closes the SOC fields), the rated 20.00 A; then the write.
+  pick(list("Combo3"), "SOC");
   clickButton("Command3");
-  ASSERT_TRUE(shows(screen(), "Combo2=Sealed SetChargeCurr=20.00"));
+  ASSERT_TRUE(
+      shows(screen(), "Combo2=Sealed Combo3=Volt.Comp. SetChargeCurr=20.00 TextLimit=15.50 -LTextBox18 -LTextBox24"));
   clickButton("Command2");
   // The 24 echoed bytes of 0xE015..0xE020 as the device holds them.
   std::string hidden;
@@ -281,6 +284,9 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
   pick(list("Combo4"), "12V");
   clock.advance(ms(1000));
   EXPECT_EQ(list("Combo4")->palette().color(QPalette::Text), system.color(QPalette::Active, QPalette::ButtonText));
+  pick(list("Combo4"), "Auto");  // the blink starts afresh
+  clock.advance(ms(1000));
+  EXPECT_NE(list("Combo4")->palette().color(QPalette::Text), QColor(255, 0, 0));
 
   // "User" opens every voltage; "Gel" overwrites and greys within 200 ms.
   pick(list("Combo2"), "User");
@@ -291,7 +297,14 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
   pick(list("Combo2"), "Gel");
   EXPECT_TRUE(shows(screen(), "-LTextBox12=16.00"));
   clock.advance(ms(200));
-  EXPECT_EQ(box("LTextBox12")->palette().color(QPalette::Base), system.color(QPalette::Active, QPalette::Button));
+  QStringList greyed;
+  for (QWidget* w : screen().findChildren<QWidget*>())
+    if (w->palette().color(QPalette::Active, QPalette::Base) == system.color(QPalette::Active, QPalette::Button))
+      greyed << w->objectName();
+  greyed.sort();
+  EXPECT_EQ(greyed.join(' '),
+            "Combo3 LTextBox12 LTextBox16 LTextBox18 LTextBox20 LTextBox22 LTextBox24 LTextBox28 LTextBox29 LTextBox32 "
+            "LTextBox34 LTextBox36 LTextBox38 LTextBox40 LTextBox44 LTextBox45 TextLimit");
 }
 
 // ---- The file buttons -----------------------------------------------------------------------

@@ -36,31 +36,20 @@ using Outcome = ImportResult::Outcome;
 
 // ---- The block --------------------------------------------------------------------------------
 
-TEST(ParameterBoxesValue, ListsHoldOnlyTheirEntries) {
-  ParameterBoxes b;
-  EXPECT_EQ(b.text(C::Combo4), "");
-  EXPECT_FALSE(b.setText(C::Combo4, "60V"));  // a drop-down list cannot take a text it lacks
-  EXPECT_EQ(b.listIndex(C::Combo4), -1);
-  EXPECT_TRUE(b.setText(C::Combo4, "48V"));
-  EXPECT_FALSE(b.setText(C::Combo4, "60V") || b.setListIndex(C::Combo4, 5) || b.setListIndex(C::Combo2, -2));
-  EXPECT_EQ(b.text(C::Combo4), "48V");
-}
-
+// "volts,load>the voltage list, the load current, the rated current": a voltage outside the
+// five leaves the list's text as it was. A reply of another length changes nothing, nor does a
+// parameter block of another length.
 TEST(Replies, TheRatedInfoFillsItsBoxesAndABlockOfAnotherLengthChangesNothing) {
   ParameterBoxes b;
-  ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(48, 30, 0)));
-  EXPECT_TRUE(hasTexts(b, "LTextBox2=12/24/36/48(V) LTextBox3=该设备无负载 LTextBox4=30.00 SetCurrText2=30.00"));
-  ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(96, 40, 15)));
-  EXPECT_TRUE(hasTexts(b, "LTextBox2=12/24/36/48/60/96(V) LTextBox3=15"));
-  // A voltage outside the five leaves the text as it was.
-  ASSERT_TRUE(showRatedInfo(b, deviceInfoReply(12, 40, 15)));
-  EXPECT_TRUE(hasTexts(b, "LTextBox2=12/24/36/48/60/96(V)"));
-
-  Bytes shorter = deviceInfoReply(24, 10, 10);
-  shorter.pop_back();
-  EXPECT_FALSE(showRatedInfo(b, shorter));
-  EXPECT_EQ(b.text(C::LTextBox4), "40.00");
-  // A parameter block of another length changes nothing.
+  const auto rated = [&](const std::string& v) {
+    Bytes reply = deviceInfoReply(std::stoi(v), 30, std::stoi(v.substr(v.find(',') + 1)));
+    reply.resize(v.find('-') != std::string::npos ? 36 : 37);
+    return (showRatedInfo(b, reply) ? "" : "- ") + b.text(C::LTextBox2) + " " + b.text(C::LTextBox3) + " " +
+           b.text(C::SetCurrText2);
+  };
+  EXPECT_TRUE(mapsTo(rated,
+                     "48,0>12/24/36/48(V) 该设备无负载 30.00|96,15>12/24/36/48/60/96(V) 15 30.00|"
+                     "12,15>12/24/36/48/60/96(V) 15 30.00|24,10-short>- 12/24/36/48/60/96(V) 15 30.00"));
   const ParameterBoxes before = b;
   ParameterBlockState state;
   Bytes longer = parameterReply();
@@ -72,25 +61,6 @@ TEST(Replies, TheRatedInfoFillsItsBoxesAndABlockOfAnotherLengthChangesNothing) {
   EXPECT_EQ(state.lastBlock, (std::array<std::uint8_t, 69>{}));
 }
 
-TEST(ParameterRead, EachValueComesFromItsOwnRegister) {
-  // Every shown register distinct, so that a value read from a neighbour shows.
-  const Bytes block = parameterReply(
-      "E002=0141 E005=00AB E006=0098 E007=0095 E008=0093 E009=0089 E00A=0083 E00B=007D E00C=0077 E00D=006D "
-      "E00E=0068 E00F=5A28 E010=0007 E011=003D E012=003E E013=0011 E014=0004",
-      1234);
-  ReadScreen s = readScreen(block);
-  EXPECT_TRUE(hasTexts(s.boxes,
-                       "SetChargeCurr=12.34 LTextBox8=321 LTextBox12=17.10 TextLimit=15.20 LTextBox16=14.90 "
-                       "LTextBox18=14.70 LTextBox20=13.70 LTextBox22=13.10 LTextBox38=12.50 LTextBox40=11.90 "
-                       "LTextBox36=10.90 LTextBox34=10.40 LTextBox24=90 LTextBox44=40 LTextBox45=7 LTextBox28=61 "
-                       "LTextBox29=62 LTextBox32=17 LTextBox10=-4"));
-
-  // And the write gives back every register as it came.
-  ParameterBoxes boxes = s.boxes;
-  const Bytes w = writeOf(boxes, s.state);
-  EXPECT_EQ(hexText(Bytes(w.begin() + 7, w.begin() + 71)), hexText(Bytes(block.begin() + 3, block.begin() + 67)));
-}
-
 // What a register shows, which boxes it opens or closes, and the word the write gives back at
 // its write index (high byte first). A type outside the table is "User" (which enables the
 // fields); a non-zero high byte makes any low byte unknown, and goes back; the five known types
@@ -99,7 +69,7 @@ TEST(ParameterRead, EachValueComesFromItsOwnRegister) {
 // 0.1 V shows. The charge mode is bit 2 of the high byte and goes back alone; SOC opens its
 // fields after the type's rule closed them. The temperature coefficient is shown negated
 // through its rule. A lithium block shows the device's values over the computed defaults.
-// Each row "registers;boxes;write index;word".
+// The last row has every shown register distinct, so that a value read from a neighbour shows.
 // Each row "registers;boxes;write index;word", rows joined by '|'.
 TEST(ParameterRead, EachCodedRegisterShowsAndGoesBack) {
   const std::string rows =
@@ -115,7 +85,12 @@ TEST(ParameterRead, EachCodedRegisterShowsAndGoesBack) {
       "E021=FBE3;Combo3=Volt.Comp. -LTextBox24;71;00E3|E014=0003;LTextBox10=-3;45;0003|"
       "E014=0000;LTextBox10=0;45;0000|E014=FFFF;LTextBox10=-5;45;0005|"
       "E004=0004 E005=00AA E00E=0064 E003=0C00;Combo2=LI LTextBox12=17.00 LTextBox34=10.00;15;00AA|"
-      "E004=0004 E005=00AA E00E=0064 E003=0C00;Combo4=12V +LTextBox18 -LTextBox12;15;00AA";
+      "E004=0004 E005=00AA E00E=0064 E003=0C00;Combo4=12V +LTextBox18 -LTextBox12;15;00AA|"
+      "E001=04D2 E002=0141 E005=00AB E006=0098 E007=0095 E008=0093 E009=0089 E00A=0083 E00B=007D E00C=0077 "
+      "E00D=006D E00E=0068 E00F=5A28 E010=0007 E011=003D E012=003E E013=0011 E014=0004;SetChargeCurr=12.34 "
+      "LTextBox8=321 LTextBox12=17.10 TextLimit=15.20 LTextBox16=14.90 LTextBox18=14.70 LTextBox20=13.70 "
+      "LTextBox22=13.10 LTextBox38=12.50 LTextBox40=11.90 LTextBox36=10.90 LTextBox34=10.40 LTextBox24=90 "
+      "LTextBox44=40 LTextBox45=7 LTextBox28=61 LTextBox29=62 LTextBox32=17 LTextBox10=-4;7;04D2";
   for (const std::string& row : split(rows, '|')) {
     SCOPED_TRACE(row);
     const std::vector<std::string> f = split(row, ';');
@@ -244,32 +219,6 @@ TEST(BatteryType, EachTypeAppliesItsColumnLithiumKeepsTheCapacityBoxAndTheSameTy
   EXPECT_EQ((selectEntry(b, C::Combo2, "Gel"), b.text(C::LTextBox12)), "16.00");
 }
 
-// Lithium on "Auto" blinks the system voltage list red every other tick; another voltage calms
-// it (button text on the window background) and resets the blink. The greying timer covers its
-// 19 controls, from LTextBox12 to TextLimit, never the three the operator always sets.
-TEST(Timers, LithiumOnAutoBlinksAndTheGreyingTimerCoversItsList) {
-  ParameterBoxes b;
-  selectEntry(b, C::Combo2, "LI");  // also puts Combo4 on "Auto"
-  std::uint8_t blink = 0;
-  std::string looks;
-  const auto tick = [&] {
-    const Combo4Look l = timer1Tick(b, blink);
-    looks += std::to_string(static_cast<int>(l.text)) + (l.windowBackground ? "w" : "") + std::to_string(blink) + " ";
-  };
-  for (int i = 0; i < 3; ++i) tick();
-  selectEntry(b, C::Combo4, "12V");
-  tick();
-  using T = Combo4Look::TextColour;
-  EXPECT_EQ(looks, std::to_string(int(T::WindowText)) + "1 " + std::to_string(int(T::Red)) + "0 " +
-                       std::to_string(int(T::WindowText)) + "1 " + std::to_string(int(T::ButtonText)) + "w0 ");
-  std::string greyed;
-  for (const auto& [c, grey] : timer2Tick(b))
-    greyed += std::string(controlName(c)) + (grey == !b.enabled(c) ? " " : "! ");
-  EXPECT_EQ(greyed,
-            "LTextBox12 LTextBox16 LTextBox18 LTextBox20 LTextBox22 LTextBox38 LTextBox40 LTextBox36 LTextBox34 "
-            "LTextBox32 LTextBox28 LTextBox29 LTextBox10 LTextBox8 LTextBox45 LTextBox24 LTextBox44 Combo3 TextLimit ");
-}
-
 // "Type/Box=typed" ("Type+SOC/..." with SOC chosen) and the cursor leaves the box, enabled
 // whatever the type: what stands in the box then. A numeric prefix passes the voltage limits;
 // a text that is no number is not formatted; the discharge limit's low limit is 0, so an empty
@@ -297,7 +246,8 @@ TEST(FieldLimits, VoltagesWholeNumbersAndTheCoefficientByTheirRulesAndDisabledBo
                      "User/LTextBox44=-1>0|User/LTextBox45=0>1|User/LTextBox45=31>30|User/LTextBox28=700>600|"
                      "User/LTextBox24=150>100|User/LTextBox24=90>90|Gel/LTextBox28=700>120|Gel/LTextBox28=0>120|"
                      "Gel/LTextBox16=14.2>15.20|Gel/LTextBox16=3>15.20|Sealed+SOC/LTextBox24=90>100|"
-                     "Sealed+SOC/LTextBox44=90>80|Sealed+SOC/LTextBox44=50>50"));
+                     "Sealed+SOC/LTextBox44=90>80|Sealed+SOC/LTextBox44=50>50|User/SetChargeCurr=25>20.00|"
+                     "User/SetChargeCurr=-3>-3.00|User/SetChargeCurr=>"));
 
   ParameterBoxes b;
   selectEntry(b, C::Combo2, "Sealed");
@@ -348,18 +298,16 @@ TEST(LithiumCouplings, TheBoostAndOverDischargeVoltagesCarryTheirFollowers) {
   }
 }
 
-// The charge current is capped at the rated one when the box is left, and again by the write,
-// which changes the box; there is no lower limit. Without a rated current any positive current
-// empties the box, and the write fails on it.
-TEST(ChargeCurrent, CappedAtTheRatedCurrentWithNoLowerLimit) {
+// The write caps the charge current at the rated one again, and changes the box (leaving it
+// caps it too: the field limits). Without a rated current any positive current empties the
+// box, and the write fails on it.
+TEST(ChargeCurrent, CappedByTheWriteAndEmptiedWithoutARatedCurrent) {
   ReadScreen s = readScreen(parameterReply());
-  const auto typed = [&](const std::string& text) { return leave(s.boxes, C::SetChargeCurr, text.c_str()); };
-  EXPECT_TRUE(mapsTo(typed, "25>20.00|15>15.00|-3>-3.00|>|20>20.00"));
   s.boxes.setText(C::SetChargeCurr, "25");
   EXPECT_EQ(wordAt(writeOf(s.boxes, s.state), 7), 2000);
   EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "20.00");
   s.boxes.setText(C::LTextBox4, "");
-  EXPECT_TRUE(mapsTo(typed, "5>"));
+  EXPECT_EQ(leave(s.boxes, C::SetChargeCurr, "5"), "");
   s.boxes.setText(C::SetChargeCurr, "5");
   EXPECT_EQ(command2Click(s.boxes, s.state).action, SetCommand::Action::LogFailure);
   EXPECT_EQ(s.boxes.text(C::SetChargeCurr), "");
@@ -495,16 +443,6 @@ TEST_F(ParameterFile, ImportedFilesAsTheyStopOrGoOn) {
   EXPECT_EQ(importParameters(b, name("missing.txt")).outcome, Outcome::Stopped);
   EXPECT_EQ(importParameters(b, QString()).outcome, Outcome::Stopped);
   EXPECT_EQ(b, editedScreen());
-}
-
-// Whatever the type was, restoring puts back the reference column, the rated current and
-// "Volt.Comp.", which closes the SOC fields.
-TEST(RestoreDefaults, TheReferenceColumnWhateverTheTypeWas) {
-  ParameterBoxes b = editedScreen();
-  selectEntry(b, C::Combo2, "LI");
-  restoreDefaults(b);
-  EXPECT_TRUE(
-      hasTexts(b, "Combo2=Sealed Combo3=Volt.Comp. SetChargeCurr=30.00 TextLimit=15.50 -LTextBox18 -LTextBox24"));
 }
 
 // ---- Load configuration ----------------------------------------------------------------------
