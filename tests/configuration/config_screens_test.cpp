@@ -5,12 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
-#include <QRadioButton>
-#include <QTest>
 
 #include "config_screen_fixture.h"
 #include "configuration/frm_device_id_setting.h"
@@ -100,9 +95,7 @@ TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
   const auto modeOf2 = station2.state().param(sim::param::kLoadMode);
   startAndDiscover();
   openFrom("GeneralGLoadConfiguration", screen());
-  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("负载控制配置") &&
-              screen().windowModality() == Qt::ApplicationModal);
-  EXPECT_EQ(box("Frame1")->property("title").toString(), QStringLiteral("负载输出模式选择"));
+  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
   ASSERT_TRUE(combo(screen())->count() == 2 && combo(screen())->currentText().isEmpty());
 
   // No station, then no read yet (the voltage tag is empty): refused, nothing sent. A station
@@ -149,7 +142,6 @@ TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
   press("Command1");
   EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + " / ");
   EXPECT_TRUE(shows(screen(), "Option4=1 Combo2="));
-  EXPECT_EQ(control<QRadioButton>(screen(), "Option4")->text(), QStringLiteral("手动模式"));
   click(box("Option3"));
   EXPECT_TRUE(shows(screen(), "LTextBox2=5 LTextBox3=10 LTextBox4=4 LTextBox5=1"));
   type(box("LTextBox2"), "3");
@@ -201,13 +193,8 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   FrmFactoryOperation& screen = FrmFactoryOperation::instance();
   startAndDiscover();
   openFrom("FactoryOperation", screen);
-  EXPECT_TRUE(screen.windowTitle() == QStringLiteral("系统设置") && screen.windowModality() == Qt::ApplicationModal);
-  EXPECT_EQ(button(screen, "Command1")->toolTip() + "|" + button(screen, "Command2")->toolTip(),
-            QStringLiteral("恢复设置参数到默认，同时清除历史数据|仅清除历史数据"));
+  EXPECT_EQ(screen.windowModality(), Qt::ApplicationModal);
   const char* all[] = {"Command1", "Command2", "Command3", "Command4", "Command5"};
-  EXPECT_TRUE(shows(screen,
-                    "Command1=恢复出厂设置 Command2=清除历史数据 Command3=RS485用于通讯模式 "
-                    "Command4=RS485用于并机模式 Command5=系统重启"));
   const auto text1 = [&] { return edit(screen, "Text1")->text(); };
   const QString question = QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1);
 
@@ -332,8 +319,6 @@ TEST_F(DeviceIdTest, ThePassPollsTo241WithTheScanSilentAndGivesItBack) {
   const std::string scanRest = hexText(requestFrame(242, " 03 E0 1D 0001"));
   untilTheScanRests(scanRest);
   open();
-  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("设备ID设置") &&
-              control<QWidget>(screen(), "Frame1")->property("title").toString() == QStringLiteral("警告"));
   EXPECT_TRUE(shows(screen(), "Label1=读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
   expectFresh();
   std::int64_t t = startPass();
