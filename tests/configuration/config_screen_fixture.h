@@ -19,6 +19,8 @@
 
 namespace xl::testing {
 
+using platform::ms;
+
 class ConfigScreenFixture : public ConsoleFixture {
  protected:
   void SetUp() override {
@@ -38,6 +40,28 @@ class ConfigScreenFixture : public ConsoleFixture {
   }
 
   static void click(QWidget* w) { QTest::mouseClick(w, Qt::LeftButton); }
+  // Start-up and discovery; the station lists are filled at 5.6 s.
+  void startAndDiscover() {
+    start();
+    clock.advance(ms(8000));
+  }
+  // A click and the reply's time; the time of the click.
+  std::int64_t clickAndWait(QWidget* w, int waitMs = 400) {
+    const std::int64_t at = nowMs();
+    click(w);
+    if (waitMs > 0) clock.advance(ms(waitMs));
+    return at;
+  }
+  // The operator clicks into a box (or a list's box), selects what stands there and types
+  // `text` over it, one key press per character, any character; the cursor stays.
+  static void type(QWidget* box, const QString& text) {
+    QLineEdit* e = qobject_cast<QLineEdit*>(box);
+    if (!e) e = qobject_cast<QComboBox*>(box)->lineEdit();
+    click(e);
+    QTest::keyClick(e, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(e, Qt::Key_Delete);
+    for (const QChar ch : text) QTest::sendKeyEvent(QTest::Click, e, Qt::Key_unknown, QString(ch), Qt::NoModifier);
+  }
   // The operator picks an entry of a list.
   static void pick(QComboBox* box, const QString& text) {
     const int index = box->findText(text);

@@ -37,33 +37,10 @@ std::string exact(std::string_view printed) { return hexText(testing::hexBytes(p
 
 class ConfigScreensTest : public testing::ConfigScreenFixture {
  protected:
-  // Start-up and discovery; the station lists are filled at 5.6 s.
-  void startAndDiscover() {
-    start();
-    clock.advance(ms(8000));
-  }
-
   // The screen from its menu item.
   void openFrom(const char* action, QWidget& screen) {
     mdi().action(action)->trigger();
     ASSERT_TRUE(screen.isVisible());
-  }
-
-  // The operator replaces the text of a box by typing.
-  static void type(QWidget* box, const QString& text) {
-    QLineEdit* e = qobject_cast<QLineEdit*>(box);
-    if (!e) e = qobject_cast<QComboBox*>(box)->lineEdit();
-    e->selectAll();
-    QTest::keyClick(e, Qt::Key_Delete);
-    QTest::keyClicks(e, text);
-  }
-
-  // A click and the reply's time; the time of the click.
-  std::int64_t clickAndWait(QWidget* w, int waitMs = 400) {
-    const std::int64_t at = nowMs();
-    click(w);
-    if (waitMs > 0) clock.advance(ms(waitMs));
-    return at;
   }
 };
 

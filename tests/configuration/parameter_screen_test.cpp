@@ -45,12 +45,10 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
 
   // Start-up and discovery, then the menu item: the screen comes up modal and active.
   void startAndOpen() {
-    start();
-    clock.advance(ms(8000));
+    startAndDiscover();
     mdi().action("ControlParameter")->trigger();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&screen()));
   }
-
   void chooseStation() {
     pick(list("Combo1"), kStation);
     clock.advance(ms(1000));
@@ -61,22 +59,11 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
     chooseStation();
     read();
   }
-  // Clicks into a box, selects what stands there and types `text` over it; the cursor stays.
-  void typeInto(const char* name, const QString& text) {
-    QLineEdit* e = box(name);
-    QTest::mouseClick(e, Qt::LeftButton);
-    QTest::keyClick(e, Qt::Key_A, Qt::ControlModifier);
-    if (text.isEmpty()) QTest::keyClick(e, Qt::Key_Delete);
-    // Key presses that carry the text, one character each; any character, not only ASCII.
-    for (const QChar ch : text) QTest::sendKeyEvent(QTest::Click, e, Qt::Key_unknown, QString(ch), Qt::NoModifier);
-  }
+  void typeInto(const char* name, const QString& text) { type(box(name), text); }
   // The cursor moves on to another box with a click.
-  void leaveTo(const char* name) { QTest::mouseClick(box(name), Qt::LeftButton); }
+  void leaveTo(const char* name) { click(box(name)); }
   // A click and a second for the reply.
-  void clickButton(const char* name) {
-    QTest::mouseClick(button(screen(), name), Qt::LeftButton);
-    clock.advance(ms(1000));
-  }
+  void clickButton(const char* name) { clickAndWait(button(screen(), name), 1000); }
 
   // Distinct values in every stretch the screen never shows.
   void setHiddenWords(std::uint8_t typeHigh = 0x3C) {

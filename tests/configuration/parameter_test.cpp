@@ -10,10 +10,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <algorithm>
-#include <cstdio>
 #include <map>
 #include <string>
-#include <tuple>
 
 #include "configuration/device_id.h"
 #include "configuration/factory_commands.h"
@@ -518,11 +516,9 @@ TEST_F(ParameterFile, ImportedFilesAsTheyStopOrGoOn) {
 // A load block reply as verifyFrame hands it on, for "mode/delay/volts": the values in the low
 // bytes; the high bytes carry junk that must be ignored.
 Bytes blockReply(const std::string& values) {
-  unsigned mode = 0, delay = 0, volts = 0;
-  std::sscanf(values.c_str(), "%u/%u/%u", &mode, &delay, &volts);
-  Bytes reply{0x01, 0x03, 0x06, 0xAA, 0, 0xBB, 0, 0xCC, 0};
-  std::tie(reply[4], reply[6], reply[8]) = std::tuple(mode, delay, volts);
-  return reply;
+  const std::vector<std::string> v = split(values, '/');
+  const auto low = [&](int i) { return static_cast<std::uint8_t>(std::stoi(v[i])); };
+  return Bytes{0x01, 0x03, 0x06, 0xAA, low(0), 0xBB, low(1), 0xCC, low(2)};
 }
 
 // What a reply shows: the option's caption ("kept" where the one selected before stays), then
