@@ -70,6 +70,20 @@ class ConfigScreenFixture : public ConsoleFixture {
     emit box->activated(index);
   }
 
+  // The operator's steps on `screen`, joined by '|': "press Name" (a click, then `replyMs` for
+  // the reply), "click Name", "pick Name entry", "type Name text" (the text may be empty).
+  void run(QWidget& screen, std::string_view steps, int replyMs = 400) {
+    for (const std::string& step : split(steps, '|')) {
+      const std::vector<std::string> w = split(step, ' ');
+      QWidget* c = screen.findChild<QWidget*>(QString::fromStdString(w.at(1)));
+      ASSERT_TRUE(c) << step;
+      const QString text = QString::fromStdString(step.substr(std::min(step.size(), w[0].size() + w[1].size() + 2)));
+      if (w[0] == "press" || w[0] == "click") clickAndWait(c, w[0] == "press" ? replyMs : 0);
+      if (w[0] == "pick") pick(qobject_cast<QComboBox*>(c), text);
+      if (w[0] == "type") type(c, text);
+    }
+  }
+
   std::int64_t nowMs() const { return platform::toMs(clock.now()); }
   std::vector<Sent> sentFrom(std::int64_t fromMs) const { return sentFrames(*line, fromMs); }
 

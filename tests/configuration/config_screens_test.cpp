@@ -27,6 +27,7 @@ using testing::combo;
 using testing::control;
 using testing::edit;
 using testing::Sent;
+using xl::testing::split;
 
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号站");
@@ -54,8 +55,7 @@ class LoadConfigurationTest : public ConfigScreensTest {
   QString tags() {
     return box("LTextBox2")->property("Tag").toString() + " " + box("LTextBox3")->property("Tag").toString();
   }
-  // "读取" or "设置", and the reply.
-  std::int64_t press(const char* name) { return clickAndWait(button(screen(), name)); }
+  void run(std::string_view steps) { ConfigScreenFixture::run(screen(), steps); }
 };
 
 // The block is read in mode 5 and written back as read; "设置" writes only the block this
@@ -78,81 +78,68 @@ TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
   // No station, then no read yet (the voltage tag is empty): refused, nothing sent. A station
   // choice shows its address and sends nothing.
   since();
-  press("Command1");
-  pick(combo(screen()), kStation1);
+  run("press Command1|pick Combo1 一号站");
   EXPECT_TRUE(shows(screen(), "LTextBox1=1"));
-  press("Command2");
+  run("press Command2");
   EXPECT_EQ(screen().pendingRead, 2);
   EXPECT_EQ(since(), " / 选择一个可用的站点名 | 请先读取数据");
 
   // Combo3 is kept up, never seen.
-  press("Command1");
+  run("press Command1");
   EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + " / ");
   EXPECT_TRUE(shows(screen(), "Option5=1 Combo2=5 LTextBox2= LTextBox3= Combo3=0"));
   EXPECT_EQ(tags(), "5 10");
   EXPECT_FALSE(box("Combo3")->isVisible());
   // Typing a voltage while Option5 is selected changes nothing that a write sends.
-  type(box("LTextBox2"), "8");
+  run("type LTextBox2 8");
   EXPECT_TRUE(shows(screen(), "LTextBox4=7"));
   EXPECT_EQ(tags(), "5 10");
-  press("Command2");
+  run("press Command2");
   EXPECT_EQ(since(), withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05") + " / 设置参数成功");
   EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 5);
 
   // Another station, a name of no station (the address box empties), a reopening (the menu
   // empties the screen: nothing chosen, no read), the first station again unread.
-  pick(combo(screen()), kStation2);
-  press("Command2");
-  type(combo(screen()), "x");
-  press("Command2");
+  run("pick Combo1 二号站|press Command2|type Combo1 x|press Command2");
   screen().close();
   openFrom("GeneralGLoadConfiguration", screen());
-  press("Command2");
-  pick(combo(screen()), kStation1);
-  press("Command2");
+  run("press Command2|pick Combo1 一号站|press Command2");
   EXPECT_EQ(since(), " / 请先读取数据 | 请先选择站点 | 请先选择站点 | 请先读取数据");
   EXPECT_EQ(station2.state().param(sim::param::kLoadMode), modeOf2);
 
   // Manual mode read; back to light control the boxes bring up the device's values, and edits
   // reach the tags.
   station1.state().setParam(sim::param::kLoadMode, 15);
-  press("Command1");
+  run("press Command1");
   EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + " / ");
   EXPECT_TRUE(shows(screen(), "Option4=1 Combo2="));
-  click(box("Option3"));
+  run("click Option3");
   EXPECT_TRUE(shows(screen(), "LTextBox2=5 LTextBox3=10 LTextBox4=4 LTextBox5=1"));
-  type(box("LTextBox2"), "3");
+  run("type LTextBox2 3");
   EXPECT_TRUE(shows(screen(), "LTextBox4="));
   EXPECT_EQ(tags(), "3 10");
 
-  // A value outside the screen's lists is refused with a message and nothing goes out.
-  const char* outside[][4] = {{"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
-                              {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
-                              {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
-                              {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
-                              {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"}};
-  for (const auto& [option, name, typed, message] : outside) {
-    SCOPED_TRACE(typed);
-    click(box("Option3"));
-    click(box(option));
-    type(box(name), typed);
-    press("Command2");
-    EXPECT_EQ(since(), std::string(" / ") + message);
-    type(box(name), std::string_view(name) == "LTextBox3" ? "10" : "5");
+  // A value outside the screen's lists is refused with a message and nothing goes out
+  // ("option box typed message", the box set right again after it).
+  for (const std::string& row :
+       split("Option3 LTextBox2 3 光控开电压应为4到10V|Option3 LTextBox2 300 光控开电压应为4到10V|"
+             "Option3 LTextBox3 61 延时应为1到60分钟|Option5 Combo2 15 工作时间应为1到14小时|"
+             "Option5 Combo2 0 工作时间应为1到14小时",
+             '|')) {
+    const std::vector<std::string> f = split(row, ' ');
+    run("click Option3|click " + f[0] + "|type " + f[1] + " " + f[2] + "|press Command2");
+    EXPECT_EQ(since(), " / " + f[3] + "，未发送") << row;
+    run("type " + f[1] + (f[1] == "LTextBox3" ? " 10" : " 5"));
   }
   EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 15);
-  click(box("Option3"));
-  type(box("LTextBox2"), "8");
-  type(box("LTextBox3"), "30");
-  press("Command2");
+  run("click Option3|type LTextBox2 8|type LTextBox3 30|press Command2");
   EXPECT_EQ(since(), withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08") + " / 设置参数成功");
   EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 0);
 
   // An exception reply to the read changes nothing, and to the write shows nothing.
   station1.setFaults({.exception = sim::Exception::IllegalFunction});
   station1.state().setParam(sim::param::kLoadMode, 16);
-  press("Command1");
-  press("Command2");
+  run("press Command1|press Command2");
   EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + ", " + withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08") + " / ");
   EXPECT_TRUE(shows(screen(), "Option3=1 LTextBox2=8 LTextBox3=30"));
 }
@@ -171,15 +158,13 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   startAndDiscover();
   openFrom("FactoryOperation", screen);
   EXPECT_EQ(screen.windowModality(), Qt::ApplicationModal);
-  const char* all[] = {"Command1", "Command2", "Command3", "Command4", "Command5"};
   const auto text1 = [&] { return edit(screen, "Text1")->text(); };
   const QString question = QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1);
 
   // No station chosen; then chosen, and the screen closed and reopened (its address box empty).
   since();
   for (int round = 0; round < 2; ++round) {
-    for (const char* name : all) click(button(screen, name));
-    clock.advance(ms(400));
+    run(screen, "click Command1|click Command2|click Command3|click Command4|press Command5");
     EXPECT_EQ(since(), " / " + QStringList(5, QStringLiteral("请先选择站点")).join(" | ").toStdString()) << round;
     pick(combo(screen), kStation1);
     screen.close();
@@ -191,30 +176,28 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   pick(combo(screen), kStation1);
   EXPECT_EQ(edit(screen, "LTextBox1")->text() + text1(), "1 ");
   dialogs.answers = {platform::kNo, platform::kNo, platform::kNo};
-  for (const char* name : {"Command1", "Command2", "Command5"}) click(button(screen, name));
-  clock.advance(ms(400));
-  const std::string asked =
-      QStringList{question.arg("恢复出厂设置"), question.arg("清除历史数据"), question.arg("系统重启")}
-          .join(" | ")
-          .toStdString();
-  EXPECT_EQ(since(), " / " + asked);
+  run(screen, "click Command1|click Command2|press Command5");
+  EXPECT_EQ(since(),
+            " / 确定对 一号站（设备ID 1）执行 恢复出厂设置? | 确定对 一号站（设备ID 1）执行 清除历史数据? | "
+            "确定对 一号站（设备ID 1）执行 系统重启?");
 
   // Each command its frame and its message; restoring, clearing and restarting ask first, and
   // 是 sends.
   station1.setRestartSilence(std::chrono::seconds(3));
-  const char* commands[][4] = {{"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
-                               {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
-                               {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
-                               {"Command3", "01 06 E3 27 00 00 0E 45", "设置成功", "当前RS485通讯口用于：通讯"},
-                               {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"}};
-  for (const auto& [name, frame, message, status] : commands) {
-    SCOPED_TRACE(name);
-    const QString caption = button(screen, name)->text();
+  const std::string commands =
+      "Command1;01 78 00 00 00 01 60 00;恢复出厂成功; |Command2;01 79 00 00 00 01 5D C0;清除数据成功; |"
+      "Command4;01 06 E3 27 00 01 CF 85;设置成功;当前RS485通讯口用于：并机|"
+      "Command3;01 06 E3 27 00 00 0E 45;设置成功;当前RS485通讯口用于：通讯|"
+      "Command5;01 06 DF 01 00 01 22 1E;系统复位成功;当前RS485通讯口用于：通讯";
+  for (const std::string& row : split(commands, '|')) {
+    SCOPED_TRACE(row);
+    const std::vector<std::string> f = split(row, ';');
+    const QString caption = button(screen, f[0].c_str())->text();
     const bool asks = caption == "恢复出厂设置" || caption == "清除历史数据" || caption == "系统重启";
     if (asks) dialogs.answers = {platform::kYes};
-    clickAndWait(button(screen, name));
-    EXPECT_EQ(since(), exact(frame) + " / " + (asks ? question.arg(caption).toStdString() + " | " : "") + message);
-    EXPECT_EQ(text1(), QString::fromUtf8(status));
+    run(screen, "press " + f[0]);
+    EXPECT_EQ(since(), exact(f[1]) + " / " + (asks ? question.arg(caption).toStdString() + " | " : "") + f[2]);
+    EXPECT_EQ(text1().toStdString(), f[3]);
   }
   // A station choice blanks the status line.
   pick(combo(screen), kStation1);
