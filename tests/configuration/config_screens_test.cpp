@@ -353,19 +353,16 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   EXPECT_TRUE(shows(screen(), "LTextBox2=7") && command1()->isEnabled());
   EXPECT_EQ(since(), poll(1) + ", " + poll(2) + ", " + poll(3) + ", " + poll(4) + ", " + poll(5) + ", " + poll(6) +
                          ", " + poll(7) + " / ");
-  type(edit(screen(), "LTextBox2"), "5");
-  clickAndWait(button(screen(), "Command2"), 600);
+  run(screen(), "type LTextBox2 5|press Command2", 600);
   EXPECT_EQ(since(), withCrc("07 06 00 1A 00 05") + " / 设备ID设置成功");
   EXPECT_TRUE(device.address() == 5 && core::getStationDeviceID(kStation1) == "7");  // the store is edited apart
 
   // A second write without a new pass goes to the old address and finds nobody; an address
   // that is no byte sends nothing.
-  type(edit(screen(), "LTextBox2"), "6");
-  clickAndWait(button(screen(), "Command2"), 600);
+  run(screen(), "type LTextBox2 6|press Command2", 600);
   EXPECT_EQ(since(), withCrc("07 06 00 1A 00 06") + " / ");
   EXPECT_EQ(device.address(), 5);
-  type(edit(screen(), "LTextBox2"), "256");
-  clickAndWait(button(screen(), "Command2"), 600);
+  run(screen(), "type LTextBox2 256|press Command2", 600);
   EXPECT_EQ(since(), " / ");
   EXPECT_TRUE(logLines().last().contains(QStringLiteral("未发送任何数据")));
 }

@@ -64,6 +64,7 @@ class ParameterScreenTest : public testing::ConfigScreenFixture {
   void leaveTo(const char* name) { click(box(name)); }
   // A click and a second for the reply.
   void clickButton(const char* name) { clickAndWait(button(screen(), name), 1000); }
+  void run(std::string_view steps) { ConfigScreenFixture::run(screen(), steps, 1000); }
 
   // Distinct values in every stretch the screen never shows.
   void setHiddenWords(std::uint8_t typeHigh = 0x3C) {
@@ -132,8 +133,7 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
 
   // "恢复默认值", whatever the type and mode were: the reference column, "Sealed", "Auto",
   // "Volt.Comp." (which closes the SOC fields), the rated 20.00 A; then the write.
-  pick(list("Combo3"), "SOC");
-  clickButton("Command3");
+  run("pick Combo3 SOC|press Command3");
   ASSERT_TRUE(
       shows(screen(), "Combo2=Sealed Combo3=Volt.Comp. SetChargeCurr=20.00 TextLimit=15.50 -LTextBox18 -LTextBox24"));
   clickButton("Command2");
@@ -165,8 +165,7 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
   EXPECT_TRUE(list("Combo2")->currentIndex() == -1 && list("Combo1")->currentText() == kStation);
   EXPECT_TRUE(screen().blockState().dataRead);
   // "恢复默认值" leaves SetChargeCurr empty without a rated current, and "设置" refuses.
-  clickButton("Command3");
-  clickButton("Command2");
+  run("press Command3|press Command2");
   EXPECT_EQ(since(), " / 请先读数据");
 
   read();
@@ -183,9 +182,7 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
   EXPECT_EQ(since(),
             requestHex(1, kRead) + ", " + requestHex(2, kInfo) + ", " + requestHex(2, kRead) + " / 请先读数据");
   // Once its own block is read, the second station is written at its own address.
-  read();
-  clickButton("Command3");
-  clickButton("Command2");
+  run("press Command1|press Command3|press Command2");
   const std::string last = since();  // the read, then a write of 75 bytes
   EXPECT_EQ(last.substr(0, 22) + "|" + last.substr(168), requestHex(2, kRead) + ", 0210| / 参数设置成功");
   EXPECT_EQ(second.state().param(0xE01D), 3);
@@ -221,8 +218,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
   EXPECT_TRUE(shows(screen(), "+LTextBox24 +LTextBox44"));
   typeInto("LTextBox8", "5000");
   EXPECT_TRUE(shows(screen(), "LTextBox8=5000"));  // nothing while the cursor stays
-  leaveTo("SetChargeCurr");
-  typeInto("LTextBox10", "3");  // the temperature coefficient follows each keystroke
+  run("click SetChargeCurr|type LTextBox10 3");    // the temperature coefficient follows each keystroke
   EXPECT_TRUE(shows(screen(), "LTextBox8=3000 LTextBox10=-3"));
   typeInto("LTextBox45", "");  // a box the screen does not open takes no limit
   EXPECT_TRUE(shows(screen(), "LTextBox45=5"));
@@ -231,10 +227,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
   QTest::keyClick(box("LTextBox12"), Qt::Key_Tab);
   EXPECT_TRUE(shows(screen(), "-LTextBox24 -LTextBox44 LTextBox12=7.00"));
   // The lithium couplings follow the boost voltage when it is left.
-  pick(list("Combo4"), "12V");
-  pick(list("Combo2"), "LI");
-  typeInto("LTextBox18", "14.0");
-  leaveTo("LTextBox38");
+  run("pick Combo4 12V|pick Combo2 LI|type LTextBox18 14.0|click LTextBox38");
   EXPECT_TRUE(shows(screen(), "LTextBox20=14.00 TextLimit=14.00"));
 
   // Lithium on "Auto" blinks and is refused; another voltage calms it.
@@ -259,9 +252,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
   pick(list("Combo2"), "User");
   clock.advance(ms(200));
   EXPECT_EQ(box("LTextBox12")->palette().color(QPalette::Base), system.color(QPalette::Active, QPalette::Base));
-  typeInto("LTextBox12", "15");
-  leaveTo("LTextBox16");
-  pick(list("Combo2"), "Gel");
+  run("type LTextBox12 15|click LTextBox16|pick Combo2 Gel");
   EXPECT_TRUE(shows(screen(), "-LTextBox12=16.00"));
   clock.advance(ms(200));
   QStringList greyed;
@@ -279,10 +270,7 @@ TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
 TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   openAndRead();
   since();
-  pick(list("Combo2"), "User");
-  typeInto("TextLimit", "16.2");
-  typeInto("LTextBox20", "13.6");
-  leaveTo("LTextBox8");
+  run("pick Combo2 User|type TextLimit 16.2|type LTextBox20 13.6|click LTextBox8");
   const QString file = dir.path() + "/params", txt = file + ".txt";
   dialogs.fileNames.push_back(file);
   clickButton("Command4");
@@ -317,8 +305,7 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   // cancelled dialog does nothing; a read-only file is told, never "导出数据成功".
   importWith("系统电压", "60V");
   EXPECT_TRUE(logLines().back().contains(QStringLiteral("导入设置未完成"))) << logLines().back().toStdString();
-  clickButton("Command5");
-  clickButton("Command4");
+  run("press Command5|press Command4");
   ASSERT_TRUE(QFile::setPermissions(txt, QFileDevice::ReadOwner));
   dialogs.fileNames.push_back(txt);
   clickButton("Command4");
