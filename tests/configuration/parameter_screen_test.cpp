@@ -276,10 +276,11 @@ TEST_F(ParameterScreenTest, ExportThenImportRestoresEverything) {
   clickButton("Command4");
   EXPECT_EQ(since(), " / 导出数据成功");
   EXPECT_EQ(core::readIniFile(QStringLiteral("配置"), QStringLiteral("浮充充电电压(V)"), txt), "13.60");
-  // The file, with `value` under `key` first, through "导入设置".
+  // The file, with `value` under `key` first, through "导入设置"; the file's name without its
+  // ".txt" where nothing is changed.
   const auto importWith = [&](const char* key, const char* value) {
     if (key) core::writeIniFile(QStringLiteral("配置"), QString::fromUtf8(key), QString::fromUtf8(value), txt);
-    dialogs.fileNames.push_back(txt);
+    dialogs.fileNames.push_back(key ? txt : file);
     clickButton("Command5");
   };
 
