@@ -2,10 +2,13 @@
 // The configuration screens in the whole console: one line COM3 at 9600 baud with simulated
 // controllers on it that answer only what they are asked, and the operator's mouse.
 
+#include <gtest/gtest.h>
+
 #include <QAbstractButton>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QTest>
 #include <algorithm>
 #include <optional>
@@ -13,7 +16,9 @@
 #include <string_view>
 
 #include "core/text_cases.h"
+#include "link/frame_codec.h"
 #include "support/console_fixture.h"
+#include "support/hex_bytes.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
 
@@ -125,3 +130,14 @@ class ConfigScreenFixture : public ConsoleFixture {
 };
 
 }  // namespace xl::testing
+
+namespace xl {
+// What the screen tests of this folder name without their namespace.
+using platform::ms;
+using testing::button;
+using testing::combo;
+using testing::control;
+using testing::edit;
+using testing::Sent;
+using testing::split;
+}  // namespace xl

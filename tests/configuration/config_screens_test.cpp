@@ -3,17 +3,10 @@
 // and given back at each of its ends, the address write, and the factory commands with their
 // messages. Frames are checked on the wire; buttons are pressed with real mouse input.
 
-#include <gtest/gtest.h>
-
-#include <QPushButton>
-
 #include "config_screen_fixture.h"
 #include "configuration/frm_device_id_setting.h"
 #include "configuration/frm_factory_operation.h"
 #include "configuration/frm_general_g_load_configuration.h"
-#include "link/frame_codec.h"
-#include "support/hex_bytes.h"
-#include "ui/form.h"
 
 namespace xl {
 namespace {
@@ -21,13 +14,6 @@ namespace {
 using configuration::FrmDeviceIDSetting;
 using configuration::FrmFactoryOperation;
 using configuration::FrmGeneralGLoadConfiguration;
-using platform::ms;
-using testing::button;
-using testing::combo;
-using testing::control;
-using testing::edit;
-using testing::Sent;
-using xl::testing::split;
 
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号站");

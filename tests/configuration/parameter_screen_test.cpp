@@ -4,19 +4,14 @@
 // the parameter file, and operator input at random that must never send what the boxes do not
 // state.
 
-#include <gtest/gtest.h>
-
 #include <QFile>
-#include <QPushButton>
 #include <random>
 
 #include "config_screen_fixture.h"
 #include "configuration/frm_control_parameter.h"
 #include "configuration/parameter_block.h"
 #include "core/settings.h"
-#include "link/frame_codec.h"
 #include "link/vb_numbers.h"
-#include "support/hex_bytes.h"
 #include "ui/form.h"
 
 namespace xl {
@@ -24,10 +19,6 @@ namespace {
 
 using configuration::Control;
 using configuration::FrmControlParameter;
-using platform::ms;
-using testing::button;
-using testing::combo;
-using testing::edit;
 
 const QString kStation = QStringLiteral("一号站");
 
@@ -353,7 +344,7 @@ TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
   openAndRead();
   ASSERT_TRUE(screen().blockState().dataRead);
   const Bytes lastBlock(screen().blockState().lastBlock.begin(), screen().blockState().lastBlock.end());
-  const std::vector<std::string> boxes = xl::testing::split(
+  const std::vector<std::string> boxes = split(
       "SetChargeCurr LTextBox8 LTextBox10 LTextBox12 TextLimit LTextBox16 LTextBox18 LTextBox20 LTextBox22 "
       "LTextBox24 LTextBox28 LTextBox29 LTextBox32 LTextBox34 LTextBox36 LTextBox38 LTextBox40 LTextBox44 LTextBox45",
       ' ');
