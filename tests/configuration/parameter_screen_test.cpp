@@ -183,7 +183,9 @@ TEST_F(ParameterScreenTest, TheFormReadWriteReopenAndAnotherStation) {
 
 // Greyed boxes and lists take no input; a box that is no number logs one line and sends
 // nothing. The rules themselves are the rule layer's; here only what runs them: the cursor
-// leaving a box by click or Tab, each keystroke, a change of list entry, the timers.
+// leaving a box by click or Tab, each keystroke, a change of list entry. The timers are this
+// screen's own: lithium on "Auto" blinks red every other second and starts afresh after a calm
+// tick; the greying timer paints every control of its list that is disabled.
 TEST_F(ParameterScreenTest, RefusalsEditingRulesAndTimers) {
   device->state().setParam(0xE021, 0x0400);  // charge by SOC
   openAndRead();
@@ -339,6 +341,10 @@ std::optional<Bytes> stated(FrmControlParameter& s, const Bytes& lastBlock) {
   return ok ? std::optional(appendCrc(out)) : std::nullopt;
 }
 
+// Three thousand steps of typing, leaving, choosing and "设置": an empty charge current asks
+// for a read, lithium on "Auto" is refused, and otherwise the write carries exactly what the
+// model works out (rounded half to even, the coefficient negated, the list codes), or a box is
+// refused with one line and nothing goes out.
 TEST_F(ParameterScreenTest, RandomTypingNeverSendsWhatTheBoxesDoNotState) {
   setHiddenWords(0);
   openAndRead();

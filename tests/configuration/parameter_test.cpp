@@ -1,9 +1,9 @@
 // The control parameter screen's model without the screen: what a reply shows in which box, the
-// exact write and the answers; the editing rules (battery type defaults, limits, lithium
-// couplings, the timers); the parameter file on disk, and "恢复默认值". Then the rules of the load
-// configuration, device ID and factory operation screens: the frames, what a reply shows, the
-// writes from a screen's state and the verdict on each reply (the frames the screens send for
-// address 1 are checked on the wire by the screens' test).
+// edges of the write and its refusals; the editing rules (battery type defaults, limits, lithium
+// couplings); the parameter file on disk. Then the rules of the load configuration, device ID
+// and factory operation screens: the frames, what a reply shows, the writes from a screen's
+// state and the verdict on each reply. The timers, "恢复默认值" and the frames the screens send
+// for address 1 are checked on the screens themselves.
 
 #include <gtest/gtest.h>
 #include <QDir>
@@ -19,7 +19,6 @@
 #include "configuration/parameter_block.h"
 #include "configuration/parameter_file.h"
 #include "configuration/parameter_rules.h"
-#include "core/settings.h"
 #include "core/text_cases.h"
 #include "link/frame_codec.h"
 #include "platform/gbk.h"
