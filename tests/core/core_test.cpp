@@ -2,8 +2,6 @@
 // write changes), and the settings routines on real files (persistence, failures). The station
 // table on a real SQLite file, and a request sent to a station by its name.
 
-#include <sqlite3.h>
-
 #include <gtest/gtest.h>
 #include <QDir>
 #include <QFile>
@@ -14,6 +12,7 @@
 #include "core/app_state.h"
 #include "core/message_log.h"
 #include "core/settings.h"
+#include "core/sqlite_db.h"
 #include "core/station_request.h"
 #include "core/station_store.h"
 #include "core/text_cases.h"
@@ -71,12 +70,7 @@ class CoreFiles : public ::testing::Test {
     file.write(data);
   }
   // Runs SQL on the store directly, as another tool would.
-  void execute(const char* sql) const {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(path_.toUtf8().constData(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-    sqlite3_close(db);
-  }
+  void execute(const char* sql) const { EXPECT_TRUE(SqliteDb(path_, SQLITE_OPEN_READWRITE, 2000).exec(sql)) << sql; }
 
   QTemporaryDir dir_;
   QString config_, path_;
