@@ -93,11 +93,12 @@ class ConfigScreenFixture : public ConsoleFixture {
   std::vector<Sent> sentFrom(std::int64_t fromMs) const { return sentFrames(*line, fromMs); }
 
   // The controls of `screen` named in `expected` as one text: "Name=text" for a box's or
-  // list's text, a label's or a push button's caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled
-  // or disabled control.
+  // list's text, a label's or a push button's caption, "Name=1" for a checked option,
+  // "Name@Property=text" for a property's text; "+Name" / "-Name" for an enabled or disabled control.
   static ::testing::AssertionResult shows(const QWidget& screen, std::string_view expected) {
     return describedAs(expected, [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
-      const QWidget* w = screen.findChild<QWidget*>(QString::fromStdString(name));
+      const std::size_t at = name.find('@');
+      const QWidget* w = screen.findChild<QWidget*>(QString::fromStdString(name.substr(0, at)));
       if (!w) return std::nullopt;
       QString value;
       if (auto* e = qobject_cast<const QLineEdit*>(w)) value = e->text();
@@ -105,6 +106,7 @@ class ConfigScreenFixture : public ConsoleFixture {
       if (auto* l = qobject_cast<const QLabel*>(w)) value = l->text();
       if (auto* b = qobject_cast<const QAbstractButton*>(w))
         value = !b->isCheckable() ? b->text() : b->isChecked() ? "1" : "0";
+      if (at != std::string::npos) value = w->property(name.substr(at + 1).c_str()).toString();
       return std::pair(value.toStdString(), w->isEnabled());
     });
   }
