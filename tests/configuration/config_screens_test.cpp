@@ -184,19 +184,13 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
 
   // A typed name: the other station's address and port, looked up now; a name of no station
   // sends nothing and says so in one line.
-  const auto typeByInputMethod = [&](const QString& name) {
-    combo(screen)->lineEdit()->selectAll();
-    combo(screen)->lineEdit()->insert(name);
-  };
-  typeByInputMethod(kStation2);
-  ASSERT_EQ(edit(screen, "LTextBox1")->text(), "1");  // typing does not refill the box
-  clickAndWait(button(screen, "Command3"));
+  run(screen, "type Combo1 二号站");
+  ASSERT_TRUE(shows(screen, "LTextBox1=1"));  // typing does not refill the box
+  run(screen, "press Command3");
   EXPECT_EQ(since(), withCrc("02 06 E3 27 00 00") + " / 设置成功");
-  EXPECT_EQ(edit(screen, "LTextBox1")->text(), "2");
-  typeByInputMethod(QStringLiteral("三号站"));
-  clickAndWait(button(screen, "Command3"));
-  EXPECT_EQ(since(), " / ");
-  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("没有名为“三号站”的站点，未发送任何数据")));
+  EXPECT_TRUE(shows(screen, "LTextBox1=2"));
+  run(screen, "type Combo1 三号站|press Command3");
+  EXPECT_EQ(since() + logLines().last().section(']', 1).toStdString(), " / 没有名为“三号站”的站点，未发送任何数据");
 }
 
 // --- Device ID setting ----------------------------------------------------------------------
