@@ -2,10 +2,13 @@
 // The configuration screens in the whole console: one line COM3 at 9600 baud with simulated
 // controllers on it that answer only what they are asked, and the operator's mouse.
 
+#include <gtest/gtest.h>
+
 #include <QAbstractButton>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QTest>
 #include <algorithm>
 #include <optional>
@@ -13,11 +16,15 @@
 #include <string_view>
 
 #include "core/text_cases.h"
+#include "link/frame_codec.h"
 #include "support/console_fixture.h"
+#include "support/hex_bytes.h"
 #include "support/wire_log.h"
 #include "tools/sim/bus.h"
 
 namespace xl::testing {
+
+using platform::ms;
 
 class ConfigScreenFixture : public ConsoleFixture {
  protected:
@@ -38,6 +45,28 @@ class ConfigScreenFixture : public ConsoleFixture {
   }
 
   static void click(QWidget* w) { QTest::mouseClick(w, Qt::LeftButton); }
+  // Start-up and discovery; the station lists are filled at 5.6 s.
+  void startAndDiscover() {
+    start();
+    clock.advance(ms(8000));
+  }
+  // A click and the reply's time; the time of the click.
+  std::int64_t clickAndWait(QWidget* w, int waitMs = 400) {
+    const std::int64_t at = nowMs();
+    click(w);
+    if (waitMs > 0) clock.advance(ms(waitMs));
+    return at;
+  }
+  // The operator clicks into a box (or a list's box), selects what stands there and types
+  // `text` over it, one key press per character, any character; the cursor stays.
+  static void type(QWidget* box, const QString& text) {
+    QLineEdit* e = qobject_cast<QLineEdit*>(box);
+    if (!e) e = qobject_cast<QComboBox*>(box)->lineEdit();
+    click(e);
+    QTest::keyClick(e, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(e, Qt::Key_Delete);
+    for (const QChar ch : text) QTest::sendKeyEvent(QTest::Click, e, Qt::Key_unknown, QString(ch), Qt::NoModifier);
+  }
   // The operator picks an entry of a list.
   static void pick(QComboBox* box, const QString& text) {
     const int index = box->findText(text);
@@ -46,15 +75,30 @@ class ConfigScreenFixture : public ConsoleFixture {
     emit box->activated(index);
   }
 
+  // The operator's steps on `screen`, joined by '|': "press Name" (a click, then `replyMs` for
+  // the reply), "click Name", "pick Name entry", "type Name text" (the text may be empty).
+  void run(QWidget& screen, std::string_view steps, int replyMs = 400) {
+    for (const std::string& step : split(steps, '|')) {
+      const std::vector<std::string> w = split(step, ' ');
+      QWidget* c = screen.findChild<QWidget*>(QString::fromStdString(w.at(1)));
+      ASSERT_TRUE(c) << step;
+      const QString text = QString::fromStdString(step.substr(std::min(step.size(), w[0].size() + w[1].size() + 2)));
+      if (w[0] == "press" || w[0] == "click") clickAndWait(c, w[0] == "press" ? replyMs : 0);
+      if (w[0] == "pick") pick(qobject_cast<QComboBox*>(c), text);
+      if (w[0] == "type") type(c, text);
+    }
+  }
+
   std::int64_t nowMs() const { return platform::toMs(clock.now()); }
   std::vector<Sent> sentFrom(std::int64_t fromMs) const { return sentFrames(*line, fromMs); }
 
   // The controls of `screen` named in `expected` as one text: "Name=text" for a box's or
-  // list's text, a label's or a push button's caption, "Name=1" for a checked option; "+Name" / "-Name" for an enabled
-  // or disabled control.
+  // list's text, a label's or a push button's caption, "Name=1" for a checked option,
+  // "Name@Property=text" for a property's text; "+Name" / "-Name" for an enabled or disabled control.
   static ::testing::AssertionResult shows(const QWidget& screen, std::string_view expected) {
     return describedAs(expected, [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
-      const QWidget* w = screen.findChild<QWidget*>(QString::fromStdString(name));
+      const std::size_t at = name.find('@');
+      const QWidget* w = screen.findChild<QWidget*>(QString::fromStdString(name.substr(0, at)));
       if (!w) return std::nullopt;
       QString value;
       if (auto* e = qobject_cast<const QLineEdit*>(w)) value = e->text();
@@ -62,6 +106,7 @@ class ConfigScreenFixture : public ConsoleFixture {
       if (auto* l = qobject_cast<const QLabel*>(w)) value = l->text();
       if (auto* b = qobject_cast<const QAbstractButton*>(w))
         value = !b->isCheckable() ? b->text() : b->isChecked() ? "1" : "0";
+      if (at != std::string::npos) value = w->property(name.substr(at + 1).c_str()).toString();
       return std::pair(value.toStdString(), w->isEnabled());
     });
   }
@@ -87,3 +132,14 @@ class ConfigScreenFixture : public ConsoleFixture {
 };
 
 }  // namespace xl::testing
+
+namespace xl {
+// What the screen tests of this folder name without their namespace.
+using platform::ms;
+using testing::button;
+using testing::combo;
+using testing::control;
+using testing::edit;
+using testing::Sent;
+using testing::split;
+}  // namespace xl

@@ -3,22 +3,10 @@
 // and given back at each of its ends, the address write, and the factory commands with their
 // messages. Frames are checked on the wire; buttons are pressed with real mouse input.
 
-#include <gtest/gtest.h>
-
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QRadioButton>
-#include <QTest>
-
 #include "config_screen_fixture.h"
 #include "configuration/frm_device_id_setting.h"
 #include "configuration/frm_factory_operation.h"
 #include "configuration/frm_general_g_load_configuration.h"
-#include "link/frame_codec.h"
-#include "support/hex_bytes.h"
-#include "ui/form.h"
 
 namespace xl {
 namespace {
@@ -26,12 +14,6 @@ namespace {
 using configuration::FrmDeviceIDSetting;
 using configuration::FrmFactoryOperation;
 using configuration::FrmGeneralGLoadConfiguration;
-using platform::ms;
-using testing::button;
-using testing::combo;
-using testing::control;
-using testing::edit;
-using testing::Sent;
 
 const QString kStation1 = QStringLiteral("一号站");
 const QString kStation2 = QStringLiteral("二号站");
@@ -42,33 +24,10 @@ std::string exact(std::string_view printed) { return hexText(testing::hexBytes(p
 
 class ConfigScreensTest : public testing::ConfigScreenFixture {
  protected:
-  // Start-up and discovery; the station lists are filled at 5.6 s.
-  void startAndDiscover() {
-    start();
-    clock.advance(ms(8000));
-  }
-
   // The screen from its menu item.
   void openFrom(const char* action, QWidget& screen) {
     mdi().action(action)->trigger();
     ASSERT_TRUE(screen.isVisible());
-  }
-
-  // The operator replaces the text of a box by typing.
-  static void type(QWidget* box, const QString& text) {
-    QLineEdit* e = qobject_cast<QLineEdit*>(box);
-    if (!e) e = qobject_cast<QComboBox*>(box)->lineEdit();
-    e->selectAll();
-    QTest::keyClick(e, Qt::Key_Delete);
-    QTest::keyClicks(e, text);
-  }
-
-  // A click and the reply's time; the time of the click.
-  std::int64_t clickAndWait(QWidget* w, int waitMs = 400) {
-    const std::int64_t at = nowMs();
-    click(w);
-    if (waitMs > 0) clock.advance(ms(waitMs));
-    return at;
   }
 };
 
@@ -78,12 +37,7 @@ class LoadConfigurationTest : public ConfigScreensTest {
  protected:
   FrmGeneralGLoadConfiguration& screen() { return FrmGeneralGLoadConfiguration::instance(); }
   QWidget* box(const char* name) { return control<QWidget>(screen(), name); }
-  // The two tags the write sends.
-  QString tags() {
-    return box("LTextBox2")->property("Tag").toString() + " " + box("LTextBox3")->property("Tag").toString();
-  }
-  // "读取" or "设置", and the reply.
-  std::int64_t press(const char* name) { return clickAndWait(button(screen(), name)); }
+  void run(std::string_view steps) { ConfigScreenFixture::run(screen(), steps); }
 };
 
 // The block is read in mode 5 and written back as read; "设置" writes only the block this
@@ -100,90 +54,71 @@ TEST_F(LoadConfigurationTest, ReadWriteBackRefuseAndEdit) {
   const auto modeOf2 = station2.state().param(sim::param::kLoadMode);
   startAndDiscover();
   openFrom("GeneralGLoadConfiguration", screen());
-  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("负载控制配置") &&
-              screen().windowModality() == Qt::ApplicationModal);
-  EXPECT_EQ(box("Frame1")->property("title").toString(), QStringLiteral("负载输出模式选择"));
+  EXPECT_EQ(screen().windowModality(), Qt::ApplicationModal);
   ASSERT_TRUE(combo(screen())->count() == 2 && combo(screen())->currentText().isEmpty());
 
   // No station, then no read yet (the voltage tag is empty): refused, nothing sent. A station
   // choice shows its address and sends nothing.
   since();
-  press("Command1");
-  pick(combo(screen()), kStation1);
+  run("press Command1|pick Combo1 一号站");
   EXPECT_TRUE(shows(screen(), "LTextBox1=1"));
-  press("Command2");
+  run("press Command2");
   EXPECT_EQ(screen().pendingRead, 2);
   EXPECT_EQ(since(), " / 选择一个可用的站点名 | 请先读取数据");
 
   // Combo3 is kept up, never seen.
-  press("Command1");
+  run("press Command1");
   EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + " / ");
-  EXPECT_TRUE(shows(screen(), "Option5=1 Combo2=5 LTextBox2= LTextBox3= Combo3=0"));
-  EXPECT_EQ(tags(), "5 10");
+  EXPECT_TRUE(shows(screen(), "Option5=1 Combo2=5 LTextBox2= LTextBox3= Combo3=0 LTextBox2@Tag=5 LTextBox3@Tag=10"));
   EXPECT_FALSE(box("Combo3")->isVisible());
   // Typing a voltage while Option5 is selected changes nothing that a write sends.
-  type(box("LTextBox2"), "8");
-  EXPECT_TRUE(shows(screen(), "LTextBox4=7"));
-  EXPECT_EQ(tags(), "5 10");
-  press("Command2");
+  run("type LTextBox2 8");
+  EXPECT_TRUE(shows(screen(), "LTextBox4=7 LTextBox2@Tag=5 LTextBox3@Tag=10"));
+  run("press Command2");
   EXPECT_EQ(since(), withCrc("01 10 E0 1D 00 03 06 00 05 00 0A 00 05") + " / 设置参数成功");
   EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 5);
 
   // Another station, a name of no station (the address box empties), a reopening (the menu
   // empties the screen: nothing chosen, no read), the first station again unread.
-  pick(combo(screen()), kStation2);
-  press("Command2");
-  type(combo(screen()), "x");
-  press("Command2");
+  run("pick Combo1 二号站|press Command2|type Combo1 x|press Command2");
   screen().close();
   openFrom("GeneralGLoadConfiguration", screen());
-  press("Command2");
-  pick(combo(screen()), kStation1);
-  press("Command2");
+  run("press Command2|pick Combo1 一号站|press Command2");
   EXPECT_EQ(since(), " / 请先读取数据 | 请先选择站点 | 请先选择站点 | 请先读取数据");
   EXPECT_EQ(station2.state().param(sim::param::kLoadMode), modeOf2);
 
   // Manual mode read; back to light control the boxes bring up the device's values, and edits
   // reach the tags.
   station1.state().setParam(sim::param::kLoadMode, 15);
-  press("Command1");
+  run("press Command1");
   EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + " / ");
   EXPECT_TRUE(shows(screen(), "Option4=1 Combo2="));
-  EXPECT_EQ(control<QRadioButton>(screen(), "Option4")->text(), QStringLiteral("手动模式"));
-  click(box("Option3"));
+  run("click Option3");
   EXPECT_TRUE(shows(screen(), "LTextBox2=5 LTextBox3=10 LTextBox4=4 LTextBox5=1"));
-  type(box("LTextBox2"), "3");
-  EXPECT_TRUE(shows(screen(), "LTextBox4="));
-  EXPECT_EQ(tags(), "3 10");
+  run("type LTextBox2 3");
+  EXPECT_TRUE(shows(screen(), "LTextBox4= LTextBox2@Tag=3 LTextBox3@Tag=10"));
 
-  // A value outside the screen's lists is refused with a message and nothing goes out.
-  const char* outside[][4] = {{"Option3", "LTextBox2", "3", "光控开电压应为4到10V，未发送"},
-                              {"Option3", "LTextBox2", "300", "光控开电压应为4到10V，未发送"},
-                              {"Option3", "LTextBox3", "61", "延时应为1到60分钟，未发送"},
-                              {"Option5", "Combo2", "15", "工作时间应为1到14小时，未发送"},
-                              {"Option5", "Combo2", "0", "工作时间应为1到14小时，未发送"}};
-  for (const auto& [option, name, typed, message] : outside) {
-    SCOPED_TRACE(typed);
-    click(box("Option3"));
-    click(box(option));
-    type(box(name), typed);
-    press("Command2");
-    EXPECT_EQ(since(), std::string(" / ") + message);
-    type(box(name), std::string_view(name) == "LTextBox3" ? "10" : "5");
+  // A value outside the screen's lists is refused with a message and nothing goes out
+  // ("option box typed message", the box set right again after it).
+  for (const std::string& row :
+       split("Option3 LTextBox2 3 光控开电压应为4到10V|Option3 LTextBox2 300 光控开电压应为4到10V|"
+             "Option3 LTextBox3 61 延时应为1到60分钟|Option5 Combo2 15 工作时间应为1到14小时|"
+             "Option5 Combo2 0 工作时间应为1到14小时",
+             '|')) {
+    const std::vector<std::string> f = split(row, ' ');
+    run("click Option3|click " + f[0] + "|type " + f[1] + " " + f[2] + "|press Command2");
+    EXPECT_EQ(since(), " / " + f[3] + "，未发送") << row;
+    run("type " + f[1] + (f[1] == "LTextBox3" ? " 10" : " 5"));
   }
   EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 15);
-  click(box("Option3"));
-  type(box("LTextBox2"), "8");
-  type(box("LTextBox3"), "30");
-  press("Command2");
+  run("click Option3|type LTextBox2 8|type LTextBox3 30|press Command2");
   EXPECT_EQ(since(), withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08") + " / 设置参数成功");
   EXPECT_EQ(station1.state().param(sim::param::kLoadMode), 0);
 
   // An exception reply to the read changes nothing, and to the write shows nothing.
   station1.setFaults({.exception = sim::Exception::IllegalFunction});
   station1.state().setParam(sim::param::kLoadMode, 16);
-  press("Command1");
-  press("Command2");
+  run("press Command1|press Command2");
   EXPECT_EQ(since(), withCrc("01 03 E0 1D 00 03") + ", " + withCrc("01 10 E0 1D 00 03 06 00 00 00 1E 00 08") + " / ");
   EXPECT_TRUE(shows(screen(), "Option3=1 LTextBox2=8 LTextBox3=30"));
 }
@@ -201,21 +136,14 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   FrmFactoryOperation& screen = FrmFactoryOperation::instance();
   startAndDiscover();
   openFrom("FactoryOperation", screen);
-  EXPECT_TRUE(screen.windowTitle() == QStringLiteral("系统设置") && screen.windowModality() == Qt::ApplicationModal);
-  EXPECT_EQ(button(screen, "Command1")->toolTip() + "|" + button(screen, "Command2")->toolTip(),
-            QStringLiteral("恢复设置参数到默认，同时清除历史数据|仅清除历史数据"));
-  const char* all[] = {"Command1", "Command2", "Command3", "Command4", "Command5"};
-  EXPECT_TRUE(shows(screen,
-                    "Command1=恢复出厂设置 Command2=清除历史数据 Command3=RS485用于通讯模式 "
-                    "Command4=RS485用于并机模式 Command5=系统重启"));
+  EXPECT_EQ(screen.windowModality(), Qt::ApplicationModal);
   const auto text1 = [&] { return edit(screen, "Text1")->text(); };
   const QString question = QStringLiteral("确定对 %1（设备ID 1）执行 %2?").arg(kStation1);
 
   // No station chosen; then chosen, and the screen closed and reopened (its address box empty).
   since();
   for (int round = 0; round < 2; ++round) {
-    for (const char* name : all) click(button(screen, name));
-    clock.advance(ms(400));
+    run(screen, "click Command1|click Command2|click Command3|click Command4|press Command5");
     EXPECT_EQ(since(), " / " + QStringList(5, QStringLiteral("请先选择站点")).join(" | ").toStdString()) << round;
     pick(combo(screen), kStation1);
     screen.close();
@@ -227,30 +155,28 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
   pick(combo(screen), kStation1);
   EXPECT_EQ(edit(screen, "LTextBox1")->text() + text1(), "1 ");
   dialogs.answers = {platform::kNo, platform::kNo, platform::kNo};
-  for (const char* name : {"Command1", "Command2", "Command5"}) click(button(screen, name));
-  clock.advance(ms(400));
-  const std::string asked =
-      QStringList{question.arg("恢复出厂设置"), question.arg("清除历史数据"), question.arg("系统重启")}
-          .join(" | ")
-          .toStdString();
-  EXPECT_EQ(since(), " / " + asked);
+  run(screen, "click Command1|click Command2|press Command5");
+  EXPECT_EQ(since(),
+            " / 确定对 一号站（设备ID 1）执行 恢复出厂设置? | 确定对 一号站（设备ID 1）执行 清除历史数据? | "
+            "确定对 一号站（设备ID 1）执行 系统重启?");
 
   // Each command its frame and its message; restoring, clearing and restarting ask first, and
   // 是 sends.
   station1.setRestartSilence(std::chrono::seconds(3));
-  const char* commands[][4] = {{"Command1", "01 78 00 00 00 01 60 00", "恢复出厂成功", " "},
-                               {"Command2", "01 79 00 00 00 01 5D C0", "清除数据成功", " "},
-                               {"Command4", "01 06 E3 27 00 01 CF 85", "设置成功", "当前RS485通讯口用于：并机"},
-                               {"Command3", "01 06 E3 27 00 00 0E 45", "设置成功", "当前RS485通讯口用于：通讯"},
-                               {"Command5", "01 06 DF 01 00 01 22 1E", "系统复位成功", "当前RS485通讯口用于：通讯"}};
-  for (const auto& [name, frame, message, status] : commands) {
-    SCOPED_TRACE(name);
-    const QString caption = button(screen, name)->text();
+  const std::string commands =
+      "Command1;01 78 00 00 00 01 60 00;恢复出厂成功; |Command2;01 79 00 00 00 01 5D C0;清除数据成功; |"
+      "Command4;01 06 E3 27 00 01 CF 85;设置成功;当前RS485通讯口用于：并机|"
+      "Command3;01 06 E3 27 00 00 0E 45;设置成功;当前RS485通讯口用于：通讯|"
+      "Command5;01 06 DF 01 00 01 22 1E;系统复位成功;当前RS485通讯口用于：通讯";
+  for (const std::string& row : split(commands, '|')) {
+    SCOPED_TRACE(row);
+    const std::vector<std::string> f = split(row, ';');
+    const QString caption = button(screen, f[0].c_str())->text();
     const bool asks = caption == "恢复出厂设置" || caption == "清除历史数据" || caption == "系统重启";
     if (asks) dialogs.answers = {platform::kYes};
-    clickAndWait(button(screen, name));
-    EXPECT_EQ(since(), exact(frame) + " / " + (asks ? question.arg(caption).toStdString() + " | " : "") + message);
-    EXPECT_EQ(text1(), QString::fromUtf8(status));
+    run(screen, "press " + f[0]);
+    EXPECT_EQ(since(), exact(f[1]) + " / " + (asks ? question.arg(caption).toStdString() + " | " : "") + f[2]);
+    EXPECT_EQ(text1().toStdString(), f[3]);
   }
   // A station choice blanks the status line.
   pick(combo(screen), kStation1);
@@ -258,19 +184,13 @@ TEST_F(ConfigScreensTest, FactoryOperation) {
 
   // A typed name: the other station's address and port, looked up now; a name of no station
   // sends nothing and says so in one line.
-  const auto typeByInputMethod = [&](const QString& name) {
-    combo(screen)->lineEdit()->selectAll();
-    combo(screen)->lineEdit()->insert(name);
-  };
-  typeByInputMethod(kStation2);
-  ASSERT_EQ(edit(screen, "LTextBox1")->text(), "1");  // typing does not refill the box
-  clickAndWait(button(screen, "Command3"));
+  run(screen, "type Combo1 二号站");
+  ASSERT_TRUE(shows(screen, "LTextBox1=1"));  // typing does not refill the box
+  run(screen, "press Command3");
   EXPECT_EQ(since(), withCrc("02 06 E3 27 00 00") + " / 设置成功");
-  EXPECT_EQ(edit(screen, "LTextBox1")->text(), "2");
-  typeByInputMethod(QStringLiteral("三号站"));
-  clickAndWait(button(screen, "Command3"));
-  EXPECT_EQ(since(), " / ");
-  EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("没有名为“三号站”的站点，未发送任何数据")));
+  EXPECT_TRUE(shows(screen, "LTextBox1=2"));
+  run(screen, "type Combo1 三号站|press Command3");
+  EXPECT_EQ(since() + logLines().last().section(']', 1).toStdString(), " / 没有名为“三号站”的站点，未发送任何数据");
 }
 
 // --- Device ID setting ----------------------------------------------------------------------
@@ -332,8 +252,6 @@ TEST_F(DeviceIdTest, ThePassPollsTo241WithTheScanSilentAndGivesItBack) {
   const std::string scanRest = hexText(requestFrame(242, " 03 E0 1D 0001"));
   untilTheScanRests(scanRest);
   open();
-  EXPECT_TRUE(screen().windowTitle() == QStringLiteral("设备ID设置") &&
-              control<QWidget>(screen(), "Frame1")->property("title").toString() == QStringLiteral("警告"));
   EXPECT_TRUE(shows(screen(), "Label1=读取ID时，采用地址轮询方式，请确认只有一台控制器连接在通讯总线上"));
   expectFresh();
   std::int64_t t = startPass();
@@ -386,17 +304,14 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   start();
   open();
   since();
-  clickAndWait(command1(), 241 * 300 - 100);
-  EXPECT_FALSE(command1()->isEnabled());
+  run(screen(), "press Command1", 241 * 300 - 100);
+  EXPECT_TRUE(shows(screen(), "-Command1"));
   clock.advance(ms(200));
-  EXPECT_TRUE(command1()->isEnabled() && screen().scanAddress() == 241);
-  EXPECT_TRUE(edit(screen(), "LTextBox2")->text().isEmpty());
-  EXPECT_EQ(since(), " / ");
+  EXPECT_TRUE(shows(screen(), "+Command1 LTextBox2="));
+  EXPECT_EQ(std::to_string(screen().scanAddress()) + since(), "241 / ");
 
   addStation(kStation1, "COM3,9600", "7");
-  pick(combo(screen()), "COM3,9600");
-  type(edit(screen(), "LTextBox2"), "5");
-  clickAndWait(button(screen(), "Command2"), 0);
+  run(screen(), "pick Combo1 COM3,9600|type LTextBox2 5|click Command2");
   EXPECT_FALSE(screen().Timer1.enabled());
   clock.advance(ms(600));
   EXPECT_EQ(since(), " / 请先读取设备ID");
@@ -405,22 +320,19 @@ TEST_F(DeviceIdTest, TheWriteGoesToTheAddressFoundAndBeforeAnyFindNowhere) {
   // The pass stops at the first sound reply; the write goes to it.
   startPass();
   clock.advance(ms(3000));
-  EXPECT_TRUE(shows(screen(), "LTextBox2=7") && command1()->isEnabled());
+  EXPECT_TRUE(shows(screen(), "LTextBox2=7 +Command1"));
   EXPECT_EQ(since(), poll(1) + ", " + poll(2) + ", " + poll(3) + ", " + poll(4) + ", " + poll(5) + ", " + poll(6) +
                          ", " + poll(7) + " / ");
-  type(edit(screen(), "LTextBox2"), "5");
-  clickAndWait(button(screen(), "Command2"), 600);
+  run(screen(), "type LTextBox2 5|press Command2", 600);
   EXPECT_EQ(since(), withCrc("07 06 00 1A 00 05") + " / 设备ID设置成功");
   EXPECT_TRUE(device.address() == 5 && core::getStationDeviceID(kStation1) == "7");  // the store is edited apart
 
   // A second write without a new pass goes to the old address and finds nobody; an address
   // that is no byte sends nothing.
-  type(edit(screen(), "LTextBox2"), "6");
-  clickAndWait(button(screen(), "Command2"), 600);
+  run(screen(), "type LTextBox2 6|press Command2", 600);
   EXPECT_EQ(since(), withCrc("07 06 00 1A 00 06") + " / ");
   EXPECT_EQ(device.address(), 5);
-  type(edit(screen(), "LTextBox2"), "256");
-  clickAndWait(button(screen(), "Command2"), 600);
+  run(screen(), "type LTextBox2 256|press Command2", 600);
   EXPECT_EQ(since(), " / ");
   EXPECT_TRUE(logLines().last().contains(QStringLiteral("未发送任何数据")));
 }

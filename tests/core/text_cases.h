@@ -27,11 +27,9 @@ inline std::vector<std::string> split(std::string_view text, char separator) {
 template <class F>
 ::testing::AssertionResult mapsTo(F f, std::string_view cases) {
   std::string actual;
-  for (std::size_t at = 0; at <= cases.size();) {
-    const std::size_t end = std::min(cases.find('|', at), cases.size());
-    const std::string typed(cases.substr(at, cases.substr(at, end - at).find('>')));
+  for (const std::string& c : split(cases, '|')) {
+    const std::string typed = c.substr(0, c.find('>'));
     actual += (actual.empty() ? "" : "|") + typed + ">" + std::string(f(typed));
-    at = end + 1;
   }
   if (actual == cases) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "the cases give\n  " << actual << "\nnot\n  " << cases;
@@ -43,9 +41,9 @@ template <class F>
 template <class F>
 ::testing::AssertionResult describedAs(std::string_view expected, F look) {
   std::string actual;
-  for (std::size_t at = 0; at < expected.size();) {
-    const std::size_t end = std::min(expected.find(' ', at), expected.size());
-    std::string_view token = expected.substr(at, end - at);
+  for (const std::string& item : split(expected, ' ')) {
+    std::string_view token = item;
+    if (token.empty()) continue;
     const bool state = token[0] == '+' || token[0] == '-';
     token.remove_prefix(state ? 1 : 0);
     const std::string name(token.substr(0, token.find('=')));
@@ -54,7 +52,6 @@ template <class F>
     if (!actual.empty()) actual += ' ';
     if (state) actual += thing->second ? '+' : '-';
     actual += name + (name.size() < token.size() ? "=" + thing->first : "");
-    at = end + 1;
   }
   if (actual == expected) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "it is\n  " << actual << "\nnot\n  " << expected;
