@@ -115,15 +115,10 @@ class HistoryScreenTest : public ScreenTest {
 TEST_F(HistoryScreenTest, AtFirstSightRefusedStartsOnlyComplainAndTheListRebuildEmptiesTheIdentity) {
   startAndOpen();
   EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &history());
-  EXPECT_EQ(history().windowTitle(), QStringLiteral("历史监控"));
-  // The stations that answered, none chosen; the lists with their captions.
-  EXPECT_EQ(listState(combo(history())) + " " + listState(days()) + " " + listState(combo(history(), "Combo3")),
-            "2 editable[] 100 editable[] 10[]");
-  EXPECT_EQ(days()->itemText(99) + ui::labelFor(days())->text() + ui::labelFor(combo(history(), "Combo3"))->text(),
-            QStringLiteral("100读取历史数据项目选择"));
-  QStringList captions;
-  for (const char* name : {"Command5", "Command6", "Command7", "Command8"}) captions << button(history(), name)->text();
-  EXPECT_EQ(captions.join('|'), QStringLiteral("读取|曲线|柱状图|导出到excel表格"));
+  // The stations that answered, none chosen; the lists.
+  EXPECT_EQ(listState(combo(history())) + " " + listState(days()) + " " + listState(combo(history(), "Combo3")) +
+                days()->itemText(99),
+            "2 editable[] 100 editable[] 10[]100");
   EXPECT_EQ(flags({edit(history(), "Text1")->isHidden(), button(history(), "Command1")->isHidden()}), "11");
   EXPECT_EQ(rowText(0, 1, 1) + QString::number(rows()->rows()), QStringLiteral("天前1"));
   // Closing hides; the toolbar button brings the screen back.
@@ -342,27 +337,19 @@ TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottomAndExportsAppendOrFa
   EXPECT_EQ(fileText(name + ".csv"), text);
 }
 
-// The chart window alone.
-TEST(ChartWindow, AxisTopsRowsTypesAndResizing) {
+// The chart window alone: what it draws of a long reading, and how it follows its size.
+TEST(ChartWindow, OnlyCountValuesThinnedLabelsAndResizing) {
   testApp();
-  int shown = 0;
-  ui::setModalRunner([&](ui::DialogForm&) { ++shown; });
+  ui::setModalRunner([](ui::DialogForm&) {});
   FrmChart& chart = FrmChart::instance();
-  EXPECT_EQ(chart.windowTitle() + (chart.isModal() ? " modal" : ""), QStringLiteral("图标 modal"));
-  const auto seen = [&] {
-    return chartText(chart.chartType(), chart.axisMaximum(), chart.values(), chart.rowLabels(), chart.legendShown(),
-                     chart.title());
-  };
-  chart.showChart({100}, 1, 1, "b");
-  EXPECT_EQ(seen(), "type 1 top 111 [100] rows 1 b");
   // Only `count` values are drawn; no labels given: the rows' numbers.
   chart.showChart({5, 50, 500}, 2, 3, "c");
-  EXPECT_EQ(seen(), "type 3 top 56 [5 50] rows 1 2 c");
+  EXPECT_EQ(chartText(chart.chartType(), chart.axisMaximum(), chart.values(), chart.rowLabels(), chart.legendShown(),
+                      chart.title()),
+            "type 3 top 56 [5 50] rows 1 2 c");
   // A long reading: labels thinned to at most 18, the first row's always among them.
   chart.showChart(std::vector<double>(100, 1.0), 100, 1, "d");
   EXPECT_EQ(QString::number(chart.rowLabels().size()) + " " + chart.rowLabels().front(), "17 1");
-  EXPECT_EQ(shown, 3);
-
   // The chart follows the window; a window too small leaves it as it was.
   chart.show();
   chart.resize(900, 600);
