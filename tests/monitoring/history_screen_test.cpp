@@ -2,8 +2,6 @@
 // in virtual time: the requests of a reading on the wire tick by tick, the rows of the replies,
 // the day count box, the marks, the charts and the export file byte for byte.
 
-#include <QChartView>
-
 #include "monitoring/frm_chart.h"
 #include "monitoring/frm_hlstory_monitoring.h"
 #include "platform/gbk.h"
@@ -68,10 +66,9 @@ class HistoryScreenTest : public ScreenTest {
   QString readingState() {
     return QStringLiteral("%1%2[%3] read%4 pending %5 rows %6%7")
         .arg(days()->isHidden() ? "" : "days", edit(history(), "Text2")->isHidden() ? "" : "progress",
-             edit(history(), "Text2")->text(), enabled({button(history(), "Command5")}))
-        .arg(history().pendingRead)
-        .arg(rows()->rows())
-        .arg(history().Timer2.enabled() ? " pacing" : "");
+             edit(history(), "Text2")->text(), enabled({button(history(), "Command5")}),
+             QString::number(history().pendingRead), QString::number(rows()->rows()),
+             history().Timer2.enabled() ? " pacing" : "");
   }
   // The text of an exported file, as written in GBK.
   static QString fileText(const QString& path) {
@@ -335,32 +332,6 @@ TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottomAndExportsAppendOrFa
   EXPECT_EQ(logCount(QStringLiteral("保存历史信息成功")), 2);
   EXPECT_EQ(logCount(QStringLiteral("导出数据失败：无法写入文件 ") + name + ".csv"), 1);
   EXPECT_EQ(fileText(name + ".csv"), text);
-}
-
-// The chart window alone: what it draws of a long reading, and how it follows its size.
-TEST(ChartWindow, OnlyCountValuesThinnedLabelsAndResizing) {
-  testApp();
-  ui::setModalRunner([](ui::DialogForm&) {});
-  FrmChart& chart = FrmChart::instance();
-  // Only `count` values are drawn; no labels given: the rows' numbers.
-  chart.showChart({5, 50, 500}, 2, 3, "c");
-  EXPECT_EQ(chartText(chart.chartType(), chart.axisMaximum(), chart.values(), chart.rowLabels(), chart.legendShown(),
-                      chart.title()),
-            "type 3 top 56 [5 50] rows 1 2 c");
-  // A long reading: labels thinned to at most 18, the first row's always among them.
-  chart.showChart(std::vector<double>(100, 1.0), 100, 1, "d");
-  EXPECT_EQ(QString::number(chart.rowLabels().size()) + " " + chart.rowLabels().front(), "17 1");
-  // The chart follows the window; a window too small leaves it as it was.
-  chart.show();
-  chart.resize(900, 600);
-  QChartView* view = chart.chartView();
-  EXPECT_EQ(view->width(), 900 - 2 * view->x());
-  EXPECT_EQ(view->height(), 600 - view->y() - view->x());  // no empty strip under the chart
-  chart.resize(20, 20);
-  EXPECT_EQ(view->width(), 900 - 2 * view->x());
-  chart.hide();
-  ui::setModalRunner({});
-  ui::discardAll();
 }
 
 }  // namespace
