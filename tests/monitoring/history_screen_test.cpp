@@ -255,32 +255,7 @@ TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwenty
   EXPECT_EQ(filled, 1826);
 }
 
-TEST_F(HistoryScreenTest, AStationChangeDuringAReadingRedirectsItAndDropsTheRecords) {
-  startAndOpen();
-  chooseAndWait(firstName);
-  days()->setEditText("6");
-  const std::int64_t t0 = nowMs();
-  click("Command5");
-  clock.advance(ms(150 * 3 + 120));  // three requests out, their replies in
-  EXPECT_EQ(rows()->textMatrix(3, 1), "4");
-  const std::int64_t changed = nowMs();
-  choose(history(), secondName);
-  EXPECT_EQ(QString::number(history().pendingRead) + texts(history(), {"LTextBox1"}), "12");
-  clock.advance(ms(1000));
-  // The device information of the new station first, then its records.
-  ASSERT_FALSE(sentFrames(*line, changed).empty());
-  EXPECT_EQ(sentFrames(*line, changed).front().frame, hexText(requestFrame(2, " 03 000A 0011")));
-  QString addresses;
-  for (const Sent& s : historyFrames(t0)) addresses += QString::fromStdString(s.frame.substr(0, 2)) + " ";
-  EXPECT_EQ(addresses, "01 01 01 02 02 02 02 ");
-  // The new station's records have the wrong length for a device information block. Those four
-  // days did not answer the reading: it says so, and marks their rows.
-  for (int r = 4; r <= 7; ++r) EXPECT_EQ(rowText(r, 0, 1), QStringLiteral("|无应答")) << r;
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息成功")), 0);
-  EXPECT_EQ(logCount(QStringLiteral("读历史信息完成：4 天无应答")), 1);
-}
-
-TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottomAndExportsAppendOrFailWhole) {
+TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsExportsAppendOrFailWholeAndAStationChangeRedirectsAReading) {
   startAndOpen();
   const QString name = dir.path() + "/export";
   // Cancelled dialog: nothing. No reading: the dialog first, then only the message.
@@ -332,6 +307,31 @@ TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsTopToBottomAndExportsAppendOrFa
   EXPECT_EQ(logCount(QStringLiteral("保存历史信息成功")), 2);
   EXPECT_EQ(logCount(QStringLiteral("导出数据失败：无法写入文件 ") + name + ".csv"), 1);
   EXPECT_EQ(fileText(name + ".csv"), text);
+
+  // A station change during a reading redirects it and drops the records.
+  days()->setEditText("6");
+  const std::int64_t t0 = nowMs();
+  click("Command5");
+  clock.advance(ms(150 * 3 + 120));  // three requests out, their replies in
+  EXPECT_EQ(rows()->textMatrix(3, 1), "4");
+  const std::int64_t changed = nowMs();
+  choose(history(), secondName);
+  EXPECT_EQ(QString::number(history().pendingRead) + texts(history(), {"LTextBox1"}), "12");
+  clock.advance(ms(1000));
+  // The device information of the new station first, then its records.
+  ASSERT_FALSE(sentFrames(*line, changed).empty());
+  EXPECT_EQ(sentFrames(*line, changed).front().frame, hexText(requestFrame(2, " 03 000A 0011")));
+  QString addresses;
+  for (const Sent& s : historyFrames(t0)) addresses += QString::fromStdString(s.frame.substr(0, 2)) + " ";
+  EXPECT_EQ(addresses, "01 01 01 02 02 02 02 ");
+  // The new station's records have the wrong length for a device information block. Those four
+  // days did not answer the reading: it says so, and marks their rows.
+  EXPECT_EQ(rowText(4, 0, 1) + rowText(5, 0, 1) + rowText(6, 0, 1) + rowText(7, 0, 1),
+            QStringLiteral("|无应答|无应答|无应答|无应答"));
+  EXPECT_EQ(QStringLiteral("%1 %2")
+                .arg(logCount(QStringLiteral("读历史信息成功")))
+                .arg(logCount(QStringLiteral("读历史信息完成：4 天无应答"))),
+            "1 1");
 }
 
 }  // namespace
