@@ -28,7 +28,7 @@ std::string describe(const HistoryTick& t) {
          (t.failureLog.empty() ? "" : " log");
 }
 
-TEST(HistoryRequests, TheAddressIsReadAtEveryTickAndEachReplyLandsInTheRowOfItsDay) {
+TEST(HistoryRules, RequestsRowsDayCountsMarksAxisTopsAndExportLines) {
   for (int day : {kHistoryLastDay + 1, -1}) EXPECT_THROW(historyRequest(1, day), RuntimeFailure) << day;
   EXPECT_THROW(HistoryReading().start(4096), RuntimeFailure);
   // The address is Val of the DeviceID text as a byte, read anew at every tick.
@@ -69,9 +69,8 @@ TEST(HistoryRequests, TheAddressIsReadAtEveryTickAndEachReplyLandsInTheRowOfItsD
   std::tie(ones[0], ones[2]) = std::pair(0, 0);
   EXPECT_EQ(*historyValueTexts(ones), (std::array<std::string, 10>{"6553.5", "6553.5", "655.35", "655.35", "65535",
                                                                    "65535", "65535", "65535", "65.535", "65.535"}));
-}
 
-TEST(HistoryDayCount, TheBoxClampsWhenLeftAndTheStartRoundsHalfToEven) {
+  // The day count box clamps when it is left.
   const std::pair<const char*, const char*> left[] = {{"3000", "1825"}, {"1825.5", "1825"}, {"1825", "1825"},
                                                       {"abc", "1"},     {"", "1"},          {"0.5", "1"},
                                                       {"-20", "1"},     {"2.5", "2.5"},     {"12 Tage", "12 Tage"}};
@@ -85,9 +84,7 @@ TEST(HistoryDayCount, TheBoxClampsWhenLeftAndTheStartRoundsHalfToEven) {
             (s.failureLog.empty() ? "|" : " log|");
   }
   EXPECT_EQ(seen, "2|4|4095|0|- choose|- choose|- choose|- log|- log|");
-}
 
-TEST(HistoryCharts, MarksToggleTheAxisTopAndTheExportLines) {
   // Each mark toggled, and whether it counts as marked.
   std::string marks;
   for (const char* mark : {"-1", "0", "", "x"}) marks += toggledMark(mark) + (isMarked(mark) ? "+ " : " ");
