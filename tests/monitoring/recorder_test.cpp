@@ -141,15 +141,9 @@ TEST(RecorderRules, PathsNamesAsFoldersAndAsKeysAndTheSettingsBounds) {
   EXPECT_EQ(seen + QString::number(static_cast<int>(stationKeyProblem(QString("a") + QChar(u'\0')))),
             "0000000112233445677777772");
 
-  // A stored value stands, bounds or not; the interval keys only together.
-  const auto interval = [](const char* h, const char* m) {
-    const SaveIntervalTexts t = saveIntervalOrDefault(h, m);
-    return t.hours + ":" + t.minutes;
-  };
-  EXPECT_EQ(QStringList({readIntervalOrDefault("0"), lineCountOrDefault("500"), sizeLimitOrDefault("99"),
-                         filePathOrDefault("/data", "/prog"), interval("2", ""), interval("", "0")})
-                .join(' '),
-            "0 500 99 /data 2: :0");
+  // The interval keys take their defaults only together.
+  const SaveIntervalTexts hours = saveIntervalOrDefault("2", ""), minutes = saveIntervalOrDefault("", "0");
+  EXPECT_EQ(hours.hours + ":" + hours.minutes + " " + minutes.hours + ":" + minutes.minutes, "2: :0");
   // Seconds: 0 is a cycle every second; halves to even; beyond int the ends of int.
   QStringList seconds;
   for (const auto& [h, m] :
@@ -168,9 +162,12 @@ TEST(RecorderRules, PathsNamesAsFoldersAndAsKeysAndTheSettingsBounds) {
 // One set of files over a temporary root, with the screen's counter and queue.
 class RecorderFilesTest : public ::testing::Test {
  protected:
-  void SetUp() override { ASSERT_TRUE(dir.isValid()); }
+  void SetUp() override {
+    ASSERT_TRUE(dir.isValid());
+    rootPath = dir.path();
+  }
 
-  QString root() const { return dir.path(); }
+  QString root() const { return rootPath; }
   QString file(const QString& station, int n) const { return numberedFile(stationFolder(root(), station), n); }
   // Writes `bytes` to `path`, its folder made first.
   static void writeFile(const QString& path, const QByteArray& bytes) {
@@ -204,6 +201,7 @@ class RecorderFilesTest : public ::testing::Test {
   }
 
   QTemporaryDir dir;
+  QString rootPath;
   RecorderFiles files;
   std::vector<RecorderStation> stations;
   std::deque<PendingRow> queue;
@@ -286,24 +284,20 @@ TEST_F(RecorderFilesTest, FolderOrFileThatCannotBeMadeIsReportedOnceAndSkipped) 
   EXPECT_EQ(filesOf("Roof"), "1=H;1;2;r1;r2;");
 }
 
-}  // namespace
-
-namespace {
-
 const QDateTime kBase(QDate(2026, 1, 5), QTime(10, 0, 0));
 
 // The engine alone: no widget, a QCoreApplication and a virtual clock. Fed replies as the scan
 // feeds them, configured from the settings file, it writes the marked stations' files on its
 // own cycle, and a stop writes what waits.
-class RecorderEngineTest : public ::testing::Test {
+class RecorderEngineTest : public RecorderFilesTest {
  protected:
   void SetUp() override {
+    RecorderFilesTest::SetUp();
     testing::testApp();
-    ASSERT_TRUE(dir.isValid());
     platform::setScheduler(&clock);
     core::setProgramDir(dir.path());
     core::configPath = dir.filePath("MSCON.DLL");
-    root = dir.filePath("data");
+    rootPath = dir.filePath("data");
     core::setLogBox({[this] { return log; }, [this](const QString& text) { log = text; }});
     recorder = std::make_unique<engine::Recorder>();
     recorder->setTimeSource([this] { return kBase.addMSecs(platform::toMs(clock.now())); });
@@ -324,7 +318,6 @@ class RecorderEngineTest : public ::testing::Test {
     recorder->storeReply(row, QByteArray(reinterpret_cast<const char*>(b.data()), 73));
   }
   void at(std::int64_t atMs) { clock.advance(ms(atMs) - clock.now()); }
-  QString file(const QString& station, int n) const { return root + "/" + station + "/" + QString::number(n) + ".csv"; }
   // The times of the data lines of a file, after its header.
   QString stamps(const QString& station, int n) const {
     QStringList out;
@@ -340,16 +333,15 @@ class RecorderEngineTest : public ::testing::Test {
   }
 
   platform::VirtualClock clock;
-  QTemporaryDir dir;
-  QString root, log;
+  QString log;
   std::unique_ptr<engine::Recorder> recorder;
 };
 
 TEST_F(RecorderEngineTest, ConfiguredFromTheSettingsFileItRecordsTheMarkedStations) {
   // A stored line count is taken as it stands.
-  set({{"Auto Saving", "1"}, {"File Path", root}, {"Read Interval", "75"}, {"Line Count", "3"}});
+  set({{"Auto Saving", "1"}, {"File Path", root()}, {"Read Interval", "75"}, {"Line Count", "3"}});
   set({{"Roof", "-1"}, {"Shed", "0"}, {"Ghost", "-1"}});
-  ASSERT_TRUE(QDir().mkpath(root));
+  ASSERT_TRUE(QDir().mkpath(root()));
   for (const auto& [name, id] : {std::pair{"Roof", "1"}, {"Shed", "2"}, {"Ghost", "9"}, {"file path", "4"}})
     recorder->appendStation(name, id);
   for (int row : {1, 2, 5}) store(row);  // no row 5
@@ -378,13 +370,13 @@ TEST_F(RecorderEngineTest, ConfiguredFromTheSettingsFileItRecordsTheMarkedStatio
   EXPECT_EQ(readFile(file("Roof", 2)), exampleFile({"10:04:04"}));
   EXPECT_EQ(recorder->currentFile(1), file("Roof", 2));
   EXPECT_EQ(readFile(file("Ghost", 1)), exampleFile({"10:01:01", "10:02:02", "10:03:03"}, kNoReplyLine));
-  EXPECT_EQ(QDir(root).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).join(' ') + log, "Ghost Roof");
+  EXPECT_EQ(QDir(root()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).join(' ') + log, "Ghost Roof");
   recorder->configureFromSettings();
   EXPECT_EQ(lateMark + "|" + recorder->appliedMark(5), "|-1");
 }
 
 TEST_F(RecorderEngineTest, ACycleEverySecondWaitsForTheRootAndStopWritesWhatWaits) {
-  set({{"Auto Saving", "1"}, {"File Path", root}, {"Save Interval H", "0"}, {"Save Interval M", "0"}});
+  set({{"Auto Saving", "1"}, {"File Path", root()}, {"Save Interval H", "0"}, {"Save Interval M", "0"}});
   set({{"Roof", "-1"}, {"Shed", "-1"}});  // the root is not there yet
   recorder->appendStation("Roof", "1");
   recorder->appendStation("Shed", "2");
@@ -395,7 +387,7 @@ TEST_F(RecorderEngineTest, ACycleEverySecondWaitsForTheRootAndStopWritesWhatWait
   EXPECT_EQ(QStringLiteral("%1 %2 ").arg(recorder->saveInterval()).arg(recorder->queue().size()) +
                 QString::fromStdString(flags({recorder->Timer3.enabled()})),
             "0 6 0");
-  ASSERT_TRUE(QDir().mkpath(root));
+  ASSERT_TRUE(QDir().mkpath(root()));
   recorder->stop();
   EXPECT_EQ(QString::number(recorder->queue().size()) + " " + stamps("Roof", 1) + " / " + stamps("Shed", 1),
             "0 10:00:01 10:00:02 10:00:03 / 10:00:01 10:00:02 10:00:03");
