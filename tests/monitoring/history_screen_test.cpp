@@ -275,13 +275,6 @@ TEST_F(HistoryScreenTest, MarkedRowsGoToTheChartsExportsAppendOrFailWholeAndASta
                                  QStringLiteral("type 1 top 166 [150 0] rows 3 0 最大充电功率(W)")}));
   clickRow(2);
   EXPECT_EQ(rows()->textMatrix(2, 0), "-1");
-  // Every row unmarked: "曲线" and "柱状图" do nothing, with no message.
-  for (int r : {1, 2, 4}) clickRow(r);
-  EXPECT_EQ(rowText(1, 0, 0) + rowText(2, 0, 0) + rowText(3, 0, 0) + rowText(4, 0, 0), "0000");
-  click("Command6");
-  click("Command7");
-  EXPECT_EQ(charts.size(), 2);
-  EXPECT_EQ(dialogs.shown.size(), 1u);
 
   // Two exports to one name append: one file with the header twice. The lines themselves are
   // the rule layer's.
