@@ -17,17 +17,6 @@ const QString kHeaderLine = QStringLiteral(
     "天前,蓄电池最低电压(V),蓄电池最高电压(V),最大充电电流(A),最大放电电流(A),最大充电功率(W),"
     "最大放电功率(W),充电安时数(Ah),放电安时数(Ah),发电量(KWh),放电量(KWh)");
 
-// What a chart window shows: type, axis, values, row labels, legend and title.
-QString chartText(short type, double axisMax, const QList<double>& values, const QStringList& labels, bool legend,
-                  const QString& title) {
-  QStringList v;
-  for (double d : values) v << QString::number(d);
-  return QStringLiteral("type %1 top %2 [%3] rows %4%5 %6")
-      .arg(type)
-      .arg(axisMax)
-      .arg(v.join(' '), labels.join(' '), legend ? " legend" : "", title);
-}
-
 class HistoryScreenTest : public ScreenTest {
  protected:
   void SetUp() override {
@@ -39,9 +28,14 @@ class HistoryScreenTest : public ScreenTest {
     station1->state().setRecord(1, {});
     station1->state().readings.today = {118, 141, 0, 0, 0, 0, 0, 0, 0, 0};
     station2->state().setRecord(1, {130, 150, 100, 100, 20, 20, 3, 3, 40, 40});
+    // What a chart window shows: type, axis, values, row labels, legend and title.
     ui::setModalRunner([this](ui::DialogForm& form) {
       const auto& c = static_cast<FrmChart&>(form);
-      charts << chartText(c.chartType(), c.axisMaximum(), c.values(), c.rowLabels(), c.legendShown(), c.title());
+      QStringList v;
+      for (double d : c.values()) v << QString::number(d);
+      charts << QStringLiteral("type %1 top %2 [%3] rows %4%5 %6")
+                    .arg(QString::number(c.chartType()), QString::number(c.axisMaximum()), v.join(' '),
+                         c.rowLabels().join(' '), c.legendShown() ? " legend" : "", c.title());
     });
   }
   void TearDown() override { ui::setModalRunner({}), ConsoleFixture::TearDown(); }
@@ -122,13 +116,11 @@ TEST_F(HistoryScreenTest, AtFirstSightRefusedStartsOnlyComplainAndTheListRebuild
   // The day count box is clamped when the cursor leaves it (the clamping is the rule layer's).
   mdi().activateWindow();
   ASSERT_TRUE(QTest::qWaitForWindowActive(&mdi()));
-  for (const auto& [typed, kept] : {std::pair{"3000", "1825"}, {"abc", "1"}}) {
-    days()->setFocus();
-    days()->lineEdit()->selectAll();
-    QTest::keyClicks(days(), typed);
-    combo(history(), "Combo3")->setFocus();  // the cursor goes elsewhere
-    EXPECT_EQ(days()->currentText(), kept);
-  }
+  days()->setFocus();
+  days()->lineEdit()->selectAll();
+  QTest::keyClicks(days(), "3000");
+  combo(history(), "Combo3")->setFocus();  // the cursor goes elsewhere
+  EXPECT_EQ(days()->currentText(), "1825");
   // No station: only the message.
   days()->setEditText("3");
   click("Command5");
