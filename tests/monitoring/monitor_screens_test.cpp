@@ -44,16 +44,11 @@ class MonitorScreensTest : public ScreenTest {
         out << QString::number(control<DayChart>(daily(), name)->values(line).last());
     return out.join(' ') + QStringLiteral(" top %1 %2").arg(live().voltageMax).arg(live().powerMax);
   }
-  QString switchState() {
-    return enabled({control<QGroupBox>(live(), "Picture9")}) + texts(live(), {"Text5", "Text14"}) +
-           (control<QRadioButton>(live(), "Option2")->isChecked() ? "|off" : "|on");
-  }
   // A load mode reply of the screen's own request.
   void loadMode(const char* hex) {
     Bytes reply = hexBytes(hex);
     live().readDatasA3(reply);
   }
-  std::vector<Sent> sentFrom(std::int64_t fromMs) const { return sentFrames(*line, fromMs); }
 };
 
 TEST_F(MonitorScreensTest, StartUpListsTheStationsChoosesNoneStartsNothingAndClearsTheCurveCaptionsForGood) {
@@ -97,7 +92,7 @@ TEST_F(MonitorScreensTest, ChoiceReadsTheStationStartsMonitoringAndFeedsTheCurve
   clock.advance(ms(1500));
   // The device information at once, the real-time block 300 ms later from this screen and
   // 900 ms later from the daily screen.
-  EXPECT_EQ(framesText(sentFrom(7000)), "8000:0103000A0011A5C4 8300:01030100002305EF 8900:01030100002305EF ");
+  EXPECT_EQ(framesText(sentFrames(*line, 7000)), "8000:0103000A0011A5C4 8300:01030100002305EF 8900:01030100002305EF ");
   EXPECT_EQ(combo(daily())->currentText(), firstName);
   EXPECT_EQ(
       texts(live(), {"LTextBox2", "LTextBox3", "LTextBox4", "SoftSw", "LTextBox5", "Text2", "Text3", "Text4", "Text9",
@@ -216,14 +211,16 @@ TEST_F(MonitorScreensTest, LoadSwitchActsOnlyInManualModeAtMostOneEveryHalfSecon
     QCoreApplication::sendEvent(control<QRadioButton>(live(), option), &e);
     clock.advance(ms(wait));
   }
-  EXPECT_EQ(framesText(sentFrom(8000), "0106"),
+  EXPECT_EQ(framesText(sentFrames(*line, 8000), "0106"),
             "14600:0106010A0000A834 15200:0106010A0000A834 15800:0106010A0000A834 16400:0106010A000169F4 ");
   EXPECT_EQ(live().pendingRead, 4);
   // The device switched; the screen shows it with the next scan reply.
   EXPECT_TRUE(station1->state().readings.loadOn);
   station1->state().readings.loadOn = false;
   clock.advance(ms(1700));  // past the scan's reply of 17.6 s
-  EXPECT_EQ(switchState(), QStringLiteral("+MPPT充电|已关闭|off"));
+  EXPECT_EQ(enabled({control<QGroupBox>(live(), "Picture9")}) + texts(live(), {"Text5", "Text14"}) +
+                (control<QRadioButton>(live(), "Option2")->isChecked() ? "|off" : "|on"),
+            QStringLiteral("+MPPT充电|已关闭|off"));
   // The scan's load mode pass (at 20.6 s) hands the watched station's reply to the screen.
   loadMode("01 03 02 00 0E");
   station1->state().setParam(sim::param::kLoadMode, sim::param::kManualLoadMode);

@@ -77,10 +77,9 @@ class RecorderScreenTest : public ScreenTest {
              QString::number(r().engine().Timer4.interval()), r().engine().Timer4.enabled() ? "+" : "-",
              QString::number(live.timer3Interval), QString::number(live.timer4Interval));
   }
-  QString file(const QString& station, int n) const { return root + "/" + station + "/" + QString::number(n) + ".csv"; }
   // The lines of a file after its header, GBK decoded, without their CR LF.
   QStringList dataLinesOf(const QString& station, int n) const {
-    QStringList l = platform::fromGbk(readFile(file(station, n))).split("\r\n");
+    QStringList l = platform::fromGbk(readFile(QStringLiteral("%1/%2/%3.csv").arg(root, station).arg(n))).split("\r\n");
     return l.size() > 2 ? l.mid(1, l.size() - 2) : QStringList();
   }
   QStringList logWith(const QString& part) { return logLines().filter(part); }
