@@ -63,7 +63,6 @@ TEST(AlarmConditions, FaultBitsSilenceLowChargeAndRestore) {
   Bytes shortReply = replyWith(1);
   shortReply.pop_back();
   EXPECT_TRUE(c.reply(shortReply, {}).empty());
-  EXPECT_TRUE(c.activeCodes().empty());
 
   // Silent at the third miss; nothing is known while silent. Back, silence needs two replies to
   // clear like any condition, a miss between starts over; a reply resets the count of misses.
@@ -78,12 +77,9 @@ TEST(AlarmConditions, FaultBitsSilenceLowChargeAndRestore) {
   seen += trace(soc, {0}, 20, 19);
   EXPECT_EQ(seen + trace(soc, {0, 0}, {}, 5), "|low_soc+||low_soc-|");
 
-  // Restored from the log: the next reply without it clears it.
+  // Restored from the log: the next reply with it raises nothing, one without it clears it.
   StationConditions r;
-  r.restore("load_short_circuit");
-  EXPECT_EQ(r.activeCodes(), (std::vector<std::string>{"load_short_circuit"}));
-  EXPECT_EQ(trace(r, {1 << 3}), "|");
-  r.restore("over_discharge");
+  for (const char* code : {"load_short_circuit", "over_discharge"}) r.restore(code);
   EXPECT_EQ(trace(r, {1 << 3}), "over_discharge-|");
   EXPECT_EQ(textOf("silent") + textOf("low_soc") + std::to_string(conditions().size()), "通讯中断电量低12");
 }
@@ -119,19 +115,16 @@ class AlarmEngineTest : public ::testing::Test {
 };
 
 TEST_F(AlarmEngineTest, SettingsReadWithTheirDefaultsAndWriteBack) {
-  EXPECT_EQ(readAlarmSettings(), AlarmSettings{});
-  // Silent After, Low SOC and Keep Days as stored, then as read.
+  // Silent After, Low SOC and Keep Days as stored, then as read: out of its range, the default.
   std::string read;
-  for (const auto& [silent, soc, keep] :
-       {std::array{"5", "30", "7"}, {"", "", ""}, {"0", "101", "x"}, {" 2 ", "abc", "-1"}}) {
-    core::writeIni("Alarms", "Silent After", silent);
-    core::writeIni("Alarms", "Low SOC", soc);
-    core::writeIni("Alarms", "Keep Days", keep);
+  for (const auto& [silent, soc, keep] : {std::array{"5", "30", "7"}, {"0", "101", "x"}, {" 2 ", "abc", "-1"}}) {
+    for (const auto& [key, value] : {std::pair{"Silent After", silent}, {"Low SOC", soc}, {"Keep Days", keep}})
+      core::writeIni("Alarms", key, value);
     const AlarmSettings s = readAlarmSettings();
     read += std::to_string(s.silentAfter) + " " + (s.lowSoc ? std::to_string(*s.lowSoc) : "-") + " " +
             std::to_string(s.keepDays) + "|";
   }
-  EXPECT_EQ(read, "5 30 7|3 - 365|3 - 365|2 - 365|");
+  EXPECT_EQ(read, "5 30 7|3 - 365|2 - 365|");
   const AlarmSettings w{4, 25, QStringLiteral("/usr/bin/notify \"x\""), 30};
   ASSERT_TRUE(writeAlarmSettings(w));
   EXPECT_EQ(readAlarmSettings(), w);
@@ -149,7 +142,6 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
     engine.realTimeReply("站2", "2", q(replyWith(1u << 3)));
     ASSERT_EQ(events.size(), 2u);
     EXPECT_EQ(eventLine(events[0]), "2026-05-01 08:00:00 站;'\"1 1 蓄电池过放 发生");
-    EXPECT_TRUE(logText.contains("告警发生：站;'\"1 设备ID 1 蓄电池过放"));
     const auto open = engine.log().open();
     ASSERT_EQ(open.size(), 2u);
     // Unacknowledged before, acknowledged by the first, then again (once only), unacknowledged after.
@@ -183,9 +175,6 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
   // Old cleared rows go after Keep Days; open ones stay however old.
   core::writeIni("Alarms", "Keep Days", "10");
   engine.reloadSettings();
-  now = at(11, 7);
-  engine.prune();
-  EXPECT_EQ(engine.log().history({}).size(), 2u);
   now = at(11, 9);
   engine.prune();
   EXPECT_EQ(rowsText(engine.log().history({})), "站;'\"1|over_discharge|2026-05-01 08:00:00||\n");

@@ -3,7 +3,6 @@
 // the values and curves fed by the scan, the load switch and the mirroring of the pair.
 
 #include <QGroupBox>
-#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QRadioButton>
 
@@ -45,16 +44,11 @@ class MonitorScreensTest : public ScreenTest {
         out << QString::number(control<DayChart>(daily(), name)->values(line).last());
     return out.join(' ') + QStringLiteral(" top %1 %2").arg(live().voltageMax).arg(live().powerMax);
   }
-  QString switchState() {
-    return enabled({control<QGroupBox>(live(), "Picture9")}) + texts(live(), {"Text5", "Text14"}) +
-           (control<QRadioButton>(live(), "Option2")->isChecked() ? "|off" : "|on");
-  }
   // A load mode reply of the screen's own request.
   void loadMode(const char* hex) {
     Bytes reply = hexBytes(hex);
     live().readDatasA3(reply);
   }
-  std::vector<Sent> sentFrom(std::int64_t fromMs) const { return sentFrames(*line, fromMs); }
 };
 
 TEST_F(MonitorScreensTest, StartUpListsTheStationsChoosesNoneStartsNothingAndClearsTheCurveCaptionsForGood) {
@@ -81,18 +75,6 @@ TEST_F(MonitorScreensTest, StartUpListsTheStationsChoosesNoneStartsNothingAndCle
   EXPECT_EQ(logCount(QStringLiteral("停止监控")), 0);
   EXPECT_EQ(controls(), "+-+ +-+");
 
-  // The menu items bring the screens to the front.
-  mdi().action("Monitoring1")->trigger();
-  ASSERT_NE(mdi().mdiArea()->activeSubWindow(), nullptr);
-  EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &daily());
-  mdi().action("RealTimeMonitoring")->trigger();
-  EXPECT_EQ(mdi().mdiArea()->activeSubWindow()->widget(), &live());
-  // Closing hides the screen and its frame; the screen lives on and the menu shows it again.
-  live().close();
-  EXPECT_EQ(flags({FrmRealTimeMonitoring::exists(), live().isHidden(), live().parentWidget()->isHidden()}), "111");
-  mdi().action("RealTimeMonitoring")->trigger();
-  EXPECT_EQ(flags({live().isHidden(), live().parentWidget()->isHidden()}), "00");
-
   // A choice on the daily screen mirrors to the real-time screen, whose change event reads the
   // station; the daily screen asks for the day values 900 ms later. The captions stay empty.
   choose(daily(), secondName);
@@ -103,8 +85,6 @@ TEST_F(MonitorScreensTest, StartUpListsTheStationsChoosesNoneStartsNothingAndCle
 }
 
 TEST_F(MonitorScreensTest, ChoiceReadsTheStationStartsMonitoringAndFeedsTheCurves) {
-  auto& quiet = station2->state().readings;
-  quiet.panelVoltage = quiet.batteryVoltage = quiet.loadVoltage = 0;
   startAndDiscover();
   mdi().resize(1024, 768);
   mdi().show();
@@ -112,7 +92,7 @@ TEST_F(MonitorScreensTest, ChoiceReadsTheStationStartsMonitoringAndFeedsTheCurve
   clock.advance(ms(1500));
   // The device information at once, the real-time block 300 ms later from this screen and
   // 900 ms later from the daily screen.
-  EXPECT_EQ(framesText(sentFrom(7000)), "8000:0103000A0011A5C4 8300:01030100002305EF 8900:01030100002305EF ");
+  EXPECT_EQ(framesText(sentFrames(*line, 7000)), "8000:0103000A0011A5C4 8300:01030100002305EF 8900:01030100002305EF ");
   EXPECT_EQ(combo(daily())->currentText(), firstName);
   EXPECT_EQ(
       texts(live(), {"LTextBox2", "LTextBox3", "LTextBox4", "SoftSw", "LTextBox5", "Text2", "Text3", "Text4", "Text9",
@@ -138,8 +118,6 @@ TEST_F(MonitorScreensTest, ChoiceReadsTheStationStartsMonitoringAndFeedsTheCurve
     EXPECT_GE(model->width(), model->fontMetrics().horizontalAdvance(model->text()) + 8)
         << screen->objectName().toStdString();
   }
-  EXPECT_EQ(ui::labelFor(edit(live(), "Text18"))->text() + ui::labelFor(edit(daily(), "Text12"))->text(),
-            QStringLiteral("设备温度(℃)用电量（kWh）"));
   mdi().hide();
 
   // Monitoring starts by itself within five seconds of the choice, each screen's own timer
@@ -187,17 +165,11 @@ TEST_F(MonitorScreensTest, ChoiceReadsTheStationStartsMonitoringAndFeedsTheCurve
   clock.advance(ms(100));
   live().Command9Click();
   EXPECT_EQ(logCount(secondName + QStringLiteral(" 停止监控")), 1);
-  // Station 2 reports zero volts; after its first scan reply the top comes from it alone.
   clock.advance(ms(33900));
-  EXPECT_EQ(controls(), "-+- -+-");
-  EXPECT_EQ(logCount(secondName + QStringLiteral(" 开始监控")), 2);
-  // The older point has scrolled one place.
-  EXPECT_EQ(QStringLiteral("top %1 last %2 %3")
-                .arg(live().voltageMax)
-                .arg(voltage->values(0).at(28))
-                .arg(voltage->values(0).last()),
-            "top 1 last 20 0");
-  EXPECT_TRUE(dialogs.shown.empty());
+  EXPECT_EQ(
+      controls() +
+          QStringLiteral(" %1 %2").arg(logCount(secondName + QStringLiteral(" 开始监控"))).arg(dialogs.shown.size()),
+      "-+- -+- 2 0");
 
   // Stop from the daily screen stops both; a full refresh stops them too.
   daily().Command9_Click();
@@ -239,14 +211,16 @@ TEST_F(MonitorScreensTest, LoadSwitchActsOnlyInManualModeAtMostOneEveryHalfSecon
     QCoreApplication::sendEvent(control<QRadioButton>(live(), option), &e);
     clock.advance(ms(wait));
   }
-  EXPECT_EQ(framesText(sentFrom(8000), "0106"),
+  EXPECT_EQ(framesText(sentFrames(*line, 8000), "0106"),
             "14600:0106010A0000A834 15200:0106010A0000A834 15800:0106010A0000A834 16400:0106010A000169F4 ");
   EXPECT_EQ(live().pendingRead, 4);
   // The device switched; the screen shows it with the next scan reply.
   EXPECT_TRUE(station1->state().readings.loadOn);
   station1->state().readings.loadOn = false;
   clock.advance(ms(1700));  // past the scan's reply of 17.6 s
-  EXPECT_EQ(switchState(), QStringLiteral("+MPPT充电|已关闭|off"));
+  EXPECT_EQ(enabled({control<QGroupBox>(live(), "Picture9")}) + texts(live(), {"Text5", "Text14"}) +
+                (control<QRadioButton>(live(), "Option2")->isChecked() ? "|off" : "|on"),
+            QStringLiteral("+MPPT充电|已关闭|off"));
   // The scan's load mode pass (at 20.6 s) hands the watched station's reply to the screen.
   loadMode("01 03 02 00 0E");
   station1->state().setParam(sim::param::kLoadMode, sim::param::kManualLoadMode);
@@ -254,7 +228,7 @@ TEST_F(MonitorScreensTest, LoadSwitchActsOnlyInManualModeAtMostOneEveryHalfSecon
   EXPECT_EQ(enabled({control<QGroupBox>(live(), "Picture9")}), "+");
 }
 
-TEST_F(MonitorScreensTest, TypedStationNameStaysWhenTheListsFillAndTheDownArrowShowsTheSoftwareVersion) {
+TEST_F(MonitorScreensTest, TypedStationNameStaysWhenTheListsFillAndStartsMonitoring) {
   start();
   clock.advance(ms(3000));  // discovery runs; the lists are still empty
   live().show();
@@ -274,23 +248,6 @@ TEST_F(MonitorScreensTest, TypedStationNameStaysWhenTheListsFillAndTheDownArrowS
   type(QStringLiteral("站"));
   EXPECT_EQ(combo(live())->currentText(), secondName);
   EXPECT_EQ(edit(live(), "LTextBox2")->text(), "2");
-  // A down arrow in the station box, then holding the version label, shows the software
-  // version instead of the hardware version: after the key, a press and a release on the
-  // label, which version box shows.
-  QStringList seen;
-  for (int code : {Qt::Key_Down, Qt::Key_Up}) {
-    QKeyEvent key(QEvent::KeyPress, code, Qt::NoModifier);
-    QCoreApplication::sendEvent(combo(live()), &key);
-    seen << QString::number(live().downKeyFlag);
-    for (QEvent::Type event : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-      QMouseEvent e(event, QPointF(2, 2), QPointF(2, 2), Qt::LeftButton,
-                    event == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
-      QCoreApplication::sendEvent(control<QLabel>(live(), "Label34"), &e);
-      seen << (edit(live(), "SoftSw")->isVisibleTo(&live()) ? "soft" : "") +
-                  QString(edit(live(), "LTextBox4")->isVisibleTo(&live()) ? "hard" : "");
-    }
-  }
-  EXPECT_EQ(seen.join(' '), "1 soft hard 0 hard hard");
 }
 
 }  // namespace
