@@ -236,44 +236,6 @@ TEST_F(SessionTest, GoodReplyIsReadAtTheEndOfTheWindowWhileTimerTicksWait) {
   EXPECT_EQ(due, "114374 120000 150000 180000 210000 240000 ");
 }
 
-// One exchange at a time on a line: a foreground write made while the scan's request is out
-// goes on the wire only after the scan's reply was read; the line tells what is under way.
-TEST_F(SessionTest, ARequestWaitsForTheExchangeUnderWayOnItsLine) {
-  int scanReplies = 0;
-  SerialSession counted("FrmGlobalMonitoring.MSComm1", SessionOptions{},
-                        [&](Bytes&, const std::string&) { ++scanReplies; });
-  SerialSession::setScanControl(&counted.control());
-  device->answer = [](const Bytes& frame) -> std::vector<platform::SimReplyPart> {
-    if (frame[1] == 0x03) return {{ms(5), appendCrc(realTimePayload(frame[0]))}};
-    return {{ms(5), frame}};  // a write is echoed
-  };
-  exchange(counted, "COM3,9600", kRead1, 2);
-  const auto underWay = SerialSession::exchangeOnLine(3);
-  ASSERT_TRUE(underWay);
-  EXPECT_EQ(std::pair(int(underWay->address), int(underWay->function)), std::pair(1, 0x03));
-  EXPECT_FALSE(SerialSession::exchangeOnLine(4));
-  session.sendRequest("COM3,9600", requestFrame(2, " 06 001A 0005"));
-  EXPECT_EQ(SerialSession::waitingRequests(), 1u);
-  clock.advance(ms(500));
-  EXPECT_EQ(scanReplies, 1);  // not cut
-  std::vector<platform::WireFrame> out;
-  for (const auto& f : line->wire())
-    if (f.fromMaster) out.push_back(f);
-  ASSERT_EQ(out.size(), 2u);
-  // The scan's reply: 8 bytes out, 5 ms, 75 bytes back; read 100 ms after its first byte is in
-  // (10 bits at 9600 baud).
-  const auto firstByteIn = out[0].end + ms(5) + microseconds(1041);
-  EXPECT_EQ(out[1].start, firstByteIn + ms(SerialSession::kReceiveWindowMs));
-  EXPECT_EQ(SerialSession::waitingRequests(), 0u);
-  // A silent request keeps its line exactly to the silence limit.
-  device->answer = [](const Bytes&) { return std::vector<platform::SimReplyPart>{}; };
-  counted.sendRequest("COM3,9600", kRead1);
-  const auto sent = clock.now();
-  exchange(session, "COM3,9600", requestFrame(2, " 06 001A 0005"), 1000);
-  ASSERT_EQ(line->wire().size(), 6u);  // request, reply, write, echo, silent request, write
-  EXPECT_EQ(line->wire()[5].start, sent + ms(SerialSession::kSilenceLimitMs));
-}
-
 TEST(ExchangeRecord, EachReplyShapeGetsItsVerdictAndTheRingKeepsTheNewest) {
   const Bytes rt = requestFrame(1, " 03 0100 0023"), lm = requestFrame(1, " 03 E0 1D 0001");
   const Bytes on = requestFrame(1, " 06 010A 0001"), factory = appendCrc({1, 0x78}), whole = realTimeReply(1);
