@@ -215,8 +215,10 @@ TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
 
 // The probe closes the scan's port first, leaves out ports another control holds (COM4) and
 // stops at port 100; each round sets the control up for receiving, then tries port number,
-// open, close (ten steps where the open fails, as for ports 1 and 2).
-TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
+// open, close (ten steps where the open fails, as for ports 1 and 2). Then the match of the port
+// box, and a gateway port: listed as present without a device, added with its address, its
+// address changed and taken away again; the settings file holds exactly what the dialog showed.
+TEST_F(PortConfigurationTest, LoadProbesMatchesAndGatewayPortsAreAddedUpdatedAndRemoved) {
   for (const char* port : {"COM3", "COM4", "COM12", "COM101"}) driver.addLine(port, 9600);
   std::string ops;
   platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
@@ -225,7 +227,8 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
   platform::SerialControl holder("Holder");
   holder.setCommPort(4);
   holder.setPortOpen(true);
-  setPorts({"COM12,4800", "COM7,9600"});
+  writeSettings(
+      "[COMS]\r\nListCount=2\r\n1=COM12,4800\r\n2=COM7,9600\r\n[Network Ports]\r\nCOM7=TCP://10.0.0.9:502\r\n");
   start();
   scan().setReadInterval(10);
   scan().Timer2.setEnabled(true);
@@ -244,31 +247,96 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
         << ops;
     EXPECT_TRUE(!f.MSComm1.portOpen() && holder.portOpen() && !scanPort->portOpen());
     // The first port found in the box.
-    EXPECT_EQ(describe(f), "COM3 COM12 [COM3] | COM12,4800; COM7,9600 | 添加0 9600 [] OK");
-    EXPECT_EQ(testing::labelText(ports) + testing::labelText(combo(f, "Combo5")), QStringLiteral("端口奇偶校验位"));
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [COM3] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 添加0 9600 [] OK");
+    EXPECT_EQ(testing::labelText(ports) + testing::labelText(combo(f, "Combo5")) + testing::labelText(address(f)),
+              QStringLiteral("端口奇偶校验位网关地址"));
     // The scan has its rest counter back once the load is done.
     EXPECT_TRUE(scan().Timer2.enabled());
     // Choosing a listed port turns the button into an update of that entry.
     testing::activate(ports, 1);
-    EXPECT_EQ(describe(f), "COM3 COM12 [COM12] | COM12,4800; COM7,9600 | 更新0 9600 [] OK");
+    EXPECT_EQ(describe(f),
+              "COM3 COM7 COM12 [COM7] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 更新1 9600 [10.0.0.9:502] OK");
     // Typing matches as the port list's rules say ("M7" is inside "COM7,9600").
     type(ports, "m7");
-    EXPECT_EQ(describe(f), "COM3 COM12 [m7] | COM12,4800; COM7,9600 | 更新1 9600 [] OK");
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [m7] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 更新1 9600 [] OK");
     // "COM1," is not in "COM12,4800": the comma makes the end exact. An empty box (a lone comma)
     // finds the first entry.
     type(ports, "COM1");
-    EXPECT_EQ(describe(f), "COM3 COM12 [COM1] | COM12,4800; COM7,9600 | 添加1 9600 [] OK");
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [COM1] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 添加1 9600 [] OK");
     ports->clearEditText();
-    EXPECT_EQ(describe(f), "COM3 COM12 [] | COM12,4800; COM7,9600 | 更新0 9600 [] OK");
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 更新0 9600 [] OK");
     // 更新 there changes no entry; a part of a name changes only the baud rate of its entry.
     click(f, "Command1");
     type(ports, "m7");
     type(combo(f, "Combo2"), "4800");
     click(f, "Command1");
-    EXPECT_EQ(describe(f), "COM3 COM12 [m7] | COM12,4800; COM7,4800 | 更新1 4800 [] OK");
-    click(f, "Command4");
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [m7] | COM12,4800; COM7,4800 → 10.0.0.9:502 | 更新1 4800 [] OK");
+    // Refused with a message, nothing added: no port number, no address.
+    for (const auto& [port, typed] :
+         {std::pair{"COMX", "192.168.1.50:8899"}, {"COM5", "192.168.1.50"}, {"COM5", "h:0"}}) {
+      type(ports, port);
+      address(f)->setText(typed);
+      click(f, "Command1");
+    }
+    EXPECT_EQ(messages().size(), 3);
+    address(f)->setText("192.168.1.50:8899");
+    click(f, "Command1");
+    EXPECT_EQ(describe(f),
+              "COM3 COM7 COM12 [COM5] | COM12,4800; COM7,4800 → 10.0.0.9:502; COM5,4800 → 192.168.1.50:8899 | 更新2 "
+              "4800 [192.168.1.50:8899] OK");
+    // The box shows the chosen port's gateway, and empties for a listed serial port.
+    type(ports, "COM12");
+    EXPECT_EQ(address(f)->text(), "");
+    type(ports, "COM7");
+    EXPECT_EQ(address(f)->text(), "10.0.0.9:502");
+    address(f)->setText("tcp://[fe80::1]:4001");
+    click(f, "Command1");
+    EXPECT_EQ(describe(f),
+              "COM3 COM7 COM12 [COM7] | COM12,4800; COM7,4800 → [fe80::1]:4001; COM5,4800 → 192.168.1.50:8899 | 更新1 "
+              "4800 [[fe80::1]:4001] OK");
+    click(f, "Command3");
   });
   EXPECT_EQ(modals, QStringList{"FrmPortConfiguration"});
+  EXPECT_EQ(settingsBytes(),
+            QByteArray("[COMS]\r\nListCount=3\r\n1=COM12,4800\r\n2=COM7,4800\r\n3=COM5,4800\r\n[Network "
+                       "Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
+  EXPECT_EQ(shell::gatewayOfPort("COM5"), "tcp://192.168.1.50:8899");
+  // Again: COM7 back to a serial port, COM5 deleted from the list takes its address along.
+  openPorts([&](FrmPortConfiguration& f) {
+    type(combo(f, "Combo1"), "COM7");
+    EXPECT_EQ(address(f)->text(), "[fe80::1]:4001");
+    address(f)->clear();
+    click(f, "Command1");
+    list(f)->setCurrentRow(2);
+    click(f, "Command2");
+    click(f, "Command3");
+  });
+  const QByteArray before =
+      "[COMS]\r\nListCount=2\r\n1=COM12,4800\r\n2=COM7,9600\r\n3=COM5,4800\r\n[Network Ports]\r\n";
+  EXPECT_EQ(settingsBytes(), before);
+
+  // With the list emptied OK turns grey within 300 ms and a click on it does nothing; cancel and
+  // the close box touch nothing and refresh nothing.
+  clock.advance(ms(20000));
+  const QStringList linesBefore = logLines();
+  openPorts([&](FrmPortConfiguration& f) {
+    EXPECT_TRUE(button(f, "Command3")->isEnabled());
+    for (int i = 0; i < 2; ++i) {
+      testing::clickRow(list(f), 0);
+      click(f, "Command2");
+    }
+    clock.advance(ms(300));
+    EXPECT_FALSE(button(f, "Command3")->isEnabled());
+    click(f, "Command3");
+    EXPECT_TRUE(!f.accepted && f.isVisible());
+    click(f, "Command4");
+  });
+  drivers.push_back([&](ui::DialogForm& form) { form.close(); });
+  mdi().action("Port Configuration")->trigger();
+  EXPECT_EQ(modals.size(), 4);
+  EXPECT_EQ(settingsBytes(), before);
+  EXPECT_EQ(logLines(), linesBefore);
+  EXPECT_FALSE(FrmPortConfiguration::exists());
   holder.setPortOpen(false);
 }
 
@@ -323,84 +391,6 @@ TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
   clock.advance(ms(300 * 4));
   EXPECT_EQ(treeText(), "站点资源管理器: COM3,4800 [] COM6,9600 [S6;] COM5,19200 []");
   EXPECT_TRUE(core::findStation("S3") && core::findStation("S4"));
-}
-
-// A gateway port: listed as present without a device, added with its address, its address
-// changed and taken away again; the settings file holds exactly what the dialog showed.
-TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
-  driver.addLine("COM3", 9600);
-  writeSettings(
-      "[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n[Network Ports]\r\nCOM7=TCP://10.0.0.9:502\r\n");
-  start();
-  openPorts([&](FrmPortConfiguration& f) {
-    QComboBox* ports = combo(f, "Combo1");
-    EXPECT_EQ(testing::labelText(address(f)), QStringLiteral("网关地址"));
-    // COM3 probed, COM7 mapped.
-    EXPECT_EQ(describe(f), "COM3 COM7 [COM3] | COM3,9600; COM7,9600 → 10.0.0.9:502 | 更新0 9600 [] OK");
-    // Refused with a message, nothing added: no port number, no address.
-    for (const auto& [port, typed] :
-         {std::pair{"COMX", "192.168.1.50:8899"}, {"COM5", "192.168.1.50"}, {"COM5", "h:0"}}) {
-      type(ports, port);
-      address(f)->setText(typed);
-      click(f, "Command1");
-    }
-    EXPECT_EQ(messages().size(), 3);
-    address(f)->setText("192.168.1.50:8899");
-    click(f, "Command1");
-    EXPECT_EQ(describe(f),
-              "COM3 COM7 [COM5] | COM3,9600; COM7,9600 → 10.0.0.9:502; COM5,9600 → 192.168.1.50:8899 | 更新2 9600 "
-              "[192.168.1.50:8899] OK");
-    // The box shows the chosen port's gateway, and empties for a listed serial port.
-    type(ports, "COM3");
-    EXPECT_EQ(address(f)->text(), "");
-    type(ports, "COM7");
-    EXPECT_EQ(address(f)->text(), "10.0.0.9:502");
-    address(f)->setText("tcp://[fe80::1]:4001");
-    click(f, "Command1");
-    EXPECT_EQ(describe(f),
-              "COM3 COM7 [COM7] | COM3,9600; COM7,9600 → [fe80::1]:4001; COM5,9600 → 192.168.1.50:8899 | 更新1 9600 "
-              "[[fe80::1]:4001] OK");
-    click(f, "Command3");
-  });
-  EXPECT_EQ(settingsBytes(),
-            QByteArray("[COMS]\r\nListCount=3\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
-                       "[Network Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
-  EXPECT_EQ(shell::gatewayOfPort("COM5"), "tcp://192.168.1.50:8899");
-  // Again: COM7 back to a serial port, COM5 deleted from the list takes its address along.
-  openPorts([&](FrmPortConfiguration& f) {
-    type(combo(f, "Combo1"), "COM7");
-    EXPECT_EQ(address(f)->text(), "[fe80::1]:4001");
-    address(f)->clear();
-    click(f, "Command1");
-    list(f)->setCurrentRow(2);
-    click(f, "Command2");
-    click(f, "Command3");
-  });
-  const QByteArray before = "[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n[Network Ports]\r\n";
-  EXPECT_EQ(settingsBytes(), before);
-
-  // With the list emptied OK turns grey within 300 ms and a click on it does nothing; cancel and
-  // the close box touch nothing and refresh nothing.
-  clock.advance(ms(20000));
-  const QStringList linesBefore = logLines();
-  openPorts([&](FrmPortConfiguration& f) {
-    EXPECT_TRUE(button(f, "Command3")->isEnabled());
-    for (int i = 0; i < 2; ++i) {
-      testing::clickRow(list(f), 0);
-      click(f, "Command2");
-    }
-    clock.advance(ms(300));
-    EXPECT_FALSE(button(f, "Command3")->isEnabled());
-    click(f, "Command3");
-    EXPECT_TRUE(!f.accepted && f.isVisible());
-    click(f, "Command4");
-  });
-  drivers.push_back([&](ui::DialogForm& form) { form.close(); });
-  mdi().action("Port Configuration")->trigger();
-  EXPECT_EQ(modals.size(), 4);
-  EXPECT_EQ(settingsBytes(), before);
-  EXPECT_EQ(logLines(), linesBefore);
-  EXPECT_FALSE(FrmPortConfiguration::exists());
 }
 
 const QStringList kNames = {"东区", "南区", "西区", "abc", "ABC", "Line Count"};
