@@ -71,15 +71,6 @@ class SessionTest : public ::testing::Test {
                         [this](Bytes& data, const std::string&) { replies.emplace_back(clock.now(), data); }};
 };
 
-TEST_F(SessionTest, PortTextIsTakenApart) {
-  // "COM3" has no comma; "COM" is removed as written only.
-  std::string got;
-  for (const char* text : {"COM3,9600", "COM12,19200", "COMCOM5,9600", "COM3", "com3,9600", "COMx,9600", ""})
-    got += std::to_string(getCommPort(text)) + " ";
-  for (const char* text : {"COM3,9600", "COM3,9600,x", "COM3,"}) got += "/" + getBaudRate(text);
-  EXPECT_EQ(got, "3 12 5 0 0 0 0 /9600/9600,x/");
-}
-
 TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   // The scan holds COM3 open with a request out; the screen sends on COM4.
   SerialSession scan("FrmGlobalMonitoring.MSComm1", SessionOptions{}, [](Bytes&, const std::string&) {});
@@ -132,7 +123,7 @@ TEST_F(SessionTest, SendRequestClosesSetsUpOpensAndWritesInOrder) {
   EXPECT_FALSE(scan.control().portOpen());
 }
 
-TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
+TEST_F(SessionTest, BadRepliesAreDroppedThePortIsClosedAndTheTextShownFirst) {
   Bytes wrongCrc = appendCrc(realTimePayload(1));
   std::swap(wrongCrc[73], wrongCrc[74]);
   const Bytes full = appendCrc(realTimePayload(1));
@@ -166,32 +157,13 @@ TEST_F(SessionTest, BadRepliesAreDroppedAndThePortIsClosed) {
   EXPECT_EQ(replies[0].second, realTimePayload(2));
   EXPECT_EQ(replies[1].second, (Bytes{0x01, 0x83, 0x02}));
   EXPECT_FALSE(session.control().portOpen());
-}
 
-TEST_F(SessionTest, FailedSendsWriteNothing) {
-  // A port held open by another control, bad port texts, a port that does not exist, a baud
-  // rate the control refuses: nothing goes on the wire and nothing is reported.
-  platform::SerialControl other("Other.MSComm1");
-  other.setCommPort(3);
-  other.setPortOpen(true);
-  for (const char* portText : {"COM3,9600", "COM3", "COMx,9600", "", "COM3,abc", "COM9,9600", "COM0,9600", "COM4,"}) {
-    exchange(session, portText, kRead1, 300);
-    EXPECT_EQ(std::tuple(line->wire().size(), replies.size(), session.portNumber()), std::tuple(0u, 0u, 0)) << portText;
-  }
-  other.setPortOpen(false);
-  replyWith(realTimePayload(1));
-  exchange(session, "COM3,9600", kRead1, 300);
-  EXPECT_EQ(replies.size(), 1u);
-}
-
-TEST_F(SessionTest, ReplyTextGoesToTheHiddenBoxBeforeTheCheck) {
+  // The reply text goes to the hidden box before the check.
   std::vector<std::string> shown;
   SessionOptions boxedOptions;
   boxedOptions.showReplyText = [&](const std::string& t) { shown.push_back(t); };
   SerialSession boxed("Boxed.MSComm1", boxedOptions, [](Bytes&, const std::string&) {});
-  Bytes wrong = appendCrc(Bytes{0x01, 0x03, 0x02, 0x00, 0x07});
-  wrong.back() ^= 0xFF;
-  device->reply = {{ms(5), wrong}};
+  device->reply = {{ms(5), wrongCrc}};
   exchange(boxed, "COM3,9600", requestFrame(1, " 03 E0 1D 0001"), 300);
   // A receive event with nothing to read shows an empty text, except on the screen that
   // skips empty texts; both close the port.
@@ -205,7 +177,29 @@ TEST_F(SessionTest, ReplyTextGoesToTheHiddenBoxBeforeTheCheck) {
     clock.advance(ms(200));
     EXPECT_FALSE(s->control().portOpen());
   }
-  EXPECT_EQ(shown, (std::vector<std::string>{hexText(wrong), ""}));
+  EXPECT_EQ(shown, (std::vector<std::string>{hexText(wrongCrc), ""}));
+}
+
+TEST_F(SessionTest, PortTextsAreTakenApartAndFailedSendsWriteNothing) {
+  // "COM3" has no comma; "COM" is removed as written only.
+  std::string got;
+  for (const char* text : {"COM3,9600", "COM12,19200", "COMCOM5,9600", "COM3", "com3,9600", "COMx,9600", ""})
+    got += std::to_string(getCommPort(text)) + " ";
+  for (const char* text : {"COM3,9600", "COM3,9600,x", "COM3,"}) got += "/" + getBaudRate(text);
+  EXPECT_EQ(got, "3 12 5 0 0 0 0 /9600/9600,x/");
+  // A port held open by another control, bad port texts, a port that does not exist, a baud
+  // rate the control refuses: nothing goes on the wire and nothing is reported.
+  platform::SerialControl other("Other.MSComm1");
+  other.setCommPort(3);
+  other.setPortOpen(true);
+  for (const char* portText : {"COM3,9600", "COM3", "COMx,9600", "", "COM3,abc", "COM9,9600", "COM0,9600", "COM4,"}) {
+    exchange(session, portText, kRead1, 300);
+    EXPECT_EQ(std::tuple(line->wire().size(), replies.size(), session.portNumber()), std::tuple(0u, 0u, 0)) << portText;
+  }
+  other.setPortOpen(false);
+  replyWith(realTimePayload(1));
+  exchange(session, "COM3,9600", kRead1, 300);
+  EXPECT_EQ(replies.size(), 1u);
 }
 
 // A good reply is read at the end of the receive window and the port closes. A timer due every
