@@ -150,7 +150,7 @@ TEST(DeviceDataMap, RealTimeBlockEveryValue) {
 }
 
 // The scan's 32-bit totals: a first byte from 128 up enters the sum unshifted.
-TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
+TEST(DeviceDataMap, ThirtyTwoBitTotalsNumberAndTemperatureTexts) {
   std::string got;
   for (const char* text :
        {"00 00 00 00", "01 00 00 00", "12 34 56 78", "7F FF FF FF", "80 00 00 00", "80 01 02 03", "FF FF FF FF"}) {
@@ -173,10 +173,8 @@ TEST(DeviceDataMap, ThirtyTwoBitTotalsAndTheirOverflow) {
     got += e.totalEnergyUsed.text + "/" + e.totalEnergyUsedGrid + " ";
   }
   EXPECT_EQ(got, "0/0 0.001/0.001 0.01/0.01 1.5/1.5 1/1 1.234/1.234 ");
-}
 
-TEST(DeviceDataMap, NumberAndTemperatureTexts) {
-  std::string got;
+  got.clear();
   for (double v : {300.0, 0.0, -0.0, -21.0, 0.128, 65535.0}) got += numberText(v) + " ";
   for (const auto& [v, places] : {std::pair{30.0, 1}, {0.29, 2}, {65.535, 3}, {6553.5, 1}, {-0.0001, 2}})
     got += fixedText(v, places) + " ";
@@ -244,7 +242,7 @@ MPPT充电/MPPT充电/MPPT充电/MPPT充电
     EXPECT_FALSE(loadModeIsManual(Bytes(length, 15)).has_value()) << length;
 }
 
-TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
+TEST(DeviceDataMap, StatusFlagsTheExchangedFaultWordAndTheGroups) {
   // Fault word 0x0121 says over-discharge (bit 0); 0x0122 says reverse polarity (bit 12); the
   // load is off.
   Bytes bytes = realTime(67, "00 05 00 01 10 00");
@@ -273,10 +271,9 @@ TEST(DeviceDataMap, StatusFlagsAndTheExchangedFaultWord) {
   EXPECT_EQ(shortReply[69], 1);
   EXPECT_EQ(statusFlagsOf(Bytes(70, 0)), "");
   EXPECT_EQ(statusFlagsOf(Bytes(71, 0xFF)), std::string(32, '1'));
-}
-// Each tested position alone, then positions together, where the order of the tests decides.
-// The recorder's own words are the recorder line's tests.
-TEST(DeviceDataMap, StatusGroups) {
+
+  // Each tested position alone, then positions together, where the order of the tests decides.
+  // The recorder's own words are the recorder line's tests.
   // The groups on the live screen and on the scan ("=": as on the live screen, "-": not tried),
   // by the positions set. Each tested position alone (32 to 20). Then: over-discharge hides
   // under-voltage, over-voltage overwrites both; the live screen's battery over-temperature comes
@@ -393,7 +390,7 @@ TEST(FrameCodec, CrcTablesComputeAndLimits) {
 // seven: n rounds from 2.5 to 2 and the fourth pair has no room; nine: 3.5 -> 4, fits. 510 digits
 // is the longest that works; 512 fails at the CRC, 514 at once; a 512-digit text with a bad digit
 // at its end fails on that digit first: the arrays are filled before the CRC step.
-TEST(FrameCodec, BuildFrameSpellingsAndFailures) {
+TEST(FrameCodec, BuildAndVerifyFrameSpellingsAndOutcomes) {
   std::string got;
   for (const char* text : {"0103 01000023", " 0 1 0 3 0 1 0 0 0 0 2 3 ", "01 03 e0 1d 0001", "01035", "0103050",
                            "010305001", "", "   ", "01 G3", "01\t03"})
@@ -404,15 +401,13 @@ TEST(FrameCodec, BuildFrameSpellingsAndFailures) {
   EXPECT_EQ(
       got,
       "01030100002305EF 01030100002305EF 0103E01D000123CC 010305E0F3 !9 0103050001C845 !6 !6 !13 !13 257 !6 !6 !13 ");
-}
 
-// Correct CRC: the frame without it; swapped CRC bytes or one flipped payload bit: the single
-// element 0. Unset results: too short, not hexadecimal, too long (516 digits reach a count of
-// 256), odd (seven digits need a second payload byte that has no room). Six digits are the
-// shortest text that gets a CRC test. Address 0 with a correct CRC passes here; the receive
-// routine drops it. A five-byte exception reply verifies as three bytes.
-TEST(FrameCodec, VerifyFrameOutcomes) {
-  std::string got;
+  // Correct CRC: the frame without it; swapped CRC bytes or one flipped payload bit: the single
+  // element 0. Unset results: too short, not hexadecimal, too long (516 digits reach a count of
+  // 256), odd (seven digits need a second payload byte that has no room). Six digits are the
+  // shortest text that gets a CRC test. Address 0 with a correct CRC passes here; the receive
+  // routine drops it. A five-byte exception reply verifies as three bytes.
+  got.clear();
   for (const std::string& text :
        {std::string("0103000A0011A5C4"), std::string("01 03 00 0a 00 11 a5 c4"), std::string("0103000A0011C4A5"),
         std::string("0103000B0011A5C4"), std::string(), std::string("01FF"), std::string("0G03000A0011A5C4"),
