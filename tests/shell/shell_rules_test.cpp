@@ -1,9 +1,7 @@
-// The plain rules beside the shell's dialogs and the start-up: the port list's match, the probe
-// of the ports, the station editor's checks, the login's decisions and the users' rights, the
-// message window's lines, the program's directories, the Chinese of Qt's own buttons. And any
-// text typed into the station editor and the port list, through their handlers: random inputs
-// with a fixed seed and hand-picked nasty ones (the checks are in fuzz/dialog_fields.h; a failed
-// check stops the program).
+// The start-up, the message window's lines, the program's directories, the Chinese of Qt's own
+// buttons. And any text typed into the station editor and the port list, through their
+// handlers: random inputs with a fixed seed and hand-picked nasty ones (the checks are in
+// fuzz/dialog_fields.h; a failed check stops the program).
 
 #include <QFileInfo>
 #include <QMessageBox>
@@ -18,47 +16,28 @@
 #include "fuzz/dialog_fields.h"
 #include "platform/scheduler.h"
 #include "platform/sim_bus.h"
-#include "shell/login_rules.h"
 #include "shell/port_list.h"
-#include "shell/station_form.h"
 #include "shell_fixture.h"
 #include "ui/translations.h"
 
 namespace xl::core {
 namespace {
 
-TEST(Startup, MainPreparesTheStoreAndSettingsPathThenShowsTheFirstWindow) {
-  QTemporaryDir dir;
-  setProgramDir(dir.path());
-  bool shown = false;
-  Main([&] {
-    // By the time the first window shows, the store exists and configPath is set.
-    shown = true;
-    EXPECT_TRUE(QFile::exists(dir.path() + "/MSCONS.DLL"));
-    EXPECT_EQ(configPath, dir.path() + "/MSCON.DLL");
-  });
-  // The settings file is not made by start-up; it comes with the first write.
-  EXPECT_EQ(std::tuple(shown, checkDatabase(), QFile::exists(configPath)), std::tuple(true, true, false));
-  // A second start finds the store and leaves it as it is.
-  const auto before = QFileInfo(dir.path() + "/MSCONS.DLL").size();
-  Main([] {});
-  EXPECT_EQ(QFileInfo(dir.path() + "/MSCONS.DLL").size(), before);
-
-  // A broken store does not stop the start.
+// A broken store does not stop the start. The files beside the program, without a doubled
+// separator for a program in the root directory; an installed or read-only program gets its
+// directory in the data folder. The folder dialog, the message window's tail and the Chinese of
+// Qt's own buttons.
+TEST(Startup, BrokenStoreProgramDirectoriesFolderDialogLogTailAndQtsChinese) {
   QTemporaryDir broken;
   setProgramDir(broken.path());
   QFile junk(broken.path() + "/MSCONS.DLL");
   ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write("this is not a database") > 0);
   junk.close();
-  shown = false;
+  bool shown = false;
   Main([&] { shown = true; });
   EXPECT_TRUE(shown);
   setProgramDir({});
-}
 
-// The files beside the program, without a doubled separator for a program in the root directory;
-// an installed or read-only program gets its directory in the data folder.
-TEST(Startup, ProgramDirectoriesAndTheFolderDialog) {
   EXPECT_EQ(pathBeside("/", "MSCON.DLL") + " " + pathBeside("/opt/xinglan", "MSCON.DLL"),
             "/MSCON.DLL /opt/xinglan/MSCON.DLL");
   QTemporaryDir exe, data;
@@ -81,35 +60,16 @@ TEST(Startup, ProgramDirectoriesAndTheFolderDialog) {
   EXPECT_EQ(browseFolder(QStringLiteral("选择文件夹")), "");  // cancelled
   EXPECT_EQ(browseFolder().size(), 511);                      // the path buffer's limit
   platform::setDialogs(nullptr);
-}
 
-const QDateTime kWhen(QDate(2026, 11, 22), QTime(9, 5, 7));
-
-TEST(MessageLog, LinesAreStampedAndOnlyTheTailIsKept) {
-  // The first writer of a run leaves out the line break in an empty box only.
-  QStringList got;
-  for (const auto& [box, first] : {std::pair{"", true}, {"", false}, {"old", true}})
-    got << appendLogText(box, "x", kWhen, first);
-  EXPECT_EQ(got.join('|'), "[2026-11-22 09:05:07]x|\r\n[2026-11-22 09:05:07]x|old\r\n[2026-11-22 09:05:07]x");
-
-  // The box keeps its last 1000 characters plus the new line, whatever the line breaks.
+  // The box keeps its last 1000 characters plus the new line, whatever the line breaks: the
+  // oldest kept line may start in its middle.
   QString big;
   for (int i = 0; i < 300; ++i) big += QString("line %1\r\n").arg(i, 4, 10, QChar('0'));  // 11 characters a line
-  const QString next = appendLogText(big, "new", kWhen);
-  EXPECT_EQ(next.size(), 1000 + 2 + 21 + 3);
-  EXPECT_TRUE(next.startsWith(big.right(1000)));
-  EXPECT_FALSE(next.startsWith("line"));  // the oldest kept line may start in its middle
-  appendLog("nowhere");                   // no box installed: nothing happens
-}
+  EXPECT_EQ(appendLogText(big, "new", QDateTime(QDate(2026, 11, 22), QTime(9, 5, 7))),
+            big.right(1000) + "\r\n[2026-11-22 09:05:07]new");
+  appendLog("nowhere");  // no box installed: nothing happens
 
-}  // namespace
-}  // namespace xl::core
-
-namespace xl::ui {
-namespace {
-
-TEST(QtChinese, ButtonsOfMessageBoxesReadInChinese) {
-  ASSERT_TRUE(installQtChinese(testing::testApp()));
+  ASSERT_TRUE(ui::installQtChinese(testing::testApp()));
   QMessageBox box;
   box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Ok | QMessageBox::Cancel);
   QStringList texts;
@@ -119,34 +79,10 @@ TEST(QtChinese, ButtonsOfMessageBoxesReadInChinese) {
 }
 
 }  // namespace
-}  // namespace xl::ui
+}  // namespace xl::core
 
 namespace xl::shell {
 namespace {
-
-// The hint under an empty site: where to begin, by what is missing. A port list entry needs
-// both halves.
-TEST(StationEditorRules, EmptySiteHintAndPortEntry) {
-  EXPECT_FALSE(emptySiteHint(0, 0).isEmpty() || emptySiteHint(2, 0).isEmpty());
-  EXPECT_NE(emptySiteHint(0, 0), emptySiteHint(1, 0));
-  EXPECT_TRUE(emptySiteHint(1, 1).isEmpty());
-  EXPECT_EQ(portEntry("", "9600") + portEntry("COM5", "") + "|" + portEntry("COM5", "19200"), "|COM5,19200");
-}
-
-// What the login and the password change screens do not reach: names with a blank or in
-// another case, the guest's password never looked at, and new passwords that would not read back.
-TEST(LoginRules, TheButtonDecidesByExactNamesAndPassword) {
-  for (const char* user : {"", "guest ", "Administrator"})
-    EXPECT_EQ(loginOutcome(user, "426813", "426813"), LoginOutcome::UnknownUser) << user;
-  EXPECT_EQ(loginOutcome("guest", "wrong", "426813"), LoginOutcome::LogIn);
-  // The five seconds: the guest always, the administrator only on the default password.
-  EXPECT_EQ(std::pair(autoLogin("guest", "secret"), autoLogin("ADMINISTRATOR", "426813")), std::pair(true, false));
-  QStringList refusals;
-  for (const char* typed : {"", " pw1 ", "pö", "p w"})
-    refusals << passwordChangeRefusal("426813", "426813", typed, typed);
-  EXPECT_EQ(refusals.join('|'), QStringLiteral("新密码不能为空|密码首尾不能有空格或引号|不能保存字符：ö|"));
-  for (const char* other : {"Administrator", "", "administrator "}) EXPECT_FALSE(hasAdministratorRights(other));
-}
 
 // A fuzzing input: the mode byte, then the fields, each ended by a NUL but the last ('|' here).
 std::string input(std::uint8_t mode, std::string fields) {
@@ -155,6 +91,8 @@ std::string input(std::uint8_t mode, std::string fields) {
 }
 
 TEST(DialogFields, NoTypedTextCrashesTheEditorOrThePortList) {
+  // A port list entry needs both halves: an emptied port box never makes ",9600".
+  EXPECT_EQ(portEntry("", "9600") + portEntry("COM5", "") + "|" + portEntry("COM5", "19200"), "|COM5,19200");
   testing::testApp();
   fuzzing::DialogConsole console;
   const std::vector<std::string> picked = {

@@ -215,8 +215,10 @@ TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
 
 // The probe closes the scan's port first, leaves out ports another control holds (COM4) and
 // stops at port 100; each round sets the control up for receiving, then tries port number,
-// open, close (ten steps where the open fails, as for ports 1 and 2).
-TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
+// open, close (ten steps where the open fails, as for ports 1 and 2). Then the match of the port
+// box, and a gateway port: listed as present without a device, added with its address, its
+// address changed and taken away again; the settings file holds exactly what the dialog showed.
+TEST_F(PortConfigurationTest, ProbeMatchGatewaysAddDeleteOkTheFileAndTheRefresh) {
   for (const char* port : {"COM3", "COM4", "COM12", "COM101"}) driver.addLine(port, 9600);
   std::string ops;
   platform::setPortTrace([&](const std::string& control, const std::string& op, const std::string& value) {
@@ -225,7 +227,9 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
   platform::SerialControl holder("Holder");
   holder.setCommPort(4);
   holder.setPortOpen(true);
-  setPorts({"COM12,4800", "COM7,9600"});
+  writeSettings(
+      "[Main]\r\nconfig=\r\n[COMS]\r\nListCount=2\r\n1=COM12,4800\r\n2=COM7,9600\r\n[Network Ports]\r\nCOM7=TCP://"
+      "10.0.0.9:502\r\n");
   start();
   scan().setReadInterval(10);
   scan().Timer2.setEnabled(true);
@@ -244,103 +248,30 @@ TEST_F(PortConfigurationTest, LoadProbesThePortsAndMatchesThePortBox) {
         << ops;
     EXPECT_TRUE(!f.MSComm1.portOpen() && holder.portOpen() && !scanPort->portOpen());
     // The first port found in the box.
-    EXPECT_EQ(describe(f), "COM3 COM12 [COM3] | COM12,4800; COM7,9600 | 添加0 9600 [] OK");
-    EXPECT_EQ(testing::labelText(ports) + testing::labelText(combo(f, "Combo5")), QStringLiteral("端口奇偶校验位"));
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [COM3] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 添加0 9600 [] OK");
+    EXPECT_EQ(testing::labelText(ports) + testing::labelText(combo(f, "Combo5")) + testing::labelText(address(f)),
+              QStringLiteral("端口奇偶校验位网关地址"));
     // The scan has its rest counter back once the load is done.
     EXPECT_TRUE(scan().Timer2.enabled());
     // Choosing a listed port turns the button into an update of that entry.
     testing::activate(ports, 1);
-    EXPECT_EQ(describe(f), "COM3 COM12 [COM12] | COM12,4800; COM7,9600 | 更新0 9600 [] OK");
+    EXPECT_EQ(describe(f),
+              "COM3 COM7 COM12 [COM7] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 更新1 9600 [10.0.0.9:502] OK");
     // Typing matches as the port list's rules say ("M7" is inside "COM7,9600").
     type(ports, "m7");
-    EXPECT_EQ(describe(f), "COM3 COM12 [m7] | COM12,4800; COM7,9600 | 更新1 9600 [] OK");
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [m7] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 更新1 9600 [] OK");
     // "COM1," is not in "COM12,4800": the comma makes the end exact. An empty box (a lone comma)
     // finds the first entry.
     type(ports, "COM1");
-    EXPECT_EQ(describe(f), "COM3 COM12 [COM1] | COM12,4800; COM7,9600 | 添加1 9600 [] OK");
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [COM1] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 添加1 9600 [] OK");
     ports->clearEditText();
-    EXPECT_EQ(describe(f), "COM3 COM12 [] | COM12,4800; COM7,9600 | 更新0 9600 [] OK");
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 更新0 9600 [] OK");
     // 更新 there changes no entry; a part of a name changes only the baud rate of its entry.
     click(f, "Command1");
     type(ports, "m7");
     type(combo(f, "Combo2"), "4800");
     click(f, "Command1");
-    EXPECT_EQ(describe(f), "COM3 COM12 [m7] | COM12,4800; COM7,4800 | 更新1 4800 [] OK");
-    click(f, "Command4");
-  });
-  EXPECT_EQ(modals, QStringList{"FrmPortConfiguration"});
-  EXPECT_FALSE(FrmPortConfiguration::exists());
-  holder.setPortOpen(false);
-}
-
-TEST_F(PortConfigurationTest, AddUpdateDeleteAndOkWriteTheListAndRefresh) {
-  driver.addLine("COM3", 9600);
-  driver.addLine("COM5", 9600);
-  writeSettings(
-      "[Main]\r\nconfig=\r\n[COMS]\r\nListCount=4\r\n1=COM3,9600\r\n2=COM4,9600\r\n3=COM6,9600\r\n"
-      "4=COM8,9600\r\n");
-  // Stations on entries that change: their rows stay, they drop out of the tree.
-  addStation("S3", "COM3,9600", "1");
-  addStation("S4", "COM4,9600", "2");
-  addStation("S6", "COM6,9600", "3");
-  start();
-  clock.advance(ms(300 * 5));
-  ASSERT_TRUE(mdi().node("COM3,9600,1") && mdi().node("COM4,9600,2"));
-  const int linesBefore = logLines().size();
-  openPorts([&](FrmPortConfiguration& f) {
-    QComboBox* ports = combo(f, "Combo1");
-    // Update COM3 to 4800: the refresh after OK rebuilds the tree from the new list.
-    EXPECT_EQ(describe(f), "COM3 COM5 [COM3] | COM3,9600; COM4,9600; COM6,9600; COM8,9600 | 更新0 9600 [] OK");
-    type(combo(f, "Combo2"), "4800");
-    click(f, "Command1");
-    // Add COM5 at 19200, chosen from the list; it is in the list then.
-    testing::activate(ports, 1);
-    combo(f, "Combo2")->setCurrentText("19200");
-    EXPECT_EQ(button(f, "Command1")->text(), QStringLiteral("添加"));
-    click(f, "Command1");
-    EXPECT_EQ(describe(f),
-              "COM3 COM5 [COM5] | COM3,4800; COM4,9600; COM6,9600; COM8,9600; COM5,19200 | 更新4 19200 [] OK");
-    // An empty baud rate adds nothing.
-    type(ports, "COM9");
-    combo(f, "Combo2")->setCurrentText("");
-    click(f, "Command1");
-    // COM4 still has a station (Yes to the question), COM8 has none.
-    dialogs.answers = {platform::kYes};
-    testing::clickRow(list(f), 1);
-    click(f, "Command2");
-    testing::clickRow(list(f), 2);
-    click(f, "Command2");
-    EXPECT_EQ(messages().size(), 1);
-    EXPECT_EQ(f.entries(), (QStringList{"COM3,4800", "COM6,9600", "COM5,19200"}));
-    click(f, "Command3");
-    EXPECT_TRUE(f.accepted);
-  });
-  EXPECT_FALSE(FrmPortConfiguration::exists());  // unloaded by the caller
-  // Keys above the new count stay behind; the rest is written in place, byte for byte.
-  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=3\r\n1=COM3,4800\r\n2=COM6,9600\r\n"
-                                        "3=COM5,19200\r\n4=COM8,9600\r\n"));
-  // The full refresh: a rebuilt tree with the new entries, loading from the first port again.
-  EXPECT_EQ(logLines().mid(linesBefore).join('|').section(']', 1) +
-                QString(" port %1 %2").arg(mdi().portCursor).arg(mdi().Timer2.enabled()),
-            QStringLiteral("刷新所有站点，请稍等... port 0 1"));
-  // S3's entry has another baud rate now, S4's is gone; their rows stay.
-  clock.advance(ms(300 * 4));
-  EXPECT_EQ(treeText(), "站点资源管理器: COM3,4800 [] COM6,9600 [S6;] COM5,19200 []");
-  EXPECT_TRUE(core::findStation("S3") && core::findStation("S4"));
-}
-
-// A gateway port: listed as present without a device, added with its address, its address
-// changed and taken away again; the settings file holds exactly what the dialog showed.
-TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
-  driver.addLine("COM3", 9600);
-  writeSettings(
-      "[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n[Network Ports]\r\nCOM7=TCP://10.0.0.9:502\r\n");
-  start();
-  openPorts([&](FrmPortConfiguration& f) {
-    QComboBox* ports = combo(f, "Combo1");
-    EXPECT_EQ(testing::labelText(address(f)), QStringLiteral("网关地址"));
-    // COM3 probed, COM7 mapped.
-    EXPECT_EQ(describe(f), "COM3 COM7 [COM3] | COM3,9600; COM7,9600 → 10.0.0.9:502 | 更新0 9600 [] OK");
+    EXPECT_EQ(describe(f), "COM3 COM7 COM12 [m7] | COM12,4800; COM7,4800 → 10.0.0.9:502 | 更新1 4800 [] OK");
     // Refused with a message, nothing added: no port number, no address.
     for (const auto& [port, typed] :
          {std::pair{"COMX", "192.168.1.50:8899"}, {"COM5", "192.168.1.50"}, {"COM5", "h:0"}}) {
@@ -352,23 +283,25 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     address(f)->setText("192.168.1.50:8899");
     click(f, "Command1");
     EXPECT_EQ(describe(f),
-              "COM3 COM7 [COM5] | COM3,9600; COM7,9600 → 10.0.0.9:502; COM5,9600 → 192.168.1.50:8899 | 更新2 9600 "
-              "[192.168.1.50:8899] OK");
+              "COM3 COM7 COM12 [COM5] | COM12,4800; COM7,4800 → 10.0.0.9:502; COM5,4800 → 192.168.1.50:8899 | 更新2 "
+              "4800 [192.168.1.50:8899] OK");
     // The box shows the chosen port's gateway, and empties for a listed serial port.
-    type(ports, "COM3");
+    type(ports, "COM12");
     EXPECT_EQ(address(f)->text(), "");
     type(ports, "COM7");
     EXPECT_EQ(address(f)->text(), "10.0.0.9:502");
     address(f)->setText("tcp://[fe80::1]:4001");
     click(f, "Command1");
     EXPECT_EQ(describe(f),
-              "COM3 COM7 [COM7] | COM3,9600; COM7,9600 → [fe80::1]:4001; COM5,9600 → 192.168.1.50:8899 | 更新1 9600 "
-              "[[fe80::1]:4001] OK");
+              "COM3 COM7 COM12 [COM7] | COM12,4800; COM7,4800 → [fe80::1]:4001; COM5,4800 → 192.168.1.50:8899 | 更新1 "
+              "4800 [[fe80::1]:4001] OK");
     click(f, "Command3");
   });
-  EXPECT_EQ(settingsBytes(),
-            QByteArray("[COMS]\r\nListCount=3\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n"
-                       "[Network Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
+  EXPECT_EQ(modals, QStringList{"FrmPortConfiguration"});
+  EXPECT_EQ(
+      settingsBytes(),
+      QByteArray("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=3\r\n1=COM12,4800\r\n2=COM7,4800\r\n3=COM5,4800\r\n[Network "
+                 "Ports]\r\nCOM7=tcp://[fe80::1]:4001\r\nCOM5=tcp://192.168.1.50:8899\r\n"));
   EXPECT_EQ(shell::gatewayOfPort("COM5"), "tcp://192.168.1.50:8899");
   // Again: COM7 back to a serial port, COM5 deleted from the list takes its address along.
   openPorts([&](FrmPortConfiguration& f) {
@@ -380,7 +313,8 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
     click(f, "Command2");
     click(f, "Command3");
   });
-  const QByteArray before = "[COMS]\r\nListCount=2\r\n1=COM3,9600\r\n2=COM7,9600\r\n3=COM5,9600\r\n[Network Ports]\r\n";
+  const QByteArray before =
+      "[Main]\r\nconfig=\r\n[COMS]\r\nListCount=2\r\n1=COM12,4800\r\n2=COM7,9600\r\n3=COM5,4800\r\n[Network Ports]\r\n";
   EXPECT_EQ(settingsBytes(), before);
 
   // With the list emptied OK turns grey within 300 ms and a click on it does nothing; cancel and
@@ -405,6 +339,35 @@ TEST_F(PortConfigurationTest, GatewayPortsAreAddedUpdatedAndRemoved) {
   EXPECT_EQ(settingsBytes(), before);
   EXPECT_EQ(logLines(), linesBefore);
   EXPECT_FALSE(FrmPortConfiguration::exists());
+
+  // A port added as chosen from the list, an empty baud rate that adds nothing, the delete of an
+  // entry that still has a station (Yes to the question). OK writes the list in place, byte for
+  // byte (keys above the new count stay behind), and the full refresh rebuilds the tree from it,
+  // loading from the first port again; the station's row stays.
+  addStation("S12", "COM12,4800", "1");
+  dialogs.answers = {platform::kYes};
+  openPorts([&](FrmPortConfiguration& f) {
+    testing::activate(combo(f, "Combo1"), 0);
+    combo(f, "Combo2")->setCurrentText("19200");
+    click(f, "Command1");
+    type(combo(f, "Combo1"), "COM9");
+    combo(f, "Combo2")->setCurrentText("");
+    click(f, "Command1");
+    testing::clickRow(list(f), 0);
+    click(f, "Command2");
+    EXPECT_EQ(describe(f), "COM3 COM12 [COM9] | COM7,9600; COM3,19200 | 添加2  [] OK");
+    click(f, "Command3");
+  });
+  EXPECT_EQ(messages().last(), QStringLiteral("COM12 上还有 1 个站点，删除后这些站点将不再显示。确定删除?"));
+  EXPECT_EQ(settingsBytes(), QByteArray("[Main]\r\nconfig=\r\n[COMS]\r\nListCount=2\r\n1=COM7,9600\r\n2=COM3,"
+                                        "19200\r\n3=COM5,4800\r\n[Network Ports]\r\n"));
+  EXPECT_EQ(logLines().mid(linesBefore.size()).join('|').section(']', 1) +
+                QString(" port %1 %2").arg(mdi().portCursor).arg(mdi().Timer2.enabled()),
+            QStringLiteral("刷新所有站点，请稍等... port 0 1"));
+  clock.advance(ms(300 * 3));
+  EXPECT_EQ(treeText(), "站点资源管理器: COM7,9600 [] COM3,19200 []");
+  EXPECT_TRUE(core::findStation("S12"));
+  holder.setPortOpen(false);
 }
 
 const QStringList kNames = {"东区", "南区", "西区", "abc", "ABC", "Line Count"};
@@ -512,7 +475,6 @@ class SiteListsModelTest : public SiteEditorsTest {
                  "create trigger lock2 before delete on Station begin select raise(abort, 'locked'); end;"
                : "drop trigger lock1; drop trigger lock2;");
   }
-  static QString lockNote(int which) { return which == 0 ? " (store locked)" : which == 1 ? " (settings locked)" : ""; }
 
   // ---- the operator's hands -----------------------------------------------------------
 
@@ -521,9 +483,6 @@ class SiteListsModelTest : public SiteEditorsTest {
     const QStringList shown = messages().mid(boxes_);
     boxes_ = static_cast<int>(dialogs.shown.size());
     ASSERT_EQ(shown, QStringList({text, then}).filter(QRegularExpression("."))) << trail_;
-  }
-  void expectLastLine(const QString& text) {
-    ASSERT_TRUE(logLines().last().endsWith(text)) << logLines().last().toStdString() << trail_;
   }
 
   // ---- the moves -----------------------------------------------------------------------
@@ -540,7 +499,7 @@ class SiteListsModelTest : public SiteEditorsTest {
     const int lock = add ? 2 : int(rng_() % 6);  // 0: the store cannot be written, 1: the settings
     const int presses = 1 + int(rng_() % (what == 1 ? 3 : 2));
     note(QStringList{"add", "update", "delete"}[what] + " " + opened + " x" + QString::number(presses) +
-         lockNote(lock));
+         QStringList{" (store locked)", " (settings locked)", ""}[std::min(lock, 2)]);
     this->lock(lock, true);
     drivers.push_back([&](ui::DialogForm& f) {
       for (int i = 0; i < presses; ++i) {
@@ -561,9 +520,12 @@ class SiteListsModelTest : public SiteEditorsTest {
         const bool fails = !no && refused.isEmpty() && (lock == 0 || (lock == 1 && marks));
         const QString done = no || fails ? QString() : QStringList{"添加", "更新", "删除"}[what] + "站点成功";
         remove ? expectBox("确定要删除站点?", done) : expectBox(refused.isEmpty() ? done : refused);
-        if (fails)
-          expectLastLine((remove ? "删除站点失败：" : "更新站点失败：") +
-                         QString(lock == 0 ? "站点库无法写入" : "设置文件无法写入") + (remove ? "" : "，站点保持原样"));
+        if (fails) {
+          ASSERT_TRUE(logLines().last().endsWith((remove ? "删除站点失败：" : "更新站点失败：") +
+                                                 QString(lock == 0 ? "站点库无法写入" : "设置文件无法写入") +
+                                                 (remove ? "" : "，站点保持原样")))
+              << logLines().last().toStdString() << trail_;
+        }
         ASSERT_EQ(f.isVisible(), !done.startsWith("删除")) << trail_;
         if (done.isEmpty() || !refused.isEmpty()) continue;
         // An update moves the row to the end (a delete and an insert); the mark follows the name.
