@@ -50,12 +50,17 @@ TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
             "正常|MPPT充电|过放\n太阳能板功率过大|10000000000001110000000010000000|正常");
 }
 
-TEST_F(MonitoringCycleTest, SilentStationsAreAskedInEachDiscoveryPassAndLeftOutOfListsAndPasses) {
-  // Station 2 is silent in the first pass only, station 3 always.
+TEST_F(MonitoringCycleTest, StationsThatDoNotAnswerAreAskedInEachDiscoveryPassAndLeftOutOfListsAndPasses) {
+  // Station 2 is silent in the first pass only; station 3 always answers from address 9: such a
+  // reply is never booked to the station asked.
   addStation(QStringLiteral("三号站"), "COM3,9600", "3");
   silence(station2);
+  bus.add("COM3", 3).setFaults({.replyAddress = 9});
   start();
-  clock.advance(ms(4000));  // the first pass is over
+  clock.advance(ms(1000));
+  scan().refreshHealth();
+  EXPECT_EQ(rowText(3), "|| colours - - -");  // not asked yet: nothing to say
+  clock.advance(ms(3000));                    // the first pass is over
   EXPECT_FALSE(scan().answered(2));
   silence(station2, false);
   clock.advance(ms(26000));
@@ -67,6 +72,9 @@ TEST_F(MonitoringCycleTest, SilentStationsAreAskedInEachDiscoveryPassAndLeftOutO
             "一号站 answered=1 image=2 status=1 block=73 stored=73\n"
             "二号站 answered=1 image=2 status=1 block=73 stored=73\n"
             "三号站 answered=0 image=3 status=0 block=0 stored=0");
+  scan().refreshHealth();
+  EXPECT_EQ(rowText(3) + " " + tooltipOf("COM3,9600,3").toStdString(),
+            "|无应答|0% colours #969696 #969696 #c80000 无应答");
   const QComboBox& list = *combo(monitoring::FrmRealTimeMonitoring::instance());
   EXPECT_EQ(QString::number(list.count()) + " " + list.itemText(1), QStringLiteral("2 二号站"));
 }

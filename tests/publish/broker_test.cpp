@@ -13,6 +13,7 @@
 #include <QRegularExpression>
 #include <QTest>
 #include <csignal>
+#include <set>
 
 #include "link/device_data_map.h"
 #include "monitoring/alarm_wiring.h"
@@ -94,6 +95,14 @@ class BrokerTest : public AvailabilityTest {
     auto& r = station1->state().readings;
     r.batteryVoltage = 125;
     r.batteryTemperature = -5;
+    r.deviceTemperature = -5;
+    r.today.chargeAh = 258;
+    r.totalWhGenerated = 12345;
+    r.loadOn = true;
+    r.chargeState = 2;
+    // Register 0x0121 is what the scan and the alarms read (over-discharge); 0x0122 another word.
+    r.faultWord = sim::fault::kOverDischarge;
+    r.alarmWord = sim::fault::kBatteryOverVoltage;
     makePublisher();
     publisher->setTimeSource(
         [this] { return QDateTime(QDate(2026, 5, 1), QTime(8, 0)).addMSecs(platform::toMs(clock.now())); });
@@ -122,43 +131,75 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenDiscoveryIsCompleteAndRenamedOrD
   ASSERT_TRUE(runUntil([&] { return live().monitoringRuns() && sub->on(kBase + "一号站/state").size() >= 2; }));
 
   const QJsonObject o = jsonOf(sub->on(kBase + "一号站/state").back());
-  EXPECT_EQ(pick(o, {"station", "address", "port", "battery_voltage"}), "一号站 1 COM3,9600 12.5");
+  // These keys as JSON text, faults and status texts picked; the rest of the values: the boxes.
+  QJsonObject picked;
+  for (const char* key : {"station", "address", "port", "device_temperature", "day_charge_ah", "total_energy_generated",
+                          "load_on", "charge_state", "charge_state_text", "fault_word_0121", "fault_word_0122"})
+    picked[key] = o[key];
+  for (const char* key : {"battery_over_voltage", "battery_over_discharge"}) picked[key] = o["faults"][key];
+  for (const char* key : {"battery", "load"}) picked[QStringLiteral("status.") + key] = o["status"][key];
+  EXPECT_EQ(QJsonDocument(picked).toJson(QJsonDocument::Compact).toStdString(),
+            R"({"address":1,"battery_over_discharge":true,"battery_over_voltage":false,"charge_state":2,)"
+            R"("charge_state_text":"MPPT充电","day_charge_ah":258,"device_temperature":-5,"fault_word_0121":1,)"
+            R"("fault_word_0122":2,"load_on":true,"port":"COM3,9600","station":"一号站","status.battery":"过放",)"
+            R"("status.load":"已打开","total_energy_generated":12.345})");
+  EXPECT_EQ(o["faults"].toObject().size(), static_cast<int>(publish::faults().size()));
   EXPECT_TRUE(o["time"].toString().startsWith("2026-05-01T08:"));
   // Each box of the screen and its value of the state, "box key places"; without places a text,
-  // of the state or of its "status".
+  // of the state or of its "status" (the battery's: above, the screen reads the other word).
   QStringList shown, published;
-  for (const QString& row :
-       QStringLiteral("Text2 array_current 2|Text3 array_voltage 1|Text4 array_power 0|"
-                      "Text9 battery_voltage 1|Text13 battery_current 2|Text11 battery_soc 0|"
-                      "Text7 battery_temperature 1|Text18 device_temperature 1|"
-                      "Text16 load_voltage 1|Text17 load_current 2|Text15 load_power 0|"
-                      "Text10 battery|Text6 array|Text19 device|Text14 load|Text5 charge_state_text")
-           .split('|')) {
+  for (const QString& row : QStringLiteral("Text2 array_current 2|Text3 array_voltage 1|Text4 array_power 0|"
+                                           "Text9 battery_voltage 1|Text13 battery_current 2|Text11 battery_soc 0|"
+                                           "Text7 battery_temperature 1|Text18 device_temperature 1|"
+                                           "Text16 load_voltage 1|Text17 load_current 2|Text15 load_power 0|"
+                                           "Text6 array|Text19 device|Text14 load|Text5 charge_state_text")
+                                .split('|')) {
     const QStringList f = row.split(' ');
     shown << edit(live(), f[0].toLatin1().constData())->text();
     const QJsonValue v = o.contains(f[1]) ? o[f[1]] : o["status"].toObject()[f[1]];
     published << (f.size() < 3 ? v.toString() : QString::fromStdString(link::fixedText(v.toDouble(), f[2].toInt())));
   }
   EXPECT_EQ(shown.join(' ').toStdString(), published.join(' ').toStdString());
+  // Every value Home Assistant is told of is in the state.
+  for (const auto& s : publish::sensors()) EXPECT_TRUE(o.contains(QString::fromLatin1(s.key))) << s.key;
 
   // The console's status online (the second station's escaped topics: below).
   EXPECT_EQ(sub->last(kBase + "status") + " " + sub->last(kBase + "一号站/availability"), "online online");
 
-  // Discovery: one config per value and station; the device from the information block, as
-  // the screen shows it (the keys of each config are the rule layer's).
-  const QStringList device1 = {kStation1, edit(live(), "LTextBox3")->text(), edit(live(), "LTextBox4")->text(),
-                               edit(live(), "SoftSw")->text()};
-  int configs = 0;
+  // Discovery: one config per value and station, each under its own id, topic and object id;
+  // class, unit and state class only where the value has them, never as null; the rest alike
+  // for every value: available only while the console (its status, with its last will) and the
+  // station both say "online"; the device from the information block, as the screen shows it.
+  const auto alike = [&](const QString& name, const std::string& level) {
+    return QStringLiteral(R"({"availability":[{"topic":"xinglan/site1/status"},{"topic":"xinglan/site1/%1/)"
+                          R"(availability"}],"availability_mode":"all","device":{"hw_version":"%2","identifiers":)"
+                          R"(["site1_%3_device"],"manufacturer":"星澜","model":"%4","name":"%5","serial_number":)"
+                          R"("%6","sw_version":"%7"},"state_topic":"xinglan/site1/%1/state"})")
+        .arg(QString::fromStdString(level), edit(live(), "LTextBox4")->text(),
+             QString::fromStdString(publish::objectId(name.toStdString())), edit(live(), "LTextBox3")->text(), name,
+             edit(live(), "LTextBox5")->text(), edit(live(), "SoftSw")->text())
+        .toStdString();
+  };
+  std::set<QString> ids;
+  int classified = 0;
   for (const auto& m : sub->messages()) {
     if (m.topic.rfind("homeassistant/sensor/", 0) != 0) continue;
-    ++configs;
-    const QJsonObject c = jsonOf(m.payload), d = c["device"].toObject();
-    if (d["name"].toString() == kStation1)
-      EXPECT_EQ(pick(d, {"name", "model", "hw_version", "sw_version"}), device1.join(' ').toStdString());
-    else
-      EXPECT_EQ(c["state_topic"].toString().toStdString(), kBase + level2 + "/state");
+    QJsonObject c = jsonOf(m.payload);
+    const QString id = c.take("unique_id").toString();
+    ids.insert(id);
+    QStringList odd;
+    if (m.topic != "homeassistant/sensor/" + id.toStdString() + "/config") odd << "topic";
+    if (c.take("object_id").toString() != id) odd << "object_id";
+    if (!c.take("value_template").toString().startsWith("{{ value_json.")) odd << "value_template";
+    if (c.take("name").toString().isEmpty()) odd << "name";
+    for (const char* key : {"device_class", "unit_of_measurement", "state_class"})
+      if (const QJsonValue v = c.take(key); !v.isUndefined()) v.isString() ? void(++classified) : void(odd << key);
+    const bool first = c["device"].toObject()["name"].toString() == kStation1;
+    EXPECT_EQ(odd.join(' ').toStdString() + QJsonDocument(c).toJson(QJsonDocument::Compact).toStdString(),
+              first ? alike(kStation1, "一号站") : alike(secondName, level2));
   }
-  EXPECT_GE(configs, 2 * static_cast<int>(publish::sensors().size()));
+  EXPECT_EQ(ids.size(), 2 * publish::sensors().size());
+  EXPECT_GT(classified, 2 * 3 * 10);  // voltages, currents, powers, energies, temperatures
   EXPECT_TRUE(dialogs.shown.empty());
 
   // A renamed and a deleted station: their retained messages are cleared.
