@@ -109,15 +109,15 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsAndTheWireViewFollowAPatternOfFaul
   using monitoring::FrmExchangeLog;
   start();
   mdi().show();
-  // What a listener of the scan hears of each station's real-time requests: replies and misses.
-  std::map<QString, std::pair<int, int>> heard;
+  // What a listener of the scan hears of each station's real-time requests: a whole reply "r",
+  // a miss "m".
+  std::map<QString, QString> heard;
   const auto key = [](const engine::StationRef& s) { return s.name + "@" + s.port + "#" + s.deviceId; };
   engine::ScanListener listener;
-  listener.realTime = [&](const engine::StationRef& s, const QByteArray& reply) {
-    EXPECT_EQ(reply.size(), 73);
-    ++heard[key(s)].first;
+  listener.realTime = [&](const engine::StationRef& s, const QByteArray& b) {
+    heard[key(s)] += b.size() == 73 ? "r" : "?";
   };
-  listener.realTimeMissed = [&](const engine::StationRef& s) { ++heard[key(s)].second; };
+  listener.realTimeMissed = [&](const engine::StationRef& s) { heard[key(s)] += "m"; };
   scan().scanEngine().addListener(listener);
   const auto shares = [&] { return table()->textMatrix(1, kShare) + " " + table()->textMatrix(2, kShare); };
   runTo(25000);
@@ -125,21 +125,20 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsAndTheWireViewFollowAPatternOfFaul
   mdi().action("ExchangeLog")->trigger();
   auto& view = FrmExchangeLog::instance();
   ASSERT_TRUE(view.watching());
-  EXPECT_EQ(view.windowTitle(), QStringLiteral("通讯记录"));
 
   station1->setFaults({.badCrc = true});
   station2->setFaults({.exception = sim::Exception::IllegalAddress});
   runTo(42000);                    // the second round: two requests to each station
   EXPECT_EQ(shares(), "60% 60%");  // 3 of 5 each
-  // Port, station, verdict; the whole reply, its CRC spoiled; the time to the millisecond.
+  // Port, station, verdict; the whole reply, its CRC spoiled (its length as text); the time to
+  // the millisecond (its length); the verdict's colour.
   auto* log = grid(view, "Grid1");
   EXPECT_EQ(gridText(log, {1, 2, 5}),
             "COM3|一号站|CRC错误\nCOM3|二号站|异常应答 02\nCOM3|一号站|CRC错误\nCOM3|二号站|异常应答 02");
-  EXPECT_EQ(log->textMatrix(1, 3), QStringLiteral("01 03 01 00 00 23 05 EF"));
-  EXPECT_EQ(log->textMatrix(1, 4).size(), 75 * 3 - 1);
-  EXPECT_EQ(log->textMatrix(2, 4).left(8), QStringLiteral("02 83 02"));
-  EXPECT_EQ(log->cellForeColor(1, 5), QColor(200, 0, 0));
-  EXPECT_EQ(log->textMatrix(1, 0).size(), 23);
+  EXPECT_EQ(QStringLiteral("%1 / %2 / %3 / %4 %5")
+                .arg(log->textMatrix(1, 3), QString::number(log->textMatrix(1, 4).size()), log->textMatrix(2, 4),
+                     QString::number(log->textMatrix(1, 0).size()), log->cellForeColor(1, 5).name()),
+            "01 03 01 00 00 23 05 EF / 224 / 02 83 02 30 F1 / 23 #c80000");
   // The station filter shows station 2 only; "all" brings back every row.
   auto* stations = combo(view, "StationFilter");
   stations->setCurrentIndex(stations->findText(QStringLiteral("二号站")));
@@ -177,8 +176,7 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsAndTheWireViewFollowAPatternOfFaul
   // Not stale: the last silent round was only one round.
   EXPECT_EQ(scan().healthOf(1).state, Freshness::Fresh);
   // Five rounds: each station missed its faulty ones (the load mode requests are no miss).
-  EXPECT_EQ(heard, (std::map<QString, std::pair<int, int>>{{QStringLiteral("一号站@COM3,9600#1"), {2, 3}},
-                                                           {QStringLiteral("二号站@COM3,9600#2"), {4, 1}}}));
+  EXPECT_EQ(heard, (std::map<QString, QString>{{"一号站@COM3,9600#1", "rmmmr"}, {"二号站@COM3,9600#2", "rmrrr"}}));
 }
 
 TEST_F(TruthTest,

@@ -10,18 +10,16 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QThread>
 #include <atomic>
 #include <mutex>
-#include <string>
-#include <vector>
+
+#include "tests/e2e/e2e.h"
 
 namespace xl::testing {
 
@@ -29,10 +27,7 @@ class Broker {
  public:
   // `users`: "name:password" pairs; with any, anonymous logins are refused.
   explicit Broker(std::vector<std::pair<QString, QString>> users = {}) {
-    QTcpServer probe;  // a free port
-    probe.listen(QHostAddress::LocalHost);
-    port_ = probe.serverPort();
-    probe.close();
+    port_ = freeTcpPort();
     // Run as whoever runs the test (as root, mosquitto would switch to its own user, which
     // cannot write the test's folder).
     const passwd* me = ::getpwuid(::geteuid());

@@ -5,13 +5,9 @@
 // a killed console included. Wall-clock waits are bounded (a few seconds each); the console's
 // own time is the virtual clock.
 
-#include <gtest/gtest.h>
-
 #include <QCheckBox>
 #include <QJsonArray>
 #include <QMenu>
-#include <QRegularExpression>
-#include <QTest>
 #include <csignal>
 #include <set>
 
@@ -23,19 +19,13 @@
 #include "publish/payloads.h"
 #include "publish/publisher.h"
 #include "shell/frm_add_station.h"
-#include "support/two_stations.h"
 #include "tests/publish/broker.h"
 #include "ui/modal.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
 using monitoring::FrmGlobalMonitoring;
-using platform::ms;
-using testing::Broker;
-using testing::edit;
-using testing::jsonOf;
-using testing::Subscriber;
 
 const QString kStation1 = QStringLiteral("一号站");
 const std::string kBase = "xinglan/site1/";
@@ -57,12 +47,12 @@ QByteArray numberedReply(int n) {
 
 // The two-station console with a publisher that the scan hands its replies to, as the program
 // wires it, sending to a broker on a loopback port.
-class AvailabilityTest : public testing::TwoStationFixture {
+class AvailabilityTest : public WholeConsole {
  protected:
   void TearDown() override {
     FrmGlobalMonitoring::setReplyListener({});
     publisher.reset();
-    TwoStationFixture::TearDown();
+    WholeConsole::TearDown();
   }
   // The scan's replies to the publisher and, when given, to the alarms, as the program wires them.
   void makePublisher(engine::alarms::AlarmEngine* alarms = nullptr) {
@@ -115,7 +105,6 @@ class BrokerTest : public AvailabilityTest {
     start();
     publishTo(broker->port());
   }
-  int logCount(const QString& part) { return static_cast<int>(logLines().filter(part).size()); }
   monitoring::FrmRealTimeMonitoring& live() { return monitoring::FrmRealTimeMonitoring::instance(); }
 
   const std::string level2 = "二号%2F站%231";  // the second station's topic level
@@ -337,7 +326,7 @@ TEST_F(BrokerTest, SettingsScreenRefusedLoginsAndABadCaFileLeaveTheConsoleRunnin
   auto& screen = publish::FrmMqttSettings::instance();
   screen.Form_Load();
   EXPECT_EQ(edit(screen, "TextPort")->text() + " " + edit(screen, "TextDiscovery")->text(), "1883 homeassistant");
-  testing::control<QCheckBox>(screen, "Check1")->setChecked(true);
+  control<QCheckBox>(screen, "Check1")->setChecked(true);
   edit(screen, "TextHost")->setText("127.0.0.1");
   // Refused, each with its message, and no key written: port 0, and texts the GBK settings
   // file cannot hold, or not as typed.
@@ -383,7 +372,7 @@ TEST_F(BrokerTest, SettingsScreenRefusedLoginsAndABadCaFileLeaveTheConsoleRunnin
 
   // A guest never opens the settings: the item sits in the administrator's menu "数据保存",
   // which the rights grey for anyone else (as the main window's tests show).
-  EXPECT_TRUE(testing::control<QMenu>(mdi(), "Maintenance")->actions().contains(mdi().action("MqttSettings")));
+  EXPECT_TRUE(control<QMenu>(mdi(), "Maintenance")->actions().contains(mdi().action("MqttSettings")));
 }
 
 // A station is offline until its first reply of this run, then online; silent, offline again;
@@ -464,4 +453,4 @@ TEST_F(AvailabilityTest, KilledConsoleTakesItsStationsOfflineThroughItsLastWill)
 #endif
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing
