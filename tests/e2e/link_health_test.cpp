@@ -26,13 +26,24 @@ using monitoring::FrmRealTimeMonitoring;
 
 class LinkHealthTest : public WholeConsole {
  protected:
+  // The exchanges are recorded; the scan's replies and misses go to the alarms, as the program
+  // wires them.
   void SetUp() override {
     WholeConsole::SetUp();
     observer = link::addExchangeObserver([this](const link::Exchange& e) { exchanges.push_back(e); });
+    core::configPath = dir.filePath("MSCON.DLL");
+    engine = std::make_unique<AlarmEngine>(dir.filePath("XLALARM.DB"));
+    engine->addEventListener([this](const AlarmEvent& e) { events.push_back(e); });
+    FrmGlobalMonitoring::setReplyListener(
+        {{},
+         [this](const QString& n, const QString& id, const QByteArray& r) { engine->realTimeReply(n, id, r); },
+         [this](const QString& n, const QString& id) { engine->realTimeMissed(n, id); }});
   }
   void TearDown() override {
     link::removeExchangeObserver(observer);
+    FrmGlobalMonitoring::setReplyListener({});
     WholeConsole::TearDown();
+    engine.reset();
   }
   // Runs the clock to `atMs` since start-up and refreshes the health columns there.
   void runTo(std::int64_t atMs) {
@@ -59,10 +70,27 @@ class LinkHealthTest : public WholeConsole {
 
   // The requests of the round after the first, a second apart, whoever answers.
   const std::vector<Sent> secondRound{{34600, r1}, {35600, r2}, {37600, l1}, {38600, l2}};
+  // The open alarms of both stations, then the events since the last call.
+  std::string alarmsText() {
+    QStringList out;
+    for (const QString& station : {firstName, secondName}) {
+      QStringList codes;
+      for (const auto& a : engine->activeOf(station)) codes << a.code;
+      out << station + ": " + codes.join(' ');
+    }
+    QStringList told;
+    for (const auto& e : events) told << e.station + " " + e.code + (e.raised ? "+" : "-");
+    events.clear();
+    return (out.join("; ") + " | " + told.join(", ")).toStdString();
+  }
+
   std::vector<link::Exchange> exchanges;
   int observer = 0;
+  std::unique_ptr<AlarmEngine> engine;
+  std::vector<AlarmEvent> events;
 };
 using TruthTest = LinkHealthTest;
+using AlarmsTest = LinkHealthTest;
 
 TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextReply) {
   start();
@@ -248,17 +276,16 @@ TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsG
   silence(station1, false);
   QTest::mouseClick(button(live(), "Command2"), Qt::LeftButton);
   clock.advance(ms(20000));
-  QLineEdit* voltage = edit(live(), "Text9");
   // Both monitors' stale mark and label (digits as N), and the live screen's voltage box.
   const auto staleText = [&] {
-    const auto label = [](const QWidget& screen) {
+    const auto mark = [](const auto& screen) {
       const auto* l = control<QLabel>(screen, "StaleLabel");
-      return l->isHidden() ? QStringLiteral("hidden") : QString(l->text()).replace(QRegularExpression("\\d+"), "N");
+      return QString::number(screen.showsStale()) + " " +
+             (l->isHidden() ? QStringLiteral("hidden") : QString(l->text()).replace(QRegularExpression("\\d+"), "N"));
     };
-    auto& daily = FrmMonitoring1::instance();
-    return QStringLiteral("live %1 %2, daily %3 %4, voltage enabled=%5 %6")
-        .arg(QString::number(live().showsStale()), label(live()), QString::number(daily.showsStale()), label(daily),
-             QString::number(voltage->isEnabled()), voltage->text())
+    const QLineEdit* voltage = edit(live(), "Text9");
+    return QStringLiteral("live %1, daily %2, voltage enabled=%3 %4")
+        .arg(mark(live()), mark(FrmMonitoring1::instance()), QString::number(voltage->isEnabled()), voltage->text())
         .toStdString();
   };
   EXPECT_EQ(staleText(), "live 0 hidden, daily 0 hidden, voltage enabled=1 25.9");
@@ -277,47 +304,10 @@ TEST_F(TruthTest, LoadSwitchWithoutEchoReturnsToTheShownStateAndAStaleStationIsG
 // station and each of the two passes, a tick to end each pass, then 11 s of rest.
 constexpr int kRoundMs = 17000;
 
-class AlarmsTest : public WholeConsole {
- protected:
-  void SetUp() override {
-    WholeConsole::SetUp();
-    core::configPath = dir.filePath("MSCON.DLL");
-    engine = std::make_unique<AlarmEngine>(dir.filePath("XLALARM.DB"));
-    engine->addEventListener([this](const AlarmEvent& e) { events.push_back(e); });
-    FrmGlobalMonitoring::setReplyListener(
-        {{},
-         [this](const QString& n, const QString& id, const QByteArray& r) { engine->realTimeReply(n, id, r); },
-         [this](const QString& n, const QString& id) { engine->realTimeMissed(n, id); }});
-    start();
-    clock.advance(ms(25000));
-    ASSERT_TRUE(scan().answered(1) && scan().answered(2));
-  }
-  void TearDown() override {
-    FrmGlobalMonitoring::setReplyListener({});
-    WholeConsole::TearDown();
-    engine.reset();
-  }
-  // The open alarms of both stations, then the events since the last call.
-  std::string alarmsText() {
-    QStringList out;
-    for (const QString& station : {firstName, secondName}) {
-      QStringList codes;
-      for (const auto& a : engine->activeOf(station)) codes << a.code;
-      out << station + ": " + codes.join(' ');
-    }
-    QStringList told;
-    for (const auto& e : events) told << e.station + " " + e.code + (e.raised ? "+" : "-");
-    events.clear();
-    return (out.join("; ") + " | " + told.join(", ")).toStdString();
-  }
-
-  std::unique_ptr<AlarmEngine> engine;
-  std::vector<AlarmEvent> events;
-};
-
 // The scan's replies and misses reach the alarms (their rules are the engine's own tests'):
 // raised at the first reply with the fault, told in the message window, never in a box.
 TEST_F(AlarmsTest, FaultsAndSilenceOfTheScanRaiseAndClearAlarmsShownInTheTreeAndTheStatusBar) {
+  startAndSettle();
   EXPECT_EQ(alarmsText(), "一号站: ; 二号站:  | ");
   station1->state().readings.faultWord = sim::fault::kOverDischarge | sim::fault::kLoadShort;
   clock.advance(ms(kRoundMs));
@@ -348,6 +338,7 @@ TEST_F(AlarmsTest, FaultsAndSilenceOfTheScanRaiseAndClearAlarmsShownInTheTreeAnd
 }
 
 TEST_F(AlarmsTest, ScreenAcknowledgesAsAdministratorNeverAsGuestAndExports) {
+  startAndSettle();
   station1->state().readings.faultWord = sim::fault::kOverDischarge;
   station2->state().readings.faultWord = sim::fault::kBatteryOverVoltage;
   clock.advance(ms(kRoundMs));
@@ -395,6 +386,7 @@ TEST_F(AlarmsTest, ScreenAcknowledgesAsAdministratorNeverAsGuestAndExports) {
 }
 
 TEST_F(AlarmsTest, SettingsDialogWritesTheSectionAndTheEngineTakesIt) {
+  startAndSettle();
   mdi().action("AlarmSettings")->trigger();
   auto& form = monitoring::FrmAlarmSettings::instance();
   const auto type = [&](const char* box, const QString& text) {

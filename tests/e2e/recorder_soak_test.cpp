@@ -11,24 +11,18 @@
 // resident memory (which also holds what the allocator keeps in reserve) by a few megabytes;
 // not under AddressSanitizer, whose quarantine grows on purpose.
 
-#include <gtest/gtest.h>
 #include <malloc.h>
 
 #include <QDir>
-#include <QFile>
 #include <iostream>
 #include <map>
 #include <random>
 
 #include "monitoring/recorder_line.h"
-#include "platform/gbk.h"
-#include "support/console_fixture.h"
-#include "tools/sim/bus.h"
+#include "tests/e2e/e2e.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
-
-using platform::ms;
 
 #ifdef __SANITIZE_ADDRESS__
 constexpr bool kAsan = true;
@@ -52,7 +46,7 @@ long residentKb() {
 // allocator keeps in reserve after fragmentation).
 long heapInUseKb() { return static_cast<long>(mallinfo2().uordblks / 1024); }
 
-using RecorderSoakTest = testing::ConsoleFixture;
+using RecorderSoakTest = ConsoleFixture;
 
 TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
   const double hours = envNumber("XL_SOAK_HOURS", 6);
@@ -76,9 +70,10 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
       stations.emplace_back(name, &bus.add(port, address));
     }
   }
-  const QStringList keys = {"Auto Saving", "File Path", "Save Interval H", "Save Interval M", "Line Count"};
-  const QStringList values = {"1", root, "0", "1", "50"};
-  for (int i = 0; i < keys.size(); ++i) core::writeIniFile("Maintenance Record", keys[i], values[i], ini);
+  for (const QString& key :
+       QStringLiteral("Auto Saving=1|Save Interval H=0|Save Interval M=1|Line Count=50").split('|'))
+    core::writeIniFile("Maintenance Record", key.section('=', 0, 0), key.section('=', 1), ini);
+  core::writeIniFile("Maintenance Record", "File Path", root, ini);
   start();
   recorder().engine().setTimeSource(
       [this] { return QDateTime(QDate(2026, 1, 5), QTime(0, 0)).addMSecs(platform::toMs(clock.now())); });
@@ -134,10 +129,7 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
       inject(s, f, now + length);
     }
     if (rootBackAt < 0 && chance(random) < 0.004) takeRootAway(now + 60 * between(5, 60));
-    if (now == 24 * 3600) {
-      rssAfterDay = residentKb();
-      heapAfterDay = heapInUseKb();
-    }
+    if (now == 24 * 3600) std::tie(rssAfterDay, heapAfterDay) = std::pair(residentKb(), heapInUseKb());
   }
   // Everything back in place, and one more cycle to write out what is queued.
   for (const auto& [s, end] : faultEnds) stations[s].second->setFaults({});
@@ -191,4 +183,4 @@ TEST_F(RecorderSoakTest, EveryCycleOfEveryStationReachesItsFile) {
 }
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing
