@@ -84,8 +84,7 @@ class BrokerTest : public AvailabilityTest {
     AvailabilityTest::SetUp();
     auto& r = station1->state().readings;
     r.batteryVoltage = 125;
-    r.batteryTemperature = -5;
-    r.deviceTemperature = -5;
+    r.batteryTemperature = r.deviceTemperature = -5;
     r.today.chargeAh = 258;
     r.totalWhGenerated = 12345;
     r.loadOn = true;
@@ -97,12 +96,14 @@ class BrokerTest : public AvailabilityTest {
     publisher->setTimeSource(
         [this] { return QDateTime(QDate(2026, 5, 1), QTime(8, 0)).addMSecs(platform::toMs(clock.now())); });
   }
-  // A broker, a subscriber that has subscribed to it, and the console publishing to it.
-  void startWithBroker() {
+  // A broker, a subscriber that has subscribed to it, and the console publishing to it, its
+  // replies also to `alarms` when given.
+  void startWithBroker(engine::alarms::AlarmEngine* alarms = nullptr) {
     broker.emplace();
     sub.emplace(broker->port());
     ASSERT_TRUE(sub->subscribed());
     start();
+    if (alarms) makePublisher(alarms);
     publishTo(broker->port());
   }
   monitoring::FrmRealTimeMonitoring& live() { return monitoring::FrmRealTimeMonitoring::instance(); }
@@ -243,36 +244,32 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenDiscoveryIsCompleteAndRenamedOrD
 }
 
 TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
-  Broker broker;
-  Subscriber sub(broker.port());
-  start();
   engine::alarms::AlarmEngine alarms(dir.filePath("XLALARM.DB"));
-  makePublisher(&alarms);
-  publishTo(broker.port());
+  startWithBroker(&alarms);
   const std::string array2 = kBase + level2 + "/alarms", event2 = kBase + level2 + "/alarm";
-  ASSERT_TRUE(runUntil([&] { return sub.on(kBase + "一号站/state").size() >= 1; }));
+  ASSERT_TRUE(runUntil([&] { return sub->on(kBase + "一号站/state").size() >= 1; }));
   station2->state().readings.faultWord = sim::fault::kOverDischarge;
-  ASSERT_TRUE(runUntil([&] { return !sub.on(event2).empty() && sub.last(array2).contains("over_discharge"); }));
-  EXPECT_EQ(pick(jsonOf(sub.on(event2).back()), {"code", "text", "state"}), "over_discharge 蓄电池过放 raised");
+  ASSERT_TRUE(runUntil([&] { return !sub->on(event2).empty() && sub->last(array2).contains("over_discharge"); }));
+  EXPECT_EQ(pick(jsonOf(sub->on(event2).back()), {"code", "text", "state"}), "over_discharge 蓄电池过放 raised");
   // The open alarms, the time each began as T.
-  EXPECT_EQ(sub.last(array2).replace(QRegularExpression("\"since\":\"[^\"]+\""), "\"since\":T"),
+  EXPECT_EQ(sub->last(array2).replace(QRegularExpression("\"since\":\"[^\"]+\""), "\"since\":T"),
             R"([{"code":"over_discharge","since":T,"text":"蓄电池过放"}])");
   // One binary sensor per code, of class "problem", reading the array.
   publish::Topics t{"xinglan", "site1", "homeassistant"};
   const std::string config =
       t.discoveryConfig(t.uniqueId(secondName.toStdString(), "alarm_over_discharge"), "binary_sensor");
   ASSERT_EQ(config.rfind("homeassistant/binary_sensor/", 0), 0u);
-  ASSERT_TRUE(runUntil([&] { return !sub.on(config).empty(); }));
-  const QJsonObject c = jsonOf(sub.on(config).back());
+  ASSERT_TRUE(runUntil([&] { return !sub->on(config).empty(); }));
+  const QJsonObject c = jsonOf(sub->on(config).back());
   EXPECT_EQ(pick(c, {"device_class", "state_topic"}), "problem " + array2);
   EXPECT_TRUE(c["value_template"].toString().contains("'over_discharge'"));
 
   // The broker restarts having lost its store; a new subscriber finds the array again.
-  broker.stop();
+  broker->stop();
   ASSERT_TRUE(runUntil([&] { return !publisher->connected(); }));
-  QFile::remove(broker.dataDir() + "/mosquitto.db");
-  broker.start();
-  Subscriber late(broker.port(), "xl-late");
+  QFile::remove(broker->dataDir() + "/mosquitto.db");
+  broker->start();
+  Subscriber late(broker->port(), "xl-late");
   ASSERT_TRUE(runUntil([&] { return late.last(array2).contains("over_discharge"); }, 15000));
 
   // Cleared after two replies without it: the event and an empty array.
@@ -280,7 +277,7 @@ TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
   ASSERT_TRUE(runUntil([&] { return late.last(array2) == "[]"; }, 15000));
   EXPECT_EQ(pick(jsonOf(late.on(event2).back()), {"state"}), "cleared");
   // Retained: the array; not retained: the events.
-  Subscriber fresh(broker.port(), "xl-fresh");
+  Subscriber fresh(broker->port(), "xl-fresh");
   ASSERT_TRUE(runUntil([&] { return !fresh.on(array2).empty(); }));
   EXPECT_EQ(fresh.last(array2) + " " + fresh.last(event2), "[] (none)");
 }
