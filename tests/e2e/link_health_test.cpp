@@ -306,7 +306,7 @@ constexpr int kRoundMs = 17000;
 
 // The scan's replies and misses reach the alarms (their rules are the engine's own tests'):
 // raised at the first reply with the fault, told in the message window, never in a box.
-TEST_F(AlarmsTest, FaultsAndSilenceOfTheScanRaiseAndClearAlarmsShownInTheTreeAndTheStatusBar) {
+TEST_F(AlarmsTest, FaultsAndSilenceRaiseAndClearAlarmsShownInTreeAndStatusBarAndTheSettingsDialogIsTaken) {
   startAndSettle();
   EXPECT_EQ(alarmsText(), "一号站: ; 二号站:  | ");
   station1->state().readings.faultWord = sim::fault::kOverDischarge | sim::fault::kLoadShort;
@@ -335,6 +335,31 @@ TEST_F(AlarmsTest, FaultsAndSilenceOfTheScanRaiseAndClearAlarmsShownInTheTreeAnd
                 mdi().node("COM3,9600,2")->foreground(0).color().name() + " " +
                 mdi().node("COM3,9600,1")->foreground(0).color().name(),
             "未确认告警 1 #c00000 #000000");
+
+  // The settings dialog writes the section and the engine takes it.
+  mdi().action("AlarmSettings")->trigger();
+  auto& form = monitoring::FrmAlarmSettings::instance();
+  const auto type = [&](const char* box, const QString& text) {
+    edit(form, box)->selectAll();
+    QTest::keyClicks(edit(form, box), text);
+  };
+  EXPECT_EQ(edit(form, "TextSilentAfter")->text() + "/" + edit(form, "TextLowSoc")->text(), "3/");
+  // A refused value: one message, nothing written.
+  type("TextLowSoc", "150");
+  QTest::mouseClick(button(form, "Command1"), Qt::LeftButton);
+  ASSERT_EQ(dialogs.shown.size(), 1u);
+  EXPECT_EQ(core::readIni("Alarms", "Low SOC"), "");
+  type("TextSilentAfter", "2");
+  type("TextLowSoc", "50");
+  type("TextCommand", "/opt/site/notify");
+  QTest::mouseClick(button(form, "Command1"), Qt::LeftButton);
+  EXPECT_EQ(core::readIni("Alarms", "Silent After") + " " + core::readIni("Alarms", "Command"), "2 /opt/site/notify");
+  // Below 50 raises at the next round, 50 itself does not.
+  station1->state().readings.soc = 49;
+  station2->state().readings.soc = 50;
+  clock.advance(ms(kRoundMs));
+  EXPECT_EQ(alarmsText(),
+            "一号站: low_soc; 二号站: device_over_temperature | 二号站 device_over_temperature+, 一号站 low_soc+");
 }
 
 TEST_F(AlarmsTest, ScreenAcknowledgesAsAdministratorNeverAsGuestAndExports) {
@@ -383,32 +408,6 @@ TEST_F(AlarmsTest, ScreenAcknowledgesAsAdministratorNeverAsGuestAndExports) {
                 .replace(QRegularExpression("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d"), "T"),
             QStringLiteral("站点,设备ID,端口,代码,告警,发生时间,解除时间,确认人,确认时间\r\n"
                            "二号站,2,COM3，9600,battery_over_voltage,蓄电池超压,T,,,\r\n"));
-}
-
-TEST_F(AlarmsTest, SettingsDialogWritesTheSectionAndTheEngineTakesIt) {
-  startAndSettle();
-  mdi().action("AlarmSettings")->trigger();
-  auto& form = monitoring::FrmAlarmSettings::instance();
-  const auto type = [&](const char* box, const QString& text) {
-    edit(form, box)->selectAll();
-    QTest::keyClicks(edit(form, box), text);
-  };
-  EXPECT_EQ(edit(form, "TextSilentAfter")->text() + "/" + edit(form, "TextLowSoc")->text(), "3/");
-  // A refused value: one message, nothing written.
-  type("TextLowSoc", "150");
-  QTest::mouseClick(button(form, "Command1"), Qt::LeftButton);
-  ASSERT_EQ(dialogs.shown.size(), 1u);
-  EXPECT_EQ(core::readIni("Alarms", "Low SOC"), "");
-  type("TextSilentAfter", "2");
-  type("TextLowSoc", "50");
-  type("TextCommand", "/opt/site/notify");
-  QTest::mouseClick(button(form, "Command1"), Qt::LeftButton);
-  EXPECT_EQ(core::readIni("Alarms", "Silent After") + " " + core::readIni("Alarms", "Command"), "2 /opt/site/notify");
-  // Below 50 raises at the next round, 50 itself does not.
-  station1->state().readings.soc = 49;
-  station2->state().readings.soc = 50;
-  clock.advance(ms(kRoundMs));
-  EXPECT_EQ(alarmsText(), "一号站: low_soc; 二号站:  | 一号站 low_soc+");
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTimeZone>
 #include <map>
 
 #include "publish/backoff.h"
@@ -23,13 +22,12 @@ using namespace std::chrono_literals;
 // ---- Topics ---------------------------------------------------------------------------------
 
 TEST(Topics, ReservedCharactersAreEscapedChineseStaysReadableAndTheLayoutOfAConsole) {
-  // "%" is the escape character itself; every level reads back as its name.
+  // "%" is the escape character itself. (That every level reads back as its name and that
+  // object ids hold only what Home Assistant accepts, the publisher's fuzz target checks.)
   std::string levels;
   for (const std::string& name : std::vector<std::string>{"一号站", "A/B", "a+b#c", std::string("x\0y", 3), "100%", "",
-                                                          "%2F", std::string("\0\0", 2), "_x", "站/1#%"}) {
+                                                          "%2F", std::string("\0\0", 2), "_x", "站/1#%"})
     levels += escapeTopicLevel(name) + " ";
-    EXPECT_EQ(unescapeTopicLevel(escapeTopicLevel(name)), name);
-  }
   EXPECT_EQ(levels, "一号站 A%2FB a%2Bb%23c x%00y 100%25 % %252F %00%00 _x 站%2F1%23%25 ");
 
   // The layout of one console's topics.
@@ -38,27 +36,20 @@ TEST(Topics, ReservedCharactersAreEscapedChineseStaysReadableAndTheLayoutOfACons
                 t.uniqueId("站", "battery_voltage") + " " + t.discoveryConfig("abc"),
             "xinglan/site%2F1/status xinglan/site%2F1/二号%2F站/state xinglan/site%2F1/S1/availability "
             "site_2f1__e7_ab_99_battery_5fvoltage homeassistant/sensor/abc/config");
-  // Object ids hold only what Home Assistant accepts, and stay apart for different names.
-  for (const auto& id : {objectId("一号站"), objectId("a b/c"), objectId("")})
-    EXPECT_EQ(id.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-"),
-              std::string::npos)
-        << id;
+  // Object ids stay apart for different names.
   EXPECT_NE(objectId("a_2f"), objectId("a/"));
 }
 
 // ---- Payloads -------------------------------------------------------------------------------
 
-TEST(Payloads, IncompleteInputGivesNoStateOrADeviceWithoutModel) {
-  // A real-time block of another length gives no state; an address text that is no byte is
-  // published as it stands.
+TEST(Payloads, AnOddAddressAsItStandsAndADeviceWithoutModel) {
+  // An address text that is no byte is published as it stands (that a block of another length
+  // gives no state, the publisher's fuzz target checks).
   Bytes whole(73, 0);
   whole[0] = 1;
   whole[1] = 3;
   whole[2] = 0x46;
-  const QDateTime at(QDate(2026, 5, 1), QTime(8, 30, 0), QTimeZone(8 * 3600));
-  for (const Bytes& other : {Bytes(whole.begin(), whole.end() - 1), Bytes{}})
-    EXPECT_FALSE(stateJson({"S", "1", ""}, other, at)) << other.size();
-  const auto odd = stateJson({"S", "abc", ""}, whole, at);
+  const auto odd = stateJson({"S", "abc", ""}, whole, QDateTime(QDate(2026, 5, 1), QTime(8, 30, 0)));
   ASSERT_TRUE(odd);
   EXPECT_EQ(QJsonDocument::fromJson(*odd).object()["address"].toString(), "abc");
   // Without the information block the device has no model yet.
