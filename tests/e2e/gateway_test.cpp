@@ -21,12 +21,6 @@ namespace {
 
 class GatewayTest : public ConsoleFixture {
  protected:
-  struct Seen {
-    qint64 atMs;
-    std::string request;
-    link::Verdict verdict;
-  };
-
   void SetUp() override {
     ConsoleFixture::SetUp();
     platform::setScheduler(&qtScheduler);
@@ -45,9 +39,11 @@ class GatewayTest : public ConsoleFixture {
     core::writeIniFile("Maintenance Record", "Read Interval", "2", dir.path() + "/MSCON.DLL");
     addStation(QStringLiteral("网关站"), "COM5,9600", "1");
     observer = link::addExchangeObserver([this](const link::Exchange& e) {
-      // When the request went out: the exchange is told at its end.
-      if (e.port == "COM5" && !e.request.empty())
-        seen.push_back({wall.elapsed() - (e.endedUs - e.sentUs) / 1000, hexText(e.request), e.verdict});
+      // When the request went out, on the test's wall clock: the exchange is told at its end.
+      if (e.port == "COM5" && !e.request.empty()) {
+        seen.push_back(e);
+        seen.back().sentUs = wall.elapsed() * 1000 - (e.endedUs - e.sentUs);
+      }
     });
   }
   void TearDown() override {
@@ -83,9 +79,9 @@ class GatewayTest : public ConsoleFixture {
         3000));
   }
   // The first real-time request sent at or after `fromMs`, once it has its verdict.
-  const Seen* realTimeAfter(qint64 fromMs) const {
-    for (const Seen& s : seen)
-      if (s.atMs >= fromMs && s.request.rfind("010301000023", 0) == 0) return &s;
+  const link::Exchange* realTimeAfter(qint64 fromMs) const {
+    for (const link::Exchange& s : seen)
+      if (s.sentUs >= fromMs * 1000 && hexText(s.request).rfind("010301000023", 0) == 0) return &s;
     return nullptr;
   }
 
@@ -96,7 +92,7 @@ class GatewayTest : public ConsoleFixture {
   QProcess sim, standIn;
   quint16 port = 0;
   QElapsedTimer wall;
-  std::vector<Seen> seen;
+  std::vector<link::Exchange> seen;  // sent at their wall-clock time
   int observer = 0;
 };
 
@@ -104,7 +100,7 @@ TEST_F(GatewayTest, PolledThroughTheGatewayAgainAfterItsRestartAndNeverFrozenByA
   start();
   // Discovery (first) and the rounds through the stand-in.
   ASSERT_TRUE(QTest::qWaitFor([&] { return realTimeAfter(0) && scan().answered(1); }, 20000));
-  EXPECT_EQ(seen.front().request.substr(0, 12) + " " + link::verdictText(seen.front().verdict) + " " +
+  EXPECT_EQ(hexText(seen.front().request).substr(0, 12) + " " + link::verdictText(seen.front().verdict) + " " +
                 link::verdictText(realTimeAfter(0)->verdict),
             "0103000A0011 正常 正常");
 
@@ -119,7 +115,7 @@ TEST_F(GatewayTest, PolledThroughTheGatewayAgainAfterItsRestartAndNeverFrozenByA
   const qint64 restarted = wall.elapsed();
   ASSERT_TRUE(QTest::qWaitFor([&] { return realTimeAfter(restarted) != nullptr; }, 15000));
   EXPECT_EQ(realTimeAfter(restarted)->verdict, link::Verdict::Ok);
-  EXPECT_LE(realTimeAfter(restarted)->atMs - restarted, scan().roundLengthUs() / 1000 + 500);
+  EXPECT_LE(realTimeAfter(restarted)->sentUs / 1000 - restarted, scan().roundLengthUs() / 1000 + 500);
 
   // A host that does not answer at all: operator input waits no longer than it ever does.
   UnansweredHost silent;

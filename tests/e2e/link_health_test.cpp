@@ -55,7 +55,6 @@ class LinkHealthTest : public WholeConsole {
     clock.advance(ms(atMs) - clock.now());
     scan().refreshHealth();
   }
-  platform::FlexGrid* table() { return grid(scan(), "VsFList1"); }
   QString status() { return control<QLabel>(mdi(), "HealthStatus")->text(); }
   // Start-up, discovery of both stations and the first round.
   void startAndSettle() {
@@ -219,7 +218,7 @@ TEST_F(TruthTest, LiveScreenTellsOnlyWhatTheStationsSaidAndNeverHoldsTheLine) {
   clock.advance(ms(20000));
   EXPECT_EQ(sentFrames(*line, from), secondRound);
   EXPECT_EQ(verdictsOf(1, from) + " / " + verdictsOf(2, from), "无应答,无应答 / 地址不符,地址不符");
-  const QByteArray kept = grid(scan(), "VsFList1")->cellData(2, 0).toByteArray();
+  const QByteArray kept = table()->cellData(2, 0).toByteArray();
   EXPECT_EQ(kept.left(1).toHex() + " " + QByteArray::number(kept.size()), "02 73");
   EXPECT_EQ(scan().stationHealth(firstName).state, Freshness::Fresh);
   station1->setFaults({});

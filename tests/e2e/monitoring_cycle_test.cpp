@@ -41,8 +41,7 @@ TEST_F(MonitoringCycleTest, TwoAnsweringStationsGiveTheCycleTickForTick) {
             "二号站 answered=1 image=2 status=1 block=73 stored=73");
   // Position 24 (the panel's normal flag) wipes the over-power text on the scan; a charge
   // state above 6 shows the 32 flag digits.
-  EXPECT_EQ(gridText(grid(scan(), "VsFList1"), {3, 4, 5}),
-            "正常|MPPT充电|过放\n太阳能板功率过大|10000000000001110000000010000000|正常");
+  EXPECT_EQ(gridText(table(), {3, 4, 5}), "正常|MPPT充电|过放\n太阳能板功率过大|10000000000001110000000010000000|正常");
 }
 
 TEST_F(MonitoringCycleTest, StationsThatDoNotAnswerAreAskedInEachDiscoveryPassAndLeftOutOfListsAndPasses) {

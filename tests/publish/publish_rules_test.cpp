@@ -131,9 +131,7 @@ TEST(MqttSettings, DefaultsAndTheEmptyDiscoveryPrefix) {
   const auto text = [&] {
     const MqttSettings s = mqttSettingsFrom(read, present, "pc1");
     return QStringLiteral("%1 %2 %3 %4 [%5]")
-        .arg(s.enabled)
-        .arg(s.port)
-        .arg(s.clientId, s.topicPrefix, s.discoveryPrefix);
+        .arg(QString::number(s.enabled), QString::number(s.port), s.clientId, s.topicPrefix, s.discoveryPrefix);
   };
   EXPECT_EQ(text(), "0 1883 pc1 xinglan [homeassistant]");
   keys = {{"Enabled", "1"}, {"Port", "70000"}, {"Discovery Prefix", ""}, {"Client Id", "site7"}};
