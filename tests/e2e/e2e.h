@@ -1,6 +1,6 @@
 #pragma once
 // What the whole-console tests of this folder and of the broker share: the includes, a request
-// frame as hex, a station made silent, a free TCP port, a count of message-window lines, and the scan's stations and
+// frame as hex, a station made silent, a count of message-window lines, and the scan's stations and
 // grids as text, so that one comparison shows every value that differs.
 
 #include <gtest/gtest.h>
@@ -11,7 +11,6 @@
 #include <QLabel>
 #include <QRadioButton>
 #include <QRegularExpression>
-#include <QTcpServer>
 #include <QTest>
 #include <QTreeWidget>
 
@@ -35,12 +34,6 @@ inline constexpr const char* kLoadMode = " 03 E0 1D 0001";  // the load mode reg
 inline std::string frame(int id, const char* literal) { return hexText(requestFrame(id, literal)); }
 
 inline void silence(sim::Controller* c, bool on = true) { c->setFaults({.silent = on}); }
-
-// A TCP port of 127.0.0.1 that nothing listens on now.
-inline quint16 freeTcpPort() {
-  QTcpServer probe;
-  return probe.listen(QHostAddress::LocalHost) ? probe.serverPort() : 0;
-}
 
 // The cells `cols` of the rows of a grid from `fromRow`, "|" between cells, a line per row.
 inline std::string gridText(const platform::FlexGrid* g, std::initializer_list<int> cols, int fromRow = 1) {

@@ -15,6 +15,7 @@
 #include "shell/port_list.h"
 #include "support/unanswered_host.h"
 #include "tests/e2e/e2e.h"
+#include "tests/publish/broker.h"
 
 namespace xl::testing {
 namespace {

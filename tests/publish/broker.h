@@ -1,6 +1,6 @@
 #pragma once
 // A real mosquitto broker for a test, on a free loopback port, and a subscriber of the
-// library that records every message it gets.
+// library that records every message it gets; and the free port itself, for any TCP stand-in.
 //
 // The broker listens on 127.0.0.1 only, keeps its retained messages and sessions in a folder
 // of the test (so a restart keeps the subscriber's session), and runs under `timeout`, so it
@@ -10,18 +10,26 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QThread>
 #include <atomic>
 #include <mutex>
-
-#include "tests/e2e/e2e.h"
+#include <string>
+#include <vector>
 
 namespace xl::testing {
+
+// A TCP port of 127.0.0.1 that nothing listens on now.
+inline quint16 freeTcpPort() {
+  QTcpServer probe;
+  return probe.listen(QHostAddress::LocalHost) ? probe.serverPort() : 0;
+}
 
 class Broker {
  public:

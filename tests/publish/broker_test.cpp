@@ -19,6 +19,7 @@
 #include "publish/payloads.h"
 #include "publish/publisher.h"
 #include "shell/frm_add_station.h"
+#include "tests/e2e/e2e.h"
 #include "tests/publish/broker.h"
 #include "ui/modal.h"
 
