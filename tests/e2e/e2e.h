@@ -1,7 +1,7 @@
 #pragma once
-// What the whole-console tests of this folder share: the includes, a request frame as hex, a
-// station made silent, a count of message-window lines, and the scan's stations and grids as
-// text, so that one comparison shows every value that differs.
+// What the whole-console tests of this folder and of the broker share: the includes, a request
+// frame as hex, a station made silent, a count of message-window lines, and the scan's stations and
+// grids as text, so that one comparison shows every value that differs.
 
 #include <gtest/gtest.h>
 
@@ -55,17 +55,17 @@ class WholeConsole : public TwoStationFixture {
   const std::string i1 = frame(1, kInfo), i2 = frame(2, kInfo), i3 = frame(3, kInfo);
   const std::string r1 = frame(1, kRealTime), r2 = frame(2, kRealTime), r3 = frame(3, kRealTime);
   const std::string l1 = frame(1, kLoadMode), l2 = frame(2, kLoadMode), l3 = frame(3, kLoadMode);
+  platform::FlexGrid* table() { return grid(scan(), "VsFList1"); }  // the scan's
   // A row's last reply (digits as N), age and share, then the colours of its name, of column 6
   // and of its age ("-": none).
   std::string rowText(int row) {
     const auto colour = [&](int c) {
-      const QColor k = grid(scan(), "VsFList1")->cellForeColor(row, c);
+      const QColor k = table()->cellForeColor(row, c);
       return k.isValid() ? k.name() : QStringLiteral("-");
     };
     return QStringLiteral("%1|%2|%3 colours %4 %5 %6")
-        .arg(QString(grid(scan(), "VsFList1")->textMatrix(row, kLastReply)).replace(QRegularExpression("\\d"), "N"),
-             grid(scan(), "VsFList1")->textMatrix(row, kAge), grid(scan(), "VsFList1")->textMatrix(row, kShare),
-             colour(0), colour(6), colour(kAge))
+        .arg(QString(table()->textMatrix(row, kLastReply)).replace(QRegularExpression("\\d"), "N"),
+             table()->textMatrix(row, kAge), table()->textMatrix(row, kShare), colour(0), colour(6), colour(kAge))
         .toStdString();
   }
   // The tooltip of a station's node, as the tree makes it when the mouse rests there.
@@ -93,13 +93,12 @@ class WholeConsole : public TwoStationFixture {
   // the status column is filled, the bytes of its stored block and of the recorder's copy.
   std::string stationsText(const QStringList& nodes) {
     QStringList out;
-    const auto* table = grid(scan(), "VsFList1");
     for (int r = 1; r <= nodes.size(); ++r)
       out << QStringLiteral("%1 answered=%2 image=%3 status=%4 block=%5 stored=%6")
-                 .arg(table->textMatrix(r, 0), QString::number(scan().answered(r)),
+                 .arg(table()->textMatrix(r, 0), QString::number(scan().answered(r)),
                       QString::number(mdi().nodeImage(nodes[r - 1])),
-                      QString::number(!table->textMatrix(r, 6).isEmpty()),
-                      QString::number(table->cellData(r, 0).toByteArray().size()),
+                      QString::number(!table()->textMatrix(r, 6).isEmpty()),
+                      QString::number(table()->cellData(r, 0).toByteArray().size()),
                       QString::number(recorder().engine().storedReply(r).size()));
     return out.join('\n').toStdString();
   }

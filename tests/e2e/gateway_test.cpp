@@ -2,10 +2,7 @@
 // simulated controller (xinglan-sim on a pseudo-terminal) reached through a serial-to-Ethernet
 // stand-in (socat, TCP on 127.0.0.1 to the pseudo-terminal), mapped as COM5 in the settings.
 
-#include <QMouseEvent>
-#include <QPointingDevice>
 #include <QProcess>
-#include <QTcpServer>
 #include <atomic>
 #include <thread>
 
@@ -18,48 +15,19 @@
 #include "shell/port_list.h"
 #include "support/unanswered_host.h"
 #include "tests/e2e/e2e.h"
+#include "tests/publish/broker.h"
 
 namespace xl::testing {
 namespace {
 
-// Counts how long posted presses waited to be delivered.
-class InputProbe : public QWidget {
- public:
-  qint64 worstWaitMs = 0;
-  std::atomic<int> posted = 0, delivered = 0;
-  QElapsedTimer clock;
-  void post() {
-    auto* e = new QMouseEvent(QEvent::MouseButtonPress, QPointF(1, 1), QPointF(1, 1), Qt::LeftButton, Qt::LeftButton,
-                              Qt::NoModifier);
-    e->setTimestamp(static_cast<quint64>(clock.elapsed()));
-    QCoreApplication::postEvent(this, e);
-    ++posted;
-  }
-
- protected:
-  void mousePressEvent(QMouseEvent* e) override {
-    worstWaitMs = std::max(worstWaitMs, clock.elapsed() - static_cast<qint64>(e->timestamp()));
-    ++delivered;
-  }
-};
-
 class GatewayTest : public ConsoleFixture {
  protected:
-  struct Seen {
-    qint64 atMs;
-    std::string request;
-    link::Verdict verdict;
-  };
-
   void SetUp() override {
     ConsoleFixture::SetUp();
     platform::setScheduler(&qtScheduler);
     platform::setPortDriver(&gateways);
     wall.start();
-    QTcpServer probe;  // a free port for the stand-in
-    ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
-    port = probe.serverPort();
-    probe.close();
+    port = freeTcpPort();  // for the stand-in
     QFile bus(dir.path() + "/bus.conf");
     ASSERT_TRUE(bus.open(QIODevice::WriteOnly));
     bus.write("[station]\nport = COM3,9600\naddress = 1\nlive = no\n");
@@ -72,9 +40,11 @@ class GatewayTest : public ConsoleFixture {
     core::writeIniFile("Maintenance Record", "Read Interval", "2", dir.path() + "/MSCON.DLL");
     addStation(QStringLiteral("网关站"), "COM5,9600", "1");
     observer = link::addExchangeObserver([this](const link::Exchange& e) {
-      // When the request went out: the exchange is told at its end.
-      if (e.port == "COM5" && !e.request.empty())
-        seen.push_back({wall.elapsed() - (e.endedUs - e.sentUs) / 1000, hexText(e.request), e.verdict});
+      // When the request went out, on the test's wall clock: the exchange is told at its end.
+      if (e.port == "COM5" && !e.request.empty()) {
+        seen.push_back(e);
+        seen.back().sentUs = wall.elapsed() * 1000 - (e.endedUs - e.sentUs);
+      }
     });
   }
   void TearDown() override {
@@ -110,9 +80,9 @@ class GatewayTest : public ConsoleFixture {
         3000));
   }
   // The first real-time request sent at or after `fromMs`, once it has its verdict.
-  const Seen* realTimeAfter(qint64 fromMs) const {
-    for (const Seen& s : seen)
-      if (s.atMs >= fromMs && s.request.rfind("010301000023", 0) == 0) return &s;
+  const link::Exchange* realTimeAfter(qint64 fromMs) const {
+    for (const link::Exchange& s : seen)
+      if (s.sentUs >= fromMs * 1000 && hexText(s.request).rfind("010301000023", 0) == 0) return &s;
     return nullptr;
   }
 
@@ -123,7 +93,7 @@ class GatewayTest : public ConsoleFixture {
   QProcess sim, standIn;
   quint16 port = 0;
   QElapsedTimer wall;
-  std::vector<Seen> seen;
+  std::vector<link::Exchange> seen;  // sent at their wall-clock time
   int observer = 0;
 };
 
@@ -131,7 +101,7 @@ TEST_F(GatewayTest, PolledThroughTheGatewayAgainAfterItsRestartAndNeverFrozenByA
   start();
   // Discovery (first) and the rounds through the stand-in.
   ASSERT_TRUE(QTest::qWaitFor([&] { return realTimeAfter(0) && scan().answered(1); }, 20000));
-  EXPECT_EQ(seen.front().request.substr(0, 12) + " " + link::verdictText(seen.front().verdict) + " " +
+  EXPECT_EQ(hexText(seen.front().request).substr(0, 12) + " " + link::verdictText(seen.front().verdict) + " " +
                 link::verdictText(realTimeAfter(0)->verdict),
             "0103000A0011 正常 正常");
 
@@ -146,23 +116,27 @@ TEST_F(GatewayTest, PolledThroughTheGatewayAgainAfterItsRestartAndNeverFrozenByA
   const qint64 restarted = wall.elapsed();
   ASSERT_TRUE(QTest::qWaitFor([&] { return realTimeAfter(restarted) != nullptr; }, 15000));
   EXPECT_EQ(realTimeAfter(restarted)->verdict, link::Verdict::Ok);
-  EXPECT_LE(realTimeAfter(restarted)->atMs - restarted, scan().roundLengthUs() / 1000 + 500);
+  EXPECT_LE(realTimeAfter(restarted)->sentUs / 1000 - restarted, scan().roundLengthUs() / 1000 + 500);
 
   // A host that does not answer at all: operator input waits no longer than it ever does.
   UnansweredHost silent;
   mapCom5To(silent.port());
-  InputProbe input;
-  input.clock.start();
-  QPointingDevice::primaryPointingDevice();  // made here, not first in the other thread
   const std::size_t before = seen.size();
-  // The operator, outside the program: a press every 20 ms for 7 s, whatever the program does.
+  // The operator, outside the program: a press every 20 ms for 7 s, whatever the program does;
+  // each notes how long it waited to be delivered.
+  std::atomic<int> posted = 0, delivered = 0;
+  std::atomic<qint64> worstWaitMs = 0;
   std::thread operatorHand([&] {
-    for (int i = 0; i < 350; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(20))) input.post();
+    for (; posted < 350; ++posted, std::this_thread::sleep_for(std::chrono::milliseconds(20)))
+      QMetaObject::invokeMethod(qApp, [&, at = wall.elapsed()] {
+        worstWaitMs = std::max<qint64>(worstWaitMs, wall.elapsed() - at);
+        ++delivered;
+      });
   });
-  (void)QTest::qWaitFor([&] { return input.posted == 350; }, 10000);
+  (void)QTest::qWaitFor([&] { return posted == 350; }, 10000);
   operatorHand.join();
-  EXPECT_TRUE(QTest::qWaitFor([&] { return input.delivered == input.posted; }, 500));
-  EXPECT_LT(input.worstWaitMs, 100);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return delivered == 350; }, 500));
+  EXPECT_LT(worstWaitMs, 100);
   EXPECT_GT(seen.size(), before);  // the scan went on asking
   for (std::size_t i = before; i < seen.size(); ++i) EXPECT_EQ(seen[i].verdict, link::Verdict::NoReply);
 }

@@ -1,6 +1,6 @@
 #pragma once
 // A real mosquitto broker for a test, on a free loopback port, and a subscriber of the
-// library that records every message it gets.
+// library that records every message it gets; and the free port itself, for any TCP stand-in.
 //
 // The broker listens on 127.0.0.1 only, keeps its retained messages and sessions in a folder
 // of the test (so a restart keeps the subscriber's session), and runs under `timeout`, so it
@@ -25,14 +25,17 @@
 
 namespace xl::testing {
 
+// A TCP port of 127.0.0.1 that nothing listens on now.
+inline quint16 freeTcpPort() {
+  QTcpServer probe;
+  return probe.listen(QHostAddress::LocalHost) ? probe.serverPort() : 0;
+}
+
 class Broker {
  public:
   // `users`: "name:password" pairs; with any, anonymous logins are refused.
   explicit Broker(std::vector<std::pair<QString, QString>> users = {}) {
-    QTcpServer probe;  // a free port
-    probe.listen(QHostAddress::LocalHost);
-    port_ = probe.serverPort();
-    probe.close();
+    port_ = freeTcpPort();
     // Run as whoever runs the test (as root, mosquitto would switch to its own user, which
     // cannot write the test's folder).
     const passwd* me = ::getpwuid(::geteuid());

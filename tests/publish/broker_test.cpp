@@ -5,14 +5,11 @@
 // a killed console included. Wall-clock waits are bounded (a few seconds each); the console's
 // own time is the virtual clock.
 
-#include <gtest/gtest.h>
-
 #include <QCheckBox>
 #include <QJsonArray>
 #include <QMenu>
-#include <QRegularExpression>
-#include <QTest>
 #include <csignal>
+#include <set>
 
 #include "link/device_data_map.h"
 #include "monitoring/alarm_wiring.h"
@@ -22,19 +19,14 @@
 #include "publish/payloads.h"
 #include "publish/publisher.h"
 #include "shell/frm_add_station.h"
-#include "support/two_stations.h"
+#include "tests/e2e/e2e.h"
 #include "tests/publish/broker.h"
 #include "ui/modal.h"
 
-namespace xl {
+namespace xl::testing {
 namespace {
 
 using monitoring::FrmGlobalMonitoring;
-using platform::ms;
-using testing::Broker;
-using testing::edit;
-using testing::jsonOf;
-using testing::Subscriber;
 
 const QString kStation1 = QStringLiteral("一号站");
 const std::string kBase = "xinglan/site1/";
@@ -56,12 +48,12 @@ QByteArray numberedReply(int n) {
 
 // The two-station console with a publisher that the scan hands its replies to, as the program
 // wires it, sending to a broker on a loopback port.
-class AvailabilityTest : public testing::TwoStationFixture {
+class AvailabilityTest : public WholeConsole {
  protected:
   void TearDown() override {
     FrmGlobalMonitoring::setReplyListener({});
     publisher.reset();
-    TwoStationFixture::TearDown();
+    WholeConsole::TearDown();
   }
   // The scan's replies to the publisher and, when given, to the alarms, as the program wires them.
   void makePublisher(engine::alarms::AlarmEngine* alarms = nullptr) {
@@ -93,20 +85,28 @@ class BrokerTest : public AvailabilityTest {
     AvailabilityTest::SetUp();
     auto& r = station1->state().readings;
     r.batteryVoltage = 125;
-    r.batteryTemperature = -5;
+    r.batteryTemperature = r.deviceTemperature = -5;
+    r.today.chargeAh = 258;
+    r.totalWhGenerated = 12345;
+    r.loadOn = true;
+    r.chargeState = 2;
+    // Register 0x0121 is what the scan and the alarms read (over-discharge); 0x0122 another word.
+    r.faultWord = sim::fault::kOverDischarge;
+    r.alarmWord = sim::fault::kBatteryOverVoltage;
     makePublisher();
     publisher->setTimeSource(
         [this] { return QDateTime(QDate(2026, 5, 1), QTime(8, 0)).addMSecs(platform::toMs(clock.now())); });
   }
-  // A broker, a subscriber that has subscribed to it, and the console publishing to it.
-  void startWithBroker() {
+  // A broker, a subscriber that has subscribed to it, and the console publishing to it, its
+  // replies also to `alarms` when given.
+  void startWithBroker(engine::alarms::AlarmEngine* alarms = nullptr) {
     broker.emplace();
     sub.emplace(broker->port());
     ASSERT_TRUE(sub->subscribed());
     start();
+    if (alarms) makePublisher(alarms);
     publishTo(broker->port());
   }
-  int logCount(const QString& part) { return static_cast<int>(logLines().filter(part).size()); }
   monitoring::FrmRealTimeMonitoring& live() { return monitoring::FrmRealTimeMonitoring::instance(); }
 
   const std::string level2 = "二号%2F站%231";  // the second station's topic level
@@ -122,43 +122,74 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenDiscoveryIsCompleteAndRenamedOrD
   ASSERT_TRUE(runUntil([&] { return live().monitoringRuns() && sub->on(kBase + "一号站/state").size() >= 2; }));
 
   const QJsonObject o = jsonOf(sub->on(kBase + "一号站/state").back());
-  EXPECT_EQ(pick(o, {"station", "address", "port", "battery_voltage"}), "一号站 1 COM3,9600 12.5");
-  EXPECT_TRUE(o["time"].toString().startsWith("2026-05-01T08:"));
+  // These keys as JSON text, faults and status texts picked; the rest of the values: the boxes.
+  QJsonObject picked;
+  for (const char* key : {"station", "address", "port", "device_temperature", "day_charge_ah", "total_energy_generated",
+                          "load_on", "charge_state", "charge_state_text", "fault_word_0121", "fault_word_0122"})
+    picked[key] = o[key];
+  for (const char* key : {"battery_over_voltage", "battery_over_discharge"}) picked[key] = o["faults"][key];
+  for (const char* key : {"battery", "load"}) picked[QStringLiteral("status.") + key] = o["status"][key];
+  picked["time"] = o["time"].toString().left(14);  // to the hour
+  EXPECT_EQ(QJsonDocument(picked).toJson(QJsonDocument::Compact).toStdString(),
+            R"({"address":1,"battery_over_discharge":true,"battery_over_voltage":false,"charge_state":2,)"
+            R"("charge_state_text":"MPPT充电","day_charge_ah":258,"device_temperature":-5,"fault_word_0121":1,)"
+            R"("fault_word_0122":2,"load_on":true,"port":"COM3,9600","station":"一号站","status.battery":"过放",)"
+            R"("status.load":"已打开","time":"2026-05-01T08:","total_energy_generated":12.345})");
   // Each box of the screen and its value of the state, "box key places"; without places a text,
-  // of the state or of its "status".
+  // of the state or of its "status" (the battery's: above, the screen reads the other word).
   QStringList shown, published;
-  for (const QString& row :
-       QStringLiteral("Text2 array_current 2|Text3 array_voltage 1|Text4 array_power 0|"
-                      "Text9 battery_voltage 1|Text13 battery_current 2|Text11 battery_soc 0|"
-                      "Text7 battery_temperature 1|Text18 device_temperature 1|"
-                      "Text16 load_voltage 1|Text17 load_current 2|Text15 load_power 0|"
-                      "Text10 battery|Text6 array|Text19 device|Text14 load|Text5 charge_state_text")
-           .split('|')) {
+  for (const QString& row : QStringLiteral("Text2 array_current 2|Text3 array_voltage 1|Text4 array_power 0|"
+                                           "Text9 battery_voltage 1|Text13 battery_current 2|Text11 battery_soc 0|"
+                                           "Text7 battery_temperature 1|Text18 device_temperature 1|"
+                                           "Text16 load_voltage 1|Text17 load_current 2|Text15 load_power 0|"
+                                           "Text6 array|Text19 device|Text14 load|Text5 charge_state_text")
+                                .split('|')) {
     const QStringList f = row.split(' ');
     shown << edit(live(), f[0].toLatin1().constData())->text();
     const QJsonValue v = o.contains(f[1]) ? o[f[1]] : o["status"].toObject()[f[1]];
     published << (f.size() < 3 ? v.toString() : QString::fromStdString(link::fixedText(v.toDouble(), f[2].toInt())));
   }
   EXPECT_EQ(shown.join(' ').toStdString(), published.join(' ').toStdString());
+  // Every value Home Assistant is told of is in the state.
+  for (const auto& s : publish::sensors()) EXPECT_TRUE(o.contains(QString::fromLatin1(s.key))) << s.key;
 
   // The console's status online (the second station's escaped topics: below).
   EXPECT_EQ(sub->last(kBase + "status") + " " + sub->last(kBase + "一号站/availability"), "online online");
 
-  // Discovery: one config per value and station; the device from the information block, as
-  // the screen shows it (the keys of each config are the rule layer's).
-  const QStringList device1 = {kStation1, edit(live(), "LTextBox3")->text(), edit(live(), "LTextBox4")->text(),
-                               edit(live(), "SoftSw")->text()};
-  int configs = 0;
+  // Discovery: one config per value and station, each under its own id, topic and object id;
+  // class, unit and state class only where the value has them, never as null; the rest alike
+  // for every value: available only while the console (its status, with its last will) and the
+  // station both say "online"; the device from the information block, as the screen shows it.
+  const auto alike = [&](const QString& name, const std::string& level) {
+    return QStringLiteral(R"({"availability":[{"topic":"xinglan/site1/status"},{"topic":"xinglan/site1/%1/)"
+                          R"(availability"}],"availability_mode":"all","device":{"hw_version":"%2","identifiers":)"
+                          R"(["site1_%3_device"],"manufacturer":"星澜","model":"%4","name":"%5","serial_number":)"
+                          R"("%6","sw_version":"%7"},"state_topic":"xinglan/site1/%1/state"})")
+        .arg(QString::fromStdString(level), edit(live(), "LTextBox4")->text(),
+             QString::fromStdString(publish::objectId(name.toStdString())), edit(live(), "LTextBox3")->text(), name,
+             edit(live(), "LTextBox5")->text(), edit(live(), "SoftSw")->text())
+        .toStdString();
+  };
+  std::set<QString> ids;
+  int classified = 0;
   for (const auto& m : sub->messages()) {
     if (m.topic.rfind("homeassistant/sensor/", 0) != 0) continue;
-    ++configs;
-    const QJsonObject c = jsonOf(m.payload), d = c["device"].toObject();
-    if (d["name"].toString() == kStation1)
-      EXPECT_EQ(pick(d, {"name", "model", "hw_version", "sw_version"}), device1.join(' ').toStdString());
-    else
-      EXPECT_EQ(c["state_topic"].toString().toStdString(), kBase + level2 + "/state");
+    QJsonObject c = jsonOf(m.payload);
+    const QString id = c.take("unique_id").toString();
+    ids.insert(id);
+    QStringList odd;
+    if (m.topic != "homeassistant/sensor/" + id.toStdString() + "/config") odd << "topic";
+    if (c.take("object_id").toString() != id) odd << "object_id";
+    if (!c.take("value_template").toString().startsWith("{{ value_json.")) odd << "value_template";
+    if (c.take("name").toString().isEmpty()) odd << "name";
+    for (const char* key : {"device_class", "unit_of_measurement", "state_class"})
+      if (const QJsonValue v = c.take(key); !v.isUndefined()) v.isString() ? void(++classified) : void(odd << key);
+    const bool first = c["device"].toObject()["name"].toString() == kStation1;
+    EXPECT_EQ(odd.join(' ').toStdString() + QJsonDocument(c).toJson(QJsonDocument::Compact).toStdString(),
+              first ? alike(kStation1, "一号站") : alike(secondName, level2));
   }
-  EXPECT_GE(configs, 2 * static_cast<int>(publish::sensors().size()));
+  EXPECT_EQ(ids.size(), 2 * publish::sensors().size());
+  EXPECT_GT(classified, 2 * 3 * 10);  // voltages, currents, powers, energies, temperatures
   EXPECT_TRUE(dialogs.shown.empty());
 
   // A renamed and a deleted station: their retained messages are cleared.
@@ -213,36 +244,32 @@ TEST_F(BrokerTest, StateMatchesTheRealTimeScreenDiscoveryIsCompleteAndRenamedOrD
 }
 
 TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
-  Broker broker;
-  Subscriber sub(broker.port());
-  start();
   engine::alarms::AlarmEngine alarms(dir.filePath("XLALARM.DB"));
-  makePublisher(&alarms);
-  publishTo(broker.port());
+  startWithBroker(&alarms);
   const std::string array2 = kBase + level2 + "/alarms", event2 = kBase + level2 + "/alarm";
-  ASSERT_TRUE(runUntil([&] { return sub.on(kBase + "一号站/state").size() >= 1; }));
+  ASSERT_TRUE(runUntil([&] { return sub->on(kBase + "一号站/state").size() >= 1; }));
   station2->state().readings.faultWord = sim::fault::kOverDischarge;
-  ASSERT_TRUE(runUntil([&] { return !sub.on(event2).empty() && sub.last(array2).contains("over_discharge"); }));
-  EXPECT_EQ(pick(jsonOf(sub.on(event2).back()), {"code", "text", "state"}), "over_discharge 蓄电池过放 raised");
+  ASSERT_TRUE(runUntil([&] { return !sub->on(event2).empty() && sub->last(array2).contains("over_discharge"); }));
+  EXPECT_EQ(pick(jsonOf(sub->on(event2).back()), {"code", "text", "state"}), "over_discharge 蓄电池过放 raised");
   // The open alarms, the time each began as T.
-  EXPECT_EQ(sub.last(array2).replace(QRegularExpression("\"since\":\"[^\"]+\""), "\"since\":T"),
+  EXPECT_EQ(sub->last(array2).replace(QRegularExpression("\"since\":\"[^\"]+\""), "\"since\":T"),
             R"([{"code":"over_discharge","since":T,"text":"蓄电池过放"}])");
   // One binary sensor per code, of class "problem", reading the array.
   publish::Topics t{"xinglan", "site1", "homeassistant"};
   const std::string config =
       t.discoveryConfig(t.uniqueId(secondName.toStdString(), "alarm_over_discharge"), "binary_sensor");
   ASSERT_EQ(config.rfind("homeassistant/binary_sensor/", 0), 0u);
-  ASSERT_TRUE(runUntil([&] { return !sub.on(config).empty(); }));
-  const QJsonObject c = jsonOf(sub.on(config).back());
+  ASSERT_TRUE(runUntil([&] { return !sub->on(config).empty(); }));
+  const QJsonObject c = jsonOf(sub->on(config).back());
   EXPECT_EQ(pick(c, {"device_class", "state_topic"}), "problem " + array2);
   EXPECT_TRUE(c["value_template"].toString().contains("'over_discharge'"));
 
   // The broker restarts having lost its store; a new subscriber finds the array again.
-  broker.stop();
+  broker->stop();
   ASSERT_TRUE(runUntil([&] { return !publisher->connected(); }));
-  QFile::remove(broker.dataDir() + "/mosquitto.db");
-  broker.start();
-  Subscriber late(broker.port(), "xl-late");
+  QFile::remove(broker->dataDir() + "/mosquitto.db");
+  broker->start();
+  Subscriber late(broker->port(), "xl-late");
   ASSERT_TRUE(runUntil([&] { return late.last(array2).contains("over_discharge"); }, 15000));
 
   // Cleared after two replies without it: the event and an empty array.
@@ -250,7 +277,7 @@ TEST_F(BrokerTest, AlarmsRetainedEventsAndBinarySensorsSurviveABrokerRestart) {
   ASSERT_TRUE(runUntil([&] { return late.last(array2) == "[]"; }, 15000));
   EXPECT_EQ(pick(jsonOf(late.on(event2).back()), {"state"}), "cleared");
   // Retained: the array; not retained: the events.
-  Subscriber fresh(broker.port(), "xl-fresh");
+  Subscriber fresh(broker->port(), "xl-fresh");
   ASSERT_TRUE(runUntil([&] { return !fresh.on(array2).empty(); }));
   EXPECT_EQ(fresh.last(array2) + " " + fresh.last(event2), "[] (none)");
 }
@@ -296,25 +323,23 @@ TEST_F(BrokerTest, SettingsScreenRefusedLoginsAndABadCaFileLeaveTheConsoleRunnin
   auto& screen = publish::FrmMqttSettings::instance();
   screen.Form_Load();
   EXPECT_EQ(edit(screen, "TextPort")->text() + " " + edit(screen, "TextDiscovery")->text(), "1883 homeassistant");
-  testing::control<QCheckBox>(screen, "Check1")->setChecked(true);
+  control<QCheckBox>(screen, "Check1")->setChecked(true);
   edit(screen, "TextHost")->setText("127.0.0.1");
   // Refused, each with its message, and no key written: port 0, and texts the GBK settings
   // file cannot hold, or not as typed.
-  const std::tuple<const char*, QString, QString> refused[] = {
-      {"TextPort", "0", QStringLiteral("端口必须是1到65535之间的整数")},
-      {"TextUser", "Jörg", QStringLiteral("不能保存字符：ö")},
-      {"TextPrefix", "站点-ö", QStringLiteral("不能保存字符：ö")},
-      {"TextPassword", " pw1 ", QStringLiteral("密码首尾不能有空格或引号")}};
-  for (const auto& [box, text, message] : refused) {
-    const QString before = edit(screen, box)->text();
-    edit(screen, box)->setText(text);
+  // Each row: "box;text".
+  for (const QString& row :
+       QStringLiteral("TextPort;0|TextUser;Jörg|TextPrefix;站点-ö|TextPassword; pw1 ").split('|')) {
+    QLineEdit* box = edit(screen, row.section(';', 0, 0).toLatin1().constData());
+    const QString before = box->text();
+    box->setText(row.section(';', 1));
     screen.Command1_Click();
-    edit(screen, box)->setText(before);
-    ASSERT_FALSE(dialogs.shown.empty());
-    EXPECT_EQ(dialogs.shown.back().text, message) << box;
-    EXPECT_TRUE(core::readIni("MQTT", "Host").isEmpty());
+    box->setText(before);
   }
-  EXPECT_EQ(dialogs.shown.size(), 4u);
+  QStringList told;
+  for (const auto& shown : dialogs.shown) told << shown.text;
+  EXPECT_EQ(told.join('|') + " / host " + core::readIni("MQTT", "Host"),
+            "端口必须是1到65535之间的整数|不能保存字符：ö|不能保存字符：ö|密码首尾不能有空格或引号 / host ");
 
   QFile bad(dir.path() + "/bad-ca.pem");
   ASSERT_TRUE(bad.open(QIODevice::WriteOnly) && bad.write("not a certificate\n") > 0);
@@ -330,10 +355,9 @@ TEST_F(BrokerTest, SettingsScreenRefusedLoginsAndABadCaFileLeaveTheConsoleRunnin
   }
   // The screen's settings: written to the file, taken by the publisher, which connects.
   edit(screen, "TextPort")->setText(QString::number(broker->port()));
-  edit(screen, "TextPrefix")->setText("站点-1");
-  edit(screen, "TextClientId")->setText("site9");
-  edit(screen, "TextUser")->setText("site");
-  edit(screen, "TextPassword")->setText("right");
+  for (const QString& row :
+       QStringLiteral("TextPrefix;站点-1|TextClientId;site9|TextUser;site|TextPassword;right").split('|'))
+    edit(screen, row.section(';', 0, 0).toLatin1().constData())->setText(row.section(';', 1));
   screen.Command1_Click();
   EXPECT_EQ(core::readIni("MQTT", "Topic Prefix") + " " + core::readIni("MQTT", "Enabled") + " " +
                 core::readIni("MQTT", "Port") + " " + publisher->settings().clientId,
@@ -342,7 +366,7 @@ TEST_F(BrokerTest, SettingsScreenRefusedLoginsAndABadCaFileLeaveTheConsoleRunnin
 
   // A guest never opens the settings: the item sits in the administrator's menu "数据保存",
   // which the rights grey for anyone else (as the main window's tests show).
-  EXPECT_TRUE(testing::control<QMenu>(mdi(), "Maintenance")->actions().contains(mdi().action("MqttSettings")));
+  EXPECT_TRUE(control<QMenu>(mdi(), "Maintenance")->actions().contains(mdi().action("MqttSettings")));
 }
 
 // A station is offline until its first reply of this run, then online; silent, offline again;
@@ -382,7 +406,7 @@ TEST_F(AvailabilityTest, StationsAreOfflineUntilTheirFirstReplyOfThisRunAndAClie
   EXPECT_EQ(std::vector<QByteArray>(live.end() - std::min<std::size_t>(live.size(), 3), live.end()),
             (std::vector<QByteArray>{"online", "offline", "online"}));
 
-  // A discovery config of this run (its keys are checked in the rules' test), to be cleared below.
+  // A discovery config of this run (its keys: the state and discovery scenario), to be cleared below.
   const publish::Topics t{"xinglan", "site1", "homeassistant"};
   const std::string configTopic = t.discoveryConfig(t.uniqueId("一号站", publish::sensors()[0].key));
   ASSERT_FALSE(sub.on(configTopic).empty());
@@ -407,12 +431,8 @@ TEST_F(AvailabilityTest, KilledConsoleTakesItsStationsOfflineThroughItsLastWill)
   for (const QString& key :
        QStringLiteral("Enabled=1|Host=127.0.0.1|Port=%1|Client Id=killed").arg(broker.port()).split('|'))
     core::writeIniFile("MQTT", key.section('=', 0, 0), key.section('=', 1), dir.path() + "/MSCON.DLL");
+  qputenv("QT_QPA_PLATFORM", "offscreen");  // for the console started here (its output stays in `console`)
   QProcess console;
-  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-  env.insert("QT_QPA_PLATFORM", "offscreen");
-  console.setProcessEnvironment(env);
-  console.setStandardOutputFile(QProcess::nullDevice());
-  console.setStandardErrorFile(QProcess::nullDevice());
   console.start(program, {});
   ASSERT_TRUE(console.waitForStarted(5000));
   ASSERT_TRUE(runUntil([&] { return sub.last("xinglan/killed/status") == "online"; }, 15000));
@@ -423,4 +443,4 @@ TEST_F(AvailabilityTest, KilledConsoleTakesItsStationsOfflineThroughItsLastWill)
 #endif
 
 }  // namespace
-}  // namespace xl
+}  // namespace xl::testing
