@@ -17,12 +17,18 @@ source "$(dirname "$0")/x_lib.sh"
 shoot_dialog() {
   local keys=()
   while [ "$1" != "--" ]; do keys+=("$1"); shift; done
-  local name=$2 file=$3
-  keys "${keys[@]}"
-  if ! wait_for "$name" 5; then
-    echo "the dialog $name did not open" >&2
-    return 1
-  fi
+  local name=$2 file=$3 try
+  # A busy machine can open the menu after its key has been sent: the key is then lost, so
+  # the menu is closed and the keys are sent again, three times at most.
+  for try in 1 2 3; do
+    keys "${keys[@]}"
+    wait_for "$name" 5 && break
+    if [ $try = 3 ]; then
+      echo "the dialog $name did not open" >&2
+      return 1
+    fi
+    keys Escape Escape
+  done
   sleep 1
   import -window root "$out/$file"
   keys Escape
