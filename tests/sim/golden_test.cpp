@@ -2,7 +2,6 @@
 // printed; plus the byte layout of every block and the exception replies.
 
 #include <algorithm>
-#include <string>
 
 #include "sim_test_util.h"
 

@@ -11,11 +11,12 @@ using std::chrono::hours;
 using std::chrono::minutes;
 using std::chrono::seconds;
 
-// A station whose simulated clock starts at `start` o'clock and runs at real speed.
-StationOptions station(int start, int historyDays = 3) {
+// A station with three days of history whose simulated clock starts at `start` o'clock and runs
+// at real speed.
+StationOptions station(int start) {
   StationOptions o;
   o.clock.startTimeOfDay = hours(start);
-  o.plant.historyDays = historyDays;
+  o.plant.historyDays = 3;
   o.plant.seed = 11;
   return o;
 }
@@ -75,38 +76,13 @@ TEST(LiveModel, ADayOfSunChargesTheBatteryThroughItsStagesAndMidnightStoresTheDa
             std::tuple(4ul, 5, before.maxBatteryVoltage, true, true, true, true));
 }
 
-TEST(LiveModel, OverDischargeCutsTheLoadAndCountsOnce) {
-  StationOptions o = station(0, 0);
-  o.plant.panelWatts = 0, o.plant.loadWatts = 150, o.plant.startSoc = 30;
-  o.capacityAh = 50;
-  Controller c(o);
-  const Readings& r = c.state().readings;
-  ASSERT_EQ(std::pair(r.loadOn, int(r.overDischarges)), std::pair(true, 0));
-
-  c.advanceTo(hours(3));
-  EXPECT_EQ(std::tuple(r.overDischarges, r.loadOn, r.loadVoltage, r.loadCurrent), std::tuple(1, false, 0, 0));
-  EXPECT_TRUE((r.faultWord & fault::kOverDischarge) && (r.faultWord & fault::kUnderVoltageWarning));
-  // Bytes 67 and 70 of the reply: the load off, the over-discharge bit of 0x0121.
-  const Bytes block = realTimeBytes(c.state());
-  EXPECT_EQ(std::pair(block[64] & 0x80, block[67] & 0x01), std::pair(0, 1));
-
-  // A command cannot switch the load on while the battery is flat; it stays wanted.
-  c.handle(requestFrame(1, " 06 010A 0001"), hours(3));
-  EXPECT_EQ(loadAt(c, {hours(3) + seconds(10), hours(6)}) + std::to_string(r.overDischarges), "001");
-}
-
-TEST(LiveModel, LoadModesLightControlLightAndHoursManualAndFrozenStations) {
+TEST(LiveModel, LoadModesLightControlManualAndFrozenStations) {
   StationOptions o = station(12);
   o.loadOn = false;
   o.loadMode = 0;  // light control, 10 minutes' delay, 5 V
   Controller c(o);
-  // 18:00, still light; 20:00, dark for long enough; 05:00; 07:00, bright. Then light and hours:
-  // on at dusk (20:00), off after the two hours of the mode (22:30). Then always on.
+  // 18:00, still light; 20:00, dark for long enough; 05:00; 07:00, bright.
   EXPECT_EQ(loadAt(c, {hours(0), hours(6), hours(8), hours(17), hours(19)}), "00110");
-  c.handle(requestFrame(1, " 06 E01D 0002"), hours(19));
-  EXPECT_EQ(loadAt(c, {hours(32), hours(34) + minutes(30)}), "10");
-  c.handle(requestFrame(1, " 06 E01D 0011"), hours(34) + minutes(30));
-  EXPECT_EQ(loadAt(c, {hours(34) + minutes(31)}), "1");
 
   // Manual: the load follows the switch, its power with it.
   Controller m(station(0));

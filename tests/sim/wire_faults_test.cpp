@@ -1,5 +1,5 @@
 // Stations on a simulated line under a virtual clock: what their faults do on the wire; and the
-// frame detection and reply pacing of the pseudo-terminal front end, on invented times.
+// frame detection of the pseudo-terminal front end, on invented times.
 
 #include "platform/sim_bus.h"
 #include "sim_test_util.h"
