@@ -98,9 +98,8 @@ TEST(Config, MistakesNameTheirLineAndRuntimeChangesTakeEffect) {
 }
 
 TEST(Config, TheExampleBusOfTheReadmeRuns) {
-  std::ifstream in(XL_SIM_EXAMPLE_BUS);
   std::stringstream text;
-  text << in.rdbuf();
+  text << std::ifstream(XL_SIM_EXAMPLE_BUS).rdbuf();
   const BusConfig bus = parseConfig(text.str());
   ASSERT_EQ(bus.stations.size(), 4u);
   EXPECT_EQ(std::tuple(bus.clock.startTimeOfDay, bus.stations[1].options.faults.splitGap, bus.stations[3].port,

@@ -18,27 +18,28 @@ class WireTest : public ::testing::Test {
   void SetUp() override { platform::setScheduler(&clock); }
   void TearDown() override { platform::setScheduler(nullptr); }
 
-  // Writes `request` on COM3 as the master and lets 600 ms pass; returns the frames of this
-  // exchange (the request first).
-  std::vector<WireFrame> exchange(const Bytes& request) {
+  // Writes `request` on COM3 as the master and lets 600 ms pass. The exchange as text: the
+  // request's size, then for each reply frame the silence before it in microseconds, its size,
+  // and its first three bytes when its CRC holds, else "!"; after a reply in parts, " = " and the
+  // same of the parts joined.
+  std::string sent(const Bytes& request) {
     driver.line("COM3")->clearWire();
     auto port = driver.open("COM3", platform::LineSettings{9600});
     port->write(request);
     clock.advance(ms(600));
-    return driver.line("COM3")->wire();
-  }
-  // An exchange as text: the request's size, then for each reply frame the silence before it in
-  // microseconds, its size, and its first three bytes when its CRC holds, else "!".
-  std::string sent(const Bytes& request) {
-    const auto wire = exchange(request);
+    const auto wire = driver.line("COM3")->wire();
+    const auto head = [](const Bytes& b) {
+      const Bytes v = verifyFrame(hexText(b)).value_or(Bytes{});
+      return v.size() > 1 ? hexText(Bytes(v.begin(), v.begin() + 3)) : "!";
+    };
     std::string s = (wire.at(0).fromMaster ? "M" : "S") + std::to_string(wire[0].bytes.size());
+    Bytes joined;
     for (std::size_t i = 1; i < wire.size(); ++i) {
-      const Bytes v = verifyFrame(hexText(wire[i].bytes)).value_or(Bytes{});
       s += " +" + std::to_string((wire[i].start - wire[i - 1].end) / microseconds(1)) +
-           (wire[i].fromMaster ? " M" : " S") + std::to_string(wire[i].bytes.size()) + " " +
-           (v.size() > 1 ? hexText(Bytes(v.begin(), v.begin() + 3)) : "!");
+           (wire[i].fromMaster ? " M" : " S") + std::to_string(wire[i].bytes.size()) + " " + head(wire[i].bytes);
+      joined.insert(joined.end(), wire[i].bytes.begin(), wire[i].bytes.end());
     }
-    return s;
+    return s + (wire.size() > 2 ? " = " + head(joined) : "");
   }
 
   platform::VirtualClock clock;
@@ -61,8 +62,8 @@ TEST_F(WireTest, EachFaultOnTheWireAndNothingDoneForARefusedWrite) {
   } cases[] = {{{}, realTime, "M8 +4000 S75 010346"},
                // Split: the console reads 100 ms after the first byte and has the head only, which fails
                // the CRC.
-               {Faults{.splitGap = ms(150)}, realTime, "M8 +4000 S37 ! +150000 S38 !"},
-               {Faults{.splitGap = ms(20), .splitAt = 3}, info, "M8 +4000 S3 ! +20000 S36 !"},
+               {Faults{.splitGap = ms(150)}, realTime, "M8 +4000 S37 ! +150000 S38 ! = 010346"},
+               {Faults{.splitGap = ms(20), .splitAt = 3}, info, "M8 +4000 S3 ! +20000 S36 ! = 010322"},
                {Faults{.badCrc = true}, info, "M8 +4000 S39 !"},
                {Faults{.silent = true}, loadOff, "M8"},
                {Faults{.exception = Exception::IllegalAddress}, loadOff, "M8 +4000 S5 018602"},
@@ -87,7 +88,7 @@ TEST_F(WireTest, SeveralStationsShareTheLineAsTheBusDescriptionGivesThem) {
   // Only the station asked answers; two stations at one address collide without overlapping. A
   // line exists at one rate only.
   fromText.add("COM3", 2);
-  EXPECT_EQ(sent(requestFrame(2, " 03 000A 0011")), "M8 +5000 S39 020322 +0 S39 020322");
+  EXPECT_EQ(sent(requestFrame(2, " 03 000A 0011")), "M8 +5000 S39 020322 +0 S39 020322 = !");
   EXPECT_THROW(fromText.add("COM5", 9600, StationOptions{}), std::invalid_argument);
 }
 
