@@ -13,7 +13,7 @@
 #include "tools/sim/controller.h"
 #include "tools/sim/register_map.h"
 
-namespace xl::sim::testing {
+namespace xl::sim {
 
 // The bytes of a hex text exactly as printed, CRC included (see support/hex_bytes.h).
 inline Bytes hex(std::string_view text) { return xl::testing::hexBytes(text); }
@@ -37,11 +37,4 @@ inline Bytes verified(const std::optional<Bytes>& reply) {
   return v && v->size() > 1 ? *v : Bytes{};
 }
 
-}  // namespace xl::sim::testing
-
-namespace xl::sim {
-using testing::at;
-using testing::frozenStation;
-using testing::hex;
-using testing::verified;
 }  // namespace xl::sim
