@@ -88,12 +88,11 @@ inline Bytes writeOf(ParameterBoxes& boxes, const ParameterBlockState& state) {
 
 // The boxes named in `expected` ("Name=text", "+Name", "-Name=text") as one text.
 inline ::testing::AssertionResult hasTexts(const ParameterBoxes& b, std::string_view expected) {
-  return xl::testing::describedAs(expected,
-                                  [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
-                                    const auto c = controlNamed(name);
-                                    if (!c) return std::nullopt;
-                                    return std::pair(b.text(*c), b.enabled(*c));
-                                  });
+  const auto look = [&](const std::string& name) -> std::optional<std::pair<std::string, bool>> {
+    const auto c = controlNamed(name);
+    return c ? std::optional(std::pair(b.text(*c), b.enabled(*c))) : std::nullopt;
+  };
+  return xl::testing::describedAs(expected, look);
 }
 
 // Puts texts into boxes, written as "Name=text Name=text".
@@ -204,9 +203,9 @@ std::string leave(ParameterBoxes& b, Control box, const char* text) {
 }
 
 // Every field of the table in the order of `fields`, with its state ("+" enabled); lithium
-// keeps the capacity box's state (below), here enabled. Each case starts from the opposite of
-// every state, and typed values, so that each cell must be set.
-TEST(BatteryType, EachTypeAppliesItsColumnLithiumKeepsTheCapacityBoxAndTheSameTypeRunsAgain) {
+// keeps the capacity box's state, which no type closes, so it shows enabled. Each case starts
+// from the opposite of every state, and typed values, so that each cell must be set.
+TEST(BatteryType, EachTypeAppliesItsColumnAndTheSameTypeRunsAgain) {
   const Control fields[] = {C::Combo3,     C::LTextBox8,  C::LTextBox10, C::LTextBox12, C::LTextBox16,
                             C::LTextBox18, C::LTextBox20, C::LTextBox22, C::LTextBox24, C::Combo4,
                             C::LTextBox29, C::LTextBox28, C::LTextBox32, C::LTextBox45, C::LTextBox34,
@@ -233,14 +232,8 @@ TEST(BatteryType, EachTypeAppliesItsColumnLithiumKeepsTheCapacityBoxAndTheSameTy
                      "User> -Volt.Comp. +200 +-3 +16.00 +14.60 +14.40 +13.80 +13.20 -100 +Auto +120 +120 +30 +5 "
                      "+10.60 +12.60 +12.00 +11.10 -30 +15.50"));
 
-  // Lithium keeps the capacity box as it was. Overwriting and greying on a change of type are
-  // checked through the screen; choosing the entry already chosen runs the rule again.
-  for (bool before : {true, false}) {
-    ParameterBoxes b;
-    b.setEnabled(C::LTextBox8, before);
-    selectEntry(b, C::Combo2, "LI");
-    EXPECT_TRUE(b.enabled(C::LTextBox8) == before && b.text(C::LTextBox8) == "200") << before;
-  }
+  // Overwriting and greying on a change of type are checked through the screen; choosing the
+  // entry already chosen runs the rule again.
   ParameterBoxes b;
   selectEntry(b, C::Combo2, "Gel");
   b.setText(C::LTextBox12, "15.00");
@@ -252,7 +245,7 @@ TEST(BatteryType, EachTypeAppliesItsColumnLithiumKeepsTheCapacityBoxAndTheSameTy
 // a text that is no number is not formatted; the discharge limit's low limit is 0, so an empty
 // box stays empty; outside "User" the full-charge level always snaps back, the discharge limit
 // does not.
-TEST(FieldLimits, VoltagesWholeNumbersAndTheCoefficientByTheirRulesAndDisabledBoxesLeftAlone) {
+TEST(FieldLimits, VoltagesWholeNumbersAndTheCoefficientByTheirRules) {
   const auto leaving = [](const std::string& typed) {
     const std::size_t slash = typed.find('/'), eq = typed.find('=');
     ParameterBoxes b;
@@ -276,12 +269,6 @@ TEST(FieldLimits, VoltagesWholeNumbersAndTheCoefficientByTheirRulesAndDisabledBo
                      "Gel/LTextBox16=14.2>15.20|Gel/LTextBox16=3>15.20|Sealed+SOC/LTextBox24=90>100|"
                      "Sealed+SOC/LTextBox44=90>80|Sealed+SOC/LTextBox44=50>50|User/SetChargeCurr=25>20.00|"
                      "User/SetChargeCurr=-3>-3.00|User/SetChargeCurr=>"));
-
-  ParameterBoxes b;
-  selectEntry(b, C::Combo2, "Sealed");
-  leave(b, C::LTextBox12, "99");  // disabled under "Sealed"
-  leave(b, C::LTextBox1, "abc");
-  EXPECT_TRUE(hasTexts(b, "LTextBox12=99 LTextBox1=abc"));
 
   // Each change of text runs the rule; the leaving of the box runs it again, with nothing left
   // to change.
@@ -330,8 +317,7 @@ TEST(LithiumCouplings, TheBoostAndOverDischargeVoltagesCarryTheirFollowers) {
 
 const QDateTime kNow(QDate(2024, 5, 1), QTime(8, 30, 0));
 
-class ParameterFile : public ::testing::Test {
- protected:
+struct ParameterFile : ::testing::Test {
   QString name(const char* base) const { return dir_.filePath(QString::fromUtf8(base)); }
   QTemporaryDir dir_;
 };
@@ -350,7 +336,7 @@ ParameterBoxes editedScreen() {
   return b;
 }
 
-TEST_F(ParameterFile, ExportWritesTheKeysInOrderInGbkToTheNameWithTxtOnce) {
+TEST_F(ParameterFile, ExportWritesTheKeysInOrderInGbkToTheNameWithTxtOnceAndImportsStopOrGoOn) {
   const ExportResult result = exportParameters(editedScreen(), name("station"), kNow);
   EXPECT_TRUE(result.written);
   EXPECT_EQ(result.path, name("station.txt"));
@@ -372,17 +358,15 @@ TEST_F(ParameterFile, ExportWritesTheKeysInOrderInGbkToTheNameWithTxtOnce) {
   };
   EXPECT_TRUE(mapsTo(written, "a.txt>a.txt|b.TXT>b.TXT|c>c.txt|d.b>d.b.txt|e.txt.bak>e.txt.bak.txt"));
   EXPECT_EQ(QDir(dir_.path()).entryList(QDir::Files).size(), 6);  // and station.txt
-  EXPECT_EQ(exportParameters(editedScreen(), QString(), kNow).path, QString());
-}
 
-// "key=value;key=value" as a file imported over the edited screen: the outcome, then the type,
-// system voltage and mode lists, the over-voltage, boost and limit voltages, the capacity and
-// the current and the temperature coefficient (its change rule runs); "(names it)" where a failure's line names the
-// system voltage of the file. An unknown type, one in other case, or none stops it and changes nothing; a key the file
-// lacks empties its box, but the charge limit (a key older files lack) is the type's; lithium from a file carries no
-// coupling; a system voltage the list lacks stops it after the ten values and before the lists; any other unknown list
-// text leaves its list alone and goes on.
-TEST_F(ParameterFile, ImportedFilesAsTheyStopOrGoOn) {
+  // "key=value;key=value" as a file imported over the edited screen: the outcome, then the
+  // type, system voltage and mode lists, the over-voltage, boost and limit voltages, the
+  // capacity and the current and the temperature coefficient (its change rule runs); "(names
+  // it)" where a failure's line names the system voltage of the file. An unknown type, one in
+  // other case, or none stops it and changes nothing; a key the file lacks empties its box, but
+  // the charge limit (a key older files lack) is the type's; lithium from a file carries no
+  // coupling; a system voltage the list lacks stops it after the ten values and before the
+  // lists; any other unknown list text leaves its list alone and goes on.
   const auto imported = [&](const std::string& content) {
     QString text = QString::fromStdString(content).replace(';', QStringLiteral("\r\n"));
     ParameterBoxes b = editedScreen();
@@ -414,9 +398,6 @@ TEST_F(ParameterFile, ImportedFilesAsTheyStopOrGoOn) {
              "电池类型=Gel;超压电压(V)=15.00;系统电压=96V;充电模式=SOC>Failed(names it) Gel Auto Volt.Comp. 15.00  "
              "15.50 200  -3|"
              "电池类型=LI;系统电压=110V;充电模式=soc;蓄电池容量(Ah)=500>Imported LI Auto Volt.Comp.   15.50 500  "));
-  // A name with a dot and no extension is read as it stands; one without a dot gets ".txt".
-  EXPECT_TRUE(mapsTo([](const std::string& n) { return importFileName(QString::fromStdString(n)).toStdString(); },
-                     "a.b>a.b|a>a.txt|>.txt"));
   // A missing file, a cancelled dialog: nothing changes.
   ParameterBoxes b = editedScreen();
   EXPECT_EQ(importParameters(b, name("missing.txt")).outcome, Outcome::Stopped);
@@ -481,23 +462,15 @@ TEST(LoadBlock, WhatAReplyShowsWhatAWriteSendsAndTheAcknowledgement) {
   EXPECT_TRUE(mapsTo([](const std::string& a) { return hexText(loadBlockReadRequest(a).value_or(Bytes{})); },
                      "1>0103E01D0003A20D|256>|-1>"));
 
-  // The length is not tested. Not: an exception reply, a read reply, address 0, too short.
+  // Not: an exception reply, address 0, too short.
   const auto afterWrite = [](const std::string& r) { return loadReplyMessage(kLoadPendingWrite, hexBytes(r)); };
-  EXPECT_TRUE(mapsTo(afterWrite,
-                     "01 10 E0 1D 00 03>设置参数成功|01 10>设置参数成功|01 90 03>|01 03 06 00 05 00 0A 00 05>|"
-                     "00 10 E0 1D 00 03>|01>|>"));
+  EXPECT_TRUE(mapsTo(afterWrite, "01 10 E0 1D 00 03>设置参数成功|01 90 03>|00 10 E0 1D 00 03>|01>"));
   EXPECT_EQ(loadReplyMessage(kLoadPendingRead, hexBytes("01 10 E0 1D 00 03")), "");
 }
 
 // ---- Device ID -------------------------------------------------------------------------------
 
-TEST(DeviceId, TheAddressFoundAndTheNewAddressWritten) {
-  // Neither function nor length counts: an exception reply of address 7 ends the search. No
-  // reply text, address 0 or no bytes does not (the first sound address is the screen's test).
-  EXPECT_EQ(foundAddress(hexBytes("07 83 02"), "078302F0F1"), 7);
-  EXPECT_FALSE(foundAddress(hexBytes("F1 03 02 30 14"), "") || foundAddress(hexBytes("00 03 02 30 14"), "0003") ||
-               foundAddress(Bytes{}, "00"));
-
+TEST(DeviceId, TheNewAddressWritten) {
   // The frame itself is checked on the wire by the screen's test. No range test of its own: 0 and 242 to 255 go out as
   // typed; letters give 0; what is no byte sends nothing ("-") and leaves a line.
   const auto sent = [](const std::string& typed) {
@@ -505,7 +478,6 @@ TEST(DeviceId, TheAddressFoundAndTheNewAddressWritten) {
     return w.frame ? std::to_string((*w.frame)[5]) : w.failureLog.empty() ? "" : "-";
   };
   EXPECT_TRUE(mapsTo(sent, "abc>0|0>0|250>250|255>255|2.5>2|-0.4>0|256>-|-1>-|1e10>-"));
-  EXPECT_EQ(addressWriteMessage(Bytes{0}, "0106001A0005680F"), "");  // a reply of address 0 is no answer
 }
 
 // ---- Factory operation -----------------------------------------------------------------------
@@ -530,15 +502,11 @@ TEST(Factory, TheAddressBoxAndOnlyTheRightReplyToTheCommandSpeaks) {
   EXPECT_TRUE(mapsTo(answer,
                      "3/01 06 E3 27 00 02>设置成功/ |3/01 78 00 00 00 01>设置成功/ |"
                      "3/09 06 E3 27 00 01>设置成功/当前RS485通讯口用于：并机|1/01 78 00 00 00 01>恢复出厂成功/-"));
-  // By case: the wrong function for the command; the wrong text; exception replies (three
-  // bytes); five and seven bytes; no command sets 4 or 0; address 0.
+  // By case: the wrong function for the command; the wrong text; an exception reply (three
+  // bytes); five bytes; no command sets 4; address 0.
   EXPECT_TRUE(mapsTo(answer,
-                     "1/01 79 00 00 00 01>/-|2/01 78 00 00 00 01>/-|5/01 06 DF 01 00 00>/-|"
-                     "5/01 06 E3 27 00 01>/-|1/01 F8 01>/-|2/01 F9 01>/-|3/01 86 02>/-|5/01 86 02>/-|"
-                     "3/01 06 E3 27 00>/-|3/01 06 E3 27 00 00 00>/-|4/01 06 E3 27 00 00>/-|"
-                     "0/01 78 00 00 00 01>/-|3/00 06 E3 27 00 00>/-"));
-  EXPECT_EQ(factoryReply(3, Bytes{}, "").message, "");
-  EXPECT_TRUE(mapsTo(replyDigits, "0106E3270000AAAA>06E3270000|0106>06|01>|>"));
+                     "1/01 79 00 00 00 01>/-|2/01 78 00 00 00 01>/-|5/01 06 DF 01 00 00>/-|3/01 86 02>/-|"
+                     "3/01 06 E3 27 00>/-|4/01 06 E3 27 00 00>/-|3/00 06 E3 27 00 00>/-"));
 }
 
 }  // namespace
