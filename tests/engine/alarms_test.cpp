@@ -140,8 +140,8 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
     engine.addEventListener([&](const AlarmEvent& e) { events.push_back(e); });
     engine.realTimeReply("站;'\"1", "1", q(replyWith(1)));
     engine.realTimeReply("站2", "2", q(replyWith(1u << 3)));
-    ASSERT_EQ(events.size(), 2u);
-    EXPECT_EQ(eventLine(events[0]), "2026-05-01 08:00:00 站;'\"1 1 蓄电池过放 发生");
+    EXPECT_EQ(QString::number(events.size()) + " " + eventLine(events.at(0)),
+              "2 2026-05-01 08:00:00 站;'\"1 1 蓄电池过放 发生");
     const auto open = engine.log().open();
     ASSERT_EQ(open.size(), 2u);
     // Unacknowledged before, acknowledged by the first, then again (once only), unacknowledged after.
@@ -155,12 +155,12 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
   now = at(2);
   AlarmEngine engine;
   engine.setClock([&] { return now; });
-  ASSERT_EQ(engine.activeOf("站2").size(), 1u);
-  EXPECT_EQ(engine.activeOf("站2")[0].since, at(1));
+  const auto restored = engine.activeOf("站2");
   engine.realTimeReply("站2", "2", q(replyWith(0)));
-  EXPECT_TRUE(engine.activeOf("站2").empty());
-  EXPECT_EQ(rowsText(engine.log().history({QStringLiteral("站2"), {}, {}})),
-            "站2|load_short_circuit|2026-05-01 08:00:00|2026-05-02 08:00:00|administrator\n");
+  EXPECT_EQ(QString::number(restored.size() + engine.activeOf("站2").size()) +
+                restored.at(0).since.toString(Qt::ISODate) +
+                rowsText(engine.log().history({QStringLiteral("站2"), {}, {}})),
+            "12026-05-01T08:00:00站2|load_short_circuit|2026-05-01 08:00:00|2026-05-02 08:00:00|administrator\n");
   EXPECT_EQ(engine.alarmedStations(), std::vector<QString>{"站;'\"1"});
   // Filters by day; the export writes "，" for a comma and no quoting.
   const auto onDay = [&](int day) {
@@ -216,11 +216,10 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   ASSERT_TRUE(runUntil([&] { return !runner.running() && runner.waiting() == 0; }));
   QFile o(out);
   ASSERT_TRUE(o.open(QIODevice::ReadOnly));
-  EXPECT_EQ(QString::fromUtf8(o.readAll()).split('\n'),
-            (QStringList{nasty, "1", "over_discharge", "蓄电池过放", "raised", "2026-05-01 08:00:00", "B", "2",
-                         "silent", "通讯中断", "cleared", "2026-05-01 09:00:00", ""}));
-  EXPECT_FALSE(QFile::exists(dir.filePath("pwned")));
-  EXPECT_FALSE(logText.contains("告警命令执行失败"));
+  EXPECT_EQ(QString::fromUtf8(o.readAll()) + (QFile::exists(dir.filePath("pwned")) ? "pwned" : "") + logText,
+            nasty +
+                "\n1\nover_discharge\n蓄电池过放\nraised\n2026-05-01 08:00:00\nB\n2\nsilent\n通讯中断\ncleared\n"
+                "2026-05-01 09:00:00\n");
 
   // Failures: a missing program, then one that outlives its limit; one line a minute at most.
   program = dir.filePath("missing");
@@ -231,13 +230,13 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   QElapsedTimer t;
   t.start();
   runner.enqueue({"A", "1", "", "silent", "通讯中断", false, at(1)});
-  ASSERT_TRUE(runUntil([&] { return !runner.running(); }));
-  EXPECT_LT(t.elapsed(), 4000) << "killed at its limit";
-  EXPECT_EQ(logText.count("告警命令执行失败"), 1);
-  // No command: nothing runs.
+  // Killed at its limit, long before the script's end; no command: nothing runs.
+  const bool ended = runUntil([&] { return !runner.running(); }) && t.elapsed() < 4000;
   program.clear();
   runner.enqueue({"A", "1", "", "silent", "通讯中断", true, at(1)});
-  EXPECT_FALSE(runner.running());
+  EXPECT_EQ(
+      QString::number(logText.count("告警命令执行失败")) + (ended ? " ended" : "") + (runner.running() ? " runs" : ""),
+      "1 ended");
 }
 
 }  // namespace
