@@ -81,7 +81,6 @@ TEST(AlarmConditions, FaultBitsSilenceLowChargeAndRestore) {
   StationConditions r;
   for (const char* code : {"load_short_circuit", "over_discharge"}) r.restore(code);
   EXPECT_EQ(trace(r, {1 << 3}), "over_discharge-|");
-  EXPECT_EQ(textOf("silent") + textOf("low_soc") + std::to_string(conditions().size()), "通讯中断电量低12");
 }
 
 // The rows of the log: station, code, raised, cleared and who acknowledged; one row a line.
@@ -132,7 +131,6 @@ TEST_F(AlarmEngineTest, SettingsReadWithTheirDefaultsAndWriteBack) {
 
 TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart) {
   QDateTime now = at(1);
-  EXPECT_EQ(AlarmLog::besideStationStore(), dir.filePath("XLALARM.DB"));
   std::vector<AlarmEvent> events;
   {
     AlarmEngine engine;
