@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <QtCore/qtestsupport_core.h>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QThread>
 
 #include "core/app_state.h"
 #include "core/message_log.h"
@@ -113,23 +113,7 @@ class AlarmEngineTest : public ::testing::Test {
   QString logText;
 };
 
-TEST_F(AlarmEngineTest, SettingsReadWithTheirDefaultsAndWriteBack) {
-  // Silent After, Low SOC and Keep Days as stored, then as read: out of its range, the default.
-  std::string read;
-  for (const auto& [silent, soc, keep] : {std::array{"5", "30", "7"}, {"0", "101", "x"}, {" 2 ", "abc", "-1"}}) {
-    for (const auto& [key, value] : {std::pair{"Silent After", silent}, {"Low SOC", soc}, {"Keep Days", keep}})
-      core::writeIni("Alarms", key, value);
-    const AlarmSettings s = readAlarmSettings();
-    read += std::to_string(s.silentAfter) + " " + (s.lowSoc ? std::to_string(*s.lowSoc) : "-") + " " +
-            std::to_string(s.keepDays) + "|";
-  }
-  EXPECT_EQ(read, "5 30 7|3 - 365|2 - 365|");
-  const AlarmSettings w{4, 25, QStringLiteral("/usr/bin/notify \"x\""), 30};
-  ASSERT_TRUE(writeAlarmSettings(w));
-  EXPECT_EQ(readAlarmSettings(), w);
-}
-
-TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart) {
+TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestartAndTheSettingsTheirDefaults) {
   QDateTime now = at(1);
   std::vector<AlarmEvent> events;
   {
@@ -179,6 +163,20 @@ TEST_F(AlarmEngineTest, LogKeepsRaisingClearingAndAcknowledgementAcrossARestart)
   // A deleted station's open alarm is cleared at once.
   engine.forgetStation("站;'\"1");
   EXPECT_EQ(engine.alarmedStations().size() + engine.log().open().size(), 0u);
+
+  // Silent After, Low SOC and Keep Days as stored, then as read: out of its range, the default.
+  std::string read;
+  for (const auto& [silent, soc, keep] : {std::array{"5", "30", "7"}, {"0", "101", "x"}, {" 2 ", "abc", "-1"}}) {
+    for (const auto& [key, value] : {std::pair{"Silent After", silent}, {"Low SOC", soc}, {"Keep Days", keep}})
+      core::writeIni("Alarms", key, value);
+    const AlarmSettings s = readAlarmSettings();
+    read += std::to_string(s.silentAfter) + " " + (s.lowSoc ? std::to_string(*s.lowSoc) : "-") + " " +
+            std::to_string(s.keepDays) + "|";
+  }
+  EXPECT_EQ(read, "5 30 7|3 - 365|2 - 365|");
+  const AlarmSettings w{4, 25, QStringLiteral("/usr/bin/notify \"x\""), 30};
+  ASSERT_TRUE(writeAlarmSettings(w));
+  EXPECT_EQ(readAlarmSettings(), w);
 }
 
 TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtATime) {
@@ -189,7 +187,6 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
     QFile f(script);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.write(text.toUtf8());
-    f.close();
     f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
   };
   // A script that appends its arguments, one a line, after a short wait: a run that overlapped
@@ -202,16 +199,7 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   runner.enqueue({nasty, "1", "", "over_discharge", "蓄电池过放", true, at(1)});
   runner.enqueue({"B", "2", "", "silent", "通讯中断", false, at(1, 9)});
   EXPECT_EQ(runner.waiting(), 1u);
-  const auto runUntil = [](const std::function<bool()>& done) {
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < 5000) {
-      QCoreApplication::processEvents();
-      QThread::msleep(5);
-    }
-    return done();
-  };
-  ASSERT_TRUE(runUntil([&] { return !runner.running() && runner.waiting() == 0; }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return !runner.running() && runner.waiting() == 0; }));
   QFile o(out);
   ASSERT_TRUE(o.open(QIODevice::ReadOnly));
   EXPECT_EQ(QString::fromUtf8(o.readAll()) + (QFile::exists(dir.filePath("pwned")) ? "pwned" : "") + logText,
@@ -222,14 +210,14 @@ TEST_F(AlarmEngineTest, ProgramRunsPerEventWithArgumentsNeverThroughAShellOneAtA
   // Failures: a missing program, then one that outlives its limit; one line a minute at most.
   program = dir.filePath("missing");
   runner.enqueue({"A", "1", "", "silent", "通讯中断", true, at(1)});
-  ASSERT_TRUE(runUntil([&] { return logText.contains("告警命令执行失败"); }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return logText.contains("告警命令执行失败"); }));
   writeScript("#!/bin/sh\nexec sleep 30\n");
   program = script;
   QElapsedTimer t;
   t.start();
   runner.enqueue({"A", "1", "", "silent", "通讯中断", false, at(1)});
   // Killed at its limit, long before the script's end; no command: nothing runs.
-  const bool ended = runUntil([&] { return !runner.running(); }) && t.elapsed() < 4000;
+  const bool ended = QTest::qWaitFor([&] { return !runner.running(); }) && t.elapsed() < 4000;
   program.clear();
   runner.enqueue({"A", "1", "", "silent", "通讯中断", true, at(1)});
   EXPECT_EQ(

@@ -56,7 +56,7 @@ QString cells(const ReadingRow& row, std::initializer_list<int> columns) {
   return out.join('|');
 }
 
-TEST(RecorderLine, ExampleHeaderAndNoReplyLinesByteForByte) {
+TEST(RecorderLine, LinesByteForByteValueAndStatusRulesPathsNamesAsFoldersAndAsKeysAndTheSettingsBounds) {
   // GBK of the Chinese words, written out so the test does not trust the converter:
   // 充电 B3E4 B5E7, 正常 D5FD B3A3, ℃ A1E6.
   const ReadingRow row = parsed(exampleReply());
@@ -75,9 +75,7 @@ TEST(RecorderLine, ExampleHeaderAndNoReplyLinesByteForByte) {
   // No cell data at all, an empty array, or no array: no reply yet.
   for (const QVariant& cell : {QVariant(), QVariant(QByteArray()), QVariant(QStringLiteral("x"))})
     EXPECT_EQ(csvLine(parsed(storedReplyOf(cell), QStringLiteral("Ghost"), QStringLiteral("9"))), kNoReplyLine);
-}
 
-TEST(RecorderLine, ValueRulesAndStatusBitsInTheirOrder) {
   // Array current "0.00" whenever the array voltage is not above 0; temperatures sign and
   // magnitude with the one-sided test; working state names up to 6; load digit from bit 7 of
   // byte 67; SOC from byte 4 only.
@@ -110,9 +108,7 @@ TEST(RecorderLine, ValueRulesAndStatusBitsInTheirOrder) {
                                            "0|正常|太阳能板反接|正常 0|正常|正常|设备超温 0|正常|正常|蓄电池超温 "
                                            "0|正常|正常|设备超温 负载过载|正常|正常|正常 负载短路|正常|正常|正常 "
                                            "负载短路|正常|正常|正常 1|正常|正常|正常"));
-}
 
-TEST(RecorderRules, PathsNamesAsFoldersAndAsKeysAndTheSettingsBounds) {
   // Names that cannot be a folder, then names that can.
   QString folders;
   for (const QString& name : QStringLiteral("|.|..|a/b|/|Roof|站点 1|#1|..a|a,b").split('|'))
@@ -121,14 +117,14 @@ TEST(RecorderRules, PathsNamesAsFoldersAndAsKeysAndTheSettingsBounds) {
   // Names as keys, one digit a name, the problem in its order: none, empty, line break, "=",
   // ";" or "[" ahead, not GBK, one of the recorder's own keys as the file finds keys (any case,
   // blanks around).
-  QString seen;
+  QString problems;
   for (const QString& name :
        QStringLiteral("Roof|#1|站点一|a;b[c]| Roof |FilePath|Line Count1||   |a\nb|a\rb|a=b|=|;x|  "
                       ";x|[x]|Roof ☀|read interval|AUTO SAVING| file path\t|Save Interval H|save "
                       "interval m|Line Count|temporary")
            .split('|'))
-    seen += QString::number(static_cast<int>(stationKeyProblem(name)));
-  EXPECT_EQ(seen + QString::number(static_cast<int>(stationKeyProblem(QString("a") + QChar(u'\0')))),
+    problems += QString::number(static_cast<int>(stationKeyProblem(name)));
+  EXPECT_EQ(problems + QString::number(static_cast<int>(stationKeyProblem(QString("a") + QChar(u'\0')))),
             "0000000112233445677777772");
 
   // The interval keys take their defaults only together.
