@@ -209,6 +209,8 @@ TEST_F(HistoryScreenTest, FiveYearsReachRegisterF721AndFillEighteenHundredTwenty
   clock.advance(ms(150 + 300));
   const std::vector<Sent> sent = historyFrames(t0);
   ASSERT_EQ(QString::number(sent.size()) + (history().Timer2.enabled() ? " pacing" : ""), "1826");
+  EXPECT_EQ(sent.front(), (Sent{t0 + 150, "0103F721000AA7B3"}));
+  EXPECT_EQ(sent.back(), (Sent{t0 + 150 * 1826, "0103F000000AF6CD"}));
   // One day a tick, on the 150 ms grid. The scan goes on meanwhile and gets the line now and
   // then between a reply and the next tick; that tick's request waits for the scan's reply
   // (never more than its window), and the next one is on the grid again. The scan sends at

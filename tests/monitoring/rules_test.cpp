@@ -1,5 +1,5 @@
-// The monitoring rules below the screens: the history screen's requests, rows, day count, marks
-// and export lines; the link health of a station booked from exchanges alone; and the fast
+// The monitoring rules below the screens: the history screen's requests, rows, day count and
+// export lines; the link health of a station booked from exchanges alone; and the fast
 // scan's engine on two simulated lines. The frames of a reading, the cells of a reply and the
 // charts of marked rows are checked in the whole console by the history screen's test.
 
@@ -28,7 +28,7 @@ std::string describe(const HistoryTick& t) {
          (t.failureLog.empty() ? "" : " log");
 }
 
-TEST(HistoryRules, RequestsRowsDayCountsMarksAxisTopsAndExportLines) {
+TEST(HistoryRules, RequestsRowsDayCountsAxisFloorAndExportLines) {
   // The address is Val of the DeviceID text as a byte, read anew at every tick.
   EXPECT_EQ((std::vector{historyAddress("2.5"), historyAddress("255"), historyAddress("")}),
             (std::vector<std::uint8_t>{2, 255, 0}));
@@ -117,7 +117,7 @@ std::string shown(const LinkHealth& health, int address, std::int64_t nowUs, con
 }
 
 // The share over a pattern of faults and the round's length are checked in the whole console;
-// here the booking itself, the staleness's bound, the window and the age texts.
+// here the booking itself and the window.
 TEST(LinkHealth, BooksEachExchangeToItsStationAndSharesTheGoodRepliesOfTheWindow) {
   LinkHealth health;
   health.record(exchange(1, link::Verdict::Ok, 2 * kSec));
