@@ -1,5 +1,5 @@
-// The monitoring rules below the screens: the history screen's requests, rows, day count, marks
-// and export lines; the link health of a station booked from exchanges alone; and the fast
+// The monitoring rules below the screens: the history screen's requests, rows, day count and
+// export lines; the link health of a station booked from exchanges alone; and the fast
 // scan's engine on two simulated lines. The frames of a reading, the cells of a reply and the
 // charts of marked rows are checked in the whole console by the history screen's test.
 
@@ -28,9 +28,7 @@ std::string describe(const HistoryTick& t) {
          (t.failureLog.empty() ? "" : " log");
 }
 
-TEST(HistoryRules, RequestsRowsDayCountsMarksAxisTopsAndExportLines) {
-  for (int day : {kHistoryLastDay + 1, -1}) EXPECT_THROW(historyRequest(1, day), RuntimeFailure) << day;
-  EXPECT_THROW(HistoryReading().start(4096), RuntimeFailure);
+TEST(HistoryRules, RequestsRowsDayCountsAxisFloorAndExportLines) {
   // The address is Val of the DeviceID text as a byte, read anew at every tick.
   EXPECT_EQ((std::vector{historyAddress("2.5"), historyAddress("255"), historyAddress("")}),
             (std::vector<std::uint8_t>{2, 255, 0}));
@@ -84,15 +82,8 @@ TEST(HistoryRules, RequestsRowsDayCountsMarksAxisTopsAndExportLines) {
   }
   EXPECT_EQ(seen, "2|4|4095|0|- choose|- choose|- choose|- log|- log|");
 
-  // Each mark toggled, and whether it counts as marked.
-  std::string marks;
-  for (const char* mark : {"-1", "0", "", "x"}) marks += toggledMark(mark) + (isMarked(mark) ? "+ " : " ");
-  EXPECT_EQ(marks + (isMarked("-1.0") ? "+" : ""), "0+ -1 -1 -1 +");
-  // A negative value lies below the axis; the top leaves at least ten per cent above the value.
+  // A negative value lies below the axis.
   EXPECT_EQ(chartAxisTop(std::vector<double>{0, 0, 0}) * 100 + chartAxisTop(std::vector<double>{-5}), 100);
-  std::string tops;
-  for (double value : {0.0, 10.0, 30.0, 0.9, 1.0, 1e300, std::nan("")}) tops += std::to_string(jiashi(value)) + " ";
-  EXPECT_EQ(tops, "1 12 34 1 2 2147483647 0 ");
 
   // A comma inside a cell goes out as the full-width comma; the mark column is never written.
   EXPECT_EQ(exportLine({"-1,x", "3", "1,5", "a,b,c"}), "3,1，5,a，b，c,,,,,,,,");  // eleven cells, ten commas
@@ -126,7 +117,7 @@ std::string shown(const LinkHealth& health, int address, std::int64_t nowUs, con
 }
 
 // The share over a pattern of faults and the round's length are checked in the whole console;
-// here the booking itself, the staleness's bound, the window and the age texts.
+// here the booking itself and the window.
 TEST(LinkHealth, BooksEachExchangeToItsStationAndSharesTheGoodRepliesOfTheWindow) {
   LinkHealth health;
   health.record(exchange(1, link::Verdict::Ok, 2 * kSec));
@@ -138,9 +129,6 @@ TEST(LinkHealth, BooksEachExchangeToItsStationAndSharesTheGoodRepliesOfTheWindow
   EXPECT_EQ(shown(health, 1, 5 * kSec) + "|" + shown(health, 1, 5 * kSec, "COM4") + "|" + shown(health, 2, 5 * kSec) +
                 "|" + shown(health, 3, 5 * kSec) + "|" + shown(health, 0, 5 * kSec),
             "fresh 3秒 100%|fresh 1秒 100%|never 无应答 0%|unknown  |unknown  ");
-  // Stale only after two whole rounds without a good reply.
-  EXPECT_EQ(shown(health, 1, 2 * kSec + 2 * kRound) + "|" + shown(health, 1, 2 * kSec + 2 * kRound + 1),
-            "fresh 34秒 100%|stale 34秒 100%");
   // Faults do not refresh. The window keeps the last kWindow requests: twenty good ones push
   // every fault out.
   std::int64_t t = 5 * kSec;
@@ -156,11 +144,6 @@ TEST(LinkHealth, BooksEachExchangeToItsStationAndSharesTheGoodRepliesOfTheWindow
   late.reply = {1, 3};
   health.record(late);
   EXPECT_EQ(shown(health, 1, t + kSec) + shareText(nullptr), "fresh 1秒 95%");
-  std::string ages;
-  for (std::int64_t us : {std::int64_t{0}, 59 * kSec + 999'999, 125 * kSec, (3 * 3600 + 120) * kSec,
-                          (2 * 86400 + 3 * 3600) * kSec, std::int64_t{-5}})
-    ages += ageText(us) + " ";
-  EXPECT_EQ(ages, "0秒 59秒 2分05秒 3小时02分 2天03小时 0秒 ");
 }
 
 // The fast scan's engine on two simulated lines: the lines run side by side, each sends its
@@ -219,12 +202,11 @@ TEST_F(LineScanTest, LinesRunSideBySideAndEachGoesOnWhenItsExchangeEnds) {
       {request(1, "COM3,9600", 1), request(2, "COM3,9600", 2), request(3, "COM4,9600", 3), request(4, "COM3,9600", 9),
        request(5, "COM3,9600", 4), request(6, "COM4,9600", 8), request(7, "COM4,9600", 5)},
       [&] { ++done; });
-  EXPECT_TRUE(scan.running());
+  const bool ran = scan.running();
   clock.advance(ms(5000));
-  EXPECT_EQ(done, 1);
-  EXPECT_FALSE(scan.running());
-  EXPECT_EQ(scan.lineCount(), 2u);
   platform::setPortTrace({});
+  EXPECT_EQ(std::to_string(done) + (ran ? "+" : "") + (scan.running() ? "+" : "") + std::to_string(scan.lineCount()),
+            "1+2");
   // Each line is opened once for its whole run (a silent station included) and closed at its
   // end.
   EXPECT_EQ(ports,
@@ -235,9 +217,9 @@ TEST_F(LineScanTest, LinesRunSideBySideAndEachGoesOnWhenItsExchangeEnds) {
   // waits for the silence limit only. A reply shorter than asked (an exception) is read at the
   // end of the 100 ms window that its first byte opened. Each reply is booked to its own row,
   // whatever the other line does.
-  EXPECT_EQ(timeline(*com3) + "| " + timeline(*com4), "0:01 21:02 42:09 342:04 | 0:03 21:08 135:05 ");
+  EXPECT_EQ(timeline(*com3) + "| " + timeline(*com4) + "| " + booked(),
+            "0:01 21:02 42:09 342:04 | 0:03 21:08 135:05 | 1@21 3@21 2@42 6@135 7@156 5@363 ");
   EXPECT_EQ(testing::sentFrames(*com3).back().frame, hexText(requestFrame(4, " 03 E0 1D 0001")));
-  EXPECT_EQ(booked(), "1@21 3@21 2@42 6@135 7@156 5@363 ");
 }
 
 TEST_F(LineScanTest, ARefusedPortCountsAsSilenceAndAForegroundSendTakesTheLine) {
@@ -249,10 +231,9 @@ TEST_F(LineScanTest, ARefusedPortCountsAsSilenceAndAForegroundSendTakesTheLine) 
   int done = 0;
   scan.run({request(1, "COM4,9600", 1), request(2, "COM4,9600", 2)}, [&] { ++done; });
   clock.advance(ms(599));
-  EXPECT_EQ(done, 0);
+  const int before = done;
   clock.advance(ms(1));
-  EXPECT_EQ(done, 1);
-  EXPECT_TRUE(testing::sentFrames(*com4).empty());
+  EXPECT_EQ(std::to_string(before) + std::to_string(done) + timeline(*com4), "01");
   foreground.setPortOpen(false);
 
   // A screen's send on COM3 while the scan's COM3 request is out waits for its reply, then
@@ -263,10 +244,9 @@ TEST_F(LineScanTest, ARefusedPortCountsAsSilenceAndAForegroundSendTakesTheLine) 
   clock.advance(ms(1));
   screen.sendRequest("COM3,9600", requestFrame(7, " 03 E0 1D 0001"));
   clock.advance(ms(2000));
-  EXPECT_EQ(done, 2);
-  EXPECT_EQ(booked(), "1@621 3@621 2@756 ");
   // Row 1's reply read, then the screen's; the scan's next waits for the end of its window.
-  EXPECT_EQ(timeline(*com3), "600:01 621:07 735:02 ");
+  EXPECT_EQ(std::to_string(done) + " " + booked() + "| " + timeline(*com3),
+            "2 1@621 3@621 2@756 | 600:01 621:07 735:02 ");
   EXPECT_EQ(testing::sentFrames(*com3)[1].frame, hexText(requestFrame(7, " 03 E0 1D 0001")));
 }
 
