@@ -7,7 +7,6 @@
 #include <initializer_list>
 #include <sstream>
 #include <string>
-#include <tuple>
 
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"
@@ -144,16 +143,12 @@ TEST(DeviceDataMap, RealTimeBlockEveryValue) {
       EXPECT_FALSE(decodeRealTime(cut(bytes, length), r)) << nameOf(r) << " " << length;
 }
 
-// The scan's 32-bit totals: a first byte from 128 up enters the sum unshifted.
+// The scan's 32-bit totals: a first byte from 128 up enters the sum unshifted (0x80010203 is
+// 128 + 65536 + 2 * 256 + 3), for every first byte.
 TEST(DeviceDataMap, ThirtyTwoBitTotalsNumberAndTemperatureTexts) {
-  std::string got;
-  for (const char* text :
-       {"00 00 00 00", "01 00 00 00", "12 34 56 78", "7F FF FF FF", "80 00 00 00", "80 01 02 03", "FF FF FF FF"}) {
-    const Bytes t = testing::hexBytes(text);
-    got += std::to_string(totalValue(t[0], t[1], t[2], t[3])) + " ";
-  }
-  // 0x80010203 is 128 + 65536 + 2 * 256 + 3; 0xFFFFFFFF is 255 + 0xFF0000 + 0xFF00 + 0xFF.
-  EXPECT_EQ(got, "0 16777216 305419896 2147483647 128 66179 16777470 ");
+  for (std::int64_t b1 = 0; b1 < 256; ++b1)
+    for (std::int64_t rest : {0x000000, 0x010203, 0xFFFFFF})
+      EXPECT_EQ(totalValue(b1, rest >> 16, rest >> 8 & 0xFF, rest & 0xFF), (b1 < 128 ? b1 << 24 : b1) + rest) << b1;
 
   const RealTimeBlock b = decoded(realTime(51, "81 00 01 00 7F FF FF FF 80 00 00 00 7F FF FF FF"), Reader::Scan);
   // 385 is 129 + 256.
@@ -161,7 +156,7 @@ TEST(DeviceDataMap, ThirtyTwoBitTotalsNumberAndTemperatureTexts) {
                 b.totalEnergyGeneratedGrid + " " + b.totalEnergyUsed.text + " " + b.totalEnergyUsedGrid,
             "385 2147483647 0.128 0.128 2147483.647 2147483.647");
 
-  got.clear();
+  std::string got;
   for (double v : {300.0, 0.0, -0.0, -21.0, 0.128, 65535.0}) got += numberText(v) + " ";
   for (const auto& [v, places] : {std::pair{30.0, 1}, {0.29, 2}, {65.535, 3}, {6553.5, 1}, {-0.0001, 2}})
     got += fixedText(v, places) + " ";

@@ -149,7 +149,6 @@ TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
   const core::Station want{"O'Brien 站", "COM4,4800", "7",  "Thin-Film", "250", "44.5",    "36",
                            "LI",         "100",       "24", "AC+DC",     "60",  "屋顶, 东"};
   EXPECT_EQ(core::getStations("COM4,4800"), std::vector<core::Station>{want});
-  EXPECT_EQ(logLines().filter(QStringLiteral("]添加 O'Brien 站 站点成功")).size(), 1);
   // Cancel unloaded the dialog, and the full refresh rebuilt the tree and loads again.
   EXPECT_FALSE(FrmAddStation::exists());
   EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("刷新所有站点，请稍等...")));
@@ -163,12 +162,10 @@ TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
     EXPECT_EQ(editorText(f), "添加站点 | - - - | ---- S1 1 [COM3,9600] COM3,9600 COM4,4800");
     click(f, "Command2");
   });
-  const int lines = logLines().size(), boxes = messages().size();
+  const int boxes = messages().size();
   popup("S1", "ViewStation");
   EXPECT_EQ(messages().size(), boxes);
   EXPECT_EQ(core::getStations("COM3,9600"), rows);
-  // Looking at a station rescans the bus as well.
-  EXPECT_EQ(logLines().size(), lines + 1);
   clock.advance(ms(900));
 
   // The guest: the pop-up's items (enabled, as the login tests see) open the editor.
