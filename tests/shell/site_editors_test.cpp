@@ -90,7 +90,7 @@ using PortConfigurationTest = SiteEditorsTest;
 
 // The editor from the menu and from the tree's pop-up: every refusal of add and update, in the
 // editor's order, none changing the store or the settings file; an add with its checks in order
-// storing all thirteen fields; the preview where nothing but cancel acts; a form still loaded;
+// storing all thirteen fields; the preview where nothing but cancel acts;
 // the guest's way in.
 TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
   addStation("S1", "COM3,9600", "1");
