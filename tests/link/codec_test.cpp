@@ -7,7 +7,6 @@
 #include <initializer_list>
 #include <sstream>
 #include <string>
-#include <tuple>
 
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"
@@ -107,11 +106,6 @@ TEST(DeviceDataMap, DeviceInformationBlock) {
   std::fill(bytes.begin() + 24, bytes.begin() + 31, 0);
   std::ranges::copy(testing::hexBytes("64 FF 09 63"), bytes.begin() + 31);
   EXPECT_EQ(infoText(decodeDeviceInfo(bytes)), "48 40 20||V0.0.0|V0.0.0|1002550999");
-
-  // One character a byte, read as Latin-1; only blanks are cut, NUL padding stays.
-  std::ranges::copy(testing::hexBytes("41 B0 43 00"), bytes.begin() + 8);
-  bytes[23] = 'Z';
-  EXPECT_EQ(decodeDeviceInfo(bytes)->model, std::string("A\xC2\xB0\x43\0", 5) + std::string(11, ' ') + "Z");
   // Any other length is refused.
   for (std::size_t length : {0u, 1u, 36u, 38u, 73u}) EXPECT_FALSE(decodeDeviceInfo(cut(bytes, length))) << length;
 }
@@ -149,16 +143,12 @@ TEST(DeviceDataMap, RealTimeBlockEveryValue) {
       EXPECT_FALSE(decodeRealTime(cut(bytes, length), r)) << nameOf(r) << " " << length;
 }
 
-// The scan's 32-bit totals: a first byte from 128 up enters the sum unshifted.
+// The scan's 32-bit totals: a first byte from 128 up enters the sum unshifted (0x80010203 is
+// 128 + 65536 + 2 * 256 + 3), for every first byte.
 TEST(DeviceDataMap, ThirtyTwoBitTotalsNumberAndTemperatureTexts) {
-  std::string got;
-  for (const char* text :
-       {"00 00 00 00", "01 00 00 00", "12 34 56 78", "7F FF FF FF", "80 00 00 00", "80 01 02 03", "FF FF FF FF"}) {
-    const Bytes t = testing::hexBytes(text);
-    got += std::to_string(totalValue(t[0], t[1], t[2], t[3])) + " ";
-  }
-  // 0x80010203 is 128 + 65536 + 2 * 256 + 3; 0xFFFFFFFF is 255 + 0xFF0000 + 0xFF00 + 0xFF.
-  EXPECT_EQ(got, "0 16777216 305419896 2147483647 128 66179 16777470 ");
+  for (std::int64_t b1 = 0; b1 < 256; ++b1)
+    for (std::int64_t rest : {0x000000, 0x010203, 0xFFFFFF})
+      EXPECT_EQ(totalValue(b1, rest >> 16, rest >> 8 & 0xFF, rest & 0xFF), (b1 < 128 ? b1 << 24 : b1) + rest) << b1;
 
   const RealTimeBlock b = decoded(realTime(51, "81 00 01 00 7F FF FF FF 80 00 00 00 7F FF FF FF"), Reader::Scan);
   // 385 is 129 + 256.
@@ -166,15 +156,7 @@ TEST(DeviceDataMap, ThirtyTwoBitTotalsNumberAndTemperatureTexts) {
                 b.totalEnergyGeneratedGrid + " " + b.totalEnergyUsed.text + " " + b.totalEnergyUsedGrid,
             "385 2147483647 0.128 0.128 2147483.647 2147483.647");
 
-  // The grid format "0.###" against the plain text of the cell.
-  got.clear();
-  for (const char* low : {"00 00", "00 01", "00 0A", "05 DC", "03 E8", "04 D2"}) {
-    const RealTimeBlock e = decoded(realTime(65, low), Reader::Scan);
-    got += e.totalEnergyUsed.text + "/" + e.totalEnergyUsedGrid + " ";
-  }
-  EXPECT_EQ(got, "0/0 0.001/0.001 0.01/0.01 1.5/1.5 1/1 1.234/1.234 ");
-
-  got.clear();
+  std::string got;
   for (double v : {300.0, 0.0, -0.0, -21.0, 0.128, 65535.0}) got += numberText(v) + " ";
   for (const auto& [v, places] : {std::pair{30.0, 1}, {0.29, 2}, {65.535, 3}, {6553.5, 1}, {-0.0001, 2}})
     got += fixedText(v, places) + " ";
@@ -189,23 +171,21 @@ TEST(DeviceDataMap, ThirtyTwoBitTotalsNumberAndTemperatureTexts) {
           << raw << " / " << scale;
   }
 
-  // The byte, its value, its text on the screens and in the recorder.
-  got.clear();
-  for (std::uint8_t byte : {129, 128, 0, 0x85, 0x19, 0x95, 255, 127}) {
-    EXPECT_EQ(temperatureText(byte, Reader::RealTime), temperatureText(byte, Reader::Scan)) << int(byte);
-    got += std::to_string(temperatureValue(byte)) + " " + temperatureText(byte, Reader::Scan) + " " +
-           temperatureText(byte, Reader::Recorder) + ", ";
+  // Every temperature byte: from 129 up minus (byte - 128), else the byte; one decimal on the
+  // screens, none in the recorder.
+  for (int byte = 0; byte < 256; ++byte) {
+    const std::string value = std::to_string(byte >= 129 ? 128 - byte : byte);
+    EXPECT_EQ(std::to_string(temperatureValue(byte)) + " " + temperatureText(byte, Reader::RealTime) + " " +
+                  temperatureText(byte, Reader::Scan) + " " + temperatureText(byte, Reader::Recorder),
+              value + " " + value + ".0 " + value + ".0 " + value);
   }
-  EXPECT_EQ(got,
-            "-1 -1.0 -1, 128 128.0 128, 0 0.0 0, -5 -5.0 -5, 25 25.0 25, -21 -21.0 -21, -127 -127.0 -127, "
-            "127 127.0 127, ");
 }
 
 TEST(DeviceDataMap, ChargeStateLoadStateAndLoadMode) {
   // The name, then the text of the live screen, the recorder and the scan. Above 6: nothing on
   // the live screen and in the recorder, the flag digits on the scan.
   std::string states;
-  for (std::uint8_t s : {0, 1, 2, 3, 4, 5, 6, 7, 8, 255}) {
+  for (std::uint8_t s : {0, 1, 2, 3, 4, 5, 6, 7, 255}) {
     const Bytes bytes = realTime(67, "80 " + hexText(Bytes{s}) + " 12 01");
     states += std::string(chargeStateName(s)) + "/" + decoded(bytes, Reader::RealTime).chargeStateText + "/" +
               decoded(bytes, Reader::Recorder).chargeStateText + "/" + decoded(bytes, Reader::Scan).chargeStateText +
@@ -219,7 +199,6 @@ MPPT充电/MPPT充电/MPPT充电/MPPT充电
 浮充充电/浮充充电/浮充充电/浮充充电
 限流充电/限流充电/限流充电/限流充电
 ///10000000000001110001001000000001
-///10000000000010000001001000000001
 ///10000000111111110001001000000001
 )");
 
@@ -227,9 +206,6 @@ MPPT充电/MPPT充电/MPPT充电/MPPT充电
   std::string on;
   for (std::uint8_t byte : {0x80, 0xFF, 0xC1, 0x00, 0x7F, 0x01}) on += loadIsOn(byte) ? "1" : "0";
   EXPECT_EQ(on, "111000");
-  const RealTimeBlock off = decoded(realTime(67, "7F"), Reader::RealTime);
-  EXPECT_FALSE(off.loadOn);
-  EXPECT_EQ(off.status.load, "已关闭");
 
   // The load mode reply: manual is 15 in byte 4; byte 3 is not looked at.
   std::string got;
@@ -307,9 +283,6 @@ TEST(DeviceDataMap, StatusFlagsTheExchangedFaultWordAndTheGroups) {
       EXPECT_EQ(joined(t), want) << nameOf(reader) << " " << row.substr(0, bar);
     }
   }
-  // Through a reply: position p is bit (32 - p) of the fault word in bytes 69, 70.
-  EXPECT_EQ(decoded(realTime(69, "10 00"), Reader::Scan).status.panel, "太阳能板反接");
-  EXPECT_EQ(decoded(realTime(69, "00 20"), Reader::RealTime).status.device, "设备超温");
 
   // A flag text that is not 32 characters leaves every group as it was, load included.
   const StatusTexts before{"过放", "超功率", "设备超温", "负载短路"};

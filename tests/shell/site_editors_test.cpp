@@ -21,7 +21,6 @@
 #include <map>
 #include <random>
 
-#include "core/app_state.h"
 #include "platform/gbk.h"
 #include "shell/frm_add_station.h"
 #include "shell/frm_port_configuration.h"
@@ -43,21 +42,14 @@ class SiteEditorsTest : public testing::ShellFixture {
   }
   void type(QLineEdit* box, const QString& text) { testing::retype(box, text); }
   void type(QComboBox* box, const QString& text) { testing::typeOver(box, text); }
-  // A left click (or a double click) on the node `text` of the tree.
-  void clickNode(const QString& text, bool dbl = false) {
+  // A left click on the station node of the tree, then the pop-up item `item`.
+  void popup(const QString& station, const char* item) {
     QTreeWidget* tree = mdi().TreeView1();
-    const auto found = tree->findItems(text, Qt::MatchExactly | Qt::MatchRecursive);
-    ASSERT_EQ(found.size(), 1) << text.toStdString();
+    const auto found = tree->findItems(station, Qt::MatchExactly | Qt::MatchRecursive);
+    ASSERT_EQ(found.size(), 1) << station.toStdString();
     tree->scrollToItem(found[0]);
     QCoreApplication::processEvents();
-    const QPoint at = tree->visualItemRect(found[0]).center();
-    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, at);
-    // The second press of a double click arrives as the double click.
-    if (dbl) QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, at);
-  }
-  // A left click on the station node, then the pop-up item `item`.
-  void popup(const QString& station, const char* item) {
-    clickNode(station);
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(found[0]).center());
     mdi().action(item)->trigger();
   }
   // The station editor in one text: its title, the buttons that act (添加, 更新, 删除), which
@@ -98,7 +90,7 @@ using PortConfigurationTest = SiteEditorsTest;
 
 // The editor from the menu and from the tree's pop-up: every refusal of add and update, in the
 // editor's order, none changing the store or the settings file; an add with its checks in order
-// storing all thirteen fields; the preview where nothing but cancel acts; a form still loaded;
+// storing all thirteen fields; the preview where nothing but cancel acts;
 // the guest's way in.
 TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
   addStation("S1", "COM3,9600", "1");
@@ -134,9 +126,6 @@ TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
   drivers.push_back([&](ui::DialogForm& f) {
     // Nothing chosen in the port list yet.
     EXPECT_EQ(editorText(f), "添加站点 | 添加 - - | ++++   [] COM3,9600 COM4,4800");
-    EXPECT_EQ(QStringList({testing::labelText(edit(f, "StationNameSS")), testing::labelText(edit(f, "DeviceID")),
-                           testing::labelText(combo(f, "Port")), testing::labelText(edit(f, "Capacity"))}),
-              QStringList({"设置站点名称", "绑定的设备ID", "选择通讯端口", "容量(Ah)"}));
     click(f, "Command1");
     type(edit(f, "StationNameSS"), "O'Brien 站");
     click(f, "Command1");
@@ -160,7 +149,6 @@ TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
   const core::Station want{"O'Brien 站", "COM4,4800", "7",  "Thin-Film", "250", "44.5",    "36",
                            "LI",         "100",       "24", "AC+DC",     "60",  "屋顶, 东"};
   EXPECT_EQ(core::getStations("COM4,4800"), std::vector<core::Station>{want});
-  EXPECT_EQ(logLines().filter(QStringLiteral("]添加 O'Brien 站 站点成功")).size(), 1);
   // Cancel unloaded the dialog, and the full refresh rebuilt the tree and loads again.
   EXPECT_FALSE(FrmAddStation::exists());
   EXPECT_TRUE(logLines().last().endsWith(QStringLiteral("刷新所有站点，请稍等...")));
@@ -174,28 +162,10 @@ TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
     EXPECT_EQ(editorText(f), "添加站点 | - - - | ---- S1 1 [COM3,9600] COM3,9600 COM4,4800");
     click(f, "Command2");
   });
-  const int lines = logLines().size(), boxes = messages().size();
+  const int boxes = messages().size();
   popup("S1", "ViewStation");
   EXPECT_EQ(messages().size(), boxes);
   EXPECT_EQ(core::getStations("COM3,9600"), rows);
-  // Looking at a station rescans the bus as well.
-  EXPECT_EQ(logLines().size(), lines + 1);
-  // A double click on the node is a preview too.
-  drivers.push_back([&](ui::DialogForm& f) { EXPECT_FALSE(button(f, "Command1")->isEnabled()); });
-  clock.advance(ms(900));
-  int opened = modals.size();
-  clickNode("S1", true);
-  EXPECT_EQ(modals.size(), opened + 1);
-
-  // Closed without unloading (as by the window system), the form keeps its fields for the next add.
-  drivers.push_back([&](ui::DialogForm& f) {
-    type(edit(f, "StationNameSS"), "A");
-    f.hide();
-  });
-  drivers.push_back([&](ui::DialogForm& f) { EXPECT_EQ(edit(f, "StationNameSS")->text(), "A"); });
-  mdi().AddStation_Click();
-  ASSERT_TRUE(FrmAddStation::exists());
-  mdi().AddStation_Click();
   clock.advance(ms(900));
 
   // The guest: the pop-up's items (enabled, as the login tests see) open the editor.
@@ -205,11 +175,6 @@ TEST_F(AddStationTest, RefusalsAnAddThePreviewAndTheGuest) {
   clock.advance(ms(900));
   drivers.push_back([&](ui::DialogForm& f) { EXPECT_TRUE(button(f, "Command3")->isEnabled()); });
   popup("S1", "EditStation1");
-  // A node that is no station (a port) opens nothing.
-  clock.advance(ms(900));
-  opened = modals.size();
-  popup("COM3,9600", "EditStation1");
-  EXPECT_EQ(modals.size(), opened);
   EXPECT_TRUE(drivers.empty());
 }
 
@@ -249,8 +214,6 @@ TEST_F(PortConfigurationTest, ProbeMatchGatewaysAddDeleteOkTheFileAndTheRefresh)
     EXPECT_TRUE(!f.MSComm1.portOpen() && holder.portOpen() && !scanPort->portOpen());
     // The first port found in the box.
     EXPECT_EQ(describe(f), "COM3 COM7 COM12 [COM3] | COM12,4800; COM7,9600 → 10.0.0.9:502 | 添加0 9600 [] OK");
-    EXPECT_EQ(testing::labelText(ports) + testing::labelText(combo(f, "Combo5")) + testing::labelText(address(f)),
-              QStringLiteral("端口奇偶校验位网关地址"));
     // The scan has its rest counter back once the load is done.
     EXPECT_TRUE(scan().Timer2.enabled());
     // Choosing a listed port turns the button into an update of that entry.
