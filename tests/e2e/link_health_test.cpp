@@ -116,8 +116,6 @@ TEST_F(LinkHealthTest, SilentStationTurnsStaleAfterTwoRoundsAndFreshAtItsNextRep
       stationsText({"COM3,9600,1", "COM3,9600,2"}),  // the tree's images stay as they are
       "一号站 answered=1 image=2 status=1 block=73 stored=73\n二号站 answered=1 image=2 status=1 block=73 stored=73");
   EXPECT_EQ(status(), QStringLiteral("在线站点 1/2    最旧读数 34秒"));
-  EXPECT_EQ(tooltipOf("COM3,9600,2").replace(QRegularExpression("\\d\\d:\\d\\d:\\d\\d"), "T"),
-            "最后应答 T，距今 34秒，应答率 43%");
 
   // It answers again: fresh at the first reply of the next round.
   silence(station2, false);
@@ -156,21 +154,11 @@ TEST_F(LinkHealthTest, ShareOfAnsweredRequestsAndTheWireViewFollowAPatternOfFaul
                 .arg(log->textMatrix(1, 3), QString::number(log->textMatrix(1, 4).size()), log->textMatrix(2, 4),
                      QString::number(log->textMatrix(1, 0).size()), log->cellForeColor(1, 5).name()),
             "01 03 01 00 00 23 05 EF / 224 / 02 83 02 30 F1 / 23 #c80000");
-  // The station filter shows station 2 only; "all" brings back every row.
-  auto* stations = combo(view, "StationFilter");
-  stations->setCurrentIndex(stations->findText(QStringLiteral("二号站")));
-  EXPECT_EQ(gridText(log, {2}), "二号站\n二号站");
-  stations->setCurrentIndex(0);
-  EXPECT_EQ(log->rows(), 5);
-
-  // Paused, the table stands still while the wire goes on; going on shows what came.
+  // Then station 1 answers with an exception, station 2 well.
   station1->setFaults({.exception = sim::Exception::IllegalAddress});
   station2->setFaults({});
-  QTest::mouseClick(button(view, "Pause"), Qt::LeftButton);
   runTo(59000);
   EXPECT_EQ(shares(), "43% 71%");  // 3 and 5 of 7
-  EXPECT_EQ(log->rows(), 5);
-  QTest::mouseClick(button(view, "Pause"), Qt::LeftButton);
   ASSERT_EQ(log->rows(), 9);
   EXPECT_EQ(gridText(log, {2, 5}, 5), "一号站|异常应答 02\n二号站|正常\n一号站|异常应答 02\n二号站|正常");
 
