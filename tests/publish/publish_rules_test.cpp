@@ -1,11 +1,10 @@
-// The publisher's rules without a broker: topic escaping, the bounded queue, the back-off and
-// the settings of section MQTT.
+// The publisher's rules without a broker: topic escaping, the bounded queue and the settings of
+// section MQTT.
 
 #include <gtest/gtest.h>
 
 #include <map>
 
-#include "publish/backoff.h"
 #include "publish/mqtt_settings.h"
 #include "publish/publish_queue.h"
 #include "publish/topics.h"
@@ -77,17 +76,6 @@ TEST(PublishQueue, InOrderUntilAcknowledgedResentInOrderAfterALossAndTheOldestDr
   EXPECT_EQ(full.size(), 3u);
 }
 
-// ---- Back-off ------------------------------------------------------------------------------
-
-TEST(Backoff, DoublesFromOneSecondToAMinuteAndStartsOver) {
-  Backoff b;
-  std::vector<long> waits;
-  for (int i = 0; i < 9; ++i) waits.push_back(static_cast<long>(b.next().count()));
-  EXPECT_EQ(waits, (std::vector<long>{1000, 2000, 4000, 8000, 16000, 32000, 60000, 60000, 60000}));
-  b.reset();
-  EXPECT_EQ(b.next().count(), 1000);
-}
-
 // ---- Settings -------------------------------------------------------------------------------
 
 TEST(MqttSettings, DefaultsAndTheEmptyDiscoveryPrefix) {
@@ -104,8 +92,6 @@ TEST(MqttSettings, DefaultsAndTheEmptyDiscoveryPrefix) {
   EXPECT_EQ(text(), "0 1883 pc1 xinglan [homeassistant]");
   keys = {{"Enabled", "1"}, {"Port", "70000"}, {"Discovery Prefix", ""}, {"Client Id", "site7"}};
   EXPECT_EQ(text(), "1 1883 site7 xinglan []");
-  keys = {{"Enabled", "abc"}, {"Port", "8883"}};
-  EXPECT_EQ(text(), "0 8883 pc1 xinglan [homeassistant]");
 }
 
 }  // namespace
