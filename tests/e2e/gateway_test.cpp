@@ -62,22 +62,15 @@ class GatewayTest : public ConsoleFixture {
                        dir.path() + "/MSCON.DLL");
   }
   // The gateway stand-in: one TCP client at a time, its bytes to and from the line. It is
-  // ready when the kernel lists its port as listening (a connection would use up its one
-  // client, and taking the port to try it could make the stand-in fail to bind).
+  // ready when it says it listens (a connection would use up its one client, and taking the
+  // port to try it could make the stand-in fail to bind).
   void startStandIn() {
-    standIn.start("socat", {QString("TCP-LISTEN:%1,bind=127.0.0.1,reuseaddr").arg(port),
+    standIn.start("socat", {"-d", "-d", QString("TCP-LISTEN:%1,bind=127.0.0.1,reuseaddr").arg(port),
                             "FILE:" + dir.path() + "/sim/COM3,raw,echo=0"});
     ASSERT_TRUE(standIn.waitForStarted(3000)) << "socat is needed for this test";
-    const QByteArray local = QString("0100007F:%1").arg(port, 4, 16, QChar('0')).toUpper().toLatin1();
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] {
-          QFile tcp("/proc/net/tcp");
-          for (const QByteArray& line : tcp.open(QIODevice::ReadOnly) ? tcp.readAll().split('\n') : QList<QByteArray>())
-            if (const QList<QByteArray> f = line.simplified().split(' '); f.size() > 3 && f[1] == local && f[3] == "0A")
-              return true;
-          return false;
-        },
-        3000));
+    QByteArray said;
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return (said += standIn.readAllStandardError()).contains("listening on"); }, 3000));
   }
   // The first real-time request sent at or after `fromMs`, once it has its verdict.
   const link::Exchange* realTimeAfter(qint64 fromMs) const {

@@ -1,23 +1,16 @@
-// The publisher's rules without a broker: topic escaping, payloads of incomplete input,
-// the bounded queue, the back-off, the reply clock and the settings of section MQTT.
+// The publisher's rules without a broker: topic escaping, the bounded queue and the settings of
+// section MQTT.
 
 #include <gtest/gtest.h>
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <map>
 
-#include "publish/backoff.h"
 #include "publish/mqtt_settings.h"
-#include "publish/payloads.h"
 #include "publish/publish_queue.h"
-#include "publish/reply_clock.h"
 #include "publish/topics.h"
 
 namespace xl::publish {
 namespace {
-
-using namespace std::chrono_literals;
 
 // ---- Topics ---------------------------------------------------------------------------------
 
@@ -38,23 +31,6 @@ TEST(Topics, ReservedCharactersAreEscapedChineseStaysReadableAndTheLayoutOfACons
             "site_2f1__e7_ab_99_battery_5fvoltage homeassistant/sensor/abc/config");
   // Object ids stay apart for different names.
   EXPECT_NE(objectId("a_2f"), objectId("a/"));
-}
-
-// ---- Payloads -------------------------------------------------------------------------------
-
-TEST(Payloads, AnOddAddressAsItStandsAndADeviceWithoutModel) {
-  // An address text that is no byte is published as it stands (that a block of another length
-  // gives no state, the publisher's fuzz target checks).
-  Bytes whole(73, 0);
-  whole[0] = 1;
-  whole[1] = 3;
-  whole[2] = 0x46;
-  const auto odd = stateJson({"S", "abc", ""}, whole, QDateTime(QDate(2026, 5, 1), QTime(8, 30, 0)));
-  ASSERT_TRUE(odd);
-  EXPECT_EQ(QJsonDocument::fromJson(*odd).object()["address"].toString(), "abc");
-  // Without the information block the device has no model yet.
-  const auto bare = discoveryConfigs({"xinglan", "site1", "homeassistant"}, {"S", "2", ""}, std::nullopt);
-  EXPECT_FALSE(QJsonDocument::fromJson(bare[0].payload).object()["device"].toObject().contains("model"));
 }
 
 // ---- Queue ----------------------------------------------------------------------------------
@@ -100,26 +76,6 @@ TEST(PublishQueue, InOrderUntilAcknowledgedResentInOrderAfterALossAndTheOldestDr
   EXPECT_EQ(full.size(), 3u);
 }
 
-// ---- Back-off and the reply clock -----------------------------------------------------------
-
-TEST(Backoff, DoublesFromOneSecondToAMinuteAndStartsOver) {
-  Backoff b;
-  std::vector<long> waits;
-  for (int i = 0; i < 9; ++i) waits.push_back(static_cast<long>(b.next().count()));
-  EXPECT_EQ(waits, (std::vector<long>{1000, 2000, 4000, 8000, 16000, 32000, 60000, 60000, 60000}));
-  b.reset();
-  EXPECT_EQ(b.next().count(), 1000);
-}
-
-TEST(ReplyClock, StaleAfterTwoRoundsWithoutAReply) {
-  ReplyClock c(60s);
-  EXPECT_TRUE(c.stale("A", 0s));  // never heard of
-  c.reply("A", 0s);
-  EXPECT_EQ(std::pair(c.stale("A", 120s), c.stale("A", 121s)), std::pair(false, true));  // no round yet: two minutes
-  c.reply("A", 10s);                                                                     // a round is 10 s
-  EXPECT_EQ(std::pair(c.stale("A", 30s), c.stale("A", 31s)), std::pair(false, true));
-}
-
 // ---- Settings -------------------------------------------------------------------------------
 
 TEST(MqttSettings, DefaultsAndTheEmptyDiscoveryPrefix) {
@@ -136,8 +92,6 @@ TEST(MqttSettings, DefaultsAndTheEmptyDiscoveryPrefix) {
   EXPECT_EQ(text(), "0 1883 pc1 xinglan [homeassistant]");
   keys = {{"Enabled", "1"}, {"Port", "70000"}, {"Discovery Prefix", ""}, {"Client Id", "site7"}};
   EXPECT_EQ(text(), "1 1883 site7 xinglan []");
-  keys = {{"Enabled", "abc"}, {"Port", "8883"}};
-  EXPECT_EQ(text(), "0 8883 pc1 xinglan [homeassistant]");
 }
 
 }  // namespace
