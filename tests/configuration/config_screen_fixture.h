@@ -2,21 +2,11 @@
 // The configuration screens in the whole console: one line COM3 at 9600 baud with simulated
 // controllers on it that answer only what they are asked, and the operator's mouse.
 
-#include <gtest/gtest.h>
-
 #include <QAbstractButton>
-#include <QComboBox>
 #include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
 #include <QTest>
-#include <algorithm>
-#include <optional>
-#include <string>
-#include <string_view>
 
 #include "core/text_cases.h"
-#include "link/frame_codec.h"
 #include "support/console_fixture.h"
 #include "support/hex_bytes.h"
 #include "support/wire_log.h"

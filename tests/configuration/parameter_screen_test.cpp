@@ -10,7 +10,6 @@
 #include "config_screen_fixture.h"
 #include "configuration/frm_control_parameter.h"
 #include "configuration/parameter_block.h"
-#include "core/settings.h"
 #include "link/vb_numbers.h"
 #include "ui/form.h"
 

@@ -5,13 +5,10 @@
 // state and the verdict on each reply. The timers, "恢复默认值" and the frames the screens send
 // for address 1 are checked on the screens themselves.
 
-#include <gtest/gtest.h>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-#include <algorithm>
 #include <map>
-#include <string>
 
 #include "configuration/device_id.h"
 #include "configuration/factory_commands.h"

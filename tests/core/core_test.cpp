@@ -2,7 +2,6 @@
 // write changes), and the settings routines on real files (persistence, failures). The station
 // table on a real SQLite file, and a request sent to a station by its name.
 
-#include <gtest/gtest.h>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QThread>

@@ -3,9 +3,6 @@
 // frame as hex, a station made silent, a count of message-window lines, and the scan's stations and
 // grids as text, so that one comparison shows every value that differs.
 
-#include <gtest/gtest.h>
-
-#include <QApplication>
 #include <QFile>
 #include <QHelpEvent>
 #include <QLabel>
@@ -14,13 +11,9 @@
 #include <QTest>
 #include <QTreeWidget>
 
-#include "core/settings.h"
-#include "link/frame_codec.h"
-#include "link/serial_session.h"
 #include "platform/gbk.h"
 #include "support/two_stations.h"
 #include "support/wire_log.h"
-#include "tools/sim/bus.h"
 #include "tools/sim/device_state.h"
 
 namespace xl::testing {

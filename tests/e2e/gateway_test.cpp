@@ -4,7 +4,6 @@
 
 #include <QProcess>
 #include <atomic>
-#include <thread>
 
 #include "core/settings_keys.h"
 #include "link/exchange_log.h"

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <initializer_list>
 #include <sstream>
-#include <string>
 
 #include "link/device_data_map.h"
 #include "link/frame_codec.h"

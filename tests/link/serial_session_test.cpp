@@ -10,7 +10,6 @@
 
 #include "link/exchange_log.h"
 #include "link/frame_codec.h"
-#include "platform/sim_bus.h"
 #include "platform/timer.h"
 #include "support/scripted_device.h"
 

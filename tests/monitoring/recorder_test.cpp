@@ -4,11 +4,9 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QTemporaryDir>
 #include <memory>
 
 #include "core/message_log.h"
-#include "core/settings.h"
 #include "engine/recorder.h"
 #include "monitoring/recorder_files.h"
 #include "monitoring/recorder_line.h"

@@ -5,13 +5,11 @@
 
 #include <gtest/gtest.h>
 
-#include "link/frame_codec.h"
 #include "monitoring/chart_axis.h"
 #include "monitoring/history_record.h"
 #include "monitoring/line_scan.h"
 #include "monitoring/link_health.h"
 #include "platform/failure.h"
-#include "platform/sim_bus.h"
 #include "support/hex_bytes.h"
 #include "support/scripted_device.h"
 #include "support/wire_log.h"

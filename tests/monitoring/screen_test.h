@@ -2,26 +2,19 @@
 // Shared by the screen tests of this folder: the whole console with two stations in virtual
 // time, the wire log, and helpers that turn what a screen shows into one text to compare.
 
-#include <gtest/gtest.h>
-
 #include <QCheckBox>
-#include <QComboBox>
 #include <QFile>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
-#include <QPushButton>
 #include <QTest>
 #include <algorithm>
 #include <array>
 #include <tuple>
 
-#include "link/frame_codec.h"
 #include "support/hex_bytes.h"
 #include "support/two_stations.h"
 #include "support/wire_log.h"
-#include "tools/sim/bus.h"
 #include "ui/form.h"
 
 namespace xl::testing {

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractFileIconProvider>
-#include <QApplication>
 #include <QDialogButtonBox>
 #include <QElapsedTimer>
 #include <QFileDialog>
@@ -26,7 +25,6 @@
 #include "platform/gateway_port.h"
 #include "platform/port_names.h"
 #include "platform/qt_scheduler.h"
-#include "platform/sim_bus.h"
 #include "platform/timer.h"
 #include "support/qt_app.h"
 #include "support/scripted_device.h"

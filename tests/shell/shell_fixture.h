@@ -3,18 +3,12 @@
 // is handed to the next driver in `drivers` (none left: it is closed at once), and its object
 // name is recorded in `modals`.
 
-#include <gtest/gtest.h>
-
 #include <QAction>
-#include <QComboBox>
 #include <QFile>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QTest>
 #include <QTreeWidget>
-#include <deque>
-#include <functional>
 
 #include "support/console_fixture.h"
 #include "ui/form.h"

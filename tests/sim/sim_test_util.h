@@ -4,10 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <string_view>
 
 #include "link/frame_codec.h"
-#include "platform/bytes.h"
 #include "platform/scheduler.h"
 #include "support/hex_bytes.h"
 #include "tools/sim/controller.h"
