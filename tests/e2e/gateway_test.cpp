@@ -12,9 +12,9 @@
 #include "platform/qt_scheduler.h"
 #include "platform/qt_serial_port.h"
 #include "shell/port_list.h"
+#include "support/free_port.h"
 #include "support/unanswered_host.h"
 #include "tests/e2e/e2e.h"
-#include "tests/publish/broker.h"
 
 namespace xl::testing {
 namespace {

@@ -14,7 +14,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QThread>
@@ -23,13 +22,9 @@
 #include <string>
 #include <vector>
 
-namespace xl::testing {
+#include "tests/support/free_port.h"
 
-// A TCP port of 127.0.0.1 that nothing listens on now.
-inline quint16 freeTcpPort() {
-  QTcpServer probe;
-  return probe.listen(QHostAddress::LocalHost) ? probe.serverPort() : 0;
-}
+namespace xl::testing {
 
 class Broker {
  public:
